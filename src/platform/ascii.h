@@ -1,0 +1,27 @@
+// Letters without regard to case: plain ASCII on every system and in every locale.
+#pragma once
+
+#include <cstddef>
+
+inline char UpperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
+// Turns the letters of a NUL-terminated text into capitals.
+inline void UpperText(char* text) {
+  for (; *text != '\0'; ++text) *text = UpperAscii(*text);
+}
+
+// Whether the `size` bytes at `text` begin with `word`, letters in any case.
+inline bool BeginsWithWord(const char* text, size_t size, const char* word) {
+  size_t i = 0;
+  for (; word[i] != '\0'; ++i) {
+    if (i == size || UpperAscii(text[i]) != UpperAscii(word[i])) return false;
+  }
+  return true;
+}
+
+// Whether two NUL-terminated texts are equal, letters in any case.
+inline bool SameWord(const char* left, const char* right) {
+  for (; *left != '\0' && UpperAscii(*left) == UpperAscii(*right); ++left, ++right) {
+  }
+  return UpperAscii(*left) == UpperAscii(*right);
+}

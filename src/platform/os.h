@@ -1,0 +1,207 @@
+// The one door to the operating system.
+//
+// Files, the clock, sleeping, memory and process services go through the functions below and nowhere else. They call
+// through a table of function pointers, which a test replaces entry by entry; the shipped program never changes it.
+// os_posix.cc and os_windows.cc fill the table; the build picks one of them.
+//
+// Paths are bytes with either slash as separator. Where an entry may rightly be absent the answer has three values
+// (found, missing, failed), so that "not there" is never mistaken for "could not look".
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+enum OsResult {
+  kOsOk = 0,
+  kOsMissing,     // nothing stands at that path
+  kOsExists,      // something stands there already
+  kOsUnseekable,  // a pipe or terminal stands where a file belongs: it has no positions
+  kOsFailed,      // any other failure
+};
+
+enum OsOpenMode {
+  kOsRead,        // existing file, read only; never a directory
+  kOsUpdate,      // existing file, read and write, contents kept
+  kOsCreate,      // write, created or emptied
+  kOsCreateNew,   // read and write, fails with kOsExists if anything is there
+  kOsCreateLock,  // write, fails with kOsExists if anything is there; for the owner's eyes only
+  kOsAppend,      // every write goes to the end; created when missing
+  kOsAppendText,  // as kOsAppend, and "\n" is written as the platform's own line end
+};
+
+enum OsKind { kOsRegularFile, kOsDirectory, kOsOtherKind };
+enum OsStream { kOsStdout, kOsStderr };
+
+struct OsStatus {
+  OsKind kind = kOsOtherKind;
+  int64_t size = 0;      // bytes
+  int64_t modified = 0;  // seconds since 1970-01-01 UTC
+};
+
+// Broken-down time as a calendar shows it.
+struct OsCalendar {
+  int year = 0;     // full, for example 2026
+  int month = 0;    // 0 = January .. 11 = December
+  int day = 0;      // 1..31
+  int hour = 0;     // 0..23
+  int minute = 0;   // 0..59
+  int second = 0;   // 0..60
+  int weekday = 0;  // 0 = Sunday .. 6 = Saturday
+};
+
+constexpr size_t kOsNameSize = 1024;  // room for a listed name with its NUL
+
+// The table. Entries answer for one call of the system each; the functions below add the loops.
+struct OsTable {
+  OsResult (*Open)(const char* path, OsOpenMode mode, intptr_t* handle, int* error);
+  int64_t (*Size)(intptr_t handle);                                               // bytes, or -1
+  int64_t (*ReadAt)(intptr_t handle, int64_t at, void* to, size_t size);          // bytes, 0 at the end, -1 on failure
+  int64_t (*WriteAt)(intptr_t handle, int64_t at, const void* from, size_t size);  // bytes, -1, or -2: no positions
+  int64_t (*Write)(intptr_t handle, const void* from, size_t size);               // bytes, or -1
+  int (*Flush)(intptr_t handle);
+  int (*SetSize)(intptr_t handle, int64_t size);
+  int (*Close)(intptr_t handle);
+  OsResult (*Stat)(const char* path, OsStatus* status);
+  OsResult (*SameFile)(const char* left, const char* right);
+  OsResult (*Remove)(const char* path);
+  OsResult (*RemoveUnchanged)(const char* path, int64_t modified);
+  OsResult (*Rename)(const char* from, const char* to);
+  OsResult (*MakeDirectory)(const char* path);
+  OsResult (*ListOpen)(const char* path, void** list);
+  OsResult (*ListNext)(void* list, char* name, size_t size);
+  void (*ListClose)(void* list);
+  void* (*Allocate)(size_t size);
+  void* (*Reallocate)(void* block, size_t size);
+  void (*Release)(void* block);
+  int64_t (*Now)();
+  int (*LocalTime)(int64_t when, OsCalendar* calendar);
+  int (*UtcTime)(int64_t when, OsCalendar* calendar);
+  void (*Sleep)(uint32_t milliseconds);
+  uint32_t (*ProcessId)();
+  size_t (*ProgramPath)(char* path, size_t size);
+  void (*Show)(OsStream stream, const char* text, size_t size);
+  void (*InstallBreakHandler)();
+  void (*SetBreakFile)(const char* path);
+};
+
+// The platform's own table, for a test that puts entries back.
+extern const OsTable kOsNative;
+
+// The table in force.
+OsTable& OsInForce();
+
+// An open file; closed when it goes out of scope, where a failure to close would be lost: a writer calls OsClose.
+struct OsFile {
+  static constexpr intptr_t kNone = -1;
+  intptr_t handle = kNone;
+
+  OsFile() = default;
+  OsFile(const OsFile&) = delete;
+  OsFile& operator=(const OsFile&) = delete;
+  ~OsFile();
+
+  bool IsOpen() const { return handle != kNone; }
+};
+
+// Opens `path` into `file`, which is not open before. Returns kOsOk, kOsMissing, kOsExists or kOsFailed; `error`, when
+// given, receives the C library's error number of a failure.
+OsResult OsOpen(const char* path, OsOpenMode mode, OsFile* file, int* error = nullptr);
+
+// The file's length in bytes, or -1.
+int64_t OsSize(const OsFile& file);
+
+struct OsReadResult {
+  size_t bytes = 0;     // how many arrived before the end of the file or the failure
+  bool failed = false;  // false: fewer bytes than asked for mean the end of the file
+};
+
+// Reads `size` bytes from position `at`, calling again after a short read.
+OsReadResult OsReadAt(const OsFile& file, int64_t at, void* to, size_t size);
+
+// Writes all `size` bytes at position `at`, calling again after a short write. Returns kOsOk, kOsUnseekable (nothing
+// was written) or kOsFailed (some of it may have been written).
+OsResult OsWriteAt(const OsFile& file, int64_t at, const void* from, size_t size);
+
+// Writes all `size` bytes at the file's own position. Returns 0 or -1.
+int OsWrite(const OsFile& file, const void* from, size_t size);
+
+// Writes at the file's own position in exactly one call. Returns the bytes written, or -1.
+int64_t OsWriteOnce(const OsFile& file, const void* from, size_t size);
+
+// Hands all that was written over to the operating system, where it survives the end of this process (not the loss of
+// power). Returns 0 or -1.
+int OsFlush(const OsFile& file);
+
+// Cuts or lengthens the file to `size` bytes. Returns 0 or -1.
+int OsSetSize(const OsFile& file, int64_t size);
+
+// Closes the file; it is no longer open whatever the answer. Returns 0 or -1; a file that is not open answers 0.
+int OsClose(OsFile* file);
+
+// Follows links. Returns kOsOk, kOsMissing or kOsFailed.
+OsResult OsStat(const char* path, OsStatus* status);
+
+// Whether two paths lead to one file. Returns kOsOk (they do), kOsMissing (they do not, or one is absent) or kOsFailed.
+OsResult OsSameFile(const char* left, const char* right);
+
+// Removes a file, never a directory. Returns kOsOk, kOsMissing or kOsFailed.
+OsResult OsRemove(const char* path);
+
+// Removes a file only while its last modification is still the given one, in seconds. Of several processes that try at
+// once exactly one removes it, and none removes a file that another has meanwhile put in its place. Returns kOsOk,
+// kOsMissing (nothing is there), kOsExists (another file or another time is) or kOsFailed.
+OsResult OsRemoveUnchanged(const char* path, int64_t modified);
+
+// Moves a file, across file systems too, and never replaces one. Returns kOsOk, kOsExists or kOsFailed (the source is
+// still there).
+OsResult OsRename(const char* from, const char* to);
+
+// Returns kOsOk, kOsExists or kOsFailed.
+OsResult OsMakeDirectory(const char* path);
+
+// A directory being listed; closed when it goes out of scope.
+struct OsList {
+  void* handle = nullptr;
+
+  OsList() = default;
+  OsList(const OsList&) = delete;
+  OsList& operator=(const OsList&) = delete;
+  ~OsList();
+};
+
+// Returns kOsOk or another value when the directory cannot be listed.
+OsResult OsListOpen(const char* path, OsList* list);
+
+// Copies the next name. Names that no path can address here are left out. Returns kOsOk, kOsMissing after the last
+// name, or kOsFailed.
+OsResult OsListNext(OsList* list, char (&name)[kOsNameSize]);
+
+void OsListClose(OsList* list);
+
+// Memory for ByteBuffer alone and for libraries that ask for an allocator; nullptr when there is none.
+void* OsAllocate(size_t size);
+void* OsReallocate(void* block, size_t size);
+void OsRelease(void* block);
+
+// Seconds since 1970-01-01 UTC.
+int64_t OsNow();
+
+// Return 0, or -1 when the time cannot be expressed.
+int OsLocalTime(int64_t when, OsCalendar* calendar);
+int OsUtcTime(int64_t when, OsCalendar* calendar);
+
+void OsSleep(uint32_t milliseconds);
+uint32_t OsProcessId();
+
+// Copies the path of the running program, NUL-terminated. Returns its length; `size` or more when it does not fit,
+// 0 when it cannot be told.
+size_t OsProgramPath(char* path, size_t size);
+
+// Writes to the console, buffered as the C library does. Failures are ignored.
+void OsShow(OsStream stream, const char* text, size_t size);
+
+// From now on an interrupt, hang-up or termination removes the break file, if one is set, before it ends the process.
+void OsInstallBreakHandler();
+
+// Sets the file that the break handler removes; an empty path sets none. The path is copied.
+void OsSetBreakFile(const char* path);

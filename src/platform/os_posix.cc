@@ -1,0 +1,310 @@
+// The door's POSIX side. Configured paths hold backslashes on both platforms; here each is turned into a slash in a
+// local buffer just before the file system sees it.
+#include <dirent.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "platform/os.h"
+#include "platform/os_posix_rename.h"
+
+namespace {
+
+// A path as this system reads it; too long a path is refused by an empty text, which names no file.
+struct NativePath {
+  char text[PATH_MAX];
+
+  explicit NativePath(const char* path) {
+    const size_t length = strlen(path);
+    text[0] = '\0';
+    if (length >= sizeof text) return;
+    for (size_t i = 0; i <= length; ++i) text[i] = path[i] == '\\' ? '/' : path[i];
+  }
+};
+
+OsResult ResultOf(int error) {
+  switch (error) {
+    case ENOENT: return kOsMissing;
+    case EEXIST: return kOsExists;
+    default: return kOsFailed;
+  }
+}
+
+int FlagsOf(OsOpenMode mode) {
+  switch (mode) {
+    case kOsRead: return O_RDONLY;
+    case kOsUpdate: return O_RDWR;
+    case kOsCreate: return O_WRONLY | O_CREAT | O_TRUNC;
+    case kOsCreateNew: return O_RDWR | O_CREAT | O_EXCL;
+    case kOsCreateLock: return O_WRONLY | O_CREAT | O_EXCL;
+    case kOsAppend:
+    case kOsAppendText: return O_WRONLY | O_CREAT | O_APPEND;
+  }
+  return O_RDONLY;
+}
+
+// O_NONBLOCK: a pipe that stands where a file belongs must not hang an unattended run; it means nothing to a file.
+OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
+  const NativePath native(path);
+  int descriptor = -1;
+  do {
+    descriptor = open(native.text, FlagsOf(mode) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
+                      mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
+  } while (descriptor < 0 && errno == EINTR);
+  if (descriptor < 0) {
+    *error = errno;
+    return ResultOf(errno);
+  }
+  if (mode == kOsRead) {  // a directory opens for reading here; nobody wants to read one
+    struct stat status = {};
+    if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+      (void)close(descriptor);
+      *error = EISDIR;
+      return kOsFailed;
+    }
+  }
+  *handle = descriptor;
+  return kOsOk;
+}
+
+int64_t Size(intptr_t handle) { return lseek(static_cast<int>(handle), 0, SEEK_END); }
+
+int64_t ReadAt(intptr_t handle, int64_t at, void* to, size_t size) {
+  ssize_t got = -1;
+  do {
+    got = pread(static_cast<int>(handle), to, size, at);
+  } while (got < 0 && errno == EINTR);
+  return got;
+}
+
+int64_t WriteAt(intptr_t handle, int64_t at, const void* from, size_t size) {
+  ssize_t put = -1;
+  do {
+    put = pwrite(static_cast<int>(handle), from, size, at);
+  } while (put < 0 && errno == EINTR);
+  return put < 0 && errno == ESPIPE ? -2 : put;
+}
+
+int64_t Write(intptr_t handle, const void* from, size_t size) {
+  ssize_t put = -1;
+  do {
+    put = write(static_cast<int>(handle), from, size);
+  } while (put < 0 && errno == EINTR);
+  return put;
+}
+
+// A descriptor holds nothing back: each write is with the system when it returns.
+int Flush(intptr_t) { return 0; }
+
+int SetSize(intptr_t handle, int64_t size) { return ftruncate(static_cast<int>(handle), size); }
+
+int Close(intptr_t handle) { return close(static_cast<int>(handle)); }
+
+OsResult Stat(const char* path, OsStatus* status) {
+  const NativePath native(path);
+  struct stat found = {};
+  if (stat(native.text, &found) != 0) return ResultOf(errno);
+  status->kind = S_ISREG(found.st_mode) ? kOsRegularFile : S_ISDIR(found.st_mode) ? kOsDirectory : kOsOtherKind;
+  status->size = found.st_size;
+  status->modified = found.st_mtime;
+  return kOsOk;
+}
+
+OsResult SameFile(const char* left, const char* right) {
+  const NativePath native_left(left);
+  const NativePath native_right(right);
+  struct stat l = {};
+  struct stat r = {};
+  if (stat(native_left.text, &l) != 0 || stat(native_right.text, &r) != 0) return ResultOf(errno);
+  return l.st_dev == r.st_dev && l.st_ino == r.st_ino ? kOsOk : kOsMissing;
+}
+
+OsResult Remove(const char* path) {
+  const NativePath native(path);
+  return unlink(native.text) == 0 ? kOsOk : ResultOf(errno);
+}
+
+// Only the holder of an exclusive lock on the open file may remove it, and only after seeing that the path still leads
+// to that very file. The kernel drops the lock when the process dies, so nobody can be shut out for good.
+OsResult RemoveUnchanged(const char* path, int64_t modified) {
+  const NativePath native(path);
+  const int descriptor = open(native.text, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+  if (descriptor < 0) return ResultOf(errno);
+  struct stat held = {};
+  struct stat named = {};
+  OsResult result = kOsFailed;
+  if (flock(descriptor, LOCK_EX) == 0 && fstat(descriptor, &held) == 0) {
+    if (stat(native.text, &named) != 0) {
+      result = ResultOf(errno);
+    } else if (held.st_dev != named.st_dev || held.st_ino != named.st_ino || named.st_mtime != modified) {
+      result = kOsExists;
+    } else {
+      result = unlink(native.text) == 0 ? kOsOk : ResultOf(errno);
+    }
+  }
+  (void)close(descriptor);
+  return result;
+}
+
+OsResult Rename(const char* from, const char* to) {
+  const NativePath native_from(from);
+  const NativePath native_to(to);
+  if (native_from.text[0] == '\0' || native_to.text[0] == '\0') return kOsFailed;
+  return PosixRenameWithoutReplacing(native_from.text, native_to.text);
+}
+
+OsResult MakeDirectory(const char* path) {
+  const NativePath native(path);
+  return mkdir(native.text, 0777) == 0 ? kOsOk : ResultOf(errno);
+}
+
+OsResult ListOpen(const char* path, void** list) {
+  const NativePath native(path);
+  *list = opendir(native.text);
+  return *list != nullptr ? kOsOk : ResultOf(errno);
+}
+
+OsResult ListNext(void* list, char* name, size_t size) {
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(static_cast<DIR*>(list));
+    if (entry == nullptr) return errno == 0 ? kOsMissing : kOsFailed;
+    // A backslash in a name would be taken for a separator and lead elsewhere.
+    const size_t length = strlen(entry->d_name);
+    if (length >= size || strchr(entry->d_name, '\\') != nullptr) continue;
+    memcpy(name, entry->d_name, length + 1);
+    return kOsOk;
+  }
+}
+
+void ListClose(void* list) { (void)closedir(static_cast<DIR*>(list)); }
+
+void* Allocate(size_t size) { return malloc(size); }
+void* Reallocate(void* block, size_t size) { return realloc(block, size); }
+void Release(void* block) { free(block); }
+
+int64_t Now() { return time(nullptr); }
+
+void CopyCalendar(const tm& from, OsCalendar* to) {
+  to->year = from.tm_year + 1900;
+  to->month = from.tm_mon;
+  to->day = from.tm_mday;
+  to->hour = from.tm_hour;
+  to->minute = from.tm_min;
+  to->second = from.tm_sec;
+  to->weekday = from.tm_wday;
+}
+
+int LocalTime(int64_t when, OsCalendar* calendar) {
+  const time_t seconds = when;
+  tm broken_down = {};
+  if (localtime_r(&seconds, &broken_down) == nullptr) return -1;
+  CopyCalendar(broken_down, calendar);
+  return 0;
+}
+
+int UtcTime(int64_t when, OsCalendar* calendar) {
+  const time_t seconds = when;
+  tm broken_down = {};
+  if (gmtime_r(&seconds, &broken_down) == nullptr) return -1;
+  CopyCalendar(broken_down, calendar);
+  return 0;
+}
+
+void Sleep(uint32_t milliseconds) {
+  timespec left = {};
+  left.tv_sec = milliseconds / 1000;
+  left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000L;
+  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+  }
+}
+
+uint32_t ProcessId() { return static_cast<uint32_t>(getpid()); }
+
+size_t ProgramPath(char* path, size_t size) {
+  const ssize_t length = readlink("/proc/self/exe", path, size);
+  if (length <= 0) return 0;
+  if (static_cast<size_t>(length) < size) path[length] = '\0';
+  return static_cast<size_t>(length);
+}
+
+void Show(OsStream stream, const char* text, size_t size) {
+  (void)fwrite(text, 1, size, stream == kOsStdout ? stdout : stderr);
+}
+
+// What the handler reads. `break_file_set` is raised only while the text is complete, so that a signal that arrives
+// in the middle of a change finds either a whole path or none.
+char break_file[PATH_MAX];
+volatile sig_atomic_t break_file_set = 0;
+
+constexpr int kBreakSignals[] = {SIGINT, SIGQUIT, SIGHUP, SIGTERM};
+
+// Only calls that are safe in a signal handler: remove the file, then let the signal do what it does by default.
+extern "C" void RemoveBreakFileAndDie(int signal_number) {
+  if (break_file_set != 0) (void)unlink(break_file);
+  (void)signal(signal_number, SIG_DFL);
+  (void)raise(signal_number);
+}
+
+void InstallBreakHandler() {
+  struct sigaction action = {};
+  action.sa_handler = RemoveBreakFileAndDie;
+  (void)sigemptyset(&action.sa_mask);
+  for (const int number : kBreakSignals) (void)sigaddset(&action.sa_mask, number);
+  for (const int number : kBreakSignals) {
+    struct sigaction inherited = {};
+    // A signal that the parent had switched off (nohup does that to the hang-up) stays off.
+    if (sigaction(number, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN) continue;
+    (void)sigaction(number, &action, nullptr);
+  }
+}
+
+void SetBreakFile(const char* path) {
+  const NativePath native(path);
+  break_file_set = 0;
+  memcpy(break_file, native.text, sizeof break_file);
+  break_file_set = break_file[0] != '\0' ? 1 : 0;
+}
+
+}  // namespace
+
+const OsTable kOsNative = {
+    .Open = Open,
+    .Size = Size,
+    .ReadAt = ReadAt,
+    .WriteAt = WriteAt,
+    .Write = Write,
+    .Flush = Flush,
+    .SetSize = SetSize,
+    .Close = Close,
+    .Stat = Stat,
+    .SameFile = SameFile,
+    .Remove = Remove,
+    .RemoveUnchanged = RemoveUnchanged,
+    .Rename = Rename,
+    .MakeDirectory = MakeDirectory,
+    .ListOpen = ListOpen,
+    .ListNext = ListNext,
+    .ListClose = ListClose,
+    .Allocate = Allocate,
+    .Reallocate = Reallocate,
+    .Release = Release,
+    .Now = Now,
+    .LocalTime = LocalTime,
+    .UtcTime = UtcTime,
+    .Sleep = Sleep,
+    .ProcessId = ProcessId,
+    .ProgramPath = ProgramPath,
+    .Show = Show,
+    .InstallBreakHandler = InstallBreakHandler,
+    .SetBreakFile = SetBreakFile,
+};

@@ -1,0 +1,307 @@
+// The door's Windows side: the C runtime's descriptors for files, the system's own calls for the rest.
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+#include <windows.h>
+
+#include <atomic>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "platform/os.h"
+
+namespace {
+
+constexpr size_t kLargestPath = 1024;
+
+OsResult ResultOfErrno(int error) {
+  switch (error) {
+    case ENOENT: return kOsMissing;
+    case EEXIST: return kOsExists;
+    default: return kOsFailed;
+  }
+}
+
+OsResult ResultOfLastError() {
+  switch (GetLastError()) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND: return kOsMissing;
+    case ERROR_ALREADY_EXISTS:
+    case ERROR_FILE_EXISTS: return kOsExists;
+    default: return kOsFailed;
+  }
+}
+
+int FlagsOf(OsOpenMode mode) {
+  switch (mode) {
+    case kOsRead: return _O_RDONLY | _O_BINARY;
+    case kOsUpdate: return _O_RDWR | _O_BINARY;
+    case kOsCreate: return _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY;
+    case kOsCreateNew: return _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY;
+    case kOsCreateLock: return _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY;
+    case kOsAppend: return _O_WRONLY | _O_CREAT | _O_APPEND | _O_BINARY;
+    case kOsAppendText: return _O_WRONLY | _O_CREAT | _O_APPEND | _O_TEXT;
+  }
+  return _O_RDONLY | _O_BINARY;
+}
+
+OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
+  const int descriptor = _sopen(path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+  if (descriptor < 0) {
+    *error = errno;
+    return ResultOfErrno(errno);
+  }
+  *handle = descriptor;
+  return kOsOk;
+}
+
+int64_t Size(intptr_t handle) { return _lseeki64(static_cast<int>(handle), 0, SEEK_END); }
+
+unsigned int OneCall(size_t size) { return size > INT_MAX ? static_cast<unsigned int>(INT_MAX) : static_cast<unsigned int>(size); }
+
+int64_t ReadAt(intptr_t handle, int64_t at, void* to, size_t size) {
+  if (_lseeki64(static_cast<int>(handle), at, SEEK_SET) != at) return -1;
+  return _read(static_cast<int>(handle), to, OneCall(size));
+}
+
+int64_t WriteAt(intptr_t handle, int64_t at, const void* from, size_t size) {
+  if (_lseeki64(static_cast<int>(handle), at, SEEK_SET) != at) return -2;
+  return _write(static_cast<int>(handle), from, OneCall(size));
+}
+
+int64_t Write(intptr_t handle, const void* from, size_t size) {
+  return _write(static_cast<int>(handle), from, OneCall(size));
+}
+
+// A descriptor holds nothing back: each write is with the system when it returns.
+int Flush(intptr_t) { return 0; }
+
+int SetSize(intptr_t handle, int64_t size) { return _chsize_s(static_cast<int>(handle), size) == 0 ? 0 : -1; }
+
+int Close(intptr_t handle) { return _close(static_cast<int>(handle)); }
+
+int64_t SecondsOf(const FILETIME& time) {
+  constexpr int64_t kTicksPerSecond = 10000000;          // a tick is 100 ns
+  constexpr int64_t kSecondsFrom1601To1970 = 11644473600;
+  const int64_t ticks = (static_cast<int64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
+  return ticks / kTicksPerSecond - kSecondsFrom1601To1970;
+}
+
+OsResult Stat(const char* path, OsStatus* status) {
+  WIN32_FILE_ATTRIBUTE_DATA found = {};
+  if (GetFileAttributesExA(path, GetFileExInfoStandard, &found) == 0) return ResultOfLastError();
+  const DWORD attributes = found.dwFileAttributes;
+  status->kind = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? kOsDirectory
+                 : (attributes & FILE_ATTRIBUTE_DEVICE) != 0  ? kOsOtherKind
+                                                              : kOsRegularFile;
+  status->size = (static_cast<int64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
+  status->modified = SecondsOf(found.ftLastWriteTime);
+  return kOsOk;
+}
+
+OsResult Identify(const char* path, BY_HANDLE_FILE_INFORMATION* identity) {
+  const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return ResultOfLastError();
+  const OsResult result = GetFileInformationByHandle(file, identity) != 0 ? kOsOk : kOsFailed;
+  (void)CloseHandle(file);
+  return result;
+}
+
+OsResult SameFile(const char* left, const char* right) {
+  BY_HANDLE_FILE_INFORMATION l = {};
+  BY_HANDLE_FILE_INFORMATION r = {};
+  const OsResult left_result = Identify(left, &l);
+  if (left_result != kOsOk) return left_result;
+  const OsResult right_result = Identify(right, &r);
+  if (right_result != kOsOk) return right_result;
+  return l.dwVolumeSerialNumber == r.dwVolumeSerialNumber && l.nFileIndexHigh == r.nFileIndexHigh &&
+                 l.nFileIndexLow == r.nFileIndexLow
+             ? kOsOk
+             : kOsMissing;
+}
+
+OsResult Remove(const char* path) { return DeleteFileA(path) != 0 ? kOsOk : ResultOfLastError(); }
+
+// The removal goes through the handle of the very file that was looked at; without FILE_SHARE_DELETE a second process
+// that tries meanwhile is refused.
+OsResult RemoveUnchanged(const char* path, int64_t modified) {
+  const HANDLE file = CreateFileA(path, DELETE | FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                  OPEN_EXISTING, 0, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return ResultOfLastError();
+  FILETIME written = {};
+  FILE_DISPOSITION_INFO disposition = {};
+  disposition.DeleteFile = TRUE;
+  OsResult result = kOsFailed;
+  if (GetFileTime(file, nullptr, nullptr, &written) != 0) {
+    if (SecondsOf(written) != modified) {
+      result = kOsExists;
+    } else if (SetFileInformationByHandle(file, FileDispositionInfo, &disposition, sizeof disposition) != 0) {
+      result = kOsOk;
+    }
+  }
+  (void)CloseHandle(file);
+  return result;
+}
+
+OsResult Rename(const char* from, const char* to) {
+  if (MoveFileExA(from, to, MOVEFILE_COPY_ALLOWED) != 0) return kOsOk;
+  return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
+}
+
+OsResult MakeDirectory(const char* path) { return CreateDirectoryA(path, nullptr) != 0 ? kOsOk : ResultOfLastError(); }
+
+// The system hands out the first name together with the handle; it waits here for the first ListNext.
+struct Listing {
+  HANDLE find;
+  bool first_is_waiting;
+  WIN32_FIND_DATAA found;
+};
+
+OsResult ListOpen(const char* path, void** list) {
+  char pattern[kLargestPath];
+  const int length = snprintf(pattern, sizeof pattern, "%s/*", path);
+  if (length < 0 || static_cast<size_t>(length) >= sizeof pattern) return kOsFailed;
+  auto* listing = static_cast<Listing*>(malloc(sizeof(Listing)));
+  if (listing == nullptr) return kOsFailed;
+  listing->find = FindFirstFileA(pattern, &listing->found);
+  if (listing->find == INVALID_HANDLE_VALUE) {
+    const OsResult result = ResultOfLastError();
+    free(listing);
+    return result;
+  }
+  listing->first_is_waiting = true;
+  *list = listing;
+  return kOsOk;
+}
+
+OsResult ListNext(void* list, char* name, size_t size) {
+  auto* listing = static_cast<Listing*>(list);
+  for (;;) {
+    if (!listing->first_is_waiting && FindNextFileA(listing->find, &listing->found) == 0) {
+      return GetLastError() == ERROR_NO_MORE_FILES ? kOsMissing : kOsFailed;
+    }
+    listing->first_is_waiting = false;
+    const size_t length = strlen(listing->found.cFileName);
+    if (length >= size) continue;
+    memcpy(name, listing->found.cFileName, length + 1);
+    return kOsOk;
+  }
+}
+
+void ListClose(void* list) {
+  auto* listing = static_cast<Listing*>(list);
+  (void)FindClose(listing->find);
+  free(listing);
+}
+
+void* Allocate(size_t size) { return malloc(size); }
+void* Reallocate(void* block, size_t size) { return realloc(block, size); }
+void Release(void* block) { free(block); }
+
+int64_t Now() { return _time64(nullptr); }
+
+void CopyCalendar(const tm& from, OsCalendar* to) {
+  to->year = from.tm_year + 1900;
+  to->month = from.tm_mon;
+  to->day = from.tm_mday;
+  to->hour = from.tm_hour;
+  to->minute = from.tm_min;
+  to->second = from.tm_sec;
+  to->weekday = from.tm_wday;
+}
+
+int LocalTime(int64_t when, OsCalendar* calendar) {
+  const __time64_t seconds = when;
+  tm broken_down = {};
+  if (_localtime64_s(&broken_down, &seconds) != 0) return -1;
+  CopyCalendar(broken_down, calendar);
+  return 0;
+}
+
+int UtcTime(int64_t when, OsCalendar* calendar) {
+  const __time64_t seconds = when;
+  tm broken_down = {};
+  if (_gmtime64_s(&broken_down, &seconds) != 0) return -1;
+  CopyCalendar(broken_down, calendar);
+  return 0;
+}
+
+void SleepFor(uint32_t milliseconds) { Sleep(milliseconds); }
+
+uint32_t ProcessId() { return GetCurrentProcessId(); }
+
+size_t ProgramPath(char* path, size_t size) {
+  return GetModuleFileNameA(nullptr, path, static_cast<DWORD>(size));
+}
+
+void Show(OsStream stream, const char* text, size_t size) {
+  (void)fwrite(text, 1, size, stream == kOsStdout ? stdout : stderr);
+}
+
+// The handler runs on a thread of the system's; `break_file_set` is raised only while the text is complete.
+char break_file[kLargestPath];
+std::atomic<bool> break_file_set = false;
+
+BOOL WINAPI RemoveBreakFile(DWORD event) {
+  switch (event) {
+    case CTRL_C_EVENT:
+    case CTRL_BREAK_EVENT:
+    case CTRL_CLOSE_EVENT:
+    case CTRL_LOGOFF_EVENT:
+    case CTRL_SHUTDOWN_EVENT:
+      if (break_file_set) (void)DeleteFileA(break_file);
+      break;
+    default: break;
+  }
+  return FALSE;  // the next handler, by default the one that ends the process, goes on from here
+}
+
+void InstallBreakHandler() { (void)SetConsoleCtrlHandler(RemoveBreakFile, TRUE); }
+
+void SetBreakFile(const char* path) {
+  break_file_set = false;
+  const size_t length = strlen(path);
+  if (length == 0 || length >= sizeof break_file) return;
+  memcpy(break_file, path, length + 1);
+  break_file_set = true;
+}
+
+}  // namespace
+
+const OsTable kOsNative = {
+    .Open = Open,
+    .Size = Size,
+    .ReadAt = ReadAt,
+    .WriteAt = WriteAt,
+    .Write = Write,
+    .Flush = Flush,
+    .SetSize = SetSize,
+    .Close = Close,
+    .Stat = Stat,
+    .SameFile = SameFile,
+    .Remove = Remove,
+    .RemoveUnchanged = RemoveUnchanged,
+    .Rename = Rename,
+    .MakeDirectory = MakeDirectory,
+    .ListOpen = ListOpen,
+    .ListNext = ListNext,
+    .ListClose = ListClose,
+    .Allocate = Allocate,
+    .Reallocate = Reallocate,
+    .Release = Release,
+    .Now = Now,
+    .LocalTime = LocalTime,
+    .UtcTime = UtcTime,
+    .Sleep = SleepFor,
+    .ProcessId = ProcessId,
+    .ProgramPath = ProgramPath,
+    .Show = Show,
+    .InstallBreakHandler = InstallBreakHandler,
+    .SetBreakFile = SetBreakFile,
+};

@@ -1,0 +1,18 @@
+// Decimal integers in text, read as the C library's formatted input reads "%d", but safe at the ends of the range.
+#pragma once
+
+#include <cstdint>
+
+// Blank, tab, line feed, vertical tab, form feed or carriage return.
+bool IsWhiteSpace(char c);
+
+// Moves `*at` past white space.
+void SkipWhiteSpace(const char** at);
+
+// Skips white space, then reads an optional sign and at least one digit. A number beyond 32 bits becomes the nearest
+// one that fits. Returns true and moves `*at` behind the last digit; returns false, `*at` anywhere within what was
+// examined, when no number stands there.
+bool ScanInt32(const char** at, int32_t* value);
+
+// The number at the start of `text`, or 0 when there is none (atol's rule).
+int32_t LeadingInt32(const char* text);
