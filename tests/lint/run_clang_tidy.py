@@ -1,0 +1,70 @@
+#!/usr/bin/env python3
+"""Runs clang-tidy over the sources of a build and writes the outcome as JUnit XML.
+
+    run_clang_tidy.py BUILD_DIRECTORY RESULT_XML
+
+A file that was clean is not looked at again until it, a header, its compile command, the checks or clang-tidy
+itself change: the clean ones are remembered under BUILD_DIRECTORY/clang-tidy.
+"""
+
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import subprocess
+import sys
+from xml.sax.saxutils import escape, quoteattr
+
+from source_tree import ROOT, SRC, files_under, shown
+
+
+def run(*command):
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, check=False)
+    return done.returncode, done.stdout
+
+
+def common_state():
+    """What every file's outcome depends on: the tool, the checks and all headers."""
+    state = hashlib.sha256(run("clang-tidy", "--version")[1].encode())
+    for path in [ROOT / ".clang-tidy", *files_under("src", suffixes=(".h",))]:
+        state.update(shown(path).encode() + b"\0" + path.read_bytes())
+    return state.digest()
+
+
+def check(entry, build, state):
+    """(path, complaints): complaints is empty when the file is clean."""
+    path = pathlib.Path(entry["directory"], entry["file"])
+    key = hashlib.sha256(state + entry["command"].encode() + path.read_bytes()).hexdigest()
+    clean = build / "clang-tidy" / key
+    if clean.exists():
+        return path, ""
+    status, output = run("clang-tidy", "--quiet", "-p", str(build), str(path))
+    if status == 0:
+        clean.touch()
+        return path, ""
+    return path, output or f"clang-tidy ended with status {status}"
+
+
+def main():
+    build, results = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
+    (build / "clang-tidy").mkdir(exist_ok=True)
+    state = common_state()
+    entries = [entry for entry in json.loads((build / "compile_commands.json").read_text())
+               if SRC in pathlib.Path(entry["directory"], entry["file"]).parents]
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+        outcomes = sorted(pool.map(lambda entry: check(entry, build, state), entries))
+
+    xml = ["<testsuite name='clang-tidy'>"]
+    for path, complaints in outcomes:
+        xml.append(f"<testcase name={quoteattr(shown(path))}>")
+        if complaints:
+            print(complaints)
+            xml.append(f"<failure>{escape(complaints)}</failure>")
+        xml.append("</testcase>")
+    results.write_text("\n".join([*xml, "</testsuite>\n"]))
+    return 1 if any(complaints for _, complaints in outcomes) else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,55 @@
+"""Who may include whom.
+
+    app/main, app/command_line -> toss, scan, check -> bbs -> app services -> ftn -> platform
+
+A file may include what stands at its own step or to its right, never what stands to its left; and the three
+runs (toss, scan, check) never see each other. "App services" are the files of src/app that everyone uses: all
+but main and command_line.
+"""
+
+from source_tree import SRC, fail_on, files_under, includes_of, shown
+
+STEPS = {"platform": 0, "ftn": 1, "services": 2, "bbs": 3, "toss": 4, "scan": 4, "check": 4, "entry": 5}
+ENTRY = ("app/main", "app/command_line")
+
+
+def group_of(name):
+    """The group that a name relative to src/ belongs to, or None when the folder is not known."""
+    folder = name.split("/")[0]
+    if folder == "app":
+        return "entry" if name.rsplit(".", 1)[0] in ENTRY else "services"
+    return folder if folder in STEPS else None
+
+
+def may_include(group, other):
+    return group == other or STEPS[other] < STEPS[group]
+
+
+def test_every_file_has_its_place():
+    fail_on([f"{shown(path)}: in no known folder" for path in files_under("src")
+             if group_of(path.relative_to(SRC).as_posix()) is None])
+
+
+def test_quoted_includes_name_a_file_of_src():
+    fail_on([f'{shown(path)}:{number}: "{quoted}" is no file under src/ (write the path from there)'
+             for path in files_under("src") for number, quoted, _ in includes_of(path)
+             if quoted and not (SRC / quoted).is_file()])
+
+
+def test_includes_point_one_way():
+    complaints = []
+    for path in files_under("src"):
+        group = group_of(path.relative_to(SRC).as_posix())
+        for number, quoted, _ in includes_of(path):
+            other = quoted and group_of(quoted)
+            if group and other and not may_include(group, other):
+                complaints.append(f'{shown(path)}:{number}: {group} must not include "{quoted}" of {other}')
+    fail_on(complaints)
+
+
+def test_the_rule_itself():
+    assert may_include("entry", "toss") and may_include("toss", "bbs") and may_include("bbs", "services")
+    assert may_include("services", "ftn") and may_include("ftn", "platform") and may_include("scan", "scan")
+    assert not may_include("toss", "scan") and not may_include("check", "toss")
+    assert not may_include("platform", "ftn") and not may_include("services", "bbs")
+    assert group_of("app/config.h") == "services" and group_of("app/command_line.h") == "entry"

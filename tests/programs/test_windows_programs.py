@@ -1,0 +1,27 @@
+"""The Windows programs that were built need nothing beside them: every DLL they name is one of Windows' own."""
+
+import pathlib
+import re
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+OF_WINDOWS = re.compile(r"(kernel32|advapi32|msvcrt|ntdll|user32|ucrtbase|api-ms-win-crt-[a-z0-9-]+)\.dll")
+
+
+def check(folder, architecture, objdump):
+    program = ROOT / "build" / folder / "cvtoss32.exe"
+    assert program.is_file()
+    dump = subprocess.run([objdump, "-x", program], stdout=subprocess.PIPE, text=True, check=True).stdout
+    assert f"file format {architecture}" in dump
+    dlls = re.findall(r"DLL Name: (\S+)", dump)
+    assert dlls, "no import table was found"
+    assert [dll for dll in dlls if not OF_WINDOWS.fullmatch(dll.lower())] == []
+    assert "(Windows CUI)" in dump, "not a console program"
+
+
+def test_64_bit_program_stands_alone():
+    check("windows", "pei-x86-64", "x86_64-w64-mingw32-objdump")
+
+
+def test_32_bit_program_stands_alone():
+    check("windows32", "pei-i386", "i686-w64-mingw32-objdump")
