@@ -1,0 +1,36 @@
+"""script/demo, the first impression: it works, and it tells of every kind of mail it promises."""
+
+import pathlib
+import subprocess
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+
+
+def demo(*arguments):
+    done = subprocess.run([ROOT / "script" / "demo", *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, check=False)
+    assert done.returncode == 0, done.stdout
+    return done.stdout
+
+
+def test_first_call_then_second_call_then_fresh(tmp_path):
+    site = tmp_path / "site"
+    first = demo(site)
+    assert "=== CHECK PASSED" in first or "-check" in first
+    assert "4 file(s) processed" in first
+    assert "Ignored 1 unrelated inbound file(s)" in first
+    assert first.count("already seen in conf") == 1
+    assert "AREA:WINTER.SPORTS has no matching conference -- parked in catch-all conf 6" in first
+    assert "copy for review in badmsgs/BAD_" in first
+    assert "5c3e1b07.pkt       packet, 1 message                    moved to processed" in first
+    assert "network-news.txt   neither bundle nor packet            left in place" in first
+    assert '"Crème brûlée à la française ? ' not in first and '"Crème brûlée à la française - "très léger"' in first
+    assert "2  FIDO_TECH   Questions of mail and modems  5 messages, 2 new" in first
+    assert "2 message(s) exported" in first
+
+    second = demo(site)
+    assert second.count("already seen in conf") == 8
+    assert " new" not in second.split("What each conference holds now")[1].split("What waits")[0].split("\n", 1)[1]
+    assert "Nothing to export" in second
+
+    assert demo("--fresh", site).count("already seen in conf") == 1
