@@ -51,7 +51,8 @@ def test_sources_are_plain_text():
         for number, line in enumerate(content.split(b"\n"), start=1):
             if line.endswith(b" "):
                 complaints.append(f"{shown(path)}:{number}: ends in a blank")
-            if len(line.decode("utf-8", "replace")) > 120:
+            # clang-format breaks the lines of C++ where they may be broken: an exact text is one literal.
+            if path.suffix not in (".cc", ".h") and len(line.decode("utf-8", "replace")) > 120:
                 complaints.append(f"{shown(path)}:{number}: is longer than 120 characters")
     fail_on(complaints)
 
