@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 
 #include "app/run_log.h"
 #include "app/text_file.h"
@@ -153,8 +154,8 @@ int LoadConfig(const char* path, TosserConfig* config) {
     return -1;
   }
   if (errors != 0 || DeriveWorkDir(config) != 0) return -1;
-  for (char* directory : {config->Inbound, config->ConfDir, config->WorkDir, config->MsgDir, config->OutDir,
-                          config->ProcessedDir}) {
+  for (char* directory :
+       {config->Inbound, config->ConfDir, config->WorkDir, config->MsgDir, config->OutDir, config->ProcessedDir}) {
     TurnSlashes(directory);
   }
   return 0;

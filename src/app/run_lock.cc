@@ -57,8 +57,8 @@ OsResult CreateLock(const char* path, OsFile* file) {
 int Complete(const Path& path, const char* mode, OsFile* file) {
   char line[160];
   const int length =
-      snprintf(line, sizeof line, "cvtoss32 %s %s mode=%s pid=%lu started=%lld\n", kVersion, kReleaseLabel, mode,
-               static_cast<unsigned long>(OsProcessId()), static_cast<long long>(OsNow()));
+      snprintf(line, sizeof line, "cvtoss32 %s %s mode=%s pid=%lu started=%ld\n", kVersion, kReleaseLabel, mode,
+               static_cast<unsigned long>(OsProcessId()), static_cast<long>(OsNow()));
   const bool fits = length > 0 && static_cast<size_t>(length) < sizeof line;
   const bool written = fits && OsWriteOnce(*file, line, static_cast<size_t>(length)) == length;
   const bool closed = OsClose(file) == 0;

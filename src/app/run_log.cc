@@ -29,7 +29,9 @@ void ProgramDirectory(char (&directory)[kProgramPathSize]) {
   memcpy(directory, ".", 2);
 }
 
-// The local time of the call. A run logs many lines in one second: the text is made anew only when the second changes.
+}  // namespace
+
+// A run logs many lines in one second: the text is made anew only when the second changes.
 const char* TimeStamp() {
   static char stamp[kStampSize];
   static int64_t stamped = -1;
@@ -42,8 +44,6 @@ const char* TimeStamp() {
   stamped = now;
   return stamp;
 }
-
-}  // namespace
 
 void OpenRunLog() {
   char directory[kProgramPathSize];

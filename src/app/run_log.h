@@ -11,6 +11,9 @@ void OpenRunLog();
 // characters. Write errors are ignored: reporting must never stop a run.
 void LogLine(const char* format, ...) CVTOSS_PRINTF(1, 2);
 
+// The local time of the call as the log writes it, "YYYY-MM-DD HH:MM:SS"; good until the next call.
+const char* TimeStamp();
+
 // Closes the log if it is open; lines then go to the console alone.
 void CloseRunLog();
 

@@ -40,10 +40,10 @@ constexpr Field destZone{48, 2};
 constexpr Field origPoint{50, 2};
 constexpr Field destPoint{52, 2};
 constexpr Field productData{54, 4};
-static_assert(CoversRecord({origNode,      destNode,      year,      month,     day,         hour,          minute,
-                            second,        baud,          packetType, origNet,  destNet,     productCodeLo, revisionMajor,
-                            password,      qOrigZone,     qDestZone, auxNet,    capWordCopy, productCodeHi, revisionMinor,
-                            capWord,       origZone,      destZone,  origPoint, destPoint,   productData},
+static_assert(CoversRecord({origNode, destNode,  year,       month,     day,         hour,          minute,
+                            second,   baud,      packetType, origNet,   destNet,     productCodeLo, revisionMajor,
+                            password, qOrigZone, qDestZone,  auxNet,    capWordCopy, productCodeHi, revisionMinor,
+                            capWord,  origZone,  destZone,   origPoint, destPoint,   productData},
                            kHeaderSize));
 
 constexpr size_t kMessageHeadSize = 14;
@@ -62,12 +62,12 @@ static_assert(CoversRecord({messageType, messageOrigNode, messageDestNode, messa
 
 constexpr size_t kPacketHeaderSize = packet_layout::kHeaderSize;
 constexpr size_t kPackedMessageHeadSize = packet_layout::kMessageHeadSize;
-constexpr size_t kPacketWordSize = 2;               // a message's type, or the closing 0
-constexpr size_t kPacketPasswordSize = 8;           // bytes in the header, NUL-padded
+constexpr size_t kPacketWordSize = 2;      // a message's type, or the closing 0
+constexpr size_t kPacketPasswordSize = 8;  // bytes in the header, NUL-padded
 constexpr uint16_t kPacketType2 = 2;
 constexpr uint16_t kMessageFollows = 2;
 constexpr uint16_t kEndOfPacket = 0;
-constexpr uint16_t kAttributePrivate = 1;           // bit 0 of a message's attribute word
+constexpr uint16_t kAttributePrivate = 1;  // bit 0 of a message's attribute word
 
 struct PacketHeader {
   uint16_t origNode = 0;

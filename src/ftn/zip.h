@@ -27,7 +27,7 @@ static_assert(CoversRecord({signature, version_needed, flags, method, time, date
 }  // namespace zip_local_layout
 
 constexpr size_t kZipLocalHeaderSize = zip_local_layout::kSize;
-constexpr uint32_t kZipLocalSignature = 0x04034B50;    // "PK", 3, 4
+constexpr uint32_t kZipLocalSignature = 0x04034B50;   // "PK", 3, 4
 constexpr uint16_t kZipFlagDataDescriptor = 1U << 3;  // the sizes follow the data
 constexpr uint16_t kZipStored = 0;
 constexpr uint16_t kZipDeflated = 8;
@@ -45,7 +45,7 @@ struct ZipLocalHeader {
   uint16_t extra_length = 0;       // bytes
 };
 
-// Whether the kZipLocalHeaderSize bytes at `from` begin with the local header's signature.
+// Whether the four bytes at `from`, the first of a local header, are its signature.
 inline bool IsZipLocalHeader(const uint8_t* from) {
   return GetU32(from + zip_local_layout::signature.at) == kZipLocalSignature;
 }

@@ -54,10 +54,10 @@ constexpr size_t kOsNameSize = 1024;  // room for a listed name with its NUL
 // The table. Entries answer for one call of the system each; the functions below add the loops.
 struct OsTable {
   OsResult (*Open)(const char* path, OsOpenMode mode, intptr_t* handle, int* error);
-  int64_t (*Size)(intptr_t handle);                                               // bytes, or -1
-  int64_t (*ReadAt)(intptr_t handle, int64_t at, void* to, size_t size);          // bytes, 0 at the end, -1 on failure
+  int64_t (*Size)(intptr_t handle);                                                // bytes, or -1
+  int64_t (*ReadAt)(intptr_t handle, int64_t at, void* to, size_t size);           // bytes, 0 at the end, -1 on failure
   int64_t (*WriteAt)(intptr_t handle, int64_t at, const void* from, size_t size);  // bytes, -1, or -2: no positions
-  int64_t (*Write)(intptr_t handle, const void* from, size_t size);               // bytes, or -1
+  int64_t (*Write)(intptr_t handle, const void* from, size_t size);                // bytes, or -1
   int (*Flush)(intptr_t handle);
   int (*SetSize)(intptr_t handle, int64_t size);
   int (*Close)(intptr_t handle);

@@ -62,7 +62,9 @@ OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
 
 int64_t Size(intptr_t handle) { return _lseeki64(static_cast<int>(handle), 0, SEEK_END); }
 
-unsigned int OneCall(size_t size) { return size > INT_MAX ? static_cast<unsigned int>(INT_MAX) : static_cast<unsigned int>(size); }
+unsigned int OneCall(size_t size) {
+  return size > INT_MAX ? static_cast<unsigned int>(INT_MAX) : static_cast<unsigned int>(size);
+}
 
 int64_t ReadAt(intptr_t handle, int64_t at, void* to, size_t size) {
   if (_lseeki64(static_cast<int>(handle), at, SEEK_SET) != at) return -1;
@@ -86,7 +88,7 @@ int SetSize(intptr_t handle, int64_t size) { return _chsize_s(static_cast<int>(h
 int Close(intptr_t handle) { return _close(static_cast<int>(handle)); }
 
 int64_t SecondsOf(const FILETIME& time) {
-  constexpr int64_t kTicksPerSecond = 10000000;          // a tick is 100 ns
+  constexpr int64_t kTicksPerSecond = 10000000;  // a tick is 100 ns
   constexpr int64_t kSecondsFrom1601To1970 = 11644473600;
   const int64_t ticks = (static_cast<int64_t>(time.dwHighDateTime) << 32) | time.dwLowDateTime;
   return ticks / kTicksPerSecond - kSecondsFrom1601To1970;
@@ -236,9 +238,7 @@ void SleepFor(uint32_t milliseconds) { Sleep(milliseconds); }
 
 uint32_t ProcessId() { return GetCurrentProcessId(); }
 
-size_t ProgramPath(char* path, size_t size) {
-  return GetModuleFileNameA(nullptr, path, static_cast<DWORD>(size));
-}
+size_t ProgramPath(char* path, size_t size) { return GetModuleFileNameA(nullptr, path, static_cast<DWORD>(size)); }
 
 void Show(OsStream stream, const char* text, size_t size) {
   (void)fwrite(text, 1, size, stream == kOsStdout ? stdout : stderr);

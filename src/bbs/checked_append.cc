@@ -1,0 +1,239 @@
+#include "bbs/checked_append.h"
+
+#include <cstdio>
+#include <initializer_list>
+#include <limits>
+
+#include "app/path.h"
+#include "app/run_log.h"
+#include "bbs/file_restore.h"
+#include "bbs/name_crc.h"
+#include "bbs/records.h"
+#include "bbs/sig_file.h"
+#include "ftn/packet.h"
+#include "platform/byte_buffer.h"
+#include "platform/os.h"
+
+namespace {
+
+constexpr uint64_t kLargestBody = 4294967169;  // rounded up to whole records it still fits 32 bits
+constexpr size_t kSigLineSize = 160;           // a MSGID of 127 characters, a tab, a number and the line end
+
+// One of the four files: where it is, what it was before, and what is to be added.
+struct AppendTarget {
+  Path path;
+  bool existed = false;
+  int32_t size = 0;  // bytes; also where the new bytes go
+  const void* bytes = nullptr;
+  size_t byte_count = 0;
+  OsFile file;
+};
+
+// Everything that is decided before a file is opened.
+struct AppendPlan {
+  AppendTarget dat;
+  AppendTarget idx;
+  AppendTarget ptr;
+  AppendTarget sig;
+  bool has_sig = false;
+  int32_t number = 0;  // the new MsgNumber
+  size_t records = 0;  // DatRecords of the text
+  ByteBuffer dat_bytes;
+  uint8_t idx_bytes[kIdxRecordSize];
+  uint8_t ptr_bytes[kPtrRecordSize];
+  char sig_line[kSigLineSize];
+};
+
+void Snapshot(const char* msg_dir, int32_t c, const char* kind, bool existed, int32_t size, AppendTarget* target) {
+  (void)FormatPath(target->path.text, sizeof target->path.text, "%s/CVMSG%02d.%s", msg_dir, c, kind);
+  target->existed = existed;
+  target->size = size;
+}
+
+int SnapshotSig(const char* msg_dir, int32_t c, AppendPlan* plan) {
+  OsStatus status;
+  AppendTarget& sig = plan->sig;
+  if (FormatSigPath(msg_dir, c, &sig.path) == 0) {
+    const OsResult result = OsStat(sig.path.text, &status);
+    if (result == kOsMissing) return 0;
+    if (result == kOsOk && status.size >= 0 && status.size <= std::numeric_limits<int32_t>::max()) {
+      sig.existed = true;
+      sig.size = static_cast<int32_t>(status.size);
+      return 0;
+    }
+  }
+  LogLine("ERROR: could not inspect SIG file for conf %d", c);
+  return -1;
+}
+
+// Cuts the text into DatRecords: full ones, and the rest in the last. An empty text takes one record.
+int PlanText(int32_t c, const NewMessage& message, AppendPlan* plan) {
+  const size_t records = message.body_size == 0 ? 1 : (message.body_size - 1) / kDatTextSize + 1;
+  if (message.body_size > kLargestBody || records > SIZE_MAX / kDatRecordSize ||
+      ReserveBytes(&plan->dat_bytes, records * kDatRecordSize) != 0) {
+    LogLine("ERROR: out of memory while preparing message body for conf %d", c);
+    return -1;
+  }
+  for (size_t i = 0; i < records; ++i) {
+    const size_t from = i * kDatTextSize;
+    const size_t left = message.body_size - from;
+    PackDatRecord(message.body + from, left < kDatTextSize ? left : kDatTextSize,
+                  plan->dat_bytes.data + i * kDatRecordSize);
+  }
+  plan->records = records;
+  plan->dat.bytes = plan->dat_bytes.data;
+  plan->dat.byte_count = records * kDatRecordSize;
+  return 0;
+}
+
+int CheckRange(int32_t c, const PreflightResult& base, size_t records) {
+  constexpr uint64_t kLargestWord = 65535;
+  const auto where = static_cast<uint64_t>(base.dat_count);
+  if (where <= kLargestWord && records <= kLargestWord && where + records <= static_cast<uint64_t>(kMostDatRecords)) {
+    return 0;
+  }
+  LogLine("ERROR: conf %d append would exceed Corvane's 16-bit DAT address range; refusing to append", c);
+  return -1;
+}
+
+template <size_t kSize>
+void CopyCut(char (&field)[kSize], const char* text) {
+  (void)snprintf(field, kSize, "%s", text);
+}
+
+void PlanRecords(int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
+  const int32_t number = message.highest + 1;
+  const bool threaded = message.parent >= 1 && message.parent_live && message.parent != number;
+
+  PtrRecord header;
+  CopyCut(header.MsgDate, message.date);
+  CopyCut(header.From, message.from);
+  CopyCut(header.To, message.to);
+  CopyCut(header.ToCopy, message.to);
+  CopyCut(header.Subj, message.subject);
+  CopyCut(header.OrigNetNode, message.origin);
+  header.NetMail = message.netmail;
+  header.MsgSent = true;  // what came from the network never goes back to it
+  header.IsReply = threaded;
+  header.IsRoot = !threaded;
+  header.Private = (message.attribute & kAttributePrivate) != 0;
+  header.Where = static_cast<uint16_t>(base.dat_count);
+  header.Records = static_cast<uint16_t>(plan->records);
+  header.ConfNumber = static_cast<uint16_t>(c);
+  header.MsgNumber = number;
+  header.ThreadRef = threaded ? message.parent : number;
+  PackPtrRecord(header, plan->ptr_bytes);
+  plan->ptr.bytes = plan->ptr_bytes;
+  plan->ptr.byte_count = sizeof plan->ptr_bytes;
+
+  // The checksums are over the whole names as received, not over what the header has room for.
+  const IdxRecord index = {NameCrc(message.from), NameCrc(message.to), number, header.ThreadRef};
+  PackIdxRecord(index, plan->idx_bytes);
+  plan->idx.bytes = plan->idx_bytes;
+  plan->idx.byte_count = sizeof plan->idx_bytes;
+
+  const int length = snprintf(plan->sig_line, sizeof plan->sig_line, "%s\t%d\n", message.msgid, number);
+  plan->sig.bytes = plan->sig_line;
+  plan->sig.byte_count = static_cast<size_t>(length);
+  plan->number = number;
+}
+
+int Plan(const char* msg_dir, int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
+  Snapshot(msg_dir, c, "DAT", base.dat_exists, base.dat_size, &plan->dat);
+  Snapshot(msg_dir, c, "IDX", base.idx_exists, base.idx_size, &plan->idx);
+  Snapshot(msg_dir, c, "PTR", base.ptr_exists, base.ptr_size, &plan->ptr);
+  plan->has_sig = message.msgid[0] != '\0';
+  if (plan->has_sig && SnapshotSig(msg_dir, c, plan) != 0) return -1;
+  if (PlanText(c, message, plan) != 0) return -1;
+  if (CheckRange(c, base, plan->records) != 0) return -1;
+  if (message.highest == std::numeric_limits<int32_t>::max()) {
+    LogLine("ERROR: conf %d has reached the signed 32-bit MsgNumber limit", c);
+    return -1;
+  }
+  PlanRecords(c, base, message, plan);
+  return 0;
+}
+
+// Opens an existing file for update, or creates a missing one.
+int OpenForUpdate(AppendTarget* target) {
+  OsResult opened = OsOpen(target->path.text, kOsUpdate, &target->file);
+  if (opened == kOsMissing) opened = OsOpen(target->path.text, kOsCreateNew, &target->file);
+  return opened == kOsOk ? 0 : -1;
+}
+
+int OpenAll(int32_t c, AppendPlan* plan) {
+  if (OpenForUpdate(&plan->dat) == 0 && OpenForUpdate(&plan->idx) == 0 && OpenForUpdate(&plan->ptr) == 0 &&
+      (!plan->has_sig || OpenForUpdate(&plan->sig) == 0)) {
+    return 0;
+  }
+  LogLine("ERROR: could not open all conf %d message-base files for a checked append", c);
+  return -1;
+}
+
+OsResult Write(const AppendTarget& target) {
+  return OsWriteAt(target.file, target.size, target.bytes, target.byte_count);
+}
+
+int WriteAll(int32_t c, const AppendPlan& plan) {
+  const OsResult text = Write(plan.dat);
+  OsResult rest = text;
+  if (rest == kOsOk) rest = Write(plan.idx);
+  if (rest == kOsOk) rest = Write(plan.ptr);
+  if (rest == kOsOk && plan.has_sig) rest = Write(plan.sig);
+  if (rest == kOsOk) return 0;
+  if (rest == kOsUnseekable) {
+    LogLine("ERROR: could not seek to append positions for conf %d", c);
+  } else if (text != kOsOk) {
+    LogLine("ERROR: DAT write failed while appending conf %d", c);
+  } else {
+    LogLine("ERROR: checked message-base append failed for conf %d", c);
+  }
+  return -1;
+}
+
+int FlushAll(int32_t c, const AppendPlan& plan) {
+  if (OsFlush(plan.dat.file) == 0 && OsFlush(plan.idx.file) == 0 && OsFlush(plan.ptr.file) == 0 &&
+      (!plan.has_sig || OsFlush(plan.sig.file) == 0)) {
+    return 0;
+  }
+  LogLine("ERROR: checked message-base append failed for conf %d", c);
+  return -1;
+}
+
+int CloseAll(AppendPlan* plan) {
+  int result = 0;
+  for (AppendTarget* target : {&plan->dat, &plan->idx, &plan->ptr, &plan->sig}) {
+    if (OsClose(&target->file) != 0) result = -1;
+  }
+  return result;
+}
+
+void RollBack(int32_t c, const AppendPlan& plan) {
+  int result = 0;
+  for (const AppendTarget* target : {&plan.dat, &plan.idx, &plan.ptr, &plan.sig}) {
+    if (target == &plan.sig && !plan.has_sig) continue;
+    if (RestoreFileSize(target->path.text, target->existed, target->size) != 0) result = -1;
+  }
+  if (result == 0) {
+    LogLine("  conf %d append failed; DAT/IDX/PTR/SIG restored to their original sizes", c);
+  } else {
+    LogLine("CRITICAL: conf %d append failed and at least one rollback also failed; message base requires inspection",
+            c);
+  }
+}
+
+}  // namespace
+
+int CheckedAppend(const char* msg_dir, int32_t conference, const PreflightResult& base, const NewMessage& message) {
+  AppendPlan plan;
+  if (Plan(msg_dir, conference, base, message, &plan) != 0) return -1;
+  bool stored = OpenAll(conference, &plan) == 0 && WriteAll(conference, plan) == 0 && FlushAll(conference, plan) == 0;
+  if (CloseAll(&plan) != 0) stored = false;
+  if (!stored) {
+    RollBack(conference, plan);
+    return -1;
+  }
+  LogLine("  -> wrote conf %d msg #%d  From='%s' To='%s' Subj='%s' (%d records)", conference, plan.number, message.from,
+          message.to, message.subject, static_cast<int>(plan.records));
+  return 0;
+}

@@ -1,0 +1,37 @@
+// The conference table: which conferences there are, which of them the network feeds, and where netmail goes.
+//
+// CVMCONF.DAT (format: the Corvane BBS) is a flat array of 128-byte MsgSystem records; record i describes conference
+// i + 1. The file belongs to the BBS and is only read.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr size_t kMostConferences = 200;
+constexpr int32_t kNoConference = -1;
+
+struct ConferenceEntry {
+  int32_t Number = 0;        // from 1, the place in the file
+  char ConfName[41] = {};    // trimmed; may be empty
+  char NetIDName[16] = {};   // the AREA tag, trimmed and in capitals; may be empty
+  bool Routed = false;       // takes part in echomail
+  bool NetMailConf = false;  // takes netmail
+  bool PublicMsgConf = false;
+  uint16_t LineWidth = 0;
+};
+
+struct ConferenceTable {
+  ConferenceEntry entries[kMostConferences];
+  size_t count = 0;
+  int32_t NetmailConference = kNoConference;  // where inbound netmail goes
+};
+
+// Whether this system reads and writes the conference at all.
+inline bool IsNetworked(const ConferenceEntry& entry) { return entry.Routed || entry.NetMailConf; }
+
+// Reads CVMCONF.DAT from `conf_dir`. Returns 0, or -1 after logging why.
+int LoadConferences(const char* conf_dir, ConferenceTable* table);
+
+// Checks the tags of the routed conferences and chooses the netmail conference; with `verbose` lists every networked
+// conference. Returns 0, or -1 when at least one error has been logged.
+int ValidateConferences(bool verbose, ConferenceTable* table);

@@ -1,0 +1,8 @@
+// The checksum of names in IDX records.
+#pragma once
+
+#include <cstdint>
+
+// The CRC-32 (reflected polynomial 0xEDB88320, as in ZIP) of a NUL-terminated name, case and blanks as they are; 0 for
+// an empty name.
+uint32_t NameCrc(const char* name);

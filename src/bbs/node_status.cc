@@ -1,0 +1,102 @@
+#include "bbs/node_status.h"
+
+#include <algorithm>
+
+#include "app/path.h"
+#include "app/run_log.h"
+#include "platform/bytes.h"
+#include "platform/os.h"
+
+namespace {
+
+namespace layout {
+
+constexpr size_t kSize = 6;
+constexpr Field UserNo{0, 2};
+constexpr Field Mode{2, 1};
+constexpr Field unread3{3, 3};
+static_assert(CoversRecord({UserNo, Mode, unread3}, kSize));
+
+}  // namespace layout
+
+constexpr int64_t kRecordSize = layout::kSize;
+constexpr uint16_t kIdleUser = 65535;
+constexpr int kLongestWaitSeconds = 300;
+constexpr int kRecheckSeconds = 10;
+
+// Looks for the first busy node. Returns 1, 0 or -1 as ReadNodeStatus does.
+int FindBusyNode(const OsFile& file, const char* path, NodeStatus* status) {
+  uint8_t records[layout::kSize * 256];
+  for (int64_t node = 0; node < status->count;) {
+    const auto wanted = static_cast<size_t>(std::min<int64_t>((status->count - node) * kRecordSize, sizeof records));
+    const size_t got = OsReadAt(file, node * kRecordSize, records, wanted).bytes;
+    for (size_t at = 0; at + layout::kSize <= got; at += layout::kSize) {
+      ++node;
+      const uint16_t user = GetU16(records + at + layout::UserNo.at);
+      if (user == kIdleUser) continue;
+      status->node = static_cast<int32_t>(node);
+      status->UserNo = user;
+      status->Mode = records[at + layout::Mode.at];
+      return 0;
+    }
+    if (got < wanted) {
+      LogLine("ERROR: short read while checking %s", path);
+      return -1;
+    }
+  }
+  return 1;
+}
+
+}  // namespace
+
+int ReadNodeStatus(const char* work_dir, NodeStatus* status) {
+  *status = NodeStatus{};
+  Path path;
+  if (FormatPath(path.text, sizeof path.text, "%s/CVWHOSON.DAT", work_dir) != 0) {
+    LogLine("ERROR: WORKDIR path is too long to locate CVWHOSON.DAT");
+    return -1;
+  }
+  OsFile file;
+  if (OsOpen(path.text, kOsRead, &file) != kOsOk) {
+    LogLine("ERROR: could not open %s to verify that all Corvane nodes are free", path.text);
+    return -1;
+  }
+  const int64_t size = OsSize(file);
+  if (size < 0) {
+    LogLine("ERROR: could not seek %s", path.text);
+    return -1;
+  }
+  if (size < 1 || size % kRecordSize != 0 || size / kRecordSize > INT32_MAX) {
+    LogLine("ERROR: %s has an invalid size or could not be read", path.text);
+    return -1;
+  }
+  status->count = static_cast<int32_t>(size / kRecordSize);
+  const int result = FindBusyNode(file, path.text, status);
+  if (result != 1) return result;
+  return OsClose(&file) == 0 ? 1 : -1;
+}
+
+int WaitForIdleNodes(const char* work_dir) {
+  for (int elapsed = 0;; elapsed += kRecheckSeconds) {
+    NodeStatus status;
+    const int result = ReadNodeStatus(work_dir, &status);
+    if (result == 1) {
+      LogLine("Node check: %d node record(s), all idle", status.count);
+      return 1;
+    }
+    if (result < 0) {
+      LogLine("Aborting: unable to verify that Corvane nodes are free");
+      return 0;
+    }
+    // The BBS's own screens show the number of a user as a signed 16-bit value; the log agrees with them.
+    const int user = static_cast<int16_t>(status.UserNo);
+    if (elapsed >= kLongestWaitSeconds) {
+      LogLine("Aborting: node %d remained in use by UserNo %d (Mode=0x%02X) for %d minutes", status.node, user,
+              static_cast<unsigned int>(status.Mode), kLongestWaitSeconds / 60);
+      return 0;
+    }
+    LogLine("Node %d is in use by UserNo %d (Mode=0x%02X) -- waiting 10 seconds and rechecking CVWHOSON.DAT...",
+            status.node, user, static_cast<unsigned int>(status.Mode));
+    OsSleep(kRecheckSeconds * 1000);
+  }
+}

@@ -1,0 +1,22 @@
+// The node status file: is anybody on the BBS?
+//
+// CVWHOSON.DAT (format: the Corvane BBS) is a flat array of 6-byte records, node 1 first. The BBS changes it at any
+// moment: it is opened afresh for each reading and never held open.
+#pragma once
+
+#include <cstdint>
+
+struct NodeStatus {
+  int32_t count = 0;        // how many nodes there are
+  int32_t node = 0;         // the first busy node, from 1; 0 for none
+  uint16_t UserNo = 65535;  // who is on it
+  uint8_t Mode = 0;         // what they do, only reported
+};
+
+// Reads the file in `work_dir` once. Returns 1 when all nodes are idle, 0 when one is in use, -1 when neither could be
+// told (the reason has been logged, but for a failed close).
+int ReadNodeStatus(const char* work_dir, NodeStatus* status);
+
+// Waits up to five minutes until all nodes are idle. Returns 1 when it is safe to go on, else 0 (the reason has been
+// logged).
+int WaitForIdleNodes(const char* work_dir);

@@ -1,0 +1,25 @@
+// The SIG file of a conference: which MSGID belongs to which message number.
+//
+// The message base has no place for network message identifiers, so this system keeps CVMSGnn.SIG beside it: a text
+// line "MSGID<tab>number" for every message that carried one, in the order they were stored. Lines written by the toss
+// end in LF, those of the scan in CR LF; readers take both. Several lines may name the same MSGID: the first counts.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "app/path.h"
+#include "platform/byte_buffer.h"
+
+// Forms the path of the SIG file of `conference`. Returns 0, or -1 when it is too long.
+int FormatSigPath(const char* msg_dir, int32_t conference, Path* path);
+
+// Reads the SIG file at `path` into `sig`, for the lookups below. A file that cannot be opened, or read to its end,
+// gives what there is of it without a word. Returns 0, or -1 without memory for it.
+int ReadSigFile(const char* path, ByteBuffer* sig);
+
+// Whether the first field of some line is exactly `msgid`; a line without a tab counts as a first field.
+bool SigContainsMsgid(const ByteBuffer& sig, const char* msgid);
+
+// Finds the first line with a tab whose first field is exactly `msgid`. Returns true and its number, or false.
+bool SigFindMsgNumber(const ByteBuffer& sig, const char* msgid, int32_t* number);

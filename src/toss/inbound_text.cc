@@ -1,0 +1,124 @@
+#include "toss/inbound_text.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "app/run_log.h"
+#include "bbs/records.h"
+#include "ftn/cp437.h"
+#include "platform/ascii.h"
+
+namespace {
+
+constexpr size_t kLongestLine = 65536;
+constexpr char kKludgeByte = 0x01;
+
+struct Line {
+  const char* text;
+  size_t size;
+};
+
+bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
+
+// Takes the next line off the text. CR, LF and either pair of them end one line; an end at the very end of the text
+// opens no further line.
+Line TakeLine(const char** at, const char* end) {
+  const char* const start = *at;
+  const char* stop = start;
+  while (stop != end && !IsLineEnd(*stop)) ++stop;
+  const char* next = stop;
+  if (next != end) ++next;
+  if (next != end && IsLineEnd(*next) && *next != *stop) ++next;
+  *at = next;
+  return {start, static_cast<size_t>(stop - start)};
+}
+
+// Takes the tag from a line that begins with "AREA:".
+int TakeArea(const Line& line, InboundMessage* message) {
+  constexpr size_t kWordSize = 5;
+  const char* tag = line.text + kWordSize;
+  size_t size = line.size - kWordSize;
+  while (size > 0 && *tag == ' ') ++tag, --size;
+  while (size > 0 && (tag[size - 1] == ' ' || tag[size - 1] == '\t')) --size;
+  bool well_formed = size > 0 && size < sizeof message->area;
+  if (!(size == 1 && *tag == '*')) {
+    for (size_t i = 0; i < size; ++i) {
+      const auto byte = static_cast<uint8_t>(tag[i]);
+      if (byte <= ' ' || byte == ':' || byte == 0x7F) well_formed = false;
+    }
+  }
+  if (!well_formed) {
+    char shown[1024] = {};  // as much as a log line takes
+    memcpy(shown, tag, size < sizeof shown ? size : sizeof shown - 1);
+    LogLine("ERROR: inbound AREA tag is empty, malformed, or too long: '%s'", shown);
+    return -1;
+  }
+  memcpy(message->area, tag, size);
+  message->area[size] = '\0';
+  return 0;
+}
+
+// Copies a kludge's value, which starts after the blanks behind its colon. Returns 0, or -1 when it is too long.
+template <size_t kSize>
+int CheckKludgeValue(const char* name, const char* value, size_t size, char (&destination)[kSize]) {
+  while (size > 0 && *value == ' ') ++value, --size;
+  if (size >= kSize) {
+    LogLine("ERROR: inbound %s value is too long (%lu bytes; maximum %lu)", name, static_cast<unsigned long>(size),
+            static_cast<unsigned long>(kSize - 1));
+    return -1;
+  }
+  memcpy(destination, value, size);
+  destination[size] = '\0';
+  return 0;
+}
+
+// Takes the value from a kludge line, if it is one of the three that the toss needs.
+int TakeKludge(const Line& line, InboundMessage* message) {
+  const char* const word = line.text + 1;
+  const size_t size = line.size - 1;
+  if (BeginsWithWord(word, size, "CHRS:")) return CheckKludgeValue("CHRS", word + 5, size - 5, message->charset);
+  if (BeginsWithWord(word, size, "MSGID:")) return CheckKludgeValue("MSGID", word + 6, size - 6, message->msgid);
+  if (BeginsWithWord(word, size, "REPLY:")) return CheckKludgeValue("REPLY", word + 6, size - 6, message->reply);
+  return 0;
+}
+
+bool IsRoutingLine(const Line& line) {
+  return BeginsWithWord(line.text, line.size, "SEEN-BY:") || BeginsWithWord(line.text, line.size, "PATH:");
+}
+
+// The body has room for the whole text and one line end more, which is the most it can need.
+void KeepLine(const Line& line, ByteBuffer* body) {
+  memcpy(body->data + body->size, line.text, line.size);
+  body->size += line.size;
+  body->data[body->size++] = static_cast<uint8_t>(kLineEndByte);
+}
+
+int TakeNextLine(const Line& line, bool first, InboundMessage* message) {
+  if (line.size > kLongestLine) {
+    LogLine("ERROR: inbound logical line is %lu bytes; safety limit is %u", static_cast<unsigned long>(line.size),
+            static_cast<unsigned int>(kLongestLine));
+    return -1;
+  }
+  if (first && BeginsWithWord(line.text, line.size, "AREA:")) return TakeArea(line, message);
+  if (line.size != 0 && line.text[0] == kKludgeByte) return TakeKludge(line, message);
+  if (!IsRoutingLine(line)) KeepLine(line, &message->body);
+  return 0;
+}
+
+}  // namespace
+
+int ParseInboundText(const char* text, size_t size, InboundMessage* message) {
+  message->body.size = 0;
+  if (ReserveBytes(&message->body, size + 1) != 0) return -1;
+  const char* const end = text + size;
+  bool first = true;
+  for (const char* at = text; at != end; first = false) {
+    if (TakeNextLine(TakeLine(&at, end), first, message) != 0) return -1;
+  }
+  if (BeginsWithWord(message->charset, strlen(message->charset), "UTF-8")) {
+    message->body.size = Utf8ToCp437(message->body.data, message->body.size);
+  }
+  return 0;
+}
+
+bool LooksLikeReplySubject(const char* subject) { return BeginsWithWord(subject, strlen(subject), "re:"); }

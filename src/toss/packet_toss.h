@@ -1,0 +1,20 @@
+// Walking the messages of one packet held in memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "toss/toss_site.h"
+
+enum TossResult {
+  NotAPacket = 0,     // the header test failed, nothing was done
+  PacketDone = 1,     // every message was stored or skipped by a rule
+  PacketCorrupt = 2,  // a structural fault ended the walk; a copy was saved for review
+  PacketRetain = 3,   // at least one message could not be stored: the source has to be kept
+};
+
+// Whether the bytes begin like a type-2 packet with a believable date (FTS-0001).
+bool LooksLikePacket(const uint8_t* packet, size_t size);
+
+// Stores the messages of the packet. The bytes are only read; what becomes of their source is for the caller to do.
+TossResult TossPacket(const TossSite& site, const uint8_t* packet, size_t size);

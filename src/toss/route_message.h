@@ -1,0 +1,12 @@
+// Where a message goes, whether it is stored at all, and under which parent.
+#pragma once
+
+#include "toss/inbound_message.h"
+#include "toss/toss_site.h"
+
+// What became of a message. The packet may be disposed of after the first two; after the third it has to be kept.
+enum RouteResult { kRouteStored, kRouteSkipped, kRouteFailed };
+
+// Stores `message`, the number `n` of its packet (from 1), in the conference that its area tag names, unless it is a
+// duplicate or has nowhere to go. Whatever cannot be decided about its parent stores it without one.
+RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& message);
