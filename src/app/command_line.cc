@@ -1,11 +1,13 @@
 #include "app/command_line.h"
 
+#include <cstddef>
 #include <cstring>
-#include <iterator>
 
 #include "app/config.h"
 #include "app/run_log.h"
+#include "check/check_run.h"
 #include "platform/os.h"
+#include "scan/scan_run.h"
 #include "toss/toss_run.h"
 
 namespace {
@@ -58,11 +60,6 @@ bool HasAllForCheck(const TosserConfig& config) {
                  {config.HaveMsgDir, "Config missing required MSGDIR directive\n"}});
 }
 
-int RunNotBuiltYet(const TosserConfig&) {
-  StartupMessage("This build tosses only; nothing was done\n");
-  return 1;
-}
-
 }  // namespace
 
 int RunCommandLine(int argc, const char* const* argv) {
@@ -73,8 +70,8 @@ int RunCommandLine(int argc, const char* const* argv) {
 
   const char* mode = argv[1];
   if (strcmp(mode, "-toss") == 0) return HasAllForToss(config) ? RunToss(config) : 1;
-  if (strcmp(mode, "-scan") == 0) return HasAllForScan(config) ? RunNotBuiltYet(config) : 1;
-  if (strcmp(mode, "-check") == 0) return HasAllForCheck(config) ? RunNotBuiltYet(config) : 1;
+  if (strcmp(mode, "-scan") == 0) return HasAllForScan(config) ? RunScan(config) : 1;
+  if (strcmp(mode, "-check") == 0) return HasAllForCheck(config) ? RunCheckMode(config) : 1;
   StartupMessage("Unknown mode '%s' -- expected -toss, -scan, or -check\n", mode);
   return 1;
 }

@@ -17,7 +17,6 @@
 namespace {
 
 constexpr uint64_t kLargestBody = 4294967169;  // rounded up to whole records it still fits 32 bits
-constexpr size_t kSigLineSize = 160;           // a MSGID of 127 characters, a tab, a number and the line end
 
 // One of the four files: where it is, what it was before, and what is to be added.
 struct AppendTarget {

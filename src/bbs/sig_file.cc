@@ -1,9 +1,11 @@
 #include "bbs/sig_file.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 
+#include "app/text_file.h"
 #include "platform/os.h"
 #include "platform/scan_number.h"
 
@@ -95,4 +97,34 @@ bool SigFindMsgNumber(const ByteBuffer& sig, const char* msgid, int32_t* number)
     *number = LeadingInt32(after_tab);
     return true;
   });
+}
+
+bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]) {
+  Path path;
+  TextFile file;
+  if (FormatSigPath(msg_dir, conference, &path) != 0 || OpenTextFile(path.text, &file) != 0) return false;
+  char line[512];
+  while (ReadTextLine(&file, line, sizeof line)) {
+    char* const tab = strchr(line, '\t');
+    if (tab == nullptr || LeadingInt32(tab + 1) != number) continue;
+    *tab = '\0';
+    (void)snprintf(msgid, sizeof msgid, "%s", line);
+    return true;
+  }
+  return false;
+}
+
+int SigAppend(const char* msg_dir, int32_t conference, const char* msgid, int32_t number) {
+  Path path;
+  OsFile file;
+  if (FormatSigPath(msg_dir, conference, &path) != 0 || OsOpen(path.text, kOsAppend, &file) != kOsOk) return -1;
+  int result = 0;
+  if (msgid[0] != '\0') {
+    char line[kSigLineSize];
+    // The line end is CR LF on every platform, so that a message base can move between them.
+    const int length = snprintf(line, sizeof line, "%s\t%d\r\n", msgid, number);
+    result = OsWrite(file, line, static_cast<size_t>(length));
+  }
+  if (result == 0) result = OsFlush(file);
+  return OsClose(&file) == 0 ? result : -1;
 }

@@ -11,6 +11,8 @@
 #include "app/path.h"
 #include "platform/byte_buffer.h"
 
+constexpr size_t kSigLineSize = 160;  // a MSGID of 127 characters, a tab, a number, the line end and the NUL
+
 // Forms the path of the SIG file of `conference`. Returns 0, or -1 when it is too long.
 int FormatSigPath(const char* msg_dir, int32_t conference, Path* path);
 
@@ -23,3 +25,13 @@ bool SigContainsMsgid(const ByteBuffer& sig, const char* msgid);
 
 // Finds the first line with a tab whose first field is exactly `msgid`. Returns true and its number, or false.
 bool SigFindMsgNumber(const ByteBuffer& sig, const char* msgid, int32_t* number);
+
+constexpr size_t kFoundMsgidSize = 64;  // 63 characters and the NUL
+
+// Finds the MSGID of the first line with the given number in the SIG file of `conference`, cut to 63 characters.
+// Returns true, or false when there is none or the file cannot be read.
+bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]);
+
+// Appends the line of one message to the SIG file of `conference`, which is created when missing; an empty MSGID adds
+// no line. Returns 0, or -1 when any step failed (part of the line may then have been written).
+int SigAppend(const char* msg_dir, int32_t conference, const char* msgid, int32_t number);

@@ -6,10 +6,10 @@
 #include "platform/ascii.h"
 #include "platform/scan_number.h"
 
-const char* const kMonthNames[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                     "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
 namespace {
+
+constexpr const char* kMonthNames[12] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
 struct FtsDate {
   int32_t day = 0;
@@ -57,4 +57,9 @@ void ConvertFtsDate(const char* date_time, char (&converted)[kMessageBaseDateSiz
   const int32_t hour = date.hour % 12 == 0 ? 12 : date.hour % 12;
   (void)snprintf(converted, sizeof converted, "%02d/%02d/%02d %02d:%02d%s", date.month, date.day, date.year % 100, hour,
                  date.minute, date.hour < 12 ? "am" : "pm");
+}
+
+void FormatFtsDate(const OsCalendar& when, char (&date_time)[kFtsDateSize]) {
+  (void)snprintf(date_time, sizeof date_time, "%02d %s %02d  %02d:%02d:%02d", when.day, kMonthNames[when.month],
+                 when.year % 100, when.hour, when.minute, when.second);
 }

@@ -3,10 +3,14 @@
 
 #include <cstddef>
 
+#include "platform/os.h"
+
 constexpr size_t kMessageBaseDateSize = 18;  // 17 characters and the NUL
 
-// The abbreviations that both directions use, January first.
-extern const char* const kMonthNames[12];
+constexpr size_t kFtsDateSize = 20;  // 19 characters and the NUL
 
 // Converts an FTS-0001 date text. A text that cannot be read as a date is kept: its first 17 characters are the result.
 void ConvertFtsDate(const char* date_time, char (&converted)[kMessageBaseDateSize]);
+
+// Writes a time as FTS-0001 has it, "05 Jan 07  09:04:03".
+void FormatFtsDate(const OsCalendar& when, char (&date_time)[kFtsDateSize]);

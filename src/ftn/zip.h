@@ -1,10 +1,12 @@
-// The ZIP local file header (published ZIP format), the one record that the bundle reader needs.
+// The records of a ZIP file (published ZIP format): the local header, which is all that the toss reads, and the central
+// directory header and end record, which the scan writes behind a bundle's one stored entry.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 #include "platform/bytes.h"
+#include "platform/os.h"
 
 namespace zip_local_layout {
 
@@ -26,9 +28,58 @@ static_assert(CoversRecord({signature, version_needed, flags, method, time, date
 
 }  // namespace zip_local_layout
 
+namespace zip_central_layout {
+
+constexpr size_t kSize = 46;
+constexpr Field signature{0, 4};
+constexpr Field version_made_by{4, 2};
+constexpr Field version_needed{6, 2};
+constexpr Field flags{8, 2};
+constexpr Field method{10, 2};
+constexpr Field time{12, 2};
+constexpr Field date{14, 2};
+constexpr Field crc{16, 4};
+constexpr Field compressed_size{20, 4};
+constexpr Field uncompressed_size{24, 4};
+constexpr Field name_length{28, 2};
+constexpr Field extra_length{30, 2};
+constexpr Field comment_length{32, 2};
+constexpr Field disk_start{34, 2};
+constexpr Field internal_attributes{36, 2};
+constexpr Field external_attributes{38, 4};
+constexpr Field local_header_at{42, 4};
+static_assert(CoversRecord({signature, version_made_by, version_needed, flags, method, time, date, crc, compressed_size,
+                            uncompressed_size, name_length, extra_length, comment_length, disk_start,
+                            internal_attributes, external_attributes, local_header_at},
+                           kSize));
+
+}  // namespace zip_central_layout
+
+namespace zip_end_layout {
+
+constexpr size_t kSize = 22;
+constexpr Field signature{0, 4};
+constexpr Field this_disk{4, 2};
+constexpr Field directory_disk{6, 2};
+constexpr Field entries_on_disk{8, 2};
+constexpr Field entries{10, 2};
+constexpr Field directory_size{12, 4};
+constexpr Field directory_at{16, 4};
+constexpr Field comment_length{20, 2};
+static_assert(CoversRecord({signature, this_disk, directory_disk, entries_on_disk, entries, directory_size,
+                            directory_at, comment_length},
+                           kSize));
+
+}  // namespace zip_end_layout
+
 constexpr size_t kZipLocalHeaderSize = zip_local_layout::kSize;
-constexpr uint32_t kZipLocalSignature = 0x04034B50;   // "PK", 3, 4
-constexpr uint16_t kZipFlagDataDescriptor = 1U << 3;  // the sizes follow the data
+constexpr size_t kZipCentralHeaderSize = zip_central_layout::kSize;
+constexpr size_t kZipEndRecordSize = zip_end_layout::kSize;
+constexpr uint32_t kZipLocalSignature = 0x04034B50;    // "PK", 3, 4
+constexpr uint32_t kZipCentralSignature = 0x02014B50;  // "PK", 1, 2
+constexpr uint32_t kZipEndSignature = 0x06054B50;      // "PK", 5, 6
+constexpr uint16_t kZipVersion = 20;                   // 2.0
+constexpr uint16_t kZipFlagDataDescriptor = 1U << 3;   // the sizes follow the data
 constexpr uint16_t kZipStored = 0;
 constexpr uint16_t kZipDeflated = 8;
 
@@ -65,3 +116,18 @@ inline ZipLocalHeader UnpackZipLocalHeader(const uint8_t* from) {
   header.extra_length = GetU16(from + layout::extra_length.at);
   return header;
 }
+
+// Writes the kZipLocalHeaderSize bytes of a local header.
+void PackZipLocalHeader(const ZipLocalHeader& header, uint8_t* to);
+
+// Writes the kZipCentralHeaderSize bytes of the central directory header of an entry whose local header stands at the
+// start of the file.
+void PackZipCentralHeader(const ZipLocalHeader& header, uint8_t* to);
+
+// Writes the kZipEndRecordSize bytes that end a file of one entry: the size of its central directory and where it
+// starts, both in bytes.
+void PackZipEndRecord(uint32_t directory_size, uint32_t directory_at, uint8_t* to);
+
+// Time and date of day as DOS packs them: two-second steps, years from 1980.
+uint16_t ZipDosTime(const OsCalendar& when);
+uint16_t ZipDosDate(const OsCalendar& when);

@@ -51,6 +51,9 @@ struct OsCalendar {
 
 constexpr size_t kOsNameSize = 1024;  // room for a listed name with its NUL
 
+// The platform's own line end, for text written through a mode that does not turn "\n" into it.
+extern const char* const kOsLineEnd;
+
 // The table. Entries answer for one call of the system each; the functions below add the loops.
 struct OsTable {
   OsResult (*Open)(const char* path, OsOpenMode mode, intptr_t* handle, int* error);

@@ -277,6 +277,8 @@ void SetBreakFile(const char* path) {
 
 }  // namespace
 
+const char* const kOsLineEnd = "\n";
+
 const OsTable kOsNative = {
     .Open = Open,
     .Size = Size,

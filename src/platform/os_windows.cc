@@ -274,6 +274,8 @@ void SetBreakFile(const char* path) {
 
 }  // namespace
 
+const char* const kOsLineEnd = "\r\n";
+
 const OsTable kOsNative = {
     .Open = Open,
     .Size = Size,

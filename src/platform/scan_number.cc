@@ -25,6 +25,23 @@ bool ScanInt32(const char** at, int32_t* value) {
   return true;
 }
 
+bool ScanUint32(const char** at, uint32_t* value) {
+  SkipWhiteSpace(at);
+  const bool negative = **at == '-';
+  const char* digits = *at;
+  if (*digits == '+' || *digits == '-') ++digits;
+  if (*digits < '0' || *digits > '9') return false;
+  const char* const end = digits + strspn(digits, "0123456789");
+  const auto [stop, error] = std::from_chars(digits, end, *value);
+  if (error == std::errc::result_out_of_range) {
+    *value = std::numeric_limits<uint32_t>::max();
+  } else if (negative) {
+    *value = 0U - *value;
+  }
+  *at = end;
+  return true;
+}
+
 int32_t LeadingInt32(const char* text) {
   int32_t value = 0;
   return ScanInt32(&text, &value) ? value : 0;

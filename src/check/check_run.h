@@ -1,0 +1,7 @@
+// The -check run: would a toss or a scan be safe now? It changes nothing but the log.
+#pragma once
+
+#include "app/config.h"
+
+// Runs every check and logs what it finds. Returns the exit status: 0 when nothing is wrong, else 1.
+int RunCheckMode(const TosserConfig& config);

@@ -1,0 +1,95 @@
+#include "scan/export_commit.h"
+
+#include <limits>
+
+#include "app/run_log.h"
+#include "bbs/file_restore.h"
+#include "bbs/records.h"
+#include "bbs/sig_file.h"
+#include "platform/os.h"
+
+namespace {
+
+// A SIG file as it was before its line was appended.
+struct SigState {
+  Path path;
+  bool existed = false;
+  int32_t size = 0;  // bytes
+};
+
+int InspectSig(const char* msg_dir, int32_t conference, SigState* state) {
+  OsStatus status;
+  if (FormatSigPath(msg_dir, conference, &state->path) != 0) return -1;
+  const OsResult result = OsStat(state->path.text, &status);
+  if (result == kOsMissing) return 0;
+  if (result != kOsOk || status.size < 0 || status.size > std::numeric_limits<int32_t>::max()) return -1;
+  state->existed = true;
+  state->size = static_cast<int32_t>(status.size);
+  return 0;
+}
+
+int64_t SentByteAt(const ExportRecord& message) {
+  return message.ordinal * static_cast<int64_t>(kPtrRecordSize) + static_cast<int64_t>(ptr_layout::MsgSent.at);
+}
+
+int MarkSent(const ExportRecord& message) {
+  constexpr uint8_t kSent = 1;
+  OsFile file;
+  if (OsOpen(message.ptr_path.text, kOsUpdate, &file) != kOsOk) return -1;
+  const bool written = OsWriteAt(file, SentByteAt(message), &kSent, 1) == kOsOk && OsFlush(file) == 0;
+  const bool closed = OsClose(&file) == 0;
+  return written && closed ? 0 : -1;
+}
+
+// Whether the header can be read and says that the message was sent.
+bool IsMarkedSent(const ExportRecord& message) {
+  OsFile file;
+  uint8_t sent = 0;
+  return OsOpen(message.ptr_path.text, kOsRead, &file) == kOsOk &&
+         OsReadAt(file, SentByteAt(message), &sent, 1).bytes == 1 && sent != 0;
+}
+
+// Returns 0 when the message is committed, else -1 after logging what it was left as.
+int CommitExport(const char* msg_dir, const ExportRecord& message) {
+  const int32_t c = message.conference;
+  const int32_t number = message.msg_number;
+  SigState sig;
+  if (InspectSig(msg_dir, c, &sig) != 0) {
+    LogLine(
+        "ERROR: bundle exists, but could not inspect SIG state for conf %d msg #%d; leaving it unsent for safe retry",
+        c, number);
+    return -1;
+  }
+  if (SigAppend(msg_dir, c, message.msgid, number) != 0) {
+    LogLine("ERROR: bundle exists, but could not append SIG for conf %d msg #%d; leaving it unsent for safe retry", c,
+            number);
+    return -1;
+  }
+  if (MarkSent(message) == 0) return 0;
+  if (IsMarkedSent(message)) {
+    LogLine(
+        "WARNING: mark-sent reported an error for conf %d msg #%d, but verification confirms MsgSent=1; keeping its SIG entry",
+        c, number);
+    return 0;
+  }
+  if (RestoreFileSize(sig.path.text, sig.existed, sig.size) == 0) {
+    LogLine(
+        "ERROR: bundle exists, but could not mark conf %d msg #%d sent; its SIG append was rolled back and it remains safe to retry",
+        c, number);
+  } else {
+    LogLine(
+        "CRITICAL: could not mark conf %d msg #%d sent and could not remove its newly-added SIG entry; manual review required",
+        c, number);
+  }
+  return -1;
+}
+
+}  // namespace
+
+int CommitExports(const char* msg_dir, const ExportQueue& queue) {
+  int result = 0;
+  for (size_t i = 0; i < queue.count; ++i) {
+    if (CommitExport(msg_dir, GetExport(queue, i)) != 0) result = -1;
+  }
+  return result;
+}

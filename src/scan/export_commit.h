@@ -1,0 +1,15 @@
+// Recording exported messages, after their bundle has been published.
+//
+// Invariants:
+// 1. Nothing is recorded before the bundle is out, and the bundle is never taken back.
+// 2. A message's SIG line is appended before its header is marked sent: no message is ever marked sent without one.
+// 3. When marking fails, the file is asked: a byte that is set after all counts; otherwise the SIG file is cut back to
+//    exactly its earlier length.
+// 4. Every message is attempted, whatever became of the ones before it. One that fails stays unsent and is exported
+//    again by the next run.
+#pragma once
+
+#include "scan/export_queue.h"
+
+// Commits every message of the queue. Returns 0, or -1 when at least one stays unsent (each has been logged).
+int CommitExports(const char* msg_dir, const ExportQueue& queue);

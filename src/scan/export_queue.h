@@ -1,0 +1,32 @@
+// What has to be recorded of each exported message once the bundle is out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "app/path.h"
+#include "platform/byte_buffer.h"
+
+// One message: where its header is, and the MSGID that it got.
+struct ExportRecord {
+  Path ptr_path;
+  int64_t ordinal;  // the header's place in the PTR file, from 0
+  int32_t conference;
+  int32_t msg_number;
+  char msgid[128];
+};
+
+// The records in the order in which the messages were queued.
+struct ExportQueue {
+  ByteBuffer bytes;
+  size_t count = 0;
+};
+
+constexpr size_t kFirstQueueCapacity = 32;  // records
+constexpr size_t kLargestQueue = 6587373;   // records
+
+// Appends a record; the room doubles when it is full. Returns 0, or -1 without memory (the queue is then as it was).
+int QueueExport(const ExportRecord& record, ExportQueue* queue);
+
+// The record at place `index`.
+ExportRecord GetExport(const ExportQueue& queue, size_t index);

@@ -1,0 +1,63 @@
+#include "scan/msgid_serial.h"
+
+#include <cstdio>
+
+#include "app/path.h"
+#include "platform/os.h"
+#include "platform/scan_number.h"
+
+namespace {
+
+constexpr size_t kSerialTextSize = 64;  // far more than a number and a line end
+
+// The file as it was found.
+struct SerialFile {
+  OsFile file;
+  int64_t size = 0;
+  char text[kSerialTextSize] = {};
+  size_t text_size = 0;
+  uint32_t last = 0;  // the last serial handed out
+};
+
+int ReadSerial(SerialFile* serial) {
+  serial->size = OsSize(serial->file);
+  if (serial->size < 0) return -1;
+  const OsReadResult got = OsReadAt(serial->file, 0, serial->text, sizeof serial->text - 1);
+  serial->text_size = got.bytes;
+  if (got.failed) return -1;
+  const char* at = serial->text;
+  if (ScanUint32(&at, &serial->last)) return 0;
+  // An empty file is a fresh one. Anything else that is no number is damage, and starting over could repeat a serial.
+  at = serial->text;
+  SkipWhiteSpace(&at);
+  return at == serial->text + serial->text_size && serial->size == static_cast<int64_t>(serial->text_size) ? 0 : -1;
+}
+
+int WriteSerial(SerialFile* serial, uint32_t next) {
+  char text[kSerialTextSize];
+  const int length = snprintf(text, sizeof text, "%u%s", next, kOsLineEnd);
+  const auto size = static_cast<size_t>(length);
+  if (OsWriteAt(serial->file, 0, text, size) != kOsOk) {
+    (void)OsWriteAt(serial->file, 0, serial->text, serial->text_size);
+    (void)OsSetSize(serial->file, serial->size);
+    return -1;
+  }
+  if (serial->size > length && OsSetSize(serial->file, length) != 0) return -1;
+  return OsFlush(serial->file);
+}
+
+}  // namespace
+
+int NextSerial(const char* msg_dir, uint32_t* serial) {
+  Path path;
+  if (FormatPath(path.text, sizeof path.text, "%s/CVOUTBOUND.SEQ", msg_dir) != 0) return -1;
+  SerialFile file;
+  OsResult opened = OsOpen(path.text, kOsUpdate, &file.file);
+  if (opened == kOsMissing) opened = OsOpen(path.text, kOsCreateNew, &file.file);
+  if (opened != kOsOk || ReadSerial(&file) != 0) return -1;
+  const uint32_t next = file.last == UINT32_MAX ? 1 : file.last + 1;
+  const int written = WriteSerial(&file, next);
+  if (OsClose(&file.file) != 0 || written != 0) return -1;
+  *serial = next;
+  return 0;
+}

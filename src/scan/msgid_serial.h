@@ -1,0 +1,13 @@
+// The serial numbers of outbound MSGIDs: CVOUTBOUND.SEQ in MSGDIR holds the last one handed out.
+//
+// A serial that has been used must never come again, or other systems take the new message for a duplicate. So:
+// 1. The file holds a serial before the serial is used.
+// 2. The file is overwritten in place and cut afterwards, never emptied: the old number or the new one stands in it
+//    whenever the program is stopped.
+// 3. A write that fails half-way is taken back.
+#pragma once
+
+#include <cstdint>
+
+// Hands out the next serial, from 1; it is never 0. Returns 0, or -1 when the file cannot be read or written.
+int NextSerial(const char* msg_dir, uint32_t* serial);

@@ -1,0 +1,27 @@
+// The text of an outbound message: kludges, body, tear line, origin and, for echomail, SEEN-BY and PATH (FTS-0004,
+// FTS-0009, FTS-4008).
+#pragma once
+
+#include <cstdint>
+
+#include "app/config.h"
+#include "platform/byte_buffer.h"
+#include "scan/local_message.h"
+
+constexpr size_t kMsgidSize = 64;  // 63 characters and the NUL
+
+// The kludge values of one message.
+struct OutboundKludges {
+  char msgid[kMsgidSize] = {};
+  char tzutc[16] = {};
+  char reply[128] = {};  // the whole REPLY line with its CR, or empty
+};
+
+// Forms the MSGID from our address and the message's serial, the offset from UTC at this moment, and the REPLY line of
+// a reply whose parent's MSGID is known.
+OutboundKludges MakeKludges(const TosserConfig& config, const LocalMessage& message, uint32_t serial);
+
+// Puts the text together in `text`, whose memory is used again; it ends with a NUL that its size does not count, and
+// where the stored text holds a NUL it ends there. Returns 0, or -1 after logging that memory ran out.
+int AssembleText(const TosserConfig& config, const LocalMessage& message, const OutboundKludges& kludges,
+                 ByteBuffer* text);

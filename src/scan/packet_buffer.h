@@ -1,0 +1,21 @@
+// The packed messages of the outbound packet (FTS-0001), in memory until the whole scan has succeeded.
+#pragma once
+
+#include "ftn/packet.h"
+#include "platform/byte_buffer.h"
+
+constexpr size_t kFirstPacketCapacity = 4096;  // bytes
+
+// One message as it goes into the packet; the texts are NUL-terminated.
+struct PackedMessage {
+  PackedMessageHead head;
+  const char* dateTime = "";
+  const char* toUserName = "";
+  const char* fromUserName = "";
+  const char* subject = "";
+  const char* text = "";
+};
+
+// Appends the message. The room more than doubles when it has to grow. Returns 0, or -1 without memory or when the
+// packet would pass 4 GB (the packet is then as it was).
+int AppendPackedMessage(const PackedMessage& message, ByteBuffer* packet);

@@ -1,0 +1,61 @@
+#include "scan/publish.h"
+
+#include <cstdio>
+
+#include "app/path.h"
+#include "app/run_log.h"
+#include "platform/os.h"
+#include "platform/whole_file.h"
+#include "scan/bundle_writer.h"
+#include "scan/packet_file.h"
+
+namespace {
+
+// Writes the whole packet to a file, reads it back into `packet` and removes the file.
+int RoundTrip(const TosserConfig& config, ByteBuffer* packet) {
+  char path[600];
+  (void)FormatPath(path, sizeof path, "%s/CVOUTBOUND.PKT", config.MsgDir);
+  if (WritePacketFile(path, config, *packet) != 0) {
+    LogLine("ERROR: could not write temp packet file %s", path);
+    return -1;
+  }
+  FreeBytes(packet);
+  if (ReadWholeFile(path, packet) != 0) {
+    LogLine("ERROR: could not read back complete temp packet %s", path);
+    (void)OsRemove(path);
+    return -1;
+  }
+  if (OsRemove(path) != kOsOk) LogLine("WARNING: could not remove temp packet %s", path);
+  return 0;
+}
+
+}  // namespace
+
+int PublishBundle(const TosserConfig& config, size_t messages, ByteBuffer* packet) {
+  if (RoundTrip(config, packet) != 0) return -1;
+
+  char bundle_name[kBundleNameSize];
+  char published[700];
+  char temporary[720];
+  ChooseBundleName(config.OutDir, bundle_name);
+  (void)FormatPath(published, sizeof published, "%s/%s", config.OutDir, bundle_name);
+  (void)FormatPath(temporary, sizeof temporary, "%s.tmp", published);
+  (void)OsRemove(temporary);
+
+  char entry_name[kBundleNameSize];
+  (void)snprintf(entry_name, sizeof entry_name, "%08x.pkt", static_cast<unsigned int>(OsNow()));
+  if (WriteBundle(temporary, entry_name, *packet) != 0) {
+    LogLine("ERROR: could not write temporary bundle %s", temporary);
+    return -1;
+  }
+  const size_t packet_size = packet->size;
+  FreeBytes(packet);
+  if (OsRename(temporary, published) != kOsOk) {
+    LogLine("ERROR: could not atomically publish bundle %s", published);
+    (void)OsRemove(temporary);
+    return -1;
+  }
+  LogLine("Published complete bundle: %s  (%lu byte packet, entry '%s', %d message(s))", published,
+          static_cast<unsigned long>(packet_size), entry_name, static_cast<int>(messages));
+  return 0;
+}

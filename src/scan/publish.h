@@ -1,0 +1,17 @@
+// Publishing: a mailer that polls OUTDIR sees no bundle or a whole one.
+//
+// Invariants:
+// 1. The bundle is complete, flushed and closed under a temporary name before it gets its own.
+// 2. The rename that gives it its name never replaces a file.
+// 3. On failure nothing of it is left: neither the temporary packet nor the temporary bundle.
+//
+// Steps: write the packet to a temporary file; read it back; remove it; choose a free name; write the bundle under a
+// temporary name; rename it.
+#pragma once
+
+#include "app/config.h"
+#include "platform/byte_buffer.h"
+
+// Publishes the packed messages in `packet` as one bundle in OUTDIR; the packet's memory is given back on the way.
+// `messages` is their number, for the log. Returns 0, or -1 after logging why.
+int PublishBundle(const TosserConfig& config, size_t messages, ByteBuffer* packet);

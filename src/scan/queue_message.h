@@ -1,0 +1,18 @@
+// Turning one local message into a packed message and a commit record.
+#pragma once
+
+#include "app/config.h"
+#include "platform/byte_buffer.h"
+#include "scan/export_queue.h"
+#include "scan/local_message.h"
+
+// What a scan gathers: the packed messages, and what has to be recorded once they are published.
+struct Outbound {
+  ByteBuffer packet;
+  ExportQueue queue;
+  ByteBuffer text;  // scratch memory for one message's text
+};
+
+// Gives the message its serial, puts its text together and appends it to the packet and the queue. `ptr_path` is the
+// conference's PTR file. Returns 0, or -1 after logging why; the scan cannot go on then.
+int QueueMessage(const TosserConfig& config, const Path& ptr_path, const LocalMessage& message, Outbound* outbound);
