@@ -7,6 +7,7 @@
 #include "app/run_log.h"
 #include "app/text_file.h"
 #include "platform/ascii.h"
+#include "platform/fixed_text.h"
 #include "platform/os.h"
 
 namespace {
@@ -54,7 +55,7 @@ int StoreText(const TextDirective& directive, const char* value) {
 
 int StoreKeepProcessed(const char* value, TosserConfig* config) {
   char word[kSwitchSize];
-  (void)snprintf(word, sizeof word, "%s", value);
+  CopyCut(word, value);
   UpperText(word);
   for (const char* no : {"NO", "N", "0"}) {
     if (strcmp(word, no) == 0) {

@@ -12,6 +12,7 @@
 #include "bbs/sig_file.h"
 #include "ftn/packet.h"
 #include "platform/byte_buffer.h"
+#include "platform/fixed_text.h"
 #include "platform/os.h"
 
 namespace {
@@ -93,11 +94,6 @@ int CheckRange(int32_t c, const PreflightResult& base, size_t records) {
   }
   LogLine("ERROR: conf %d append would exceed Corvane's 16-bit DAT address range; refusing to append", c);
   return -1;
-}
-
-template <size_t kSize>
-void CopyCut(char (&field)[kSize], const char* text) {
-  (void)snprintf(field, kSize, "%s", text);
 }
 
 void PlanRecords(int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "app/text_file.h"
+#include "platform/fixed_text.h"
 #include "platform/os.h"
 #include "platform/scan_number.h"
 
@@ -108,7 +109,7 @@ bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char 
     char* const tab = strchr(line, '\t');
     if (tab == nullptr || LeadingInt32(tab + 1) != number) continue;
     *tab = '\0';
-    (void)snprintf(msgid, sizeof msgid, "%s", line);
+    CopyCut(msgid, line);
     return true;
   }
   return false;

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "platform/ascii.h"
+#include "platform/fixed_text.h"
 #include "platform/scan_number.h"
 
 namespace {
@@ -51,7 +52,7 @@ void ConvertFtsDate(const char* date_time, char (&converted)[kMessageBaseDateSiz
   FtsDate date;
   if (!ScanFtsDate(date_time, &date) || !IsWithin(date.day, 1, 31) || !IsWithin(date.hour, 0, 23) ||
       !IsWithin(date.minute, 0, 59) || !IsWithin(date.second, 0, 60) || date.year < 0) {
-    (void)snprintf(converted, sizeof converted, "%s", date_time);
+    CopyCut(converted, date_time);
     return;
   }
   const int32_t hour = date.hour % 12 == 0 ? 12 : date.hour % 12;

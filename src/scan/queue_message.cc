@@ -1,9 +1,8 @@
 #include "scan/queue_message.h"
 
-#include <cstdio>
-
 #include "app/run_log.h"
 #include "ftn/fts_date.h"
+#include "platform/fixed_text.h"
 #include "platform/os.h"
 #include "scan/msgid_serial.h"
 #include "scan/outbound_text.h"
@@ -44,7 +43,7 @@ int AppendToBoth(const TosserConfig& config, const Path& ptr_path, const LocalMe
   record.ordinal = message.ordinal;
   record.conference = message.conference->Number;
   record.msg_number = message.header.MsgNumber;
-  (void)snprintf(record.msgid, sizeof record.msgid, "%s", msgid);
+  CopyCut(record.msgid, msgid);
 
   if (AppendPackedMessage(packed, &outbound->packet) == 0 && QueueExport(record, &outbound->queue) == 0) return 0;
   if (message.header.NetMail) {
