@@ -1,0 +1,173 @@
+// What only the POSIX side of the door has to answer for.
+#ifndef _WIN32
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <set>
+
+#include "platform/os.h"
+#include "platform/os_posix_rename.h"
+#include "unit/support/temporary_directory.h"
+#include "unit/support/test_files.h"
+
+namespace {
+
+mode_t ModeOf(const std::string& path) {
+  struct stat status = {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0);
+  return status.st_mode & 07777;
+}
+
+}  // namespace
+
+TEST(OsPosix, TheLockIsForTheOwnersEyesOnly) {
+  const TemporaryDirectory directory;
+  OsFile file;
+  ASSERT_EQ(OsOpen((directory / "lock").c_str(), kOsCreateLock, &file), kOsOk);
+  EXPECT_EQ(ModeOf(directory / "lock"), 0600U);
+}
+
+TEST(OsPosix, OtherFilesFollowTheUmask) {
+  const TemporaryDirectory directory;
+  OsFile file;
+  const mode_t earlier = umask(027);
+  ASSERT_EQ(OsOpen((directory / "file").c_str(), kOsCreate, &file), kOsOk);
+  umask(earlier);
+  EXPECT_EQ(ModeOf(directory / "file"), 0640U);
+}
+
+TEST(OsPosix, ABackslashSeparatesInEveryCallThatTakesAPath) {
+  const TemporaryDirectory directory;
+  MakeDirectory(directory / "sub");
+  OsFile file;
+  OsStatus status;
+  ASSERT_EQ(OsOpen((directory / "sub\\a").c_str(), kOsCreateNew, &file), kOsOk);
+  EXPECT_TRUE(PathExists(directory / "sub/a"));
+  EXPECT_EQ(OsStat((directory / "sub\\a").c_str(), &status), kOsOk);
+  EXPECT_EQ(OsSameFile((directory / "sub\\a").c_str(), (directory / "sub/a").c_str()), kOsOk);
+  EXPECT_EQ(OsRename((directory / "sub\\a").c_str(), (directory / "sub\\b").c_str()), kOsOk);
+  EXPECT_TRUE(PathExists(directory / "sub/b"));
+  EXPECT_EQ(OsRemoveUnchanged((directory / "sub\\b").c_str(), ModifiedAt(directory / "sub/b")), kOsOk);
+  WriteFile(directory / "sub/c", "");
+  EXPECT_EQ(OsRemove((directory / "sub\\c").c_str()), kOsOk);
+  EXPECT_EQ(OsMakeDirectory((directory / "sub\\d").c_str()), kOsOk);
+  EXPECT_TRUE(PathExists(directory / "sub/d"));
+  OsList list;
+  EXPECT_EQ(OsListOpen((directory / "sub\\d").c_str(), &list), kOsOk);
+}
+
+TEST(OsPosix, AListedNameWithABackslashIsLeftOut) {
+  const TemporaryDirectory directory;
+  const int made = open((directory / "..\\x").c_str(), O_CREAT | O_WRONLY, 0600);
+  ASSERT_GE(made, 0);
+  close(made);
+  WriteFile(directory / "y", "");
+  OsList list;
+  ASSERT_EQ(OsListOpen(directory.Path().c_str(), &list), kOsOk);
+  std::set<std::string> names;
+  char name[kOsNameSize];
+  while (OsListNext(&list, name) == kOsOk) names.insert(name);
+  EXPECT_EQ(names, (std::set<std::string>{".", "..", "y"}));
+}
+
+TEST(OsPosix, LinksAreFollowed) {
+  const TemporaryDirectory directory;
+  WriteFile(directory / "file", "abc");
+  ASSERT_EQ(symlink((directory / "file").c_str(), (directory / "link").c_str()), 0);
+  OsStatus status;
+  ASSERT_EQ(OsStat((directory / "link").c_str(), &status), kOsOk);
+  EXPECT_EQ(status.kind, kOsRegularFile);
+  EXPECT_EQ(status.size, 3);
+  EXPECT_EQ(OsSameFile((directory / "link").c_str(), (directory / "file").c_str()), kOsOk);
+}
+
+TEST(OsPosix, APipeNeitherHangsNorHasPositions) {
+  const TemporaryDirectory directory;
+  const std::string path = directory / "pipe";
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  OsStatus status;
+  ASSERT_EQ(OsStat(path.c_str(), &status), kOsOk);
+  EXPECT_EQ(status.kind, kOsOtherKind);
+  OsFile file;
+  ASSERT_EQ(OsOpen(path.c_str(), kOsUpdate, &file), kOsOk);
+  EXPECT_EQ(OsWriteAt(file, 0, "x", 1), kOsUnseekable);
+  EXPECT_EQ(OsSize(file), -1);
+}
+
+TEST(OsPosix, APathThatTheSystemCannotTakeOpensNothing) {
+  const std::string path(5000, 'x');
+  OsFile file;
+  OsStatus status;
+  EXPECT_NE(OsOpen(path.c_str(), kOsCreate, &file), kOsOk);
+  EXPECT_NE(OsStat(path.c_str(), &status), kOsOk);
+  EXPECT_EQ(OsRename(path.c_str(), "y"), kOsFailed);
+  EXPECT_EQ(OsRename("y", path.c_str()), kOsFailed);
+}
+
+TEST(OsPosix, RenameAcrossFileSystemsCopiesAndNeverReplaces) {
+  struct stat here = {};
+  struct stat there = {};
+  const TemporaryDirectory directory;
+  const std::string other = "/dev/shm/cvtoss-rename-" + std::to_string(OsProcessId());
+  if (stat("/dev/shm", &there) != 0 || access("/dev/shm", W_OK) != 0 || stat(directory.Path().c_str(), &here) != 0 ||
+      here.st_dev == there.st_dev) {
+    GTEST_SKIP() << "no second file system to write to";
+  }
+  WriteFile(directory / "a", "abc");
+  EXPECT_EQ(OsRename((directory / "a").c_str(), other.c_str()), kOsOk);
+  EXPECT_FALSE(PathExists(directory / "a"));
+  EXPECT_EQ(ReadFile(other), "abc");
+  WriteFile(directory / "b", "b");
+  EXPECT_EQ(OsRename((directory / "b").c_str(), other.c_str()), kOsExists);
+  EXPECT_EQ(ReadFile(other), "abc");
+  EXPECT_EQ(ReadFile(directory / "b"), "b");
+  RemoveFile(other);
+}
+
+TEST(OsPosixDeathTest, EachBreakSignalRemovesTheFileAndThenKills) {
+  for (const int number : {SIGINT, SIGQUIT, SIGHUP, SIGTERM}) {
+    const TemporaryDirectory directory;
+    MakeDirectory(directory / "msg");
+    WriteFile(directory / "msg/CVTOSS.BSY", "x");
+    EXPECT_EXIT(
+        {
+          (void)signal(number, SIG_DFL);
+          OsInstallBreakHandler();
+          OsSetBreakFile((directory / "msg\\CVTOSS.BSY").c_str());
+          (void)raise(number);
+        },
+        testing::KilledBySignal(number), "");
+    EXPECT_FALSE(PathExists(directory / "msg/CVTOSS.BSY")) << number;
+  }
+}
+
+TEST(OsPosixDeathTest, ABreakRemovesNothingOnceNoFileIsSet) {
+  const TemporaryDirectory directory;
+  WriteFile(directory / "CVTOSS.BSY", "x");
+  EXPECT_EXIT(
+      {
+        OsInstallBreakHandler();
+        OsSetBreakFile((directory / "CVTOSS.BSY").c_str());
+        OsSetBreakFile("");
+        (void)raise(SIGINT);
+      },
+      testing::KilledBySignal(SIGINT), "");
+  EXPECT_TRUE(PathExists(directory / "CVTOSS.BSY"));
+}
+
+TEST(OsPosixDeathTest, ASignalThatTheParentSwitchedOffStaysOff) {
+  EXPECT_EXIT(
+      {
+        (void)signal(SIGHUP, SIG_IGN);
+        OsInstallBreakHandler();
+        (void)raise(SIGHUP);
+        _exit(7);
+      },
+      testing::ExitedWithCode(7), "");
+}
+
+#endif
