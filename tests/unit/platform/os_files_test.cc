@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <string>
 
 #include "platform/os.h"
 #include "unit/support/temporary_directory.h"

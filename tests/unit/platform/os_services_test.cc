@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <filesystem>
+#include <cstdlib>
+#include <cstring>
+#include <string>
 
 #include "platform/os.h"
 #include "unit/support/temporary_directory.h"
