@@ -150,6 +150,7 @@ TEST(OsPosixDeathTest, ABreakRemovesNothingOnceNoFileIsSet) {
   WriteFile(directory / "CVTOSS.BSY", "x");
   EXPECT_EXIT(
       {
+        (void)signal(SIGINT, SIG_DFL);  // a background job of a shell starts with it switched off
         OsInstallBreakHandler();
         OsSetBreakFile((directory / "CVTOSS.BSY").c_str());
         OsSetBreakFile("");
