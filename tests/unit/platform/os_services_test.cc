@@ -122,3 +122,12 @@ TEST(OsTableInForce, HasNoEmptyEntry) {
   memcpy(static_cast<void*>(entries), &kOsNative, sizeof entries);
   for (const auto& entry : entries) EXPECT_NE(entry, nullptr);
 }
+
+TEST(OsShow, WritesAsManyBytesAsToldToTheStreamOfItsName) {
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  OsShow(kOsStdout, "out#", 3);
+  OsShow(kOsStderr, "err#", 3);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "err");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "out");
+}
