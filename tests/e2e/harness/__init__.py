@@ -1,0 +1,1 @@
+"""Running the program in a site of its own, and comparing what it left behind."""

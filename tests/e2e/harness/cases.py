@@ -1,0 +1,72 @@
+"""Many cases in one toss: each in an inbound file of its own and, where it stores mail, in a conference of its own.
+
+The platform decides in which order the files are tossed; kept apart like this, no case depends on it. The exit status,
+every line and every file of the site are compared at the end.
+"""
+
+from formats.conference_table import Conference, echo
+from formats.message_base import MessageBase, message_files
+from formats.packet import Packet
+from harness.compare import GONE, assert_changes, head, moved, parsed, tail
+from harness.run import Run
+from harness.site import Site
+
+
+class Cases:
+    def __init__(self, site: Site):
+        self.site = site
+        self.conferences: list[Conference] = []
+        self.bases: list[MessageBase] = []
+        self.blocks: dict[str, list[str]] = {}
+        self.disposed: dict[str, bytes] = {}
+        self.ignored = 0
+
+    def conference(self, conference: Conference | None = None) -> MessageBase:
+        """Adds a conference, routed under the tag that `tag` tells; returns its message base, still empty.
+
+        What is added to the base and written with `Site.put` stands there before the run; what is stored in it is
+        expected after the run.
+        """
+        number = len(self.conferences) + 1
+        self.conferences.append(conference or echo(f"CASE{number}"))
+        self.bases.append(MessageBase(number))
+        return self.bases[-1]
+
+    @staticmethod
+    def tag(base: MessageBase) -> str:
+        return f"CASE{base.conference}"
+
+    def packet(self, name: str, packet: Packet, *lines: str) -> None:
+        """A sound packet, tossed to its end and moved; `lines` are those of its messages."""
+        self.file(name, packet.pack(), packet.log_line(), *lines, parsed(len(packet.messages)), moved(name))
+
+    def file(self, name: str, data: bytes, *lines: str) -> None:
+        """A file with all the lines that follow its "Found:" line. It is moved when the last one says so."""
+        self.site.inbound(name, data)
+        self.blocks[name] = list(lines)
+        if lines[-1] == moved(name):
+            self.disposed[name] = data
+
+    def unrelated(self, name: str, data: bytes) -> None:
+        """A file that is neither a bundle nor a packet: it stays, and is counted only."""
+        self.site.inbound(name, data)
+        self.ignored += 1
+
+    def toss(self, status: int = 0, changes: dict[str, object] | None = None) -> Run:
+        """Runs the toss and compares everything; `changes` are expected besides those that the cases make."""
+        self.site.conferences(*self.conferences)
+        before = self.site.snapshot()
+        run = self.site.toss()
+        assert run.stderr == ""
+        assert run.head() == head(len(self.conferences))
+        found = run.blocks()
+        for name, lines in self.blocks.items():
+            assert found.get(name) == lines, f"lines of {name}"
+        assert sorted(found) == sorted(self.blocks)
+        assert run.tail() == tail(len(self.disposed), self.ignored)
+        assert run.status == status
+        expected: dict[str, object] = {"IN/processed/": None}
+        for name, data in self.disposed.items():
+            expected |= {f"IN/{name}": GONE, f"IN/processed/{name}": data}
+        assert_changes(self.site, before, expected | message_files(*self.bases) | (changes or {}))
+        return run

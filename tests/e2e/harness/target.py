@@ -1,0 +1,41 @@
+"""The program under test and the platform it is for.
+
+    CVTOSS32_PROGRAM  the program; build/release/cvtoss32 in the source tree when not set
+    CVTOSS32_RUNNER   what runs it: empty, or "wine" for a Windows program
+"""
+
+import os
+import shlex
+from pathlib import Path
+
+import pytest
+
+ROOT = Path(__file__).resolve().parents[3]
+PROGRAM = Path(os.environ.get("CVTOSS32_PROGRAM") or ROOT / "build/release/cvtoss32")
+RUNNER = shlex.split(os.environ.get("CVTOSS32_RUNNER") or "")
+WINDOWS = bool(RUNNER)
+LINE_END = b"\r\n" if WINDOWS else b"\n"
+
+if not PROGRAM.is_absolute():
+    PROGRAM = ROOT / PROGRAM
+
+
+def environment(**changes: str) -> dict[str, str]:
+    return os.environ | {"WINEDEBUG": "-all"} | changes
+
+
+def posix_only(reason: str) -> pytest.MarkDecorator:
+    return pytest.mark.skipif(WINDOWS, reason=f"POSIX only: {reason}")
+
+
+def to_line_feeds(data: bytes) -> bytes:
+    """Text as the platform writes it, with LF line ends. Every line end has to be the platform's own."""
+    if not WINDOWS:
+        return data
+    assert data.count(b"\n") == data.count(b"\r\n"), "a line does not end in CR LF"
+    return data.replace(b"\r\n", b"\n")
+
+
+def platform_text(data: bytes) -> bytes:
+    """Text with LF line ends as a text file of the platform holds it."""
+    return data.replace(b"\n", LINE_END)
