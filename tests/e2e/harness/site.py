@@ -88,9 +88,14 @@ class Site:
 
     def start(self, *arguments: str, program: Path | None = None, **options) -> subprocess.Popen[bytes]:
         """Starts the program and returns the process, its output piped."""
-        options = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | options
-        options.setdefault("env", environment())
-        return subprocess.Popen([*RUNNER, str(program or self.program), *arguments], cwd=self.root, **options)
+        defaults = {
+            "cwd": self.root,
+            "env": environment(),
+            "stdin": subprocess.DEVNULL,
+            "stdout": subprocess.PIPE,
+            "stderr": subprocess.PIPE,
+        }
+        return subprocess.Popen([*RUNNER, str(program or self.program), *arguments], **(defaults | options))
 
     def finish(self, process: subprocess.Popen[bytes], log: Path | None, log_before: bytes) -> Run:
         """Waits for the program's end; compares its console with what it added to the log."""
