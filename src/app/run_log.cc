@@ -4,13 +4,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/byte_buffer.h"
 #include "platform/os.h"
 
 namespace {
 
 constexpr size_t kProgramPathSize = 260;
 constexpr size_t kMessageSize = 1024;
-constexpr size_t kStartupMessageSize = 8192;  // room for any path that a command line can hold
+constexpr size_t kStartupMessageSize = 1024;  // enough for all but absurd arguments, which take memory of their own
 constexpr size_t kStampSize = 64;
 
 OsFile run_log;
@@ -77,5 +78,20 @@ void StartupMessage(const char* format, ...) {
   va_start(arguments, format);
   const int length = vsnprintf(message, sizeof message, format, arguments);
   va_end(arguments);
-  if (length > 0) OsShow(kOsStderr, message, strlen(message));
+  if (length <= 0) return;
+  const size_t size = static_cast<size_t>(length);
+  if (size < sizeof message) {
+    OsShow(kOsStderr, message, size);
+    return;
+  }
+  ByteBuffer whole;
+  if (ReserveBytes(&whole, size + 1) != 0) {
+    OsShow(kOsStderr, message, sizeof message - 1);
+    OsShow(kOsStderr, "\n", 1);
+    return;
+  }
+  va_start(arguments, format);
+  (void)vsnprintf(reinterpret_cast<char*>(whole.data), size + 1, format, arguments);
+  va_end(arguments);
+  OsShow(kOsStderr, reinterpret_cast<const char*>(whole.data), size);
 }

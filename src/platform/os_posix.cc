@@ -19,15 +19,15 @@
 
 namespace {
 
-// A path as this system reads it; too long a path is refused by an empty text, which names no file.
+// A path as this system reads it. Of too long a path PATH_MAX characters are kept: the system refuses that many, so
+// that it fails as too long and is not taken for a shorter one.
 struct NativePath {
-  char text[PATH_MAX];
+  char text[PATH_MAX + 1];
 
   explicit NativePath(const char* path) {
-    const size_t length = strlen(path);
-    text[0] = '\0';
-    if (length >= sizeof text) return;
-    for (size_t i = 0; i <= length; ++i) text[i] = path[i] == '\\' ? '/' : path[i];
+    const size_t length = strnlen(path, PATH_MAX);
+    for (size_t i = 0; i < length; ++i) text[i] = path[i] == '\\' ? '/' : path[i];
+    text[length] = '\0';
   }
 };
 
@@ -158,7 +158,6 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
 OsResult Rename(const char* from, const char* to) {
   const NativePath native_from(from);
   const NativePath native_to(to);
-  if (native_from.text[0] == '\0' || native_to.text[0] == '\0') return kOsFailed;
   return PosixRenameWithoutReplacing(native_from.text, native_to.text);
 }
 
@@ -243,7 +242,7 @@ void Show(OsStream stream, const char* text, size_t size) {
 
 // What the handler reads. `break_file_set` is raised only while the text is complete, so that a signal that arrives
 // in the middle of a change finds either a whole path or none.
-char break_file[PATH_MAX];
+char break_file[sizeof(NativePath::text)];
 volatile sig_atomic_t break_file_set = 0;
 
 constexpr int kBreakSignals[] = {SIGINT, SIGQUIT, SIGHUP, SIGTERM};
@@ -271,7 +270,7 @@ void InstallBreakHandler() {
 void SetBreakFile(const char* path) {
   const NativePath native(path);
   break_file_set = 0;
-  memcpy(break_file, native.text, sizeof break_file);
+  memcpy(break_file, native.text, strlen(native.text) + 1);
   break_file_set = break_file[0] != '\0' ? 1 : 0;
 }
 

@@ -135,6 +135,22 @@ TEST_F(CommandLine, AnUnknownModeIsQuotedWholeHoweverLongItIs) {
   EXPECT_EQ(log_.StandardError().size(), expected.size() + 1);
 }
 
+TEST_F(CommandLine, WithoutMemoryALongMessageIsCutButKeepsItsLineEnd) {
+  door_.FailFrom(Call::kReallocate, 1);
+  const Strings lines = Refused(std::string(10000, 'm'), "");
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].substr(0, 20), "Unknown mode 'mmmmmm");
+  EXPECT_EQ(lines[0].size(), 1023U);
+  EXPECT_EQ(log_.StandardError().back(), '\n');
+}
+
+TEST_F(CommandLine, AMessageOfAnyLengthEndsInOneLineEnd) {
+  for (size_t length = 940; length < 1040; ++length) {
+    const std::string mode(length, 'm');
+    EXPECT_EQ(Refused(mode, ""), Strings{"Unknown mode '" + mode + "' -- expected -toss, -scan, or -check"});
+  }
+}
+
 TEST_F(CommandLine, ConfigurationErrorsAreReportedWhateverTheMode) {
   for (const char* mode : {"-toss", "-scan", "-check"}) {
     EXPECT_EQ(Refused(mode, "HUB x\n"), Strings{"Invalid HUB value: x"});

@@ -31,6 +31,21 @@ TEST(OsPosix, TheLockIsForTheOwnersEyesOnly) {
   EXPECT_EQ(ModeOf(directory / "lock"), 0600U);
 }
 
+TEST(OsPosix, APathThatIsTooLongFailsAndIsNeverTakenForAbsent) {
+  for (const size_t length : {4096U, 4097U, 10000U}) {
+    const std::string path = "/" + std::string(length - 1, '/');
+    OsFile file;
+    OsStatus status;
+    EXPECT_EQ(OsStat(path.c_str(), &status), kOsFailed);
+    EXPECT_EQ(OsOpen(path.c_str(), kOsRead, &file), kOsFailed);
+    EXPECT_EQ(OsRemove(path.c_str()), kOsFailed);
+    EXPECT_EQ(OsSameFile(path.c_str(), path.c_str()), kOsFailed);
+    EXPECT_EQ(OsRename(path.c_str(), path.c_str()), kOsFailed);
+  }
+  OsStatus status;
+  EXPECT_EQ(OsStat(std::string(4095, '/').c_str(), &status), kOsOk);
+}
+
 TEST(OsPosix, OtherFilesFollowTheUmask) {
   const TemporaryDirectory directory;
   OsFile file;
