@@ -1,0 +1,72 @@
+#include "fault/fault_loop.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+struct CallName {
+  Call call;
+  const char* name;
+};
+
+constexpr CallName kCalls[] = {
+    {Call::kOpen, "Open"},         {Call::kSize, "Size"},
+    {Call::kReadAt, "ReadAt"},     {Call::kWriteAt, "WriteAt"},
+    {Call::kWrite, "Write"},       {Call::kFlush, "Flush"},
+    {Call::kSetSize, "SetSize"},   {Call::kClose, "Close"},
+    {Call::kStat, "Stat"},         {Call::kSameFile, "SameFile"},
+    {Call::kRemove, "Remove"},     {Call::kRemoveUnchanged, "RemoveUnchanged"},
+    {Call::kRename, "Rename"},     {Call::kMakeDirectory, "MakeDirectory"},
+    {Call::kListOpen, "ListOpen"}, {Call::kListNext, "ListNext"},
+    {Call::kAllocate, "Allocate"}, {Call::kReallocate, "Reallocate"},
+    {Call::kAny, "call"},
+};
+
+constexpr int kMostCalls = 10000;  // no scene comes near; one that makes more calls each time would never end
+
+bool MovesBytes(Call call) { return call == Call::kReadAt || call == Call::kWriteAt || call == Call::kWrite; }
+
+// Tries the fault at its 1st, 2nd, ... call. Returns how often it struck.
+int TryEach(Fault fault, const FaultAttempt& attempt) {
+  for (fault.nth = 1; fault.nth < kMostCalls; ++fault.nth) {
+    SCOPED_TRACE(Describe(fault));
+    const bool struck = attempt(fault);
+    if (!struck || testing::Test::HasFailure()) return fault.nth - (struck ? 0 : 1);
+  }
+  ADD_FAILURE() << "no end of calls: " << Describe(fault);
+  return kMostCalls;
+}
+
+}  // namespace
+
+int TryFaults(const FaultAttempt& attempt, const FaultLoop& loop) {
+  int points = 0;
+  for (const CallName& kind : kCalls) {
+    if (std::count(loop.except.begin(), loop.except.end(), kind.call) != 0) continue;
+    Fault fault;
+    fault.call = kind.call;
+    fault.path_end = loop.path_end;
+    if (kind.call != Call::kAny) points += TryEach(fault, attempt);  // one call of any kind is one of its own kind
+    fault.for_good = true;
+    if (kind.call != Call::kAny || loop.everything) points += TryEach(fault, attempt);
+    if (!MovesBytes(kind.call)) continue;
+    fault.is_short = true;
+    points += TryEach(fault, attempt);
+    fault.for_good = false;
+    points += TryEach(fault, attempt);
+  }
+  EXPECT_GT(points, loop.more_than);
+  testing::Test::RecordProperty("fault_points", points);
+  return points;
+}
+
+std::string Describe(const Fault& fault) {
+  std::string text = "call " + std::to_string(fault.nth) + " of kind ";
+  for (const CallName& kind : kCalls) text += kind.call == fault.call ? kind.name : "";
+  text += fault.is_short ? " is short" : " fails";
+  if (fault.for_good) text += " for good";
+  if (!fault.path_end.empty()) text += ", paths ending in " + fault.path_end;
+  return text;
+}
