@@ -1,12 +1,17 @@
 """Fixtures of the end-to-end tests: the program, run as its users run it, in a site of its own."""
 
-import shutil
 import subprocess
 
 import pytest
 
 pytest.register_assert_rewrite(
-    "harness.cases", "harness.compare", "harness.run", "harness.site", "harness.target", "formats.message_base"
+    "harness.cases",
+    "harness.compare",
+    "harness.run",
+    "harness.scan",
+    "harness.site",
+    "harness.target",
+    "formats.message_base",
 )
 
 # Only now, so that their assertions explain themselves.
@@ -15,11 +20,19 @@ from harness.target import RUNNER, environment  # noqa: E402
 
 
 @pytest.fixture(scope="session", autouse=True)
-def wine_server():
-    """Keeps Wine's server between the runs: starting it takes a hundred times as long as a run."""
-    if RUNNER and shutil.which("wineserver"):
-        # One that already runs stays as it is: the command then fails, which is no matter.
-        subprocess.run(["wineserver", "--persistent=30"], env=environment(), stderr=subprocess.DEVNULL, check=False)
+def wine_session():
+    """Keeps a Windows process between the runs: without one, Wine brings its services up and down for each of them.
+
+    The services keep what they inherit: they must come from a process whose output nobody waits for.
+    """
+    if not RUNNER:
+        yield
+        return
+    nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+    keeper = subprocess.Popen([*RUNNER, "cmd.exe"], env=environment(), stdin=subprocess.PIPE, **nowhere)
+    subprocess.run([*RUNNER, "cmd.exe", "/c", "ver"], env=environment(), stdin=subprocess.DEVNULL, **nowhere, check=True)
+    yield
+    keeper.communicate(timeout=60)
 
 
 @pytest.fixture
