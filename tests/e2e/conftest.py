@@ -23,16 +23,22 @@ from harness.target import RUNNER, environment  # noqa: E402
 def wine_session():
     """Keeps a Windows process between the runs: without one, Wine brings its services up and down for each of them.
 
-    The services keep what they inherit: they must come from a process whose output nobody waits for.
+    The services keep the pipes they inherit: they must come from a process whose output nobody reads to its end.
     """
     if not RUNNER:
         yield
         return
-    nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-    keeper = subprocess.Popen([*RUNNER, "cmd.exe"], env=environment(), stdin=subprocess.PIPE, **nowhere)
-    subprocess.run([*RUNNER, "cmd.exe", "/c", "ver"], env=environment(), stdin=subprocess.DEVNULL, **nowhere, check=True)
+    keeper = subprocess.Popen(
+        [*RUNNER, "cmd.exe"],
+        env=environment(),
+        stdin=subprocess.PIPE,
+        stdout=subprocess.PIPE,
+        stderr=subprocess.DEVNULL,
+    )
+    assert keeper.stdout.read(1), "Wine does not run"
     yield
-    keeper.communicate(timeout=60)
+    keeper.stdin.close()
+    keeper.wait(timeout=60)
 
 
 @pytest.fixture
