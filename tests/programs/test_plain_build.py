@@ -27,4 +27,9 @@ def test_plain_build_installs(tmp_path):
     done = subprocess.run([program, "-?"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     assert done.returncode in (0, 1), "the installed program does not start"
     assert str(ROOT).encode() not in program.read_bytes(), "the program holds a path of this machine"
-    assert (tmp_path / "share" / "doc" / "cvtoss32" / "LICENSE").is_file()
+    documents = tmp_path / "share" / "doc" / "cvtoss32"
+    for name in ("LICENSE", "operators-guide.md", "examples/CVTOSS32.CFG", "packaging/cvtoss32.service"):
+        assert (documents / name).is_file(), name
+    assert (documents / "packaging" / "cvtoss32-exchange").stat().st_mode & 0o111, "the exchange script cannot be run"
+    manual = tmp_path / "share" / "man" / "man1" / "cvtoss32.1"
+    assert manual.read_text(encoding="ascii").startswith(".TH CVTOSS32 1 ")

@@ -1,0 +1,51 @@
+"""The operator's guide explains every line that asks for attention, and no line that the program never prints."""
+
+import re
+
+from source_tree import ROOT, SRC, fail_on, files_under
+
+GUIDE = ROOT / "docs" / "operators-guide.md"
+LITERAL = re.compile(r'(?:LogLine\(\s*|StartupMessage\(\s*|Have\w+, )"((?:[^"\\]|\\.)*)"')
+PLACE = re.compile(r"%[-+ 0#]*\d*(?:\.\d+)?(?:z|l|ll)?[a-zA-Z]")
+ASKS = re.compile(
+    r"\s*(FATAL|ERROR|CRITICAL|WARNING|NOTICE|Aborting|NOT SAFE|Warning|Could not|Config (?!dir:)|Invalid|Unknown"
+    r"|Derived|Lock owner|Found a stale|Node … is in use|Ignored|retaining|saved|truncated|unexpected|does not look"
+    r"|no ZIP|conf … append|msg …: (netmail with|AREA|message-base)|msg #…|Back up|=== .*(ERRORS|FAILED))")
+ROW = re.compile(r"(?m)^\| `([^`]+)` \|")
+LINES_SECTION = "# Lines that ask for your attention"
+
+
+def printed_lines():
+    """Every text that the program prints as a line, its changing parts as an ellipsis."""
+    for path in files_under(SRC.relative_to(ROOT)):
+        for literal in LITERAL.findall(path.read_text(encoding="utf-8")):
+            text = literal.removesuffix("\\n").replace('\\"', '"').replace("%%", "\0")
+            yield PLACE.sub("…", text).replace("\0", "%")
+
+
+def explained_lines():
+    guide = GUIDE.read_text(encoding="utf-8")
+    return ROW.findall(guide[guide.index(LINES_SECTION):])
+
+
+def pattern(line):
+    return re.compile(".*".join(re.escape(part) for part in line.split("…")))
+
+
+def test_every_line_that_asks_for_attention_is_explained():
+    explained = [pattern(line) for line in explained_lines()]
+    asking = {line for line in printed_lines() if ASKS.match(line)}
+    assert len(asking) > 100, "the lines were not found in the source"
+    fail_on([f"not in the guide: {line!r}" for line in sorted(asking)
+             if not any(one.fullmatch(line) for one in explained)])
+
+
+def test_no_line_is_explained_that_is_never_printed():
+    printed = list(printed_lines())
+    # Of two lines the guide shows one instance: the level of a capacity notice, the owner of a lock.
+    instances = {"  …: conf": "  NOTICE: conf", "(….…%); …": "(…%); plan to pack this conference soon",
+                 "exists……": "exists…"}
+    for general, shown in instances.items():
+        printed = [line.replace(general, shown) for line in printed]
+    fail_on([f"never printed: {line!r}" for line in explained_lines()
+             if not any(pattern(line).fullmatch(one) for one in printed)])
