@@ -7,7 +7,7 @@ every line and every file of the site are compared at the end.
 from formats.conference_table import Conference, echo
 from formats.message_base import MessageBase, message_files
 from formats.packet import Packet
-from harness.compare import GONE, assert_changes, head, moved, parsed, tail
+from harness.compare import GONE, RETAINED, assert_changes, head, moved, parsed, tail
 from harness.run import Run
 from harness.site import Site
 
@@ -39,6 +39,10 @@ class Cases:
     def packet(self, name: str, packet: Packet, *lines: str) -> None:
         """A sound packet, tossed to its end and moved; `lines` are those of its messages."""
         self.file(name, packet.pack(), packet.log_line(), *lines, parsed(len(packet.messages)), moved(name))
+
+    def retained(self, name: str, packet: Packet, *lines: str) -> None:
+        """A packet that stays in the inbound directory; `lines` are all between its header's and the retaining."""
+        self.file(name, packet.pack(), packet.log_line(), *lines, RETAINED)
 
     def file(self, name: str, data: bytes, *lines: str) -> None:
         """A file with all the lines that follow its "Found:" line. It is moved when the last one says so."""

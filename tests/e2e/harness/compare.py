@@ -17,6 +17,7 @@ KEPT = "Processed files: kept (archived)"
 DELETED = "Processed files: deleted after processing"
 ALL_IDLE = "Node check: 1 node record(s), all idle"
 RETAINED = "  retaining packet in inbound because a message-base append failed"
+REFUSED = "  ERROR: could not allocate/clean message body; source packet will be retained"
 
 
 def banner(kept: bool = True, directories: str = DIRECTORIES) -> list[str]:
@@ -43,6 +44,16 @@ def moved(name: str, directory: str = "IN/processed") -> str:
 
 def parsed(count: int) -> str:
     return f"  {count} message(s) parsed from this packet"
+
+
+def not_appended(message: int) -> str:
+    """The last line of a message that could not be stored."""
+    return f"  msg {message}: message-base append failed; source packet will be retained"
+
+
+def saved(reason: str) -> str:
+    """The line of a packet that was saved for review."""
+    return f"  saved unprocessable packet data to IN/badmsgs/BAD_#.PKT for review ({reason})"
 
 
 def without_header_lines(lines: list[str]) -> list[str]:
