@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""Makes the sample BBS from the plain texts in site/.
+"""Makes the sample BBS from the plain texts in site/, and its hub from those in hub/.
 
-    make_site.py site DIRECTORY       the whole site; the directory must not exist
+    make_site.py site DIRECTORY       the whole BBS; the directory must not exist
+    make_site.py hub DIRECTORY        the system that its mail goes to; the directory must not exist
     make_site.py inbound DIRECTORY    only the inbound files, as if the mailer had just been there again
 """
 
@@ -14,7 +15,8 @@ import zipfile
 import formats
 
 HERE = pathlib.Path(__file__).resolve().parent
-SOURCES = HERE / "site"
+BBS = HERE / "site"
+HUB = HERE / "hub"
 
 
 def parts_of(path):
@@ -30,8 +32,8 @@ def address(text):
 
 # The BBS -------------------------------------------------------------------------------------------------------
 
-def conference_file():
-    lines = (SOURCES / "conferences.txt").read_text(encoding="utf-8").splitlines()
+def conference_file(sources):
+    lines = (sources / "conferences.txt").read_text(encoding="utf-8").splitlines()
     records = []
     for line in lines:
         if not line.startswith("#"):
@@ -40,10 +42,10 @@ def conference_file():
     return b"".join(records)
 
 
-def message_base(directory):
+def message_base(sources, directory):
     """Writes the message files of every conference that has messages."""
     conferences = {}
-    for message, text in parts_of(SOURCES / "messages.txt"):
+    for message, text in parts_of(sources / "messages.txt"):
         conferences.setdefault(int(message["Conference"]), []).append((message, text))
     for conference, messages in conferences.items():
         ptr, idx, dat, sig = [], [], [], []
@@ -61,16 +63,19 @@ def message_base(directory):
                 (directory / f"CVMSG{conference:02}.{suffix}").write_bytes(b"".join(records))
 
 
-def lay_site(site):
+def lay_site(sources, site, **directives):
     site.mkdir(parents=True)
     for name in ("MSGS", "WORK", "FTN/INBOUND", "FTN/OUTBOUND"):
         (site / name).mkdir(parents=True)
     # The sample configuration itself, with the site in the place of the BBS's drive and directory.
     configuration = (HERE / "CVTOSS32.CFG").read_text(encoding="ascii")
-    (site / "CVTOSS32.CFG").write_text(configuration.replace("C:\\CVBBS", "."), encoding="ascii")
-    (site / "CVMCONF.DAT").write_bytes(conference_file())
+    configuration = configuration.replace("C:\\CVBBS", ".")
+    for directive, value in directives.items():
+        configuration = re.sub(rf"(?m)^({directive} +).*$", rf"\g<1>{value}", configuration)
+    (site / "CVTOSS32.CFG").write_text(configuration, encoding="ascii")
+    (site / "CVMCONF.DAT").write_bytes(conference_file(sources))
     (site / "WORK" / "CVWHOSON.DAT").write_bytes(3 * formats.node_status())
-    message_base(site / "MSGS")
+    message_base(sources, site / "MSGS")
 
 
 # The inbound files ---------------------------------------------------------------------------------------------
@@ -91,7 +96,7 @@ def packet(path):
 def inbound_files():
     """(name, source) of every inbound file: a folder is a bundle, a .pkt.txt a packet, the rest is laid as it is."""
     return [(path.name.removesuffix(".txt") if path.name.endswith(".pkt.txt") else path.name, path)
-            for path in sorted((SOURCES / "inbound").iterdir())]
+            for path in sorted((BBS / "inbound").iterdir())]
 
 
 def lay_inbound(site):
@@ -108,12 +113,15 @@ def lay_inbound(site):
 
 
 def main():
-    if len(sys.argv) != 3 or sys.argv[1] not in ("site", "inbound"):
+    if len(sys.argv) != 3 or sys.argv[1] not in ("site", "hub", "inbound"):
         sys.exit(__doc__)
-    site = pathlib.Path(sys.argv[2])
-    if sys.argv[1] == "site":
-        lay_site(site)
-    lay_inbound(site)
+    what, directory = sys.argv[1], pathlib.Path(sys.argv[2])
+    if what == "hub":
+        lay_site(HUB, directory, ADDRESS="2:999/1", HUB="2:999/0", SYSTEM="The hub of the sample net")
+        return
+    if what == "site":
+        lay_site(BBS, directory)
+    lay_inbound(directory)
 
 
 if __name__ == "__main__":

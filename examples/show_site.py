@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Shows what the runs did to the sample BBS.
+"""Shows what the runs did to the sample BBS or to its hub.
 
-    show_site.py remember DIRECTORY           prints what the message base holds now, in one line
-    show_site.py report DIRECTORY REMEMBERED  prints what has changed since
+    show_site.py remember DIRECTORY                prints what the message base holds now, in one line
+    show_site.py report DIRECTORY REMEMBERED       prints what has changed since
+    show_site.py conferences DIRECTORY REMEMBERED  the same of the conferences alone
 """
 
 import json
@@ -119,13 +120,16 @@ def show_outbound(site, before):
 
 def main():
     sys.stdout.reconfigure(encoding="utf-8")
-    if len(sys.argv) < 3 or sys.argv[1] not in ("remember", "report"):
+    if len(sys.argv) < 3 or sys.argv[1] not in ("remember", "report", "conferences"):
         sys.exit(__doc__)
     site = pathlib.Path(sys.argv[2])
     if sys.argv[1] == "remember":
         print(json.dumps(remember(site)))
     else:
         before = json.loads(sys.argv[3])
+        if sys.argv[1] == "conferences":
+            show_conferences(site, before)
+            return
         show_inbound(site, before)
         show_conferences(site, before)
         show_outbound(site, before)
