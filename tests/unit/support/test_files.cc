@@ -66,6 +66,13 @@ std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+void ResizeFile(const std::string& path, int64_t size) {
+  if (!PathExists(path)) WriteFile(path, "");
+  std::error_code error;
+  std::filesystem::resize_file(path, static_cast<std::uintmax_t>(size), error);
+  EXPECT_FALSE(error) << "cannot resize " << path;
+}
+
 bool PathExists(const std::string& path) {
   std::error_code error;
   return std::filesystem::exists(path, error);

@@ -21,6 +21,9 @@ void WriteFile(const std::string& path, const std::string& content);
 // The whole file; a file that cannot be read fails the test and is empty.
 std::string ReadFile(const std::string& path);
 
+// Cuts or lengthens a file, which is created when missing; what is added is zero and takes no room on most disks.
+void ResizeFile(const std::string& path, int64_t size);
+
 // Whether a file or directory is there.
 bool PathExists(const std::string& path);
 

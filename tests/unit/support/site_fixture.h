@@ -1,0 +1,35 @@
+// The fixture of tests that look at a site: a clock that stands still, the lines of the log, and a door to fail.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "unit/support/captured_log.h"
+#include "unit/support/fake_clock.h"
+#include "unit/support/fake_process.h"
+#include "unit/support/scoped_door.h"
+#include "unit/support/site.h"
+#include "unit/support/test_files.h"
+
+using Strings = std::vector<std::string>;
+
+class SiteFixture : public testing::Test {
+ protected:
+  // Whatever failed, nothing may stay open.
+  void TearDown() override { EXPECT_EQ(door_.OpenHandles(), 0); }
+
+  // The lines since the start or the last call of this.
+  Strings TakeLines() {
+    Strings lines = log_.Lines();
+    log_.Clear();
+    return lines;
+  }
+
+  Site site_;
+  FakeClock clock_;
+  FakeProcess process_{site_.ProgramFile()};
+  CapturedLog log_;
+  ScopedDoor door_;
+};
