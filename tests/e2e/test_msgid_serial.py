@@ -69,7 +69,9 @@ def test_the_serial_is_the_number_in_the_file_plus_1(site, name):
     scan.run()
 
 
-@pytest.mark.parametrize("content", [b"4294967295\n", b"4294967295", b"-1\n", b"4294967296\n", b"99999999999999999999\n"])
+@pytest.mark.parametrize(
+    "content", [b"4294967295\n", b"4294967295", b"-1\n", b"4294967296\n", b"99999999999999999999\n"]
+)
 def test_after_the_largest_number_comes_1_and_never_0(site, content):
     scan = Scan(site, echo("FIDO"))
     site.write(SERIAL_FILE, content)

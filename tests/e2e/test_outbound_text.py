@@ -102,7 +102,8 @@ def test_high_bytes_are_dropped_from_the_body_and_from_nothing_else(site):
     base = scan.base()
     every = bytes(range(2, 256))
     names = {"sender": b"J\x94rg", "to": b"All\x8ae", "subject": b"\xe4\xf6\xfc"}
-    scan.echomail(base, base.add(every + b"\x01" + every[:100], **UNSENT, **names), bytes(range(2, 128)) + b"\r" + every[:100])
+    record = base.add(every + b"\x01" + every[:100], **UNSENT, **names)
+    scan.echomail(base, record, bytes(range(2, 128)) + b"\r" + every[:100])
     scan.echomail(base, base.add(b"a\x80b\xffc", **UNSENT), b"abc")
     scan.echomail(base, base.add(b"gr\x81\xe1e\x01\x80\x01", **UNSENT), b"gre")  # stripped first, then trimmed
     scan.run()

@@ -15,7 +15,7 @@ UNSENT_NETMAIL = {"sent": 0, "netmail": 1}
 
 
 class RawRecord:
-    """A header of given bytes in the place of a PtrRecord; only the MsgSent byte follows the record, when there is one."""
+    """A header of given bytes in the place of a PtrRecord; its MsgSent byte is the record's, when there is one."""
 
     def __init__(self, data: bytes, record: PtrRecord | None = None):
         assert len(data) == 256
@@ -130,8 +130,9 @@ def test_the_name_before_the_last_at_sign_and_the_address_behind_it_address_netm
 def test_netmail_without_a_usable_address_is_skipped_and_stays_unsent(site):
     scan = Scan(site, netmail())
     base = scan.base()
-    unusable = ("", "Sysop", "Sysop@", "Sysop@1:2", "Sysop@1:2/", "Sysop@1/2", "Sysop@:2/3", "Sysop@1:/3", "Sysop@x:2/3")
-    unusable += ("Sysop@1 :2/3", "Sysop@1:2 /3", "Sysop@1.2.3", "1:2/3", "Sysop@1:2/3@", "Sysop@1:2/3@here", "%s%n@%d:%n")
+    unusable = ["", "Sysop", "1:2/3", "Sysop@1:2/3@", "Sysop@1:2/3@here", "%s%n@%d:%n"]
+    for address in ("", "1:2", "1:2/", "1/2", ":2/3", "1:/3", "x:2/3", "1 :2/3", "1:2 /3", "1.2.3"):
+        unusable.append(f"Sysop@{address}")
     first = base.add(**UNSENT_NETMAIL, to="First@1:2/3")
     skipped = [base.add(**UNSENT_NETMAIL, to=to) for to in unusable]
     last = base.add(**UNSENT_NETMAIL, to="Last@1:2/3")
@@ -254,7 +255,8 @@ def test_the_preflight_of_a_scan_does_not_mention_a_trailing_index(site):
 
 
 def test_the_third_line_tells_of_a_packet_password(site):
-    scan = Scan(site, echo("FIDO"), password="secret")
+    scan = Scan(site, echo("FIDO"))
+    scan.set_password(b"secret")
     base = scan.base()
     assert scan.run() is None
     scan.echomail(base, base.add(b"x", **UNSENT), b"x")
@@ -274,7 +276,7 @@ def test_a_fresh_lock_ends_the_run_and_stays(site):
 
 
 def test_a_conference_table_that_is_not_sound_ends_the_run_and_the_lock_goes(site):
-    scan = Scan(site, echo("FIDO"))
+    Scan(site, echo("FIDO"))
     invalid = "Aborting: conference configuration validation failed"
     site.conferences()
     before = site.snapshot()

@@ -2,9 +2,9 @@
 
     local header    "PK" 3 4, version needed 20, flags 0, method 0, time, date, CRC-32 (4), compressed size (4),
                     uncompressed size (4), name length, extra length 0; the name; the packet
-    central header  "PK" 1 2, version made by 20, version needed 20, flags 0, method 0, time, date, CRC-32 (4), compressed
-                    size (4), uncompressed size (4), name length, extra length 0, comment length 0, disk 0, internal
-                    attributes 0, external attributes 0 (4), offset of the local header 0 (4); the name
+    central header  "PK" 1 2, version made by 20, version needed 20, flags 0, method 0, time, date, CRC-32 (4),
+                    compressed size (4), uncompressed size (4), name length, extra length 0, comment length 0, disk 0,
+                    internal attributes 0, external attributes 0 (4), offset of the local header 0 (4); the name
     end record      "PK" 5 6, this disk 0, directory's disk 0, entries on this disk 1, entries 1, size of the directory
                     (4), its offset (4), comment length 0
 """

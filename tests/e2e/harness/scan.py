@@ -113,22 +113,25 @@ class Published:
     packet: bytes
 
     def log_line(self, messages: int) -> str:
-        size = len(self.packet)
-        return f"Published complete bundle: {self.path}  ({size} byte packet, entry '{self.entry}', {messages} message(s))"
+        about = f"{len(self.packet)} byte packet, entry '{self.entry}', {messages} message(s)"
+        return f"Published complete bundle: {self.path}  ({about})"
 
 
 class Scan:
     """The expectations of one scan after the other in one site."""
 
-    def __init__(self, site: Site, *conferences: Conference, password: Text = b"", config: Text = CONFIG):
+    def __init__(self, site: Site, *conferences: Conference):
         self.site = site
         self.tags = [raw(conference.tag) for conference in conferences]
         self.bases = [MessageBase(number) for number in range(1, len(conferences) + 1)]
-        self.password = raw(password)
         self.serial = 0
-        site.add_config(raw(config) + (b"PKTPW " + self.password + b"\n" if password else b""))
+        self.set_password(b"")
         site.conferences(*conferences)
         self._forget()
+
+    def set_password(self, password: bytes) -> None:
+        self.password = password
+        self.site.add_config(CONFIG.encode() + (b"PKTPW " + password + b"\n" if password else b""))
 
     def base(self, conference: int = 1) -> MessageBase:
         return self.bases[conference - 1]
@@ -173,18 +176,24 @@ class Scan:
 
     # Running.
 
+    def uncommitted(self, base: MessageBase, record: PtrRecord, line: str) -> None:
+        """The message is exported, but its commit fails with this line, made of conference and number."""
+        self.commits = [commit for commit in self.commits if commit[1] is not record]
+        self.commit_errors.append(line % (base.conference, record.number))
+
     def run(self, changes: dict[str, object] | None = None, **options) -> Published | None:
-        """A scan that succeeds; gives back the bundle, or None when nothing was to be exported."""
+        """A scan that publishes what there is; gives back the bundle, or None when nothing was to be exported."""
         self.put()
         before = self.site.snapshot()
         first, run, last = self._timed(**options)
         published = self._published(set(before), first, last)
         lines = [*head(len(self.bases), bool(self.password)), *self.lines]
         if published:
-            count = len(self.messages)
-            assert_run(run, 0, [*lines, published.log_line(count), complete(count)])
+            lines += [published.log_line(len(self.messages)), *self.commit_errors]
+            lines += [COMMIT_ERRORS] if self.commit_errors else [complete(len(self.messages))]
         else:
-            assert_run(run, 0, lines + NOTHING)
+            lines += NOTHING
+        assert_run(run, int(self.commit_errors != []), lines)
         assert_changes(self.site, before, self._changes(published) | (changes or {}))
         self._forget()
         return published
@@ -205,6 +214,7 @@ class Scan:
         self.lines: list[str] = []
         self.messages: list[PackedMessage] = []
         self.commits: list[tuple[MessageBase, PtrRecord, bytes]] = []
+        self.commit_errors: list[str] = []
 
     def _tag(self, base: MessageBase) -> bytes:
         return self.tags[base.conference - 1]
