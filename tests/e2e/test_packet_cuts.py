@@ -1,0 +1,238 @@
+"""One packet cut at every length, and with every single bit flipped: whatever comes in, what is stored is whole."""
+
+import re
+from pathlib import Path
+from typing import Iterator
+
+import pytest
+
+from formats.conference_table import echo
+from formats.conference_table import netmail as netmail_conference
+from formats.message_base import MessageBase, assert_whole, body_lines, message_files
+from formats.packet import HEADER_SIZE, MESSAGE_HEAD_SIZE, Packet, echomail, netmail
+from harness.compare import head, moved, parsed, saved, tail
+from harness.run import Run
+from harness.site import LOCK, Site
+
+FAULT_LINES = {
+    "truncated message header": "  truncated message header, stopping",
+    "truncated message string field": "  truncated message string field, stopping",
+    "truncated message text": "  truncated message text, stopping",
+}
+CONFERENCES = (echo("FIDO"), netmail_conference(), echo("*"))
+WROTE = re.compile(r"  -> wrote conf (\d+) msg #(\d+)  .*", re.DOTALL)
+
+
+def packet_of(number: int) -> Packet:
+    """A packet with identifiers of its own: a message, netmail, a reply, one for an unknown area, a duplicate.
+
+    No byte of what is logged becomes a line feed when one of its bits is flipped.
+    """
+    msgid, other = f"1:2/3 {number:08x}a", f"1:2/3 {number:08x}b"
+    names = {"sender": "Bo", "to": "Cy", "subject": "Tea"}
+    return Packet(
+        [
+            echomail("FIDO", "Hi", "", " * Origin", msgid=msgid, **names),
+            netmail("Post" * 32, attribute=1, **names),
+            echomail("fido", b"\x01CHRS: UTF-8 4", b"Caf\xc3\xa9", msgid=other, reply=msgid, **names),
+            echomail("WHAT", b"Yo", **names),
+            echomail("FIDO", "Again", msgid=msgid, **names),
+        ]
+    )
+
+
+class Foretold:
+    """The message base and the log lines as messages of such packets are tossed one after another."""
+
+    def __init__(self) -> None:
+        self.bases = [MessageBase(number) for number in (1, 2, 3)]
+
+    def lines(self, packet: Packet, number: int, count: int) -> list[str]:
+        """Stores the first `count` messages; returns their lines."""
+        echo_base, private, catch_all = self.bases
+        msgid, other = f"1:2/3 {number:08x}a", f"1:2/3 {number:08x}b"
+        first, post, reply, unknown, _ = packet.messages
+        lines = []
+        if count > 0:
+            lines.append(echo_base.store(first, body_lines("Hi", "", " * Origin"), msgid=msgid))
+            parent = echo_base.highest()
+        if count > 1:
+            lines.append(private.store(post, body_lines("Post" * 32), netmail=1))
+        if count > 2:
+            lines.append(echo_base.store(reply, body_lines(b"Caf\x82"), msgid=other, parent=parent))
+        if count > 3:
+            parked = "  msg 4: AREA:WHAT has no matching conference -- parked in catch-all conf 3 (see BADAREAS.LST)"
+            lines += [parked, catch_all.store(unknown, body_lines("Yo"))]
+        if count > 4:
+            lines.append(f"  msg 5: duplicate (MSGID {msgid} already seen in conf 1) -- SKIPPED")
+        return lines
+
+
+def end_of_cut(packet: Packet, length: int) -> tuple[int, str]:
+    """How many messages a packet cut at that length has, and the fault it ends in ("" for none)."""
+    at = HEADER_SIZE
+    for count, message in enumerate(packet.messages):
+        data = message.pack()
+        left = length - at
+        if left < 2:
+            return count, ""
+        if left < MESSAGE_HEAD_SIZE:
+            return count, "truncated message header"
+        strings = MESSAGE_HEAD_SIZE
+        for _ in range(4):
+            strings = data.index(b"\0", strings) + 1
+        if left < strings:
+            return count, "truncated message string field"
+        if left < len(data):
+            return count, "truncated message text"
+        at += len(data)
+    return len(packet.messages), ""
+
+
+def test_a_packet_cut_at_each_length_stores_its_whole_messages_and_nothing_else(site):
+    whole = len(packet_of(0).pack())
+    packets = {f"{length}.pkt": packet_of(length) for length in range(whole + 1)}
+    cut = {name: packet.pack()[: int(Path(name).stem)] for name, packet in packets.items()}
+    for name, data in cut.items():
+        site.inbound(name, data)
+    site.conferences(*CONFERENCES)
+
+    run = site.toss()
+
+    assert (run.status, run.stderr, run.head()) == (0, "", head(3))
+    assert run.tail() == tail(whole + 1 - 60, 60)
+    blocks = run.blocks_in_order()
+    assert sorted(name for name, _ in blocks) == sorted(name for name, data in cut.items() if len(data) >= 60)
+    foretold, bad = Foretold(), {}
+    raw_names = saved_names(run)
+    for name, lines in blocks:
+        packet, data = packets[name], cut[name]
+        count, fault = end_of_cut(packet, len(data))
+        expected = [packet.log_line(), *foretold.lines(packet, len(data), count)]
+        if fault:
+            expected += [FAULT_LINES[fault], saved(fault)]
+            bad[next(raw_names)] = data
+        else:
+            expected.append(parsed(count))
+        assert lines == [*expected, moved(name)], f"lines of {name}"
+    assert next(raw_names, None) is None
+    assert saved_files(site) == bad
+    assert_sources(site, cut, {name for name, _ in blocks})
+    found = {f"MSG/{path.name}": path.read_bytes() for path in site.path("MSG").iterdir()}
+    del found["MSG/BADAREAS.LST"]
+    assert found == message_files(*foretold.bases)
+
+
+def saved_names(run: Run) -> Iterator[str]:
+    """The names under which bad packets were saved, in order; within one second they are the same."""
+    return iter([line.split("/badmsgs/")[1].split()[0] for line in run.raw_lines if line.startswith("  saved ")])
+
+
+def saved_files(site: Site) -> dict[str, bytes]:
+    directory = site.path("IN/badmsgs")
+    return {path.name: path.read_bytes() for path in directory.iterdir()} if directory.exists() else {}
+
+
+def assert_sources(site: Site, sources: dict[str, bytes], processed: set[str]) -> None:
+    """Each source is in the processed directory or still inbound, its bytes as they were."""
+    for name, data in sources.items():
+        place = "IN/processed" if name in processed else "IN"
+        assert site.read(f"{place}/{name}") == data
+    left = {path.name for path in site.path("IN").iterdir() if path.is_file()}
+    assert left == set(sources) - processed
+    assert {path.name for path in site.path("IN/processed").iterdir()} == processed
+
+
+def flip(data: bytes, bit: int) -> bytes:
+    flipped = bytearray(data)
+    flipped[bit // 8] ^= 1 << bit % 8
+    return bytes(flipped)
+
+
+def is_header(data: bytes) -> bool:
+    """The header test, from the fields' limits."""
+    word = [int.from_bytes(data[at : at + 2], "little") for at in range(0, 60, 2)]
+    kind, year, month, day, first = word[9], word[2], word[3], word[4], word[29]
+    return kind == 2 and 1990 <= year <= 2100 and month <= 11 and 1 <= day <= 31 and first in (0, 2)
+
+
+def assert_base_holds(site: Site, run: Run) -> None:
+    """Every message that the log says was stored is there with its text, and no other; SIG lines name them only."""
+    logged: dict[int, list[int]] = {1: [], 2: [], 3: []}
+    for line in run.lines:
+        match = WROTE.fullmatch(line)
+        if match:
+            logged[int(match.group(1))].append(int(match.group(2)))
+    for conference, numbers in logged.items():
+        base = site.message_base(conference)
+        assert_whole(base)
+        assert len(base.idx) == len(base.ptr)
+        assert [record.number for record in base.ptr] == numbers == list(range(1, len(numbers) + 1))
+        where = 0
+        for record in base.ptr:
+            assert (record.where, record.deleted, record.sent) == (where, 0, 1)
+            where += record.records
+        assert where == base.dat_count()
+        assert_sig_lines(base)
+
+
+def assert_sig_lines(base: MessageBase) -> None:
+    known = [record.number for record in base.ptr]
+    lines = (base.sig or b"").split(b"\n")
+    assert lines.pop() == b""
+    numbers = []
+    for line in lines:
+        msgid, number = line.rsplit(b"\t", 1)
+        assert 1 <= len(msgid) <= 127
+        numbers.append(int(number))
+    assert numbers == sorted(set(numbers))
+    assert set(numbers) <= set(known)
+
+
+@pytest.mark.parametrize("place", range(8))
+def test_a_packet_with_each_bit_flipped_leaves_a_whole_message_base_and_no_lock(site, place):
+    """Bit `place` of every byte, each in a packet of its own."""
+    sources = {}
+    for bit in range(place, 8 * len(packet_of(0).pack()), 8):
+        sources[f"{bit}.pkt"] = flip(packet_of(bit).pack(), bit)
+        site.inbound(f"{bit}.pkt", sources[f"{bit}.pkt"])
+    site.conferences(*CONFERENCES)
+
+    run = site.toss()
+
+    assert run.stderr == ""
+    assert run.head() == head(3)
+    blocks = run.blocks()
+    assert set(blocks) == {name for name, data in sources.items() if is_header(data)}
+    processed = {name for name, lines in blocks.items() if lines[-1] == moved(name)}
+    retained = set(blocks) - processed
+    assert run.status == (1 if retained else 0)
+    assert run.tail() == tail(len(processed), len(sources) - len(blocks))
+    assert_sources(site, sources, processed)
+    assert set(saved_files(site)) == set(saved_names(run))
+    assert_base_holds(site, run)
+    assert not site.path(LOCK).exists()
+    for name in retained:
+        assert blocks[name][-2].startswith("  ERROR: could not allocate/clean message body")
+
+
+def test_bits_that_nobody_reads_change_nothing(site):
+    """Header fields that are not read, and of a message its destination and cost."""
+    unread = [*range(10, 18), *range(24, 46), *range(54, 58)]
+    unread += [HEADER_SIZE + at for at in (4, 5, 8, 9, 12, 13)]
+    sources = {bit: flip(packet_of(bit).pack(), bit) for byte in unread for bit in range(8 * byte, 8 * byte + 8)}
+    for bit, data in sources.items():
+        site.inbound(f"{bit}.pkt", data)
+    site.conferences(*CONFERENCES)
+
+    run = site.toss()
+
+    assert run.status == 0
+    foretold = Foretold()
+    for name, lines in run.blocks_in_order():
+        bit = int(Path(name).stem)
+        packet = packet_of(bit)
+        assert lines == [packet.log_line(), *foretold.lines(packet, bit, 5), parsed(5), moved(name)]
+    assert run.tail() == tail(len(sources))
+    for path, content in message_files(*foretold.bases).items():
+        assert site.read(path) == content
