@@ -1,0 +1,178 @@
+#!/usr/bin/env python3
+"""Measures whole runs of the program against the file work that they cannot do without.
+
+    run_bench.py BUILD_DIRECTORY full|quick
+
+docs/benchmarks.md says what each figure means.
+"""
+
+import sys
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[1]
+sys.path[:0] = [str(ROOT / "bench"), str(ROOT / "tests" / "e2e")]
+
+from bench_site import ScanSite, TossSite  # noqa: E402
+from measuring import Measure, Pairs, Run, count_calls, run_pairs  # noqa: E402
+from workload import Mail, Workload, make_mail  # noqa: E402
+
+MOST_CALLS = 34  # system calls a stored message
+MOST_RATIO = 1.5  # to the bare loop, for TARGET
+TARGET = Workload(10_000, 100, size=1200)
+MIXED = [Workload(messages, conferences, held) for messages in (1_000, 10_000) for conferences in (10, 100)
+         for held in (0, 5_000)]
+SLACK = 512 * 1024  # of memory: the piece that PTR files are read through, the text of one message
+
+
+def verdict(met: bool) -> str:
+    return "met" if met else "MISSED"
+
+
+class Bench:
+    def __init__(self, build: Path, quick: bool):
+        self.program, self.tools, self.quick = build / "cvtoss32", build / "bench", quick
+        self.measure = Measure(self.tools / "measure")
+        self.work = build / "work"
+        self.verdicts: list[str] = []
+
+    def claim(self, text: str, met: bool) -> None:
+        self.verdicts.append(f"{verdict(met):7}{text}")
+
+    def toss(self, site: TossSite) -> Run:
+        site.restore()
+        run = self.measure.run(site.toss_command())
+        site.check()
+        return run
+
+    def bare(self, site: TossSite) -> Run:
+        site.restore()
+        run = self.measure.run(site.bare_command(self.tools / "bare_loop"))
+        site.check()
+        return run
+
+    def show_pairs(self, pairs: Pairs) -> None:
+        wall, processor = pairs.ratios(), pairs.ratios("processor")
+        print(f"  elapsed ratio {pairs.ratio():.2f} (of {len(wall)} pairs: {wall[0]:.2f} to {wall[-1]:.2f}), "
+              f"processor ratio {pairs.ratio('processor'):.2f} ({processor[0]:.2f} to {processor[-1]:.2f})")
+
+    def show_calls(self, calls: dict[str, int], messages: int, top: int = 14) -> float:
+        total = sum(calls.values())
+        shown = sorted(calls.items(), key=lambda item: -item[1])[:top]
+        print(f"  system calls a message {total / messages:.2f}")
+        for start in range(0, len(shown), 5):
+            print("   " + "".join(f" {name} {count / messages:.2f} " for name, count in shown[start : start + 5]))
+        return total / messages
+
+    def toss_times(self) -> None:
+        print("\nTOSS against the bare loop\n")
+        for workload in [TARGET] if self.quick else [TARGET, *MIXED]:
+            site = TossSite(self.work, self.program, workload, make_mail(workload))
+            long_run = workload.messages * workload.held > 10_000_000
+            count = 9 if self.quick or long_run else 15
+            print(workload.name, flush=True)
+            pairs = run_pairs(count, lambda s=site: self.toss(s), lambda s=site: self.bare(s))
+            self.show_pairs(pairs)
+            if workload is TARGET:
+                self.claim(f"{workload.name}: {pairs.ratio():.2f} times the bare loop (at most {MOST_RATIO})",
+                           pairs.ratio() <= MOST_RATIO)
+            site.remove()
+
+    def toss_calls(self) -> None:
+        print("\nTOSS, system calls (strace -f -c)\n")
+        most = 0.0
+        for workload in [w for w in MIXED if w.messages == 1_000][: 1 if self.quick else None]:
+            site = TossSite(self.work, self.program, workload, make_mail(workload))
+            site.restore()
+            print(workload.name, flush=True)
+            calls = count_calls(site.toss_command(), self.work / "calls")
+            site.check()
+            most = max(most, self.show_calls(calls, workload.messages))
+            site.restore()
+            bare = count_calls(site.bare_command(self.tools / "bare_loop"), self.work / "calls")
+            print(f"  the bare loop          {sum(bare.values()) / workload.messages:.2f}")
+            site.remove()
+        self.claim(f"{most:.2f} system calls a stored message (at most {MOST_CALLS})", most <= MOST_CALLS)
+
+    def toss_memory(self) -> None:
+        print("\nTOSS, memory (largest resident set)\n")
+        worst = -float("inf")
+        for name, workload, mail in self.memory_cases():
+            site = TossSite(self.work, self.program, workload, mail)
+            arrived = max(len(content) for content in mail.bundles)
+            run = self.toss(site)
+            parts = [arrived, mail.largest_entry, site.largest("PTR"), site.largest("SIG")]
+            for path in list(site.arrivals.iterdir()):
+                path.unlink()
+            site.restore()
+            idle = self.measure.run(site.toss_command())
+            grown = run.memory - idle.memory
+            worst = max(worst, grown - sum(parts))
+            shown = " + ".join(f"{part / 1024:,.0f}" for part in parts)
+            print(f"{name}\n  {grown / 1024:,.0f} kB more than a run without mail; file + entry + PTR + SIG "
+                  f"= {shown} = {sum(parts) / 1024:,.0f} kB; ratio {grown / sum(parts):.2f}", flush=True)
+            site.remove()
+        self.claim(f"memory beyond file, entry, PTR and SIG: {max(worst, 0) / 1024:,.0f} kB "
+                   f"(at most {SLACK // 1024} kB whatever the load)", worst <= SLACK)
+
+    def memory_cases(self) -> list[tuple[str, Workload, Mail]]:
+        many = Workload(1_000 if self.quick else 10_000, 10 if self.quick else 100, 5_000)
+        few = Workload(1_000, 10, 5_000)
+        cases = [(few.name, few, make_mail(few))]
+        return cases if self.quick else [*cases, (many.name, many, make_mail(many))]
+
+    def scan_times(self) -> None:
+        conferences = 30 if self.quick else 100
+        print(f"\nSCAN of {conferences} conferences of 10,000 sent messages and one unsent each\n", flush=True)
+        site = ScanSite(self.work, self.program, conferences, 10_000, [7_321], replies=False)
+
+        def scan() -> Run:
+            site.restore()
+            run = self.measure.run(site.scan_command())
+            site.check()
+            return run
+
+        for passes, words in ((2, "read twice, as the run does (preflight, then scan)"), (1, "read once")):
+            command = site.read_command(self.tools / "read_files", passes)
+            pairs = run_pairs(5 if self.quick else 11, scan, lambda c=command: self.measure.run(c))
+            print(f"against the same files {words}")
+            self.show_pairs(pairs)
+            if passes == 2:
+                self.claim(f"scan: {pairs.ratio():.2f} times the reading of the files", pairs.ratio() <= MOST_RATIO)
+            if self.quick:
+                break
+        site.remove()
+
+    def scan_calls(self) -> None:
+        conferences, each = 10, 100 if self.quick else 1_000
+        messages = conferences * each
+        print(f"\nSCAN of {messages:,} unsent messages in {conferences} conferences, system calls\n", flush=True)
+        for replies in (False, True):
+            site = ScanSite(self.work, self.program, conferences, 1_000, list(range(1_000, 1_000 + each)), replies)
+            site.restore()
+            calls = count_calls(site.scan_command(), self.work / "calls")
+            site.check()
+            print("three in five are replies" if replies else "none is a reply")
+            self.show_calls(calls, messages)
+            site.remove()
+
+    def run(self) -> None:
+        self.toss_times()
+        self.toss_calls()
+        self.toss_memory()
+        self.scan_times()
+        self.scan_calls()
+        print("\nTARGETS\n")
+        for line in self.verdicts:
+            print(line)
+
+
+def main() -> int:
+    if len(sys.argv) != 3 or sys.argv[2] not in ("full", "quick"):
+        print(__doc__, file=sys.stderr)
+        return 2
+    Bench(Path(sys.argv[1]).resolve(), sys.argv[2] == "quick").run()
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
