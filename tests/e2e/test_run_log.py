@@ -118,7 +118,8 @@ def test_a_message_of_1023_characters_is_whole_and_a_longer_one_is_cut_there(sit
     for length in (LONGEST - 1, LONGEST, LONGEST + 1, fixed + 4 * 255):
         message_dir = "m" * (length - fixed - 3 * 255)
         site.config(f"INBOUND {'i' * 255}\nCONFDIR {'c' * 255}\nWORKDIR {'w' * 255}\nMSGDIR {message_dir}\n")
-        message = f"Inbound dir: {'i' * 255}   Config dir: {'c' * 255}   Work dir: {'w' * 255}   Message dir: {message_dir}"
+        message = f"Inbound dir: {'i' * 255}   Config dir: {'c' * 255}   Work dir: {'w' * 255}   "
+        message += f"Message dir: {message_dir}"
         assert len(message) == length
         run = site.toss()
         # What the platform says of so long a message directory is its own affair.
