@@ -47,3 +47,11 @@ def site(tmp_path):
     made = Site(tmp_path / "site")
     yield made
     made.program.unlink(missing_ok=True)
+
+
+@pytest.fixture
+def hub_site(tmp_path):
+    """The site of another system, for mail between the two."""
+    made = Site(tmp_path / "hub")
+    yield made
+    made.program.unlink(missing_ok=True)
