@@ -1,0 +1,174 @@
+"""Node status: what counts as idle, what ends a run at once, and one real wait of ten seconds."""
+
+import pytest
+
+from formats.conference_table import echo
+from formats.node_status import Node
+from formats.packet import Packet
+from harness.compare import assert_run, assert_unchanged, banner, moved, parsed, tail
+from harness.run import Run, unstamp
+from harness.site import LOCK, LOG, Site
+from harness.start_up import NODES_UNKNOWN, assert_aborted, loaded
+from harness.target import to_line_feeds
+from harness.waiting import kill, waits
+
+FILE = "CONF/WORK/CVWHOSON.DAT"
+SHOWN = "CONF\\WORK/CVWHOSON.DAT"
+NOT_OPEN = f"ERROR: could not open {SHOWN} to verify that all Corvane nodes are free"
+INVALID_SIZE = f"ERROR: {SHOWN} has an invalid size or could not be read"
+RELEASE_FAILED = f"WARNING: could not remove lock file {LOCK}"
+
+
+@pytest.fixture
+def ready(site):
+    """A site in which only the nodes may stop a toss."""
+    site.conferences(echo("FIDO"))
+    return site
+
+
+def all_idle(count: int) -> str:
+    return f"Node check: {count} node record(s), all idle"
+
+
+@pytest.mark.parametrize("count", [1, 2, 255, 1000])
+def test_a_run_goes_on_when_every_node_is_idle(ready, count):
+    ready.nodes(*[Node()] * count)
+    assert_run(ready.toss(), 0, [*banner(), loaded(1), all_idle(count), *tail(0)])
+
+
+def test_neither_mode_nor_other_bytes_make_a_node_busy(ready):
+    ready.write(FILE, b"".join(b"\xff\xff" + bytes([mode]) * 4 for mode in range(256)))
+    assert_run(ready.toss(), 0, [*banner(), loaded(1), all_idle(256), *tail(0)])
+
+
+@pytest.mark.parametrize("size", [0, 1, 5, 7, 11, 13])
+def test_the_file_is_at_least_one_record_and_only_whole_ones(ready, size):
+    ready.write(FILE, b"\xff" * size)
+    assert_aborted(ready, loaded(1), INVALID_SIZE, NODES_UNKNOWN)
+
+
+def test_a_missing_file_ends_the_run_at_once(ready):
+    ready.path(FILE).unlink()
+    assert_aborted(ready, loaded(1), NOT_OPEN, NODES_UNKNOWN)
+    ready.path(FILE).mkdir()
+    assert_aborted(ready, loaded(1), NOT_OPEN, NODES_UNKNOWN)
+
+
+def test_the_file_is_looked_for_in_workdir(ready):
+    ready.add_config("WORKDIR other/place\n")
+    before = ready.snapshot()
+    run = ready.toss()
+    directories = "Inbound dir: IN   Config dir: CONF   Work dir: other\\place   Message dir: MSG"
+    error = "ERROR: could not open other\\place/CVWHOSON.DAT to verify that all Corvane nodes are free"
+    assert_run(run, 1, [*banner(directories=directories), loaded(1), error, NODES_UNKNOWN])
+    assert_unchanged(ready, before)
+
+
+@pytest.mark.parametrize(
+    ("nodes", "line"),
+    [
+        ([Node(user=0)], waits(1, 0, 0)),
+        ([Node(), Node(user=5, mode=0x0A)], waits(2, 5, 0x0A)),
+        ([Node(), Node(user=1, mode=0xFF), Node(user=2, mode=3), Node()], waits(2, 1, 0xFF)),
+        ([Node(user=32767, mode=1)], waits(1, 32767, 1)),
+        ([Node(user=32768)], waits(1, -32768, 0)),
+        ([Node(user=65534, mode=0xBC)], waits(1, -2, 0xBC)),
+        ([Node(user=0x00FF)], waits(1, 255, 0)),
+        ([Node(user=0xFF00)], waits(1, -256, 0)),
+        ([Node()] * 999 + [Node(user=7)], waits(1000, 7, 0)),
+    ],
+    ids=lambda value: value[:40] if isinstance(value, str) else "",
+)
+def test_the_first_busy_node_is_named_and_waited_for(ready, nodes, line):
+    ready.nodes(*nodes)
+    process = ready.start("-toss")
+    ready.wait_for_log(line, process)
+    kill(process)
+    assert ready.path(LOCK).is_file()
+    assert not ready.path("IN/processed").exists()
+
+
+# One real wait. Each of these sites has busy nodes at first; all wait the same ten seconds.
+
+FIRST = [Node(), Node(user=5, mode=0x0A)]
+
+
+def becomes_idle(site: Site) -> None:
+    site.nodes(Node(), Node())
+
+
+def stays_busy_elsewhere(site: Site) -> None:
+    site.nodes(Node(user=65534, mode=0xF0), Node(user=5, mode=0x0A))
+
+
+def loses_its_file(site: Site) -> None:
+    site.path(FILE).unlink()
+
+
+def grows_by_a_byte(site: Site) -> None:
+    site.write(FILE, site.read(FILE) + b"\xff")
+
+
+def loses_its_lock(site: Site) -> None:
+    becomes_idle(site)
+    site.path(LOCK).unlink()
+    site.path(LOCK).mkdir()
+
+
+CHANGES = (becomes_idle, stays_busy_elsewhere, loses_its_file, grows_by_a_byte, loses_its_lock)
+
+
+@pytest.fixture(scope="module")
+def waited(tmp_path_factory):
+    """Each change by its name: the site, and the run that met it at its second look."""
+    sites = {change: Site(tmp_path_factory.mktemp(change.__name__) / "site") for change in CHANGES}
+    processes = {}
+    for change, site in sites.items():
+        site.conferences(echo("FIDO"))
+        site.nodes(*FIRST)
+        site.inbound("a.pkt", Packet())
+        processes[change] = site.start("-toss")
+    for change, site in sites.items():
+        site.wait_for_log(waits(2), processes[change])
+        change(site)
+    results: dict[str, tuple[Site, Run]] = {}
+    for change, site in sites.items():
+        if change is not stays_busy_elsewhere:
+            results[change.__name__] = (site, site.finish(processes[change], site.path(LOG), b""))
+    site, process = sites[stays_busy_elsewhere], processes[stays_busy_elsewhere]
+    site.wait_for_log(waits(1, -2, 0xF0), process)
+    kill(process)
+    results["stays_busy_elsewhere"] = (site, Run(process.returncode, "", *unstamp(to_line_feeds(site.read(LOG)))))
+    yield results
+    for site in sites.values():
+        site.program.unlink()
+
+
+TOSSED = ["Found: a.pkt", Packet().log_line(), parsed(0), moved("a.pkt"), *tail(1)]
+
+
+def test_a_node_that_becomes_idle_lets_the_run_go_on_at_the_next_look(waited):
+    site, run = waited["becomes_idle"]
+    assert_run(run, 0, [*banner(), loaded(1), waits(2), all_idle(2), *TOSSED])
+    assert site.path("IN/processed/a.pkt").is_file()
+    assert not site.path(LOCK).exists()
+
+
+def test_each_look_starts_afresh_from_the_first_node(waited):
+    site, run = waited["stays_busy_elsewhere"]
+    assert run.lines == [*banner(), loaded(1), waits(2), waits(1, -2, 0xF0)]
+    assert site.path("IN/a.pkt").is_file()
+
+
+@pytest.mark.parametrize(("change", "error"), [("loses_its_file", NOT_OPEN), ("grows_by_a_byte", INVALID_SIZE)])
+def test_a_file_that_cannot_be_read_any_more_ends_the_wait(waited, change, error):
+    site, run = waited[change]
+    assert_run(run, 1, [*banner(), loaded(1), waits(2), error, NODES_UNKNOWN])
+    assert site.path("IN/a.pkt").is_file()
+    assert not site.path(LOCK).exists()
+
+
+def test_a_lock_that_cannot_be_removed_is_warned_of_at_the_end(waited):
+    site, run = waited["loses_its_lock"]
+    assert_run(run, 0, [*banner(), loaded(1), waits(2), all_idle(2), *TOSSED, RELEASE_FAILED])
+    assert site.path(LOCK).is_dir()
