@@ -32,6 +32,12 @@ class Cases:
         self.bases.append(MessageBase(number))
         return self.bases[-1]
 
+    def stands(self, base: MessageBase, conference: Conference | None = None) -> None:
+        """Adds the next conference with a message base that already stands in the site, as an earlier toss left it."""
+        assert base.conference == len(self.conferences) + 1
+        self.conferences.append(conference or echo(self.tag(base)))
+        self.bases.append(base)
+
     @staticmethod
     def tag(base: MessageBase) -> str:
         return f"CASE{base.conference}"
