@@ -97,6 +97,9 @@ def test_a_message_exported_twice_after_a_failed_commit_arrives_under_two_msgids
     site.path("MSG/CVMSG01.SIG").mkdir()
     assert site.run("-scan").status == 1
     site.path("MSG/CVMSG01.SIG").rmdir()
+    (bundle,) = site.path("OUT").iterdir()
+    shutil.move(bundle, hub_site.path("IN"))
+    hub.toss()
     ours.carry(hub)
     assert len(hub.base(ECHO).ptr) == 2
     assert hub.base(ECHO).sig == b"2:250/10 00000001\t1\n2:250/10 00000002\t2\n"
