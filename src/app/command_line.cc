@@ -64,6 +64,7 @@ bool HasAllForCheck(const TosserConfig& config) {
 
 int RunCommandLine(int argc, const char* const* argv) {
   OsInstallBreakHandler();
+  OsPrepareProcess();
   if (argc < 2) return ShowUsage(argc > 0 ? argv[0] : "cvtoss32");
   TosserConfig config;
   if (LoadConfig(argc > 2 ? argv[2] : kDefaultConfig, &config) != 0) return 1;

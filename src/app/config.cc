@@ -143,7 +143,7 @@ void TurnSlashes(char* directory) {
 
 int LoadConfig(const char* path, TosserConfig* config) {
   TextFile file;
-  if (OpenTextFile(path, &file) != 0) {
+  if (OpenTextFile(path, kEndsAtDosMark, &file) != 0) {
     StartupMessage("Could not open config file: %s\n", path);
     return -1;
   }

@@ -6,6 +6,7 @@
 #include "app/run_log.h"
 #include "app/text_file.h"
 #include "app/version.h"
+#include "platform/fixed_text.h"
 #include "platform/os.h"
 
 namespace {
@@ -113,8 +114,6 @@ void ReleaseRunLock(const Path& lock_path) {
 void ReadLockOwner(const char* lock_path, char (&owner)[192]) {
   owner[0] = '\0';
   TextFile file;
-  if (OpenTextFile(lock_path, &file) != 0) return;
-  if (!ReadTextLine(&file, owner, sizeof owner)) return;
-  size_t length = strlen(owner);
-  while (length > 0 && (owner[length - 1] == '\r' || owner[length - 1] == '\n')) owner[--length] = '\0';
+  if (OpenTextFile(lock_path, kEndsWithFile, &file) != 0 || !ReadTextLine(&file, owner, sizeof owner)) return;
+  TrimLineEnd(owner);
 }

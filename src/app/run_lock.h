@@ -3,8 +3,8 @@
 // States: not held -> held (AcquireRunLock) -> not held (ReleaseRunLock, the break handler, or 30 minutes without a
 // sign of life). What makes it safe:
 // 1. Only exclusive creation takes the lock; nothing replaces or renames a lock file.
-// 2. The break handler learns the path only after the owner line is complete, and forgets it only after the file is
-//    gone: it can never delete a lock that another run holds.
+// 2. The break handler learns the path only after the owner line is complete, and forgets it right after the file is
+//    gone: until then a break must still find it.
 // 3. A stale lock is removed only while it is still the file whose age was read: of several runs that find it, none can
 //    remove the fresh lock that the first of them has put in its place. The creation after it is exclusive again.
 #pragma once

@@ -2,7 +2,7 @@
 
 namespace {
 
-constexpr char kEndOfFileMark = 0x1A;
+constexpr char kDosMark = 0x1A;
 
 bool NextByte(TextFile* file, char* byte) {
   if (file->next == file->piece_size) {
@@ -14,7 +14,7 @@ bool NextByte(TextFile* file, char* byte) {
     file->at += static_cast<int64_t>(got.bytes);
     if (got.bytes == 0) return false;
   }
-  if (file->piece[file->next] == kEndOfFileMark) {
+  if (file->end == kEndsAtDosMark && file->piece[file->next] == kDosMark) {
     file->ended = true;
     file->next = file->piece_size;
     return false;
@@ -25,7 +25,10 @@ bool NextByte(TextFile* file, char* byte) {
 
 }  // namespace
 
-int OpenTextFile(const char* path, TextFile* file) { return OsOpen(path, kOsRead, &file->file) == kOsOk ? 0 : -1; }
+int OpenTextFile(const char* path, TextEnd end, TextFile* file) {
+  file->end = end;
+  return OsOpen(path, kOsRead, &file->file) == kOsOk && OsSize(file->file) >= 0 ? 0 : -1;
+}
 
 bool ReadTextLine(TextFile* file, char* line, size_t size) {
   size_t length = 0;

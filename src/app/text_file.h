@@ -1,4 +1,5 @@
-// Text files of a line or a page, read through a buffer of the caller's: the configuration and the lock's owner line.
+// Text files read line by line through a buffer of the caller's: the configuration, the lock's owner line, the SIG
+// file.
 #pragma once
 
 #include <cstddef>
@@ -6,18 +7,22 @@
 
 #include "platform/os.h"
 
+// What ends a text besides the end of its file. DOS editors write 0x1A behind it.
+enum TextEnd { kEndsWithFile, kEndsAtDosMark };
+
 struct TextFile {
   OsFile file;
-  char piece[1024];
+  char piece[16384];
   size_t piece_size = 0;
   size_t next = 0;  // the next byte of the piece
   int64_t at = 0;   // where the next piece starts in the file
   bool ended = false;
+  TextEnd end = kEndsWithFile;
 };
 
-// Opens the file for reading. Returns 0 or -1.
-int OpenTextFile(const char* path, TextFile* file);
+// Opens the file for reading. Returns 0, or -1; what has no length, such as a pipe, counts as not to be opened.
+int OpenTextFile(const char* path, TextEnd end, TextFile* file);
 
 // Reads the next line with its line end into `size` bytes; a longer line comes in several pieces of size - 1 bytes.
-// The DOS end-of-file mark (0x1A) and a read error end the text. Returns false when nothing is left.
+// A read error ends the text. Returns false when nothing is left.
 bool ReadTextLine(TextFile* file, char* line, size_t size);

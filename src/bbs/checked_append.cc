@@ -50,17 +50,9 @@ void Snapshot(const char* msg_dir, int32_t c, const char* kind, bool existed, in
   target->size = size;
 }
 
-int SnapshotSig(const char* msg_dir, int32_t c, AppendPlan* plan) {
-  OsStatus status;
-  AppendTarget& sig = plan->sig;
-  if (FormatSigPath(msg_dir, c, &sig.path) == 0) {
-    const OsResult result = OsStat(sig.path.text, &status);
-    if (result == kOsMissing) return 0;
-    if (result == kOsOk && status.size >= 0 && status.size <= std::numeric_limits<int32_t>::max()) {
-      sig.existed = true;
-      sig.size = static_cast<int32_t>(status.size);
-      return 0;
-    }
+int SnapshotSig(const char* msg_dir, int32_t c, AppendTarget* sig) {
+  if (FormatSigPath(msg_dir, c, &sig->path) == 0 && InspectFileSize(sig->path.text, &sig->existed, &sig->size) == 0) {
+    return 0;
   }
   LogLine("ERROR: could not inspect SIG file for conf %d", c);
   return -1;
@@ -127,7 +119,9 @@ void PlanRecords(int32_t c, const PreflightResult& base, const NewMessage& messa
   plan->idx.bytes = plan->idx_bytes;
   plan->idx.byte_count = sizeof plan->idx_bytes;
 
-  const int length = snprintf(plan->sig_line, sizeof plan->sig_line, "%s\t%d\n", message.msgid, number);
+  char msgid[kLongestMsgid + 1];
+  CopyCut(msgid, message.msgid);
+  const int length = snprintf(plan->sig_line, sizeof plan->sig_line, "%s\t%d\n", msgid, number);
   plan->sig.bytes = plan->sig_line;
   plan->sig.byte_count = static_cast<size_t>(length);
   plan->number = number;
@@ -138,7 +132,7 @@ int Plan(const char* msg_dir, int32_t c, const PreflightResult& base, const NewM
   Snapshot(msg_dir, c, "IDX", base.idx_exists, base.idx_size, &plan->idx);
   Snapshot(msg_dir, c, "PTR", base.ptr_exists, base.ptr_size, &plan->ptr);
   plan->has_sig = message.msgid[0] != '\0';
-  if (plan->has_sig && SnapshotSig(msg_dir, c, plan) != 0) return -1;
+  if (plan->has_sig && SnapshotSig(msg_dir, c, &plan->sig) != 0) return -1;
   if (PlanText(c, message, plan) != 0) return -1;
   if (CheckRange(c, base, plan->records) != 0) return -1;
   if (message.highest == std::numeric_limits<int32_t>::max()) {
@@ -169,13 +163,19 @@ OsResult Write(const AppendTarget& target) {
   return OsWriteAt(target.file, target.size, target.bytes, target.byte_count);
 }
 
+bool FlushAll(const AppendPlan& plan) {
+  return OsFlush(plan.dat.file) == 0 && OsFlush(plan.idx.file) == 0 && OsFlush(plan.ptr.file) == 0 &&
+         (!plan.has_sig || OsFlush(plan.sig.file) == 0);
+}
+
+// Writes and flushes all four files. Returns 0, or -1 after logging which step failed.
 int WriteAll(int32_t c, const AppendPlan& plan) {
   const OsResult text = Write(plan.dat);
   OsResult rest = text;
   if (rest == kOsOk) rest = Write(plan.idx);
   if (rest == kOsOk) rest = Write(plan.ptr);
   if (rest == kOsOk && plan.has_sig) rest = Write(plan.sig);
-  if (rest == kOsOk) return 0;
+  if (rest == kOsOk && FlushAll(plan)) return 0;
   if (rest == kOsUnseekable) {
     LogLine("ERROR: could not seek to append positions for conf %d", c);
   } else if (text != kOsOk) {
@@ -183,15 +183,6 @@ int WriteAll(int32_t c, const AppendPlan& plan) {
   } else {
     LogLine("ERROR: checked message-base append failed for conf %d", c);
   }
-  return -1;
-}
-
-int FlushAll(int32_t c, const AppendPlan& plan) {
-  if (OsFlush(plan.dat.file) == 0 && OsFlush(plan.idx.file) == 0 && OsFlush(plan.ptr.file) == 0 &&
-      (!plan.has_sig || OsFlush(plan.sig.file) == 0)) {
-    return 0;
-  }
-  LogLine("ERROR: checked message-base append failed for conf %d", c);
   return -1;
 }
 
@@ -222,7 +213,7 @@ void RollBack(int32_t c, const AppendPlan& plan) {
 int CheckedAppend(const char* msg_dir, int32_t conference, const PreflightResult& base, const NewMessage& message) {
   AppendPlan plan;
   if (Plan(msg_dir, conference, base, message, &plan) != 0) return -1;
-  bool stored = OpenAll(conference, &plan) == 0 && WriteAll(conference, plan) == 0 && FlushAll(conference, plan) == 0;
+  bool stored = OpenAll(conference, &plan) == 0 && WriteAll(conference, plan) == 0;
   if (CloseAll(&plan) != 0) stored = false;
   if (!stored) {
     RollBack(conference, plan);

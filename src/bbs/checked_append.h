@@ -23,7 +23,7 @@ struct NewMessage {
   const char* to = "";
   const char* subject = "";
   const char* origin = "";  // origin net and node, "250/10"
-  const char* msgid = "";   // empty: the SIG file is not touched
+  const char* msgid = "";   // at most kLongestMsgid characters; empty: the SIG file is not touched
   uint16_t attribute = 0;   // of the packed message
   bool netmail = false;
   int32_t highest = 0;            // the highest MsgNumber in the PTR file, 0 when none

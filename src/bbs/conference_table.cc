@@ -5,6 +5,7 @@
 
 #include "app/path.h"
 #include "app/run_log.h"
+#include "ftn/area_tag.h"
 #include "platform/ascii.h"
 #include "platform/bytes.h"
 #include "platform/os.h"
@@ -34,7 +35,7 @@ static_assert(CoversRecord({unread0, NetMailConf, ConfName, unread44, PublicMsgC
 constexpr uint16_t kDefaultLineWidth = 79;
 constexpr uint16_t kWidestLine = 127;
 
-// Removes the white space that the BBS's editor leaves around a text of `length` bytes.
+// Removes the white space around a text of `length` bytes.
 void TrimText(char* text, size_t length) {
   while (length > 0 && (text[length - 1] == '\t' || text[length - 1] == '\n' || text[length - 1] == '\r' ||
                         text[length - 1] == ' ')) {
@@ -77,16 +78,6 @@ int ReadRecords(const OsFile& file, const char* path, size_t records, Conference
   return 0;
 }
 
-// "*" marks the catch-all; any other tag must be printable in an AREA line.
-bool IsWellFormedTag(const char* tag) {
-  if (strcmp(tag, "*") == 0) return true;
-  for (const char* at = tag; *at != '\0'; ++at) {
-    const auto byte = static_cast<uint8_t>(*at);
-    if (byte <= ' ' || byte == ':' || byte == 0x7F) return false;
-  }
-  return *tag != '\0';
-}
-
 const char* YesOrNo(bool value) { return value ? "yes" : "no"; }
 
 void ListConference(const ConferenceEntry& entry) {
@@ -100,7 +91,7 @@ void ListConference(const ConferenceEntry& entry) {
 int CheckTag(const ConferenceTable& table, size_t index) {
   const ConferenceEntry& entry = table.entries[index];
   int errors = 0;
-  if (!IsWellFormedTag(entry.NetIDName)) {
+  if (!IsAreaTag(entry.NetIDName, strlen(entry.NetIDName))) {
     LogLine("ERROR: routed conference %d ('%s') has an empty or malformed NetIDName/AREA tag", entry.Number,
             entry.ConfName);
     ++errors;

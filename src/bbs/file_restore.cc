@@ -1,5 +1,7 @@
 #include "bbs/file_restore.h"
 
+#include <limits>
+
 #include "platform/os.h"
 
 namespace {
@@ -19,10 +21,21 @@ int RemoveAgain(const char* path) {
 
 }  // namespace
 
+int InspectFileSize(const char* path, bool* existed, int32_t* size) {
+  OsStatus status;
+  const OsResult result = OsStat(path, &status);
+  *existed = result == kOsOk;
+  *size = 0;
+  if (result == kOsMissing) return 0;
+  if (result != kOsOk || status.size < 0 || status.size > std::numeric_limits<int32_t>::max()) return -1;
+  *size = static_cast<int32_t>(status.size);
+  return 0;
+}
+
 int RestoreFileSize(const char* path, bool existed, int32_t size) {
   if ((existed || size != 0 ? CutBack(path, size) : RemoveAgain(path)) != 0) return -1;
-  OsStatus status;
-  const OsResult now = OsStat(path, &status);
-  if (existed) return now == kOsOk && status.size == size ? 0 : -1;
-  return now == kOsMissing ? 0 : -1;
+  bool exists = false;
+  int32_t size_now = 0;
+  if (InspectFileSize(path, &exists, &size_now) != 0 || exists != existed) return -1;
+  return !existed || size_now == size ? 0 : -1;
 }

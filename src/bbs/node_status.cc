@@ -88,7 +88,7 @@ int WaitForIdleNodes(const char* work_dir) {
       LogLine("Aborting: unable to verify that Corvane nodes are free");
       return 0;
     }
-    // The BBS's own screens show the number of a user as a signed 16-bit value; the log agrees with them.
+    // Kept signed, so that the line reads as it always has: 65534 is shown as -2.
     const int user = static_cast<int16_t>(status.UserNo);
     if (elapsed >= kLongestWaitSeconds) {
       LogLine("Aborting: node %d remained in use by UserNo %d (Mode=0x%02X) for %d minutes", status.node, user,

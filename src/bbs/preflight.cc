@@ -1,24 +1,10 @@
 #include "bbs/preflight.h"
 
-#include <limits>
-
 #include "app/run_log.h"
+#include "bbs/file_restore.h"
 #include "bbs/records.h"
-#include "platform/os.h"
 
 namespace {
-
-// Reads existence and size of one file. Returns false when they cannot be told, a size beyond 31 bits included.
-bool InspectFile(const char* path, bool* exists, int32_t* size) {
-  OsStatus status;
-  const OsResult result = OsStat(path, &status);
-  *exists = result == kOsOk;
-  *size = 0;
-  if (result == kOsMissing) return true;
-  if (result != kOsOk || status.size < 0 || status.size > std::numeric_limits<int32_t>::max()) return false;
-  *size = static_cast<int32_t>(status.size);
-  return true;
-}
 
 int JudgeSizes(int32_t c, const MessageBaseFiles& files) {
   const PreflightResult& found = files.found;
@@ -99,9 +85,9 @@ MessageBaseFiles InspectMessageBase(const char* msg_dir, int32_t conference) {
                     FormatPath(files.idx.text, sizeof files.idx.text, "%s/CVMSG%02d.IDX", msg_dir, conference) == 0;
   if (!files.paths_fit) return files;
   PreflightResult& found = files.found;
-  files.inspected = InspectFile(files.ptr.text, &found.ptr_exists, &found.ptr_size) &&
-                    InspectFile(files.dat.text, &found.dat_exists, &found.dat_size) &&
-                    InspectFile(files.idx.text, &found.idx_exists, &found.idx_size);
+  files.inspected = InspectFileSize(files.ptr.text, &found.ptr_exists, &found.ptr_size) == 0 &&
+                    InspectFileSize(files.dat.text, &found.dat_exists, &found.dat_size) == 0 &&
+                    InspectFileSize(files.idx.text, &found.idx_exists, &found.idx_size) == 0;
   found.ptr_count = found.ptr_size / static_cast<int32_t>(kPtrRecordSize);
   found.dat_count = found.dat_size / static_cast<int32_t>(kDatRecordSize);
   found.idx_count = found.idx_size / static_cast<int32_t>(kIdxRecordSize);

@@ -37,7 +37,11 @@ int PreflightMessageBase(const char* msg_dir, int32_t conference, bool verbose, 
 
 // The preflight's two halves, for the toss, which reads the PTR file once for the preflight and for its own questions.
 // Between them stands one ScanPtrFile over `files.ptr` with `files.found.dat_count`.
+//
+// The first logs nothing: when the paths are too long they are empty, and what could not be inspected counts as absent.
 MessageBaseFiles InspectMessageBase(const char* msg_dir, int32_t conference);
+
+// The second returns 0 when the message base is sound, else -1 after logging why.
 int JudgeMessageBase(int32_t conference, const MessageBaseFiles& files, const PtrScan& scan);
 
 // Logs how full the DAT file is when it has 80% of the records it can ever hold, or more.

@@ -5,8 +5,9 @@
 
 namespace {
 
-// Large enough that a conference of a thousand messages takes one read, small enough to stay in the processor's cache.
-constexpr size_t kPieceRecords = 1024;
+// Large enough that a conference of some hundred messages takes one read, small enough to stay in the processor's
+// cache.
+constexpr size_t kPieceRecords = 512;
 
 PtrFault Judge(const PtrVitals& vitals, int64_t dat_records) {
   if (vitals.Records == 0) return kPtrNoRecords;
@@ -26,7 +27,7 @@ void ScanRecord(const uint8_t* record, int32_t parent, int64_t dat_records, PtrS
   const PtrVitals vitals = UnpackPtrVitals(record);
   if (vitals.MsgNumber > scan->highest) scan->highest = vitals.MsgNumber;
   if (!vitals.Deleted) {
-    if (vitals.MsgNumber == parent) scan->parent_live = true;
+    if (parent >= 1 && vitals.MsgNumber == parent) scan->parent_live = true;
     const PtrFault fault = Judge(vitals, dat_records);
     if (fault != kPtrSound && scan->fault == kPtrSound) NoteFault(vitals, fault, scan);
   }

@@ -15,46 +15,56 @@ namespace {
 // A line longer than this is taken in pieces, each a line of its own.
 constexpr ptrdiff_t kPieceSize = 255;
 
+// Some thousand lines: most conferences take one read.
+constexpr size_t kBlockSize = 131072;
+
+// Bytes of the file that begin and end where pieces do.
+struct SigBlock {
+  const char* begin;
+  const char* end;
+};
+
 // One line, or one piece of a long line, as text: up to its first NUL and without the line end.
 struct SigPiece {
   char text[kPieceSize + 1];
 };
 
-SigPiece CopyPiece(const char* from, size_t size) {
+SigPiece CopyPiece(const char* from, const char* end) {
   SigPiece piece;
+  const auto size = static_cast<size_t>(end - from);
   memcpy(piece.text, from, size);
   piece.text[size] = '\0';
-  size_t length = strlen(piece.text);
-  while (length > 0 && (piece.text[length - 1] == '\r' || piece.text[length - 1] == '\n')) piece.text[--length] = '\0';
+  TrimLineEnd(piece.text);
   return piece;
 }
 
-// The start of the line that holds `at`, or `from` when the line starts before it.
-const char* LineStart(const char* from, const char* at) {
-  while (at != from && at[-1] != '\n') --at;
-  return at;
+// Where the piece that begins at `piece` ends, its line end included.
+const char* PieceEnd(const char* piece, const char* end) {
+  const ptrdiff_t left = std::min(kPieceSize, end - piece);
+  const void* const line_end = memchr(piece, '\n', static_cast<size_t>(left));
+  return line_end != nullptr ? static_cast<const char*>(line_end) + 1 : piece + left;
 }
 
-// Looks for lines of which `msgid` is the first field, from the front, and calls `accept` with each until it says yes.
+// The start of the piece that holds `at`; `from`, not behind it, is the start of some piece.
+const char* PieceStart(const char* from, const char* at) {
+  const char* line = at;
+  while (line != from && line[-1] != '\n') --line;
+  return line + (at - line) / kPieceSize * kPieceSize;
+}
+
+// Looks for pieces of which `msgid` is the first field, from the front, and calls `accept` with each until it says yes.
 //
-// The file is searched for the bytes of the MSGID as a block; only where they stand is it looked at as lines, back to
-// the last piece known to start there. So each byte is passed at most twice, however long the lines are.
+// The block is searched for the bytes of the MSGID; only where they stand is it looked at as lines, and then passed to
+// the end of that piece. So no byte is looked at more than a few times, however long the lines are.
 template <class Accept>
-bool FindLine(const ByteBuffer& sig, const char* msgid, const Accept& accept) {
-  const auto* piece = reinterpret_cast<const char*>(sig.data);
-  const char* const end = piece + sig.size;
+bool FindPiece(const SigBlock& block, const char* msgid, const Accept& accept) {
   const std::boyer_moore_horspool_searcher searcher(msgid, msgid + strlen(msgid));
-  for (const char* at = piece; at != end;) {
-    const char* const hit = searcher(at, end).first;
-    if (hit == end) return false;
-    const char* const line = LineStart(piece, hit);
-    piece = line + (hit - line) / kPieceSize * kPieceSize;
-    if (hit == piece) {
-      const size_t left = static_cast<size_t>(std::min(kPieceSize, end - piece));
-      const auto* const line_end = static_cast<const char*>(memchr(piece, '\n', left));
-      if (accept(CopyPiece(piece, line_end != nullptr ? static_cast<size_t>(line_end - piece) : left))) return true;
-    }
-    at = hit + 1;
+  for (const char* at = block.begin; at != block.end;) {
+    const char* const hit = searcher(at, block.end).first;
+    if (hit == block.end) return false;
+    const char* const piece = PieceStart(at, hit);
+    at = PieceEnd(piece, block.end);
+    if (hit == piece && accept(CopyPiece(piece, at))) return true;
   }
   return false;
 }
@@ -67,32 +77,15 @@ char* CutAtTab(SigPiece* piece) {
   return tab + 1;
 }
 
-}  // namespace
-
-int FormatSigPath(const char* msg_dir, int32_t conference, Path* path) {
-  return FormatPath(path->text, sizeof path->text, "%s/CVMSG%02d.SIG", msg_dir, conference);
-}
-
-int ReadSigFile(const char* path, ByteBuffer* sig) {
-  sig->size = 0;
-  OsFile file;
-  if (OsOpen(path, kOsRead, &file) != kOsOk) return 0;
-  const int64_t size = OsSize(file);
-  if (size <= 0) return 0;
-  if (static_cast<uint64_t>(size) > SIZE_MAX || ReserveBytes(sig, static_cast<size_t>(size)) != 0) return -1;
-  sig->size = OsReadAt(file, 0, sig->data, static_cast<size_t>(size)).bytes;
-  return 0;
-}
-
-bool SigContainsMsgid(const ByteBuffer& sig, const char* msgid) {
-  return FindLine(sig, msgid, [msgid](SigPiece piece) {
+bool SigContainsMsgid(const SigBlock& block, const char* msgid) {
+  return FindPiece(block, msgid, [msgid](SigPiece piece) {
     (void)CutAtTab(&piece);
     return strcmp(piece.text, msgid) == 0;
   });
 }
 
-bool SigFindMsgNumber(const ByteBuffer& sig, const char* msgid, int32_t* number) {
-  return FindLine(sig, msgid, [msgid, number](SigPiece piece) {
+bool SigFindMsgNumber(const SigBlock& block, const char* msgid, int32_t* number) {
+  return FindPiece(block, msgid, [msgid, number](SigPiece piece) {
     const char* const after_tab = CutAtTab(&piece);
     if (after_tab == nullptr || strcmp(piece.text, msgid) != 0) return false;
     *number = LeadingInt32(after_tab);
@@ -100,10 +93,57 @@ bool SigFindMsgNumber(const ByteBuffer& sig, const char* msgid, int32_t* number)
   });
 }
 
+// How many of the bytes, which begin with a piece, are whole pieces.
+size_t WholePieces(const char* bytes, size_t size) {
+  size_t lines = size;
+  while (lines != 0 && bytes[lines - 1] != '\n') --lines;
+  constexpr auto kPiece = static_cast<size_t>(kPieceSize);
+  return lines + (size - lines) / kPiece * kPiece;
+}
+
+// Returns true when there is nothing left to look for.
+bool SearchBlock(const SigBlock& block, const char* msgid, const char* reply, SigScan* scan) {
+  if (msgid[0] != '\0') scan->has_msgid = SigContainsMsgid(block, msgid);
+  if (reply[0] != '\0' && !scan->has_msgid && !scan->has_parent) {
+    scan->has_parent = SigFindMsgNumber(block, reply, &scan->parent);
+  }
+  return scan->has_msgid || (msgid[0] == '\0' && (reply[0] == '\0' || scan->has_parent));
+}
+
+}  // namespace
+
+int FormatSigPath(const char* msg_dir, int32_t conference, Path* path) {
+  return FormatPath(path->text, sizeof path->text, "%s/CVMSG%02d.SIG", msg_dir, conference);
+}
+
+SigScan ScanSigFile(const char* path, const char* msgid, const char* reply) {
+  SigScan scan;
+  OsFile file;
+  if (OsOpen(path, kOsRead, &file) != kOsOk) return scan;
+  const int64_t file_size = OsSize(file);
+  char bytes[kBlockSize];
+  size_t held = 0;  // the beginning of a piece whose end is still to be read
+  for (int64_t at = 0; at < file_size;) {
+    const size_t room = sizeof bytes - held;
+    const size_t wanted = file_size - at < static_cast<int64_t>(room) ? static_cast<size_t>(file_size - at) : room;
+    const size_t got = OsReadAt(file, at, bytes + held, wanted).bytes;
+    const size_t size = held + got;
+    at += static_cast<int64_t>(got);
+    const bool last = got < wanted || at == file_size;
+    const size_t whole = last ? size : WholePieces(bytes, size);
+    if (SearchBlock({bytes, bytes + whole}, msgid, reply, &scan) || last) break;
+    held = size - whole;
+    memmove(bytes, bytes + whole, held);
+  }
+  return scan;
+}
+
 bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]) {
   Path path;
   TextFile file;
-  if (FormatSigPath(msg_dir, conference, &path) != 0 || OpenTextFile(path.text, &file) != 0) return false;
+  if (FormatSigPath(msg_dir, conference, &path) != 0 || OpenTextFile(path.text, kEndsWithFile, &file) != 0) {
+    return false;
+  }
   char line[512];
   while (ReadTextLine(&file, line, sizeof line)) {
     char* const tab = strchr(line, '\t');
@@ -121,9 +161,11 @@ int SigAppend(const char* msg_dir, int32_t conference, const char* msgid, int32_
   if (FormatSigPath(msg_dir, conference, &path) != 0 || OsOpen(path.text, kOsAppend, &file) != kOsOk) return -1;
   int result = 0;
   if (msgid[0] != '\0') {
+    char kept[kLongestMsgid + 1];
+    CopyCut(kept, msgid);
     char line[kSigLineSize];
     // The line end is CR LF on every platform, so that a message base can move between them.
-    const int length = snprintf(line, sizeof line, "%s\t%d\r\n", msgid, number);
+    const int length = snprintf(line, sizeof line, "%s\t%d\r\n", kept, number);
     result = OsWrite(file, line, static_cast<size_t>(length));
   }
   if (result == 0) result = OsFlush(file);

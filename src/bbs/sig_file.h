@@ -9,22 +9,24 @@
 #include <cstdint>
 
 #include "app/path.h"
-#include "platform/byte_buffer.h"
 
-constexpr size_t kSigLineSize = 160;  // a MSGID of 127 characters, a tab, a number, the line end and the NUL
+constexpr size_t kLongestMsgid = 127;
+constexpr size_t kSigLineSize = 160;  // the longest MSGID, a tab, a number, the line end and the NUL
 
 // Forms the path of the SIG file of `conference`. Returns 0, or -1 when it is too long.
 int FormatSigPath(const char* msg_dir, int32_t conference, Path* path);
 
-// Reads the SIG file at `path` into `sig`, for the lookups below. A file that cannot be opened, or read to its end,
-// gives what there is of it without a word. Returns 0, or -1 without memory for it.
-int ReadSigFile(const char* path, ByteBuffer* sig);
+// What a pass over a SIG file has found.
+struct SigScan {
+  bool has_msgid = false;   // the MSGID is the first field of some line; a line without a tab counts as a first field
+  bool has_parent = false;  // the reply's MSGID is the first field of some line with a tab
+  int32_t parent = 0;       // the number on the first such line
+};
 
-// Whether the first field of some line is exactly `msgid`; a line without a tab counts as a first field.
-bool SigContainsMsgid(const ByteBuffer& sig, const char* msgid);
-
-// Finds the first line with a tab whose first field is exactly `msgid`. Returns true and its number, or false.
-bool SigFindMsgNumber(const ByteBuffer& sig, const char* msgid, int32_t* number);
+// Looks in the SIG file at `path` for a message's own MSGID and for that of the message it replies to; an empty text
+// asks for nothing. A file that cannot be opened, or read to its end, gives what there is of it without a word. The
+// parent may be left out when the message's own MSGID is found.
+SigScan ScanSigFile(const char* path, const char* msgid, const char* reply);
 
 constexpr size_t kFoundMsgidSize = 64;  // 63 characters and the NUL
 
@@ -33,5 +35,6 @@ constexpr size_t kFoundMsgidSize = 64;  // 63 characters and the NUL
 bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]);
 
 // Appends the line of one message to the SIG file of `conference`, which is created when missing; an empty MSGID adds
-// no line. Returns 0, or -1 when any step failed (part of the line may then have been written).
+// no line, a longer one than kLongestMsgid is cut. Returns 0, or -1 when any step failed (part of the line may then
+// have been written).
 int SigAppend(const char* msg_dir, int32_t conference, const char* msgid, int32_t number);

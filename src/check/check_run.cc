@@ -6,7 +6,7 @@
 #include "app/version.h"
 #include "bbs/conference_table.h"
 #include "bbs/node_status.h"
-#include "bbs/preflight.h"
+#include "bbs/readiness.h"
 #include "platform/os.h"
 
 namespace {
@@ -47,13 +47,7 @@ int CheckConferences(const TosserConfig& config) {
   ConferenceTable table;
   if (LoadConferences(config.ConfDir, &table) != 0) return 1;
   int issues = ValidateConferences(true, &table) != 0 ? 1 : 0;
-  bool all_sound = true;
-  for (size_t i = 0; i < table.count; ++i) {
-    const ConferenceEntry& entry = table.entries[i];
-    if (!IsNetworked(entry)) continue;
-    if (PreflightMessageBase(config.MsgDir, entry.Number, true, nullptr) != 0) all_sound = false;
-  }
-  if (!all_sound) ++issues;
+  if (PreflightAll(config.MsgDir, table, true) != 0) ++issues;
   return issues;
 }
 

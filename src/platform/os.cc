@@ -112,5 +112,6 @@ void OsSleep(uint32_t milliseconds) { in_force.Sleep(milliseconds); }
 uint32_t OsProcessId() { return in_force.ProcessId(); }
 size_t OsProgramPath(char* path, size_t size) { return in_force.ProgramPath(path, size); }
 void OsShow(OsStream stream, const char* text, size_t size) { in_force.Show(stream, text, size); }
+void OsPrepareProcess() { in_force.PrepareProcess(); }
 void OsInstallBreakHandler() { in_force.InstallBreakHandler(); }
 void OsSetBreakFile(const char* path) { in_force.SetBreakFile(path); }

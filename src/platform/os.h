@@ -83,6 +83,7 @@ struct OsTable {
   uint32_t (*ProcessId)();
   size_t (*ProgramPath)(char* path, size_t size);
   void (*Show)(OsStream stream, const char* text, size_t size);
+  void (*PrepareProcess)();
   void (*InstallBreakHandler)();
   void (*SetBreakFile)(const char* path);
 };
@@ -151,8 +152,9 @@ OsResult OsSameFile(const char* left, const char* right);
 OsResult OsRemove(const char* path);
 
 // Removes a file only while its last modification is still the given one, in seconds. Of several processes that try at
-// once exactly one removes it, and none removes a file that another has meanwhile put in its place. Returns kOsOk,
-// kOsMissing (nothing is there), kOsExists (another file or another time is) or kOsFailed.
+// once through this call at most one removes it, and none removes the file that the winner has then put in its place.
+// Never waits. Returns kOsOk, kOsMissing (nothing is there), kOsExists (it has changed, or another process is at it) or
+// kOsFailed.
 OsResult OsRemoveUnchanged(const char* path, int64_t modified);
 
 // Moves a file, across file systems too, and never replaces one. Returns kOsOk, kOsExists or kOsFailed (the source is
@@ -181,7 +183,7 @@ OsResult OsListNext(OsList* list, char (&name)[kOsNameSize]);
 
 void OsListClose(OsList* list);
 
-// Memory for ByteBuffer alone and for libraries that ask for an allocator; nullptr when there is none.
+// Memory for ByteBuffer, for libraries that ask for an allocator and for the door itself; nullptr when there is none.
 void* OsAllocate(size_t size);
 void* OsReallocate(void* block, size_t size);
 void OsRelease(void* block);
@@ -202,6 +204,11 @@ size_t OsProgramPath(char* path, size_t size);
 
 // Writes to the console, buffered as the C library does. Failures are ignored.
 void OsShow(OsStream stream, const char* text, size_t size);
+
+// Makes this process fit to run unattended: a console whose reader has gone away, a file that reaches a size limit or a
+// missing standard stream fails the call in hand, and neither ends the run in the middle of a message nor lets the
+// console's text flow into another file.
+void OsPrepareProcess();
 
 // From now on an interrupt, hang-up or termination removes the break file, if one is set, before it ends the process.
 void OsInstallBreakHandler();

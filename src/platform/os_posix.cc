@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -15,6 +16,7 @@
 #include <ctime>
 
 #include "platform/os.h"
+#include "platform/os_common.h"
 #include "platform/os_posix_rename.h"
 
 namespace {
@@ -52,14 +54,24 @@ int FlagsOf(OsOpenMode mode) {
   return O_RDONLY;
 }
 
-// O_NONBLOCK: a pipe that stands where a file belongs must not hang an unattended run; it means nothing to a file.
+// Opens again when a signal comes between. O_NONBLOCK: a pipe that stands where a file belongs must not hang an
+// unattended run. A file that another program holds under a lease answers so too; that one is worth the wait.
+int OpenPatiently(const char* path, int flags, mode_t mode) {
+  int descriptor = -1;
+  int nonblock = O_NONBLOCK;
+  do {
+    descriptor = open(path, flags | nonblock | O_CLOEXEC | O_NOCTTY, mode);
+    if (descriptor < 0 && errno == EWOULDBLOCK && nonblock != 0) {
+      nonblock = 0;
+      errno = EINTR;
+    }
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
 OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
   const NativePath native(path);
-  int descriptor = -1;
-  do {
-    descriptor = open(native.text, FlagsOf(mode) | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
-                      mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
-  } while (descriptor < 0 && errno == EINTR);
+  const int descriptor = OpenPatiently(native.text, FlagsOf(mode), mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
   if (descriptor < 0) {
     *error = errno;
     return ResultOf(errno);
@@ -133,25 +145,37 @@ OsResult Remove(const char* path) {
   return unlink(native.text) == 0 ? kOsOk : ResultOf(errno);
 }
 
-// Only the holder of an exclusive lock on the open file may remove it, and only after seeing that the path still leads
-// to that very file. The kernel drops the lock when the process dies, so nobody can be shut out for good.
+// Cuts the name off a path: what is left names its directory.
+void CutToDirectory(NativePath* path) {
+  char* const slash = strrchr(path->text, '/');
+  if (slash == nullptr) {
+    memcpy(path->text, ".", 2);
+  } else {
+    slash[slash == path->text ? 1 : 0] = '\0';
+  }
+}
+
+OsResult RemoveIfUnchanged(const char* native, int64_t modified) {
+  struct stat found = {};
+  if (stat(native, &found) != 0) return ResultOf(errno);
+  if (found.st_mtime != modified) return kOsExists;
+  return unlink(native) == 0 ? kOsOk : ResultOf(errno);
+}
+
+// Whoever looks and removes holds an exclusive lock on the directory meanwhile; the kernel drops it when the process
+// dies. A second process that comes then does not wait: what it looked at is about to go. Where the directory cannot
+// be locked (not readable, or a network file system without locks), looking closely has to do.
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
   const NativePath native(path);
-  const int descriptor = open(native.text, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-  if (descriptor < 0) return ResultOf(errno);
-  struct stat held = {};
-  struct stat named = {};
-  OsResult result = kOsFailed;
-  if (flock(descriptor, LOCK_EX) == 0 && fstat(descriptor, &held) == 0) {
-    if (stat(native.text, &named) != 0) {
-      result = ResultOf(errno);
-    } else if (held.st_dev != named.st_dev || held.st_ino != named.st_ino || named.st_mtime != modified) {
-      result = kOsExists;
-    } else {
-      result = unlink(native.text) == 0 ? kOsOk : ResultOf(errno);
-    }
+  NativePath directory(path);
+  CutToDirectory(&directory);
+  const int descriptor = open(directory.text, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor >= 0 && flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+    (void)close(descriptor);
+    return kOsExists;
   }
-  (void)close(descriptor);
+  const OsResult result = RemoveIfUnchanged(native.text, modified);
+  if (descriptor >= 0) (void)close(descriptor);
   return result;
 }
 
@@ -187,27 +211,13 @@ OsResult ListNext(void* list, char* name, size_t size) {
 
 void ListClose(void* list) { (void)closedir(static_cast<DIR*>(list)); }
 
-void* Allocate(size_t size) { return malloc(size); }
-void* Reallocate(void* block, size_t size) { return realloc(block, size); }
-void Release(void* block) { free(block); }
-
 int64_t Now() { return time(nullptr); }
-
-void CopyCalendar(const tm& from, OsCalendar* to) {
-  to->year = from.tm_year + 1900;
-  to->month = from.tm_mon;
-  to->day = from.tm_mday;
-  to->hour = from.tm_hour;
-  to->minute = from.tm_min;
-  to->second = from.tm_sec;
-  to->weekday = from.tm_wday;
-}
 
 int LocalTime(int64_t when, OsCalendar* calendar) {
   const time_t seconds = when;
   tm broken_down = {};
   if (localtime_r(&seconds, &broken_down) == nullptr) return -1;
-  CopyCalendar(broken_down, calendar);
+  *calendar = CalendarOf(broken_down);
   return 0;
 }
 
@@ -215,7 +225,7 @@ int UtcTime(int64_t when, OsCalendar* calendar) {
   const time_t seconds = when;
   tm broken_down = {};
   if (gmtime_r(&seconds, &broken_down) == nullptr) return -1;
-  CopyCalendar(broken_down, calendar);
+  *calendar = CalendarOf(broken_down);
   return 0;
 }
 
@@ -236,22 +246,29 @@ size_t ProgramPath(char* path, size_t size) {
   return static_cast<size_t>(length);
 }
 
-void Show(OsStream stream, const char* text, size_t size) {
-  (void)fwrite(text, 1, size, stream == kOsStdout ? stdout : stderr);
-}
-
 // What the handler reads. `break_file_set` is raised only while the text is complete, so that a signal that arrives
-// in the middle of a change finds either a whole path or none.
+// in the middle of a change finds either a whole path or none; the fences keep the compiler to that order.
 char break_file[sizeof(NativePath::text)];
-volatile sig_atomic_t break_file_set = 0;
+std::atomic<bool> break_file_set = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 constexpr int kBreakSignals[] = {SIGINT, SIGQUIT, SIGHUP, SIGTERM};
 
 // Only calls that are safe in a signal handler: remove the file, then let the signal do what it does by default.
 extern "C" void RemoveBreakFileAndDie(int signal_number) {
-  if (break_file_set != 0) (void)unlink(break_file);
+  if (break_file_set) (void)unlink(break_file);
   (void)signal(signal_number, SIG_DFL);
   (void)raise(signal_number);
+}
+
+// The lowest descriptors belong to the standard streams: with one of them closed the next file opened would get its
+// number, and with it the console's text.
+void PrepareProcess() {
+  (void)signal(SIGPIPE, SIG_IGN);
+  (void)signal(SIGXFSZ, SIG_IGN);
+  int descriptor = 0;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = open("/dev/null", O_RDWR);
+  if (descriptor >= 0) (void)close(descriptor);
 }
 
 void InstallBreakHandler() {
@@ -269,9 +286,11 @@ void InstallBreakHandler() {
 
 void SetBreakFile(const char* path) {
   const NativePath native(path);
-  break_file_set = 0;
+  break_file_set = false;
+  std::atomic_signal_fence(std::memory_order_seq_cst);
   memcpy(break_file, native.text, strlen(native.text) + 1);
-  break_file_set = break_file[0] != '\0' ? 1 : 0;
+  std::atomic_signal_fence(std::memory_order_seq_cst);
+  break_file_set = break_file[0] != '\0';
 }
 
 }  // namespace
@@ -296,16 +315,17 @@ const OsTable kOsNative = {
     .ListOpen = ListOpen,
     .ListNext = ListNext,
     .ListClose = ListClose,
-    .Allocate = Allocate,
-    .Reallocate = Reallocate,
-    .Release = Release,
+    .Allocate = CommonAllocate,
+    .Reallocate = CommonReallocate,
+    .Release = CommonRelease,
     .Now = Now,
     .LocalTime = LocalTime,
     .UtcTime = UtcTime,
     .Sleep = Sleep,
     .ProcessId = ProcessId,
     .ProgramPath = ProgramPath,
-    .Show = Show,
+    .Show = CommonShow,
+    .PrepareProcess = PrepareProcess,
     .InstallBreakHandler = InstallBreakHandler,
     .SetBreakFile = SetBreakFile,
 };

@@ -14,6 +14,7 @@
 #include <ctime>
 
 #include "platform/os.h"
+#include "platform/os_common.h"
 
 namespace {
 
@@ -94,24 +95,37 @@ int64_t SecondsOf(const FILETIME& time) {
   return ticks / kTicksPerSecond - kSecondsFrom1601To1970;
 }
 
-OsResult Stat(const char* path, OsStatus* status) {
-  WIN32_FILE_ATTRIBUTE_DATA found = {};
-  if (GetFileAttributesExA(path, GetFileExInfoStandard, &found) == 0) return ResultOfLastError();
-  const DWORD attributes = found.dwFileAttributes;
-  status->kind = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? kOsDirectory
-                 : (attributes & FILE_ATTRIBUTE_DEVICE) != 0  ? kOsOtherKind
-                                                              : kOsRegularFile;
-  status->size = (static_cast<int64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
-  status->modified = SecondsOf(found.ftLastWriteTime);
-  return kOsOk;
-}
-
 OsResult Identify(const char* path, BY_HANDLE_FILE_INFORMATION* identity) {
   const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                   OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (file == INVALID_HANDLE_VALUE) return ResultOfLastError();
   const OsResult result = GetFileInformationByHandle(file, identity) != 0 ? kOsOk : kOsFailed;
   (void)CloseHandle(file);
+  return result;
+}
+
+// Both ways of asking give these fields.
+template <class Information>
+void CopyStatus(const Information& found, OsStatus* status) {
+  const DWORD attributes = found.dwFileAttributes;
+  status->kind = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? kOsDirectory
+                 : (attributes & FILE_ATTRIBUTE_DEVICE) != 0  ? kOsOtherKind
+                                                              : kOsRegularFile;
+  status->size = (static_cast<int64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
+  status->modified = SecondsOf(found.ftLastWriteTime);
+}
+
+// The quick way tells of a link itself; only a handle leads to what it stands for.
+OsResult Stat(const char* path, OsStatus* status) {
+  WIN32_FILE_ATTRIBUTE_DATA found = {};
+  if (GetFileAttributesExA(path, GetFileExInfoStandard, &found) == 0) return ResultOfLastError();
+  if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+    CopyStatus(found, status);
+    return kOsOk;
+  }
+  BY_HANDLE_FILE_INFORMATION behind = {};
+  const OsResult result = Identify(path, &behind);
+  if (result == kOsOk) CopyStatus(behind, status);
   return result;
 }
 
@@ -151,9 +165,17 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
   return result;
 }
 
+// A move to another volume is a copy, which counts as done even when the source could not be deleted afterwards.
 OsResult Rename(const char* from, const char* to) {
-  if (MoveFileExA(from, to, MOVEFILE_COPY_ALLOWED) != 0) return kOsOk;
-  return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
+  if (MoveFileExA(from, to, 0) != 0) return kOsOk;
+  if (GetLastError() != ERROR_NOT_SAME_DEVICE) return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
+  if (MoveFileExA(from, to, MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH) == 0) {
+    return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
+  }
+  if (GetFileAttributesA(from) == INVALID_FILE_ATTRIBUTES) return kOsOk;
+  (void)SetFileAttributesA(to, FILE_ATTRIBUTE_NORMAL);
+  (void)DeleteFileA(to);
+  return kOsFailed;
 }
 
 OsResult MakeDirectory(const char* path) { return CreateDirectoryA(path, nullptr) != 0 ? kOsOk : ResultOfLastError(); }
@@ -165,32 +187,40 @@ struct Listing {
   WIN32_FIND_DATAA found;
 };
 
+// An empty root directory has no names at all, not even "." and "..": its listing has no handle.
 OsResult ListOpen(const char* path, void** list) {
   char pattern[kLargestPath];
   const int length = snprintf(pattern, sizeof pattern, "%s/*", path);
   if (length < 0 || static_cast<size_t>(length) >= sizeof pattern) return kOsFailed;
-  auto* listing = static_cast<Listing*>(malloc(sizeof(Listing)));
+  auto* listing = static_cast<Listing*>(OsAllocate(sizeof(Listing)));
   if (listing == nullptr) return kOsFailed;
   listing->find = FindFirstFileA(pattern, &listing->found);
-  if (listing->find == INVALID_HANDLE_VALUE) {
+  listing->first_is_waiting = listing->find != INVALID_HANDLE_VALUE;
+  if (!listing->first_is_waiting) {
     const OsResult result = ResultOfLastError();
-    free(listing);
-    return result;
+    OsStatus status;
+    if (GetLastError() != ERROR_FILE_NOT_FOUND || Stat(path, &status) != kOsOk || status.kind != kOsDirectory) {
+      OsRelease(listing);
+      return result;
+    }
   }
-  listing->first_is_waiting = true;
   *list = listing;
   return kOsOk;
 }
 
+// No name of this system holds a separator, but one that is not in its code page may be shown with one.
+bool IsPlainName(const char* name) { return strpbrk(name, "\\/:") == nullptr; }
+
 OsResult ListNext(void* list, char* name, size_t size) {
   auto* listing = static_cast<Listing*>(list);
+  if (listing->find == INVALID_HANDLE_VALUE) return kOsMissing;
   for (;;) {
     if (!listing->first_is_waiting && FindNextFileA(listing->find, &listing->found) == 0) {
       return GetLastError() == ERROR_NO_MORE_FILES ? kOsMissing : kOsFailed;
     }
     listing->first_is_waiting = false;
     const size_t length = strlen(listing->found.cFileName);
-    if (length >= size) continue;
+    if (length >= size || !IsPlainName(listing->found.cFileName)) continue;
     memcpy(name, listing->found.cFileName, length + 1);
     return kOsOk;
   }
@@ -198,31 +228,17 @@ OsResult ListNext(void* list, char* name, size_t size) {
 
 void ListClose(void* list) {
   auto* listing = static_cast<Listing*>(list);
-  (void)FindClose(listing->find);
-  free(listing);
+  if (listing->find != INVALID_HANDLE_VALUE) (void)FindClose(listing->find);
+  OsRelease(listing);
 }
-
-void* Allocate(size_t size) { return malloc(size); }
-void* Reallocate(void* block, size_t size) { return realloc(block, size); }
-void Release(void* block) { free(block); }
 
 int64_t Now() { return _time64(nullptr); }
-
-void CopyCalendar(const tm& from, OsCalendar* to) {
-  to->year = from.tm_year + 1900;
-  to->month = from.tm_mon;
-  to->day = from.tm_mday;
-  to->hour = from.tm_hour;
-  to->minute = from.tm_min;
-  to->second = from.tm_sec;
-  to->weekday = from.tm_wday;
-}
 
 int LocalTime(int64_t when, OsCalendar* calendar) {
   const __time64_t seconds = when;
   tm broken_down = {};
   if (_localtime64_s(&broken_down, &seconds) != 0) return -1;
-  CopyCalendar(broken_down, calendar);
+  *calendar = CalendarOf(broken_down);
   return 0;
 }
 
@@ -230,7 +246,7 @@ int UtcTime(int64_t when, OsCalendar* calendar) {
   const __time64_t seconds = when;
   tm broken_down = {};
   if (_gmtime64_s(&broken_down, &seconds) != 0) return -1;
-  CopyCalendar(broken_down, calendar);
+  *calendar = CalendarOf(broken_down);
   return 0;
 }
 
@@ -239,10 +255,6 @@ void SleepFor(uint32_t milliseconds) { Sleep(milliseconds); }
 uint32_t ProcessId() { return GetCurrentProcessId(); }
 
 size_t ProgramPath(char* path, size_t size) { return GetModuleFileNameA(nullptr, path, static_cast<DWORD>(size)); }
-
-void Show(OsStream stream, const char* text, size_t size) {
-  (void)fwrite(text, 1, size, stream == kOsStdout ? stdout : stderr);
-}
 
 // The handler runs on a thread of the system's; `break_file_set` is raised only while the text is complete.
 char break_file[kLargestPath];
@@ -261,6 +273,9 @@ BOOL WINAPI RemoveBreakFile(DWORD event) {
   }
   return FALSE;  // the next handler, by default the one that ends the process, goes on from here
 }
+
+// Nothing to do: no signal comes of writing here, and a missing standard stream has no number that a file could get.
+void PrepareProcess() {}
 
 void InstallBreakHandler() { (void)SetConsoleCtrlHandler(RemoveBreakFile, TRUE); }
 
@@ -294,16 +309,17 @@ const OsTable kOsNative = {
     .ListOpen = ListOpen,
     .ListNext = ListNext,
     .ListClose = ListClose,
-    .Allocate = Allocate,
-    .Reallocate = Reallocate,
-    .Release = Release,
+    .Allocate = CommonAllocate,
+    .Reallocate = CommonReallocate,
+    .Release = CommonRelease,
     .Now = Now,
     .LocalTime = LocalTime,
     .UtcTime = UtcTime,
     .Sleep = SleepFor,
     .ProcessId = ProcessId,
     .ProgramPath = ProgramPath,
-    .Show = Show,
+    .Show = CommonShow,
+    .PrepareProcess = PrepareProcess,
     .InstallBreakHandler = InstallBreakHandler,
     .SetBreakFile = SetBreakFile,
 };

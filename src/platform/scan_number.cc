@@ -10,35 +10,46 @@ void SkipWhiteSpace(const char** at) {
   while (IsWhiteSpace(**at)) ++*at;
 }
 
-bool ScanInt32(const char** at, int32_t* value) {
+namespace {
+
+// A number as it stands in a text: its digits without the sign.
+struct Digits {
+  const char* first;
+  const char* end;
+  bool negative;
+};
+
+// Skips white space and finds the number there. Returns false when there is none; else moves `*at` behind it.
+bool FindDigits(const char** at, Digits* digits) {
   SkipWhiteSpace(at);
-  const bool negative = **at == '-';
-  const char* digits = *at;
-  if (*digits == '+' || *digits == '-') ++digits;
-  if (*digits < '0' || *digits > '9') return false;
-  const char* const end = digits + strspn(digits, "0123456789");
-  const auto [stop, error] = std::from_chars(negative ? digits - 1 : digits, end, *value);
-  if (error == std::errc::result_out_of_range) {
-    *value = negative ? std::numeric_limits<int32_t>::min() : std::numeric_limits<int32_t>::max();
+  digits->negative = **at == '-';
+  digits->first = **at == '+' || **at == '-' ? *at + 1 : *at;
+  digits->end = digits->first + strspn(digits->first, "0123456789");
+  if (digits->end == digits->first) return false;
+  *at = digits->end;
+  return true;
+}
+
+}  // namespace
+
+bool ScanInt32(const char** at, int32_t* value) {
+  Digits digits;
+  if (!FindDigits(at, &digits)) return false;
+  const char* const first = digits.negative ? digits.first - 1 : digits.first;
+  if (std::from_chars(first, digits.end, *value).ec == std::errc::result_out_of_range) {
+    *value = digits.negative ? std::numeric_limits<int32_t>::min() : std::numeric_limits<int32_t>::max();
   }
-  *at = end;
   return true;
 }
 
 bool ScanUint32(const char** at, uint32_t* value) {
-  SkipWhiteSpace(at);
-  const bool negative = **at == '-';
-  const char* digits = *at;
-  if (*digits == '+' || *digits == '-') ++digits;
-  if (*digits < '0' || *digits > '9') return false;
-  const char* const end = digits + strspn(digits, "0123456789");
-  const auto [stop, error] = std::from_chars(digits, end, *value);
-  if (error == std::errc::result_out_of_range) {
+  Digits digits;
+  if (!FindDigits(at, &digits)) return false;
+  if (std::from_chars(digits.first, digits.end, *value).ec == std::errc::result_out_of_range) {
     *value = std::numeric_limits<uint32_t>::max();
-  } else if (negative) {
+  } else if (digits.negative) {
     *value = 0U - *value;
   }
-  *at = end;
   return true;
 }
 

@@ -10,10 +10,18 @@ int ReadFile(const char* path, ByteBuffer* content) {
   const int64_t length = OsSize(file);
   if (length < 0 || static_cast<uint64_t>(length) > SIZE_MAX) return -1;
   const auto size = static_cast<size_t>(length);
+  if (size > content->capacity) FreeBytes(content);  // before it grows: what it held is not worth copying
   if (ReserveBytes(content, size != 0 ? size : 1) != 0) return -1;
   if (OsReadAt(file, 0, content->data, size).bytes != size) return -1;
   content->size = size;
   return OsClose(&file);
+}
+
+int WriteParts(const OsFile& file, std::initializer_list<FilePart> parts) {
+  for (const FilePart& part : parts) {
+    if (OsWrite(file, part.bytes, part.size) != 0) return -1;
+  }
+  return OsFlush(file);
 }
 
 }  // namespace
@@ -22,5 +30,15 @@ int ReadWholeFile(const char* path, ByteBuffer* content) {
   content->size = 0;
   if (ReadFile(path, content) == 0) return 0;
   content->size = 0;
+  return -1;
+}
+
+int WriteWholeFile(const char* path, std::initializer_list<FilePart> parts) {
+  OsFile file;
+  if (OsOpen(path, kOsCreate, &file) != kOsOk) return -1;
+  const int written = WriteParts(file, parts);
+  const int closed = OsClose(&file);
+  if (written == 0 && closed == 0) return 0;
+  (void)OsRemove(path);
   return -1;
 }

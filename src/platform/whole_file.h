@@ -1,8 +1,20 @@
 // A file in one piece.
 #pragma once
 
+#include <cstddef>
+#include <initializer_list>
+
 #include "platform/byte_buffer.h"
 
 // Reads the whole file at `path` into `content`, whose memory is used again where it suffices. Returns 0, or -1 when
 // the file cannot be opened, measured, held in memory, read to its length or closed (the content is then empty).
 int ReadWholeFile(const char* path, ByteBuffer* content);
+
+struct FilePart {
+  const void* bytes;
+  size_t size;
+};
+
+// Creates or empties the file at `path`, writes the parts one after another, flushes and closes it. Returns 0, or -1
+// when any step failed; then no file is left behind.
+int WriteWholeFile(const char* path, std::initializer_list<FilePart> parts);

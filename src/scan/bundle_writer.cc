@@ -8,41 +8,12 @@
 #include "app/path.h"
 #include "ftn/zip.h"
 #include "platform/os.h"
+#include "platform/whole_file.h"
 
 namespace {
 
 constexpr char kSequence[] = "0123456789abcdefghijklmnopqrstuvwxyz";
 constexpr const char* kWeekdays[7] = {"su", "mo", "tu", "we", "th", "fr", "sa"};
-
-// Where the parts of a bundle stand is decided by their sizes alone; it has to fit the 32 bits that ZIP has for it.
-int WriteParts(const OsFile& file, const char* entry_name, size_t name_size, const ByteBuffer& packet) {
-  const uint64_t directory_at = uint64_t{kZipLocalHeaderSize} + name_size + packet.size;
-  OsCalendar now;
-  if (directory_at > UINT32_MAX || OsLocalTime(OsNow(), &now) != 0) return -1;
-
-  ZipLocalHeader header;
-  header.method = kZipStored;
-  header.time = ZipDosTime(now);
-  header.date = ZipDosDate(now);
-  header.crc = static_cast<uint32_t>(crc32_z(0, packet.data, packet.size));
-  header.compressed_size = static_cast<uint32_t>(packet.size);
-  header.uncompressed_size = header.compressed_size;
-  header.name_length = static_cast<uint16_t>(name_size);
-
-  uint8_t local[kZipLocalHeaderSize];
-  uint8_t central[kZipCentralHeaderSize];
-  uint8_t end[kZipEndRecordSize];
-  PackZipLocalHeader(header, local);
-  PackZipCentralHeader(header, central);
-  PackZipEndRecord(static_cast<uint32_t>(sizeof central + name_size), static_cast<uint32_t>(directory_at), end);
-
-  if (OsWrite(file, local, sizeof local) != 0 || OsWrite(file, entry_name, name_size) != 0 ||
-      OsWrite(file, packet.data, packet.size) != 0 || OsWrite(file, central, sizeof central) != 0 ||
-      OsWrite(file, entry_name, name_size) != 0 || OsWrite(file, end, sizeof end) != 0) {
-    return -1;
-  }
-  return OsFlush(file);
-}
 
 }  // namespace
 
@@ -61,12 +32,32 @@ void ChooseBundleName(const char* out_dir, char (&name)[kBundleNameSize]) {
 }
 
 int WriteBundle(const char* path, const char* entry_name, const ByteBuffer& packet) {
+  // Where the parts stand is decided by their sizes alone; it has to fit the bits that ZIP has for it.
   const size_t name_size = strlen(entry_name);
-  OsFile file;
-  if (name_size > UINT16_MAX || OsOpen(path, kOsCreate, &file) != kOsOk) return -1;
-  const int written = WriteParts(file, entry_name, name_size, packet);
-  const int closed = OsClose(&file);
-  if (written == 0 && closed == 0) return 0;
-  (void)OsRemove(path);
-  return -1;
+  const uint64_t directory_at = uint64_t{kZipLocalHeaderSize} + name_size + packet.size;
+  OsCalendar now;
+  if (name_size > UINT16_MAX || directory_at > UINT32_MAX || OsLocalTime(OsNow(), &now) != 0) return -1;
+
+  ZipLocalHeader header;
+  header.method = kZipStored;
+  header.time = ZipDosTime(now);
+  header.date = ZipDosDate(now);
+  header.crc = static_cast<uint32_t>(crc32_z(0, packet.data, packet.size));
+  header.compressed_size = static_cast<uint32_t>(packet.size);
+  header.uncompressed_size = header.compressed_size;
+  header.name_length = static_cast<uint16_t>(name_size);
+
+  uint8_t local[kZipLocalHeaderSize];
+  uint8_t central[kZipCentralHeaderSize];
+  uint8_t end[kZipEndRecordSize];
+  PackZipLocalHeader(header, local);
+  PackZipCentralHeader(header, central);
+  PackZipEndRecord(static_cast<uint32_t>(sizeof central + name_size), static_cast<uint32_t>(directory_at), end);
+
+  return WriteWholeFile(path, {{local, sizeof local},
+                               {entry_name, name_size},
+                               {packet.data, packet.size},
+                               {central, sizeof central},
+                               {entry_name, name_size},
+                               {end, sizeof end}});
 }

@@ -1,7 +1,5 @@
 #include "scan/export_commit.h"
 
-#include <limits>
-
 #include "app/run_log.h"
 #include "bbs/file_restore.h"
 #include "bbs/records.h"
@@ -18,14 +16,8 @@ struct SigState {
 };
 
 int InspectSig(const char* msg_dir, int32_t conference, SigState* state) {
-  OsStatus status;
   if (FormatSigPath(msg_dir, conference, &state->path) != 0) return -1;
-  const OsResult result = OsStat(state->path.text, &status);
-  if (result == kOsMissing) return 0;
-  if (result != kOsOk || status.size < 0 || status.size > std::numeric_limits<int32_t>::max()) return -1;
-  state->existed = true;
-  state->size = static_cast<int32_t>(status.size);
-  return 0;
+  return InspectFileSize(state->path.text, &state->existed, &state->size);
 }
 
 int64_t SentByteAt(const ExportRecord& message) {

@@ -4,6 +4,7 @@
 
 #include "ftn/packet.h"
 #include "platform/os.h"
+#include "platform/whole_file.h"
 
 namespace {
 
@@ -34,24 +35,15 @@ int MakeHeader(const TosserConfig& config, uint8_t (&bytes)[kPacketHeaderSize]) 
   return 0;
 }
 
-int WriteParts(const OsFile& file, const TosserConfig& config, const ByteBuffer& messages) {
-  constexpr uint8_t kClosingWord[kPacketWordSize] = {};
-  uint8_t header[kPacketHeaderSize];
-  if (MakeHeader(config, header) != 0 || OsWrite(file, header, sizeof header) != 0 ||
-      OsWrite(file, messages.data, messages.size) != 0 || OsWrite(file, kClosingWord, sizeof kClosingWord) != 0) {
-    return -1;
-  }
-  return OsFlush(file);
-}
-
 }  // namespace
 
 int WritePacketFile(const char* path, const TosserConfig& config, const ByteBuffer& messages) {
-  OsFile file;
-  if (OsOpen(path, kOsCreate, &file) != kOsOk) return -1;
-  const int written = WriteParts(file, config, messages);
-  const int closed = OsClose(&file);
-  if (written == 0 && closed == 0) return 0;
-  (void)OsRemove(path);
-  return -1;
+  constexpr uint8_t kClosingWord[kPacketWordSize] = {};
+  uint8_t header[kPacketHeaderSize];
+  if (MakeHeader(config, header) != 0) {
+    (void)OsRemove(path);  // what an earlier run may have left there
+    return -1;
+  }
+  return WriteWholeFile(path,
+                        {{header, sizeof header}, {messages.data, messages.size}, {kClosingWord, sizeof kClosingWord}});
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr size_t kPieceRecords = 1024;
+constexpr size_t kPieceRecords = 512;
 
 // A scan at work: what it has gathered, and scratch memory that each message uses again.
 struct ScanRun {
@@ -70,7 +70,7 @@ int ScanConference(const ConferenceEntry& conference, ScanRun* run) {
   run->message.conference = &conference;
   const int scanned = ScanHeaders(files, file, run);
   const int closed = OsClose(&file);
-  if (scanned == 0 && closed != 0) LogLine("ERROR: failed closing %s after scan", files.ptr.text);
+  if (closed != 0) LogLine("ERROR: failed closing %s after scan", files.ptr.text);
   return scanned == 0 && closed == 0 ? 0 : -1;
 }
 

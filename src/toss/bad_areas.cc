@@ -13,5 +13,5 @@ void RecordBadArea(const char* msg_dir, const char* area) {
   if (OsOpen(path.text, kOsAppendText, &file) != kOsOk) return;
   char line[128];
   const int length = snprintf(line, sizeof line, "%s  %s\n", TimeStamp(), area);
-  (void)OsWrite(file, line, static_cast<size_t>(length));
+  if (static_cast<size_t>(length) < sizeof line) (void)OsWrite(file, line, static_cast<size_t>(length));
 }

@@ -5,6 +5,7 @@
 
 #include "app/run_log.h"
 #include "bbs/records.h"
+#include "ftn/area_tag.h"
 #include "ftn/cp437.h"
 #include "platform/ascii.h"
 
@@ -40,14 +41,7 @@ int TakeArea(const Line& line, InboundMessage* message) {
   size_t size = line.size - kWordSize;
   while (size > 0 && *tag == ' ') ++tag, --size;
   while (size > 0 && (tag[size - 1] == ' ' || tag[size - 1] == '\t')) --size;
-  bool well_formed = size > 0 && size < sizeof message->area;
-  if (!(size == 1 && *tag == '*')) {
-    for (size_t i = 0; i < size; ++i) {
-      const auto byte = static_cast<uint8_t>(tag[i]);
-      if (byte <= ' ' || byte == ':' || byte == 0x7F) well_formed = false;
-    }
-  }
-  if (!well_formed) {
+  if (size >= sizeof message->area || !IsAreaTag(tag, size)) {
     char shown[1024] = {};  // as much as a log line takes
     memcpy(shown, tag, size < sizeof shown ? size : sizeof shown - 1);
     LogLine("ERROR: inbound AREA tag is empty, malformed, or too long: '%s'", shown);

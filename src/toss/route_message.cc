@@ -55,7 +55,14 @@ int32_t ChooseConference(const TossSite& site, int n, const InboundMessage& mess
   return routed >= 0 ? routed : ChooseForUnknownArea(site, n, message.area);
 }
 
-int32_t FindParent(int n, int32_t c, const InboundMessage& message, const ByteBuffer& sig) {
+// One reading of the SIG file tells of the duplicate and of the parent; a message that names neither does not read it.
+SigScan AskSig(const TossSite& site, int32_t c, const InboundMessage& message) {
+  Path path;
+  if ((message.msgid[0] == '\0' && message.reply[0] == '\0') || FormatSigPath(site.msg_dir, c, &path) != 0) return {};
+  return ScanSigFile(path.text, message.msgid, message.reply);
+}
+
+int32_t FindParent(int n, int32_t c, const InboundMessage& message, const SigScan& sig) {
   if (message.reply[0] == '\0') {
     if (LooksLikeReplySubject(message.subject)) {
       LogLine(
@@ -64,8 +71,7 @@ int32_t FindParent(int n, int32_t c, const InboundMessage& message, const ByteBu
     }
     return kNoParent;
   }
-  int32_t parent = kNoParent;
-  if (SigFindMsgNumber(sig, message.reply, &parent) && parent >= 0) return parent;
+  if (sig.has_parent && sig.parent >= 0) return sig.parent;
   LogLine(
       "  msg %d: reply to MSGID %s, but parent not found locally in conf %d -- storing as non-threaded (safe fallback)",
       n, message.reply, c);
@@ -116,15 +122,8 @@ RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& mess
   const int32_t c = ChooseConference(site, n, message);
   if (c == kNoConference) return kRouteSkipped;
 
-  // One reading of the SIG file serves both questions; a message that asks neither does not read it.
-  ByteBuffer sig;
-  Path sig_path;
-  const bool asks_sig = message.msgid[0] != '\0' || message.reply[0] != '\0';
-  if (asks_sig && FormatSigPath(site.msg_dir, c, &sig_path) == 0 && ReadSigFile(sig_path.text, &sig) != 0) {
-    LogLine("ERROR: out of memory reading %s", sig_path.text);
-    return Refuse(n);
-  }
-  if (message.msgid[0] != '\0' && SigContainsMsgid(sig, message.msgid)) {
+  const SigScan sig = AskSig(site, c, message);
+  if (sig.has_msgid) {
     LogLine("  msg %d: duplicate (MSGID %s already seen in conf %d) -- SKIPPED", n, message.msgid, c);
     return kRouteSkipped;
   }

@@ -35,8 +35,17 @@ enum FileOutcome {
   kFileUnrelated,  // neither a bundle nor a packet
 };
 
-FileOutcome OutcomeOf(TossResult result) {
+FileOutcome OutcomeOf(BundleResult result) {
   switch (result) {
+    case kBundleDispose: return kFileDone;
+    case kBundleRetain: return kFileRetained;
+    case kBundleLeave: return kFileLeft;
+  }
+  return kFileLeft;
+}
+
+FileOutcome TossLoosePacket(const TossSite& site, const ByteBuffer& content) {
+  switch (TossPacket(site, content.data, content.size)) {
     case PacketDone:
     case PacketCorrupt: return kFileDone;
     case PacketRetain:
@@ -47,26 +56,12 @@ FileOutcome OutcomeOf(TossResult result) {
   return kFileLeft;
 }
 
-FileOutcome OutcomeOf(BundleResult result) {
-  switch (result) {
-    case kBundleDispose: return kFileDone;
-    case kBundleRetain: return kFileRetained;
-    case kBundleLeave: return kFileLeft;
-  }
-  return kFileLeft;
-}
-
 // Tells by its content what a file is, never by its name, and tosses it.
 FileOutcome TossContent(const TossSite& site, const char* name, const ByteBuffer& content) {
-  if (content.size >= zip_local_layout::signature.width && IsZipLocalHeader(content.data)) {
-    LogLine("Found: %s", name);
-    return OutcomeOf(TossZipBundle(site, content.data, content.size));
-  }
-  if (LooksLikePacket(content.data, content.size)) {
-    LogLine("Found: %s", name);
-    return OutcomeOf(TossPacket(site, content.data, content.size));
-  }
-  return kFileUnrelated;
+  const bool bundle = content.size >= zip_local_layout::signature.width && IsZipLocalHeader(content.data);
+  if (!bundle && !LooksLikePacket(content.data, content.size)) return kFileUnrelated;
+  LogLine("Found: %s", name);
+  return bundle ? OutcomeOf(TossZipBundle(site, content.data, content.size)) : TossLoosePacket(site, content);
 }
 
 void TossFile(TossRun* run, const char* name) {

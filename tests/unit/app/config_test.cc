@@ -326,7 +326,7 @@ TEST_F(Config, AReadErrorIsTakenForTheEndOfTheFile) {
   ScopedDoor door;
   door.FailFrom(Call::kReadAt, 2, "test.cfg");
   std::string more_than_one_read;
-  while (more_than_one_read.size() < 2000) more_than_one_read += "; comment\n";
+  while (more_than_one_read.size() < 20000) more_than_one_read += "; comment\n";
   EXPECT_EQ(Warnings("INBOUND a\n" + more_than_one_read + "MSGDIR m\n"), Strings{});
   EXPECT_TRUE(door.HasStruck());
   EXPECT_STREQ(config_.Inbound, "a");

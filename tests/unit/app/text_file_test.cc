@@ -18,9 +18,9 @@ class TextFileTest : public testing::Test {
 
   // The lines of a file, read through `kSize` bytes each time.
   template <size_t kSize = 512>
-  std::vector<std::string> Lines() {
+  std::vector<std::string> Lines(TextEnd end = kEndsWithFile) {
     TextFile file;
-    EXPECT_EQ(OpenTextFile(path_.c_str(), &file), 0);
+    EXPECT_EQ(OpenTextFile(path_.c_str(), end, &file), 0);
     std::vector<std::string> lines;
     char line[kSize];
     while (ReadTextLine(&file, line, sizeof line)) lines.push_back(line);
@@ -36,8 +36,8 @@ class TextFileTest : public testing::Test {
 
 TEST_F(TextFileTest, AMissingFileAndADirectoryDoNotOpen) {
   TextFile file;
-  EXPECT_EQ(OpenTextFile(path_.c_str(), &file), -1);
-  EXPECT_EQ(OpenTextFile(directory_.Path().c_str(), &file), -1);
+  EXPECT_EQ(OpenTextFile(path_.c_str(), kEndsWithFile, &file), -1);
+  EXPECT_EQ(OpenTextFile(directory_.Path().c_str(), kEndsWithFile, &file), -1);
 }
 
 TEST_F(TextFileTest, AnEmptyFileHasNoLine) {
@@ -56,26 +56,39 @@ TEST_F(TextFileTest, ALongerLineComesInPiecesOfOneLessThanTheRoom) {
 }
 
 TEST_F(TextFileTest, ALineMayLieAcrossThePiecesThatAreReadAtOnce) {
-  for (const size_t length : {1022U, 1023U, 1024U, 1025U, 2047U, 2048U}) {
+  constexpr size_t kPiece = sizeof TextFile::piece;
+  for (const size_t length : {kPiece - 2, kPiece - 1, kPiece, kPiece + 1, 2 * kPiece - 1, 2 * kPiece}) {
     const std::string first(length, 'x');
     WriteFile(path_, first + "\nlast");
-    EXPECT_EQ(Lines<4096>(), (Strings{first + "\n", "last"})) << length;
+    EXPECT_EQ(Lines<3 * kPiece>(), (Strings{first + "\n", "last"})) << length;
   }
 }
 
-TEST_F(TextFileTest, TheEndOfFileMarkEndsTheText) {
-  WriteFile(path_,
-            "a\nb\x1A"
-            "c\nd\n");
-  EXPECT_EQ(Lines(), (Strings{"a\n", "b"}));
+TEST_F(TextFileTest, TheDosMarkEndsTheTextWhereItIsAskedFor) {
+  const std::string content =
+      "a\nb\x1A"
+      "c\nd\n";
+  WriteFile(path_, content);
+  EXPECT_EQ(Lines(kEndsAtDosMark), (Strings{"a\n", "b"}));
+  EXPECT_EQ(Lines(kEndsWithFile), (Strings{"a\n", content.substr(2, 4), "d\n"}));
   WriteFile(path_, "\x1A");
-  EXPECT_EQ(Lines(), Strings{});
+  EXPECT_EQ(Lines(kEndsAtDosMark), Strings{});
+}
+
+TEST_F(TextFileTest, WhatHasNoLengthDoesNotOpen) {
+  WriteFile(path_, "a\n");
+  ScopedDoor door;
+  door.FailNth(Call::kSize, 1);
+  TextFile file;
+  EXPECT_EQ(OpenTextFile(path_.c_str(), kEndsWithFile, &file), -1);
 }
 
 TEST_F(TextFileTest, AReadErrorEndsTheTextAfterWhatWasRead) {
-  WriteFile(path_, std::string(1023, 'x') + "\nlost\n");
+  constexpr size_t kPiece = sizeof TextFile::piece;
+  const std::string first = std::string(kPiece - 1, 'x') + "\n";
+  WriteFile(path_, first + "lost\n");
   ScopedDoor door;
   door.FailFrom(Call::kReadAt, 2);
-  EXPECT_EQ(Lines<4096>(), Strings{std::string(1023, 'x') + "\n"});
+  EXPECT_EQ(Lines<2 * kPiece>(), Strings{first});
   EXPECT_TRUE(door.HasStruck());
 }

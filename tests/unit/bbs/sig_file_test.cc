@@ -1,24 +1,56 @@
 #include "bbs/sig_file.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <random>
 
 #include "unit/support/site_fixture.h"
 
 namespace {
 
+// The pieces of a text as C's fgets reads them into 256 bytes, without line ends.
+Strings PiecesOf(const std::string& content) {
+  Strings pieces;
+  for (size_t at = 0; at < content.size();) {
+    const size_t line_end = content.find('\n', at);
+    const size_t size = std::min<size_t>(255, (line_end == std::string::npos ? content.size() : line_end + 1) - at);
+    std::string piece = content.substr(at, size).c_str();  // a text ends at its first NUL
+    while (!piece.empty() && (piece.back() == '\r' || piece.back() == '\n')) piece.pop_back();
+    pieces.push_back(piece);
+    at += size;
+  }
+  return pieces;
+}
+
+bool ContainsLineByLine(const std::string& content, const std::string& msgid) {
+  for (const std::string& piece : PiecesOf(content)) {
+    if (piece.substr(0, piece.find('\t')) == msgid) return true;
+  }
+  return false;
+}
+
+std::string NumberLineByLine(const std::string& content, const std::string& msgid) {
+  for (const std::string& piece : PiecesOf(content)) {
+    const size_t tab = piece.find('\t');
+    if (tab != std::string::npos && piece.substr(0, tab) == msgid) {
+      return std::to_string(atol(piece.c_str() + tab + 1));
+    }
+  }
+  return "none";
+}
+
 class Sig : public SiteFixture {
  protected:
-  void Lay(const std::string& content) {
-    WriteFile(path_, content);
-    ASSERT_EQ(ReadSigFile(path_.c_str(), &sig_), 0);
-  }
+  void Lay(const std::string& content) const { WriteFile(path_, content); }
 
-  bool Contains(const std::string& msgid) const { return SigContainsMsgid(sig_, msgid.c_str()); }
+  bool Contains(const std::string& msgid) const { return ScanSigFile(path_.c_str(), msgid.c_str(), "").has_msgid; }
 
   // The number found, or "none".
   std::string Number(const std::string& msgid) const {
-    int32_t number = 4711;
-    return SigFindMsgNumber(sig_, msgid.c_str(), &number) ? std::to_string(number) : "none";
+    const SigScan scan = ScanSigFile(path_.c_str(), "", msgid.c_str());
+    EXPECT_FALSE(scan.has_msgid);
+    return scan.has_parent ? std::to_string(scan.parent) : "none";
   }
 
   // The MSGID found, or "none".
@@ -30,7 +62,6 @@ class Sig : public SiteFixture {
   int Append(const char* msgid, int32_t number) const { return SigAppend(site_.Msg().c_str(), 7, msgid, number); }
 
   const std::string path_ = site_.Base(7).Path("SIG");
-  ByteBuffer sig_;
 };
 
 using SigDuplicate = Sig;
@@ -61,9 +92,6 @@ TEST(SigPath, Of511CharactersFitsAndOf512DoesNot) {
 // Reading it.
 
 TEST_F(SigReading, AMissingFileIsEmpty) {
-  sig_.size = 5;
-  EXPECT_EQ(ReadSigFile(path_.c_str(), &sig_), 0);
-  EXPECT_EQ(sig_.size, 0U);
   EXPECT_FALSE(Contains("1:2/3 a"));
   EXPECT_EQ(Number("1:2/3 a"), "none");
   EXPECT_EQ(Msgid(1), "none");
@@ -72,44 +100,108 @@ TEST_F(SigReading, AMissingFileIsEmpty) {
 
 TEST_F(SigReading, AnEmptyFileIsEmpty) {
   Lay("");
-  EXPECT_EQ(sig_.size, 0U);
   EXPECT_FALSE(Contains("1:2/3 a"));
+  EXPECT_EQ(Number("1:2/3 a"), "none");
+  EXPECT_EQ(Msgid(1), "none");
 }
 
 TEST_F(SigReading, WhatCannotBeReadIsTakenAsEmptyWithoutAWord) {
   Lay("1:2/3 a\t1\n");
-  for (const Call call : {Call::kOpen, Call::kSize, Call::kReadAt}) {
+  for (const Call call : {Call::kOpen, Call::kReadAt}) {
     door_.Clear();
     door_.FailNth(call, 1);
-    EXPECT_EQ(ReadSigFile(path_.c_str(), &sig_), 0);
+    EXPECT_FALSE(Contains("1:2/3 a"));
     EXPECT_TRUE(door_.HasStruck());
-    EXPECT_EQ(sig_.size, 0U);
     EXPECT_EQ(door_.OpenHandles(), 0);
-  }
-  for (const Call call : {Call::kOpen, Call::kReadAt}) {
     door_.Clear();
     door_.FailNth(call, 1);
     EXPECT_EQ(Msgid(1), "none");
     EXPECT_TRUE(door_.HasStruck());
+    EXPECT_EQ(door_.OpenHandles(), 0);
   }
   EXPECT_EQ(TakeLines(), Strings{});
 }
 
-TEST_F(SigReading, NoMemoryIsAFailure) {
-  WriteFile(path_, "1:2/3 a\t1\n");
-  door_.FailNth(Call::kReallocate, 1);
-  EXPECT_EQ(ReadSigFile(path_.c_str(), &sig_), -1);
-  EXPECT_EQ(sig_.size, 0U);
-  EXPECT_EQ(door_.OpenHandles(), 0);
+TEST_F(SigReading, OnePassTellsOfTheDuplicateAndOfTheParent) {
+  Lay("1:2/3 a\t1\n1:2/3 b\t2\n");
+  const SigScan scan = ScanSigFile(path_.c_str(), "1:2/3 c", "1:2/3 b");
+  EXPECT_FALSE(scan.has_msgid);
+  EXPECT_TRUE(scan.has_parent);
+  EXPECT_EQ(scan.parent, 2);
+  EXPECT_EQ(door_.Count(Call::kOpen), 1);
+  EXPECT_EQ(door_.Count(Call::kReadAt), 1);
+  EXPECT_TRUE(ScanSigFile(path_.c_str(), "1:2/3 b", "1:2/3 a").has_msgid);
 }
 
-TEST_F(SigReading, OneReadTakesTheWholeFile) {
-  std::string content;
-  for (int i = 0; i < 10000; ++i) content += "1:2/3 " + std::to_string(i) + "\t" + std::to_string(i) + "\n";
-  Lay(content);
-  EXPECT_EQ(door_.Count(Call::kReadAt), 1);
-  EXPECT_EQ(sig_.size, content.size());
-  EXPECT_EQ(Number("1:2/3 9999"), "9999");
+TEST_F(SigReading, NothingAskedIsNothingFound) {
+  Lay("\n\t5\n1:2/3 a\t1\n");
+  const SigScan scan = ScanSigFile(path_.c_str(), "", "");
+  EXPECT_FALSE(scan.has_msgid);
+  EXPECT_FALSE(scan.has_parent);
+}
+
+TEST_F(SigReading, AShortReadIsContinued) {
+  Lay("1:2/3 a\t1\n1:2/3 b\t2\n");
+  Fault fault;
+  fault.call = Call::kReadAt;
+  fault.is_short = true;
+  door_.Fail(fault);
+  EXPECT_EQ(Number("1:2/3 b"), "2");
+  EXPECT_TRUE(door_.HasStruck());
+}
+
+TEST_F(SigReading, LinesOfALargeFileAreFoundWhereverTheyLie) {
+  // Whatever the size of the pieces a reader takes, some of these lines lie across the seam of two.
+  for (const size_t near : {size_t{1} << 14, size_t{1} << 16, size_t{1} << 17, size_t{1} << 18}) {
+    for (size_t before = near - 20; before <= near + 1; ++before) {
+      std::string content;
+      while (content.size() + 8 <= before) content += "filler\t\n";
+      content.append(before - content.size(), '\n');
+      Lay(content + "1:2/3 a\t17\nlast\t18");
+      EXPECT_TRUE(Contains("1:2/3 a")) << before;
+      EXPECT_EQ(Number("1:2/3 a"), "17") << before;
+      EXPECT_EQ(Number("last"), "18") << before;
+      EXPECT_EQ(Msgid(17), "1:2/3 a") << before;
+      EXPECT_FALSE(Contains("ast")) << before;
+    }
+  }
+}
+
+TEST_F(SigReading, ALongLineAcrossASeamKeepsItsPieces) {
+  for (size_t before = 130800; before <= 131080; before += 7) {
+    Lay(std::string(before, '\n') + std::string(510, 'x') + "1:2/3 a\t17\n");
+    EXPECT_TRUE(Contains("1:2/3 a")) << before;
+    Lay(std::string(before, '\n') + std::string(509, 'x') + "1:2/3 a\t17\n");
+    EXPECT_FALSE(Contains("1:2/3 a")) << before;
+  }
+}
+
+TEST_F(SigReading, AnyFileIsReadAsLineByLine) {
+  std::mt19937 random(20260115);
+  const Strings pieces = {"a",
+                          "ab",
+                          "aab",
+                          "b",
+                          "\t",
+                          "\t7",
+                          "\t-3",
+                          "\n",
+                          "\n",
+                          "\r\n",
+                          std::string(1, '\0'),
+                          " ",
+                          std::string(254, 'x'),
+                          std::string(127, 'a'),
+                          "x"};
+  for (int round = 0; round < 400; ++round) {
+    std::string content(round % 4 == 0 ? 131000 + random() % 200 : 0, round % 8 == 0 ? '\n' : 'y');
+    for (size_t count = random() % 60; count > 0; --count) content += pieces[random() % pieces.size()];
+    Lay(content);
+    for (const std::string& msgid : {std::string("a"), std::string("ab"), std::string("aab"), std::string(127, 'a')}) {
+      ASSERT_EQ(Contains(msgid), ContainsLineByLine(content, msgid)) << "round " << round << " " << msgid;
+      ASSERT_EQ(Number(msgid), NumberLineByLine(content, msgid)) << "round " << round << " " << msgid;
+    }
+  }
 }
 
 // Duplicates.
@@ -283,10 +375,12 @@ TEST_F(SigAppending, AnEmptyMsgidCreatesTheFileAndAddsNothing) {
   EXPECT_EQ(ReadFile(path_), "");
 }
 
-TEST_F(SigAppending, TheLongestLineIsWrittenWhole) {
+TEST_F(SigAppending, TheLongestLineIsWrittenWholeAndALongerOneIsCut) {
   const std::string longest(127, 'm');
   EXPECT_EQ(Append(longest.c_str(), -2147483647), 0);
   EXPECT_EQ(ReadFile(path_), longest + "\t-2147483647\r\n");
+  EXPECT_EQ(Append((longest + "mmmm").c_str(), 1), 0);
+  EXPECT_EQ(ReadFile(path_), longest + "\t-2147483647\r\n" + longest + "\t1\r\n");
 }
 
 TEST_F(SigAppending, AnyFailingCallIsAFailure) {
