@@ -22,7 +22,7 @@ struct FaultLoop {
 
 // For each kind of call the Nth call fails, for N = 1, 2, ...: once alone and once with all later ones of its kind; the
 // calls that move bytes also come back short. A failed assertion ends the loop of its kind, and names the fault. The
-// number of faults that struck is kept as the test's property "fault_points" and returned.
+// number of faults that struck is returned, and added to the test's property "fault_points".
 int TryFaults(const FaultAttempt& attempt, const FaultLoop& loop = {});
 
 // "the 3rd ReadAt fails for good, paths ending in .SIG", to be read in a failed assertion.

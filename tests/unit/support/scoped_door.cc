@@ -164,7 +164,7 @@ ScopedDoor::~ScopedDoor() {
   open_lists.clear();
 }
 
-void ScopedDoor::Fail(const Fault& fault) { rules_.push_back({fault, nullptr}); }
+void ScopedDoor::Fail(const Fault& fault) { rules_.push_back({fault, nullptr, 0, false}); }
 
 void ScopedDoor::FailNth(Call call, int nth, const std::string& path_end) {
   Fault fault;
@@ -188,7 +188,7 @@ void ScopedDoor::BeforeNth(Call call, int nth, std::function<void()> action, con
   when.call = call;
   when.nth = nth;
   when.path_end = path_end;
-  rules_.push_back({when, std::move(action)});
+  rules_.push_back({when, std::move(action), 0, false});
 }
 
 void ScopedDoor::Clear() {
@@ -216,6 +216,7 @@ ScopedDoor::Verdict ScopedDoor::Judge(Call call, const std::string& path) {
       continue;
     }
     ++struck_;
+    rule.has_struck = true;
     verdict.fails = !rule.fault.is_short;
     verdict.is_short = rule.fault.is_short;
     verdict.answer = rule.fault.answer;

@@ -64,6 +64,9 @@ class ScopedDoor {
   // Whether any fault has struck since it was set. A loop "fail the Nth call" ends when none has.
   bool HasStruck() const { return struck_ != 0; }
 
+  // The same of the fault that was set last, for a loop over a scene in which others strike as well.
+  bool LastHasStruck() const { return !rules_.empty() && rules_.back().has_struck; }
+
   // The calls since the start, failed ones included.
   int Count(Call call, const std::string& path_end = "") const;
 
@@ -83,6 +86,7 @@ class ScopedDoor {
     Fault fault;
     std::function<void()> action;
     int seen = 0;
+    bool has_struck = false;
   };
   struct Seen {
     Call call;

@@ -29,7 +29,8 @@ class Site {
  public:
   Site();
 
-  // Paths within the directories.
+  // The directory of it all, and paths within its directories.
+  const std::string& Root() const { return directory_.Path(); }
   std::string In(const std::string& name = "") const { return At("in", name); }
   std::string Conf(const std::string& name = "") const { return At("conf", name); }
   std::string Msg(const std::string& name = "") const { return At("msg", name); }

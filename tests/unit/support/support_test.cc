@@ -128,3 +128,16 @@ TEST(CapturedLog, TakesTheTimeStampsOffAndKeepsTheStreamsApart) {
   EXPECT_EQ(log.CountOf("two"), 1);
   EXPECT_EQ(log.CountOfStart("one"), 1);
 }
+
+TEST(ScopedDoor, TellsWhetherTheFaultSetLastHasStruck) {
+  const TemporaryDirectory directory;
+  ScopedDoor door;
+  EXPECT_FALSE(door.LastHasStruck());
+  door.FailNth(Call::kMakeDirectory, 1);
+  door.FailNth(Call::kRemove, 1);
+  (void)OsMakeDirectory((directory / "a").c_str());
+  EXPECT_TRUE(door.HasStruck());
+  EXPECT_FALSE(door.LastHasStruck());
+  (void)OsRemove((directory / "a").c_str());
+  EXPECT_TRUE(door.LastHasStruck());
+}

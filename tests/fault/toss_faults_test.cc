@@ -1,0 +1,162 @@
+#include "fault/toss_scene.h"
+
+#include <gtest/gtest.h>
+
+#include "unit/support/test_files.h"
+
+namespace {
+
+SceneMessage Echo(int conference, const std::string& subject, const std::string& msgid) {
+  SceneMessage message;
+  message.conference = conference;
+  message.area = conference == 1 ? "general" : "FIDO";
+  message.subject = subject;
+  message.msgid = msgid;
+  return message;
+}
+
+SceneMessage Netmail(const std::string& subject, const std::string& msgid) {
+  SceneMessage message;
+  message.conference = 3;
+  message.area = "";
+  message.subject = subject;
+  message.msgid = msgid;
+  return message;
+}
+
+// Conferences 1 and 2 hold a message that the scene does not know.
+void LayEarlier(Site* site) {
+  BaseMessage earlier;
+  earlier.msgid = "2:5/6 old";
+  site->Base(1).Add(earlier);
+  earlier.msgid = "";
+  site->Base(2).Add(earlier);
+}
+
+// Several packets in one bundle, a message each, deflated and stored in turn.
+std::string BundleOf(const std::vector<PacketMessage>& messages) {
+  std::string bundle;
+  bool deflated = true;
+  for (const PacketMessage& message : messages) {
+    ZipEntryParts entry;
+    entry.content = PacketBytes({message});
+    entry.deflated = deflated;
+    bundle += ZipEntryBytes(entry);
+    deflated = !deflated;
+  }
+  return bundle;
+}
+
+FaultLoop AtLeast(int points) {
+  FaultLoop loop;
+  loop.more_than = points;
+  return loop;
+}
+
+}  // namespace
+
+TEST(TossFaults, IntoNewConferences) {
+  TossScene scene;
+  scene.messages = {Echo(1, "first", "1:2/3 a"), Netmail("second", "1:2/3 b")};
+  TryTossFaults(scene, AtLeast(200));
+}
+
+TEST(TossFaults, IntoExistingConferences) {
+  TossScene scene;
+  scene.lay = LayEarlier;
+  scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "1:2/3 b")};
+  scene.messages[0].reply = "2:5/6 old";
+  TryTossFaults(scene, AtLeast(200));
+}
+
+TEST(TossFaults, SeveralMessagesIntoOneConference) {
+  TossScene scene;
+  scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
+  TryTossFaults(scene, AtLeast(200));
+}
+
+TEST(TossFaults, WithoutMsgids) {
+  TossScene scene;
+  scene.lay = LayEarlier;
+  scene.messages = {Echo(1, "first", ""), Netmail("second", "")};
+  TryTossFaults(scene, AtLeast(150));
+}
+
+TEST(TossFaults, ABodyOfManyRecords) {
+  TossScene scene;
+  scene.lay = LayEarlier;
+  scene.messages = {Echo(1, "long", "1:2/3 a")};
+  scene.messages[0].body = std::string(40 * 127 + 5, 'x') + "\x01";
+  TryTossFaults(scene, AtLeast(150));
+}
+
+TEST(TossFaults, ABundleOfSeveralPackets) {
+  TossScene scene;
+  scene.source = BundleOf;
+  scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "1:2/3 b"), Netmail("third", "1:2/3 c")};
+  TryTossFaults(scene, AtLeast(300));
+}
+
+TEST(TossFaults, ARetainedPacketTossedAgain) {
+  TossScene scene;
+  scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
+  scene.messages[0].stored_before = true;
+  TryTossFaults(scene, AtLeast(150));
+  for (const char* path_end : {".DAT", ".IDX", ".PTR", kSceneSource, ".BSY"}) {
+    FaultLoop loop;
+    loop.path_end = path_end;
+    TryTossFaults(scene, loop);
+  }
+}
+
+TEST(TossFaults, UnknownAreasGoToTheCatchAll) {
+  TossScene scene;
+  scene.lay = [](Site* site) {
+    LayEarlier(site);
+    site->WriteConferences({{"General", "GENERAL"}, {"Others", "*"}, {"Netmail", "", false, true}});
+  };
+  scene.messages = {Echo(2, "first", "1:2/3 a")};
+  scene.messages[0].area = "NOWHERE";
+  TryTossFaults(scene, AtLeast(150));
+}
+
+TEST(TossFaults, FilesThatAreDeletedWhenTheyAreDone) {
+  TossScene scene;
+  scene.lay = [](Site* site) { site->config.KeepProcessed = 0; };
+  scene.messages = {Echo(1, "first", "1:2/3 a")};
+  TryTossFaults(scene, AtLeast(100));
+}
+
+TEST(TossFaults, AProcessedDirectoryThatHasToBeMade) {
+  TossScene scene;
+  scene.lay = [](Site* site) { site->config.ProcessedDir[0] = '\0'; };
+  scene.messages = {Echo(1, "first", "1:2/3 a")};
+  TryTossFaults(scene, AtLeast(100));
+}
+
+TEST(TossFaults, AnOlderFileOfThatNameInTheProcessedDirectory) {
+  TossScene scene;
+  scene.lay = [](Site* site) { WriteFile(site->Done(kSceneSource), "older"); };
+  scene.messages = {Echo(1, "first", "1:2/3 a")};
+  TryTossFaults(scene, AtLeast(100));
+}
+
+// The append fails in any case; each call of its rollback, and of all else, fails as well.
+TEST(TossFaults, RollingBackANewConference) {
+  for (const char* kind : {".DAT", ".PTR", ".SIG"}) {
+    TossScene scene;
+    scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kFlush, 1, kind); };
+    scene.messages = {Echo(1, "first", "1:2/3 a")};
+    TryTossFaults(scene, AtLeast(100));
+  }
+}
+
+TEST(TossFaults, RollingBackAnExistingConference) {
+  for (const char* kind : {".IDX", ".SIG"}) {
+    TossScene scene;
+    scene.lay = LayEarlier;
+    scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kFlush, 1, kind); };
+    scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "")};
+    TryTossFaults(scene, AtLeast(100));
+  }
+}
