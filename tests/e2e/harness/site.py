@@ -29,6 +29,16 @@ Snapshot = dict[str, bytes | None]
 """Every path under the site: a file's bytes, or None for a directory (its path ends in "/")."""
 
 
+def contents(path: Path) -> bytes:
+    """The bytes of a file, or what stands for them when there are none to read."""
+    if not path.is_file():
+        return b"(not a regular file)"
+    try:
+        return path.read_bytes()
+    except OSError:
+        return b"(cannot be read)"
+
+
 class Site:
     """The site of one test. Made with directories, a configuration, one idle node; conferences are up to the test."""
 
@@ -133,7 +143,7 @@ class Site:
                     path = Path(directory, name)
                     if path in (self.program, self.program.parent / LOG):
                         continue
-                    found[prefix + name] = path.read_bytes() if path.is_file() else b"(not a regular file)"
+                    found[prefix + name] = contents(path)
         return found
 
     def wait_for(self, condition: Callable[[], bool], process: subprocess.Popen[bytes] | None = None) -> None:
