@@ -62,11 +62,14 @@ class Cases:
         self.site.inbound(name, data)
         self.ignored += 1
 
-    def toss(self, status: int = 0, changes: dict[str, object] | None = None) -> Run:
-        """Runs the toss and compares everything; `changes` are expected besides those that the cases make."""
+    def toss(self, status: int = 0, changes: dict[str, object] | None = None, **options) -> Run:
+        """Runs the toss and compares everything; `changes` are expected besides those that the cases make.
+
+        The options are those of the process.
+        """
         self.site.conferences(*self.conferences)
         before = self.site.snapshot()
-        run = self.site.toss()
+        run = self.site.toss(**options)
         assert run.stderr == ""
         assert run.head() == head(len(self.conferences))
         found = run.blocks()
