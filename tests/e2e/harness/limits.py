@@ -13,7 +13,7 @@ def file_size(limit: int) -> Callable[[], None]:
     import resource  # only there on POSIX systems
 
     def apply() -> None:
-        signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+        signal.signal(signal.SIGXFSZ, signal.SIG_DFL)  # as a shell leaves it, and unlike this interpreter
         resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit))
 
     return apply
