@@ -5,13 +5,16 @@ import subprocess
 import pytest
 
 pytest.register_assert_rewrite(
+    "formats.message_base",
     "harness.cases",
     "harness.compare",
+    "harness.damage",
     "harness.run",
     "harness.scan",
     "harness.site",
+    "harness.start_up",
     "harness.target",
-    "formats.message_base",
+    "harness.waiting",
 )
 
 # Only now, so that their assertions explain themselves.

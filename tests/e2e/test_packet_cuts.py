@@ -1,18 +1,16 @@
 """One packet cut at every length, and with every single bit flipped: whatever comes in, what is stored is whole."""
 
-import re
 from pathlib import Path
-from typing import Iterator
 
 import pytest
 
 from formats.conference_table import echo
 from formats.conference_table import netmail as netmail_conference
-from formats.message_base import MessageBase, assert_whole, body_lines, message_files
+from formats.message_base import MessageBase, body_lines, message_files
 from formats.packet import HEADER_SIZE, MESSAGE_HEAD_SIZE, Packet, echomail, netmail
 from harness.compare import head, moved, parsed, saved, tail
-from harness.run import Run
-from harness.site import LOCK, Site
+from harness.damage import assert_base_holds, assert_sources, flip, is_header, saved_files, saved_names
+from harness.site import LOCK
 
 FAULT_LINES = {
     "truncated message header": "  truncated message header, stopping",
@@ -20,7 +18,6 @@ FAULT_LINES = {
     "truncated message text": "  truncated message text, stopping",
 }
 CONFERENCES = (echo("FIDO"), netmail_conference(), echo("*"))
-WROTE = re.compile(r"  -> wrote conf (\d+) msg #(\d+)  .*", re.DOTALL)
 
 
 def packet_of(number: int) -> Packet:
@@ -123,72 +120,6 @@ def test_a_packet_cut_at_each_length_stores_its_whole_messages_and_nothing_else(
     assert found == message_files(*foretold.bases)
 
 
-def saved_names(run: Run) -> Iterator[str]:
-    """The names under which bad packets were saved, in order; within one second they are the same."""
-    return iter([line.split("/badmsgs/")[1].split()[0] for line in run.raw_lines if line.startswith("  saved ")])
-
-
-def saved_files(site: Site) -> dict[str, bytes]:
-    directory = site.path("IN/badmsgs")
-    return {path.name: path.read_bytes() for path in directory.iterdir()} if directory.exists() else {}
-
-
-def assert_sources(site: Site, sources: dict[str, bytes], processed: set[str]) -> None:
-    """Each source is in the processed directory or still inbound, its bytes as they were."""
-    for name, data in sources.items():
-        place = "IN/processed" if name in processed else "IN"
-        assert site.read(f"{place}/{name}") == data
-    left = {path.name for path in site.path("IN").iterdir() if path.is_file()}
-    assert left == set(sources) - processed
-    assert {path.name for path in site.path("IN/processed").iterdir()} == processed
-
-
-def flip(data: bytes, bit: int) -> bytes:
-    flipped = bytearray(data)
-    flipped[bit // 8] ^= 1 << bit % 8
-    return bytes(flipped)
-
-
-def is_header(data: bytes) -> bool:
-    """The header test, from the fields' limits."""
-    word = [int.from_bytes(data[at : at + 2], "little") for at in range(0, 60, 2)]
-    kind, year, month, day, first = word[9], word[2], word[3], word[4], word[29]
-    return kind == 2 and 1990 <= year <= 2100 and month <= 11 and 1 <= day <= 31 and first in (0, 2)
-
-
-def assert_base_holds(site: Site, run: Run) -> None:
-    """Every message that the log says was stored is there with its text, and no other; SIG lines name them only."""
-    logged: dict[int, list[int]] = {1: [], 2: [], 3: []}
-    for line in run.lines:
-        match = WROTE.fullmatch(line)
-        if match:
-            logged[int(match.group(1))].append(int(match.group(2)))
-    for conference, numbers in logged.items():
-        base = site.message_base(conference)
-        assert_whole(base)
-        assert len(base.idx) == len(base.ptr)
-        assert [record.number for record in base.ptr] == numbers == list(range(1, len(numbers) + 1))
-        where = 0
-        for record in base.ptr:
-            assert (record.where, record.deleted, record.sent) == (where, 0, 1)
-            where += record.records
-        assert where == base.dat_count()
-        assert_sig_lines(base)
-
-
-def assert_sig_lines(base: MessageBase) -> None:
-    known = [record.number for record in base.ptr]
-    lines = (base.sig or b"").split(b"\n")
-    assert lines.pop() == b""
-    numbers = []
-    for line in lines:
-        msgid, number = line.rsplit(b"\t", 1)
-        assert 1 <= len(msgid) <= 127
-        numbers.append(int(number))
-    assert numbers == sorted(set(numbers))
-    assert set(numbers) <= set(known)
-
-
 @pytest.mark.parametrize("place", range(8))
 def test_a_packet_with_each_bit_flipped_leaves_a_whole_message_base_and_no_lock(site, place):
     """Bit `place` of every byte, each in a packet of its own."""
@@ -210,7 +141,7 @@ def test_a_packet_with_each_bit_flipped_leaves_a_whole_message_base_and_no_lock(
     assert run.tail() == tail(len(processed), len(sources) - len(blocks))
     assert_sources(site, sources, processed)
     assert set(saved_files(site)) == set(saved_names(run))
-    assert_base_holds(site, run)
+    assert_base_holds(site, run, (1, 2, 3))
     assert not site.path(LOCK).exists()
     for name in retained:
         assert blocks[name][-2].startswith("  ERROR: could not allocate/clean message body")
