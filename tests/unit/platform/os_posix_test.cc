@@ -2,11 +2,15 @@
 #ifndef _WIN32
 
 #include <fcntl.h>
+#include <gtest/gtest-death-test.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <set>
 
 #include "platform/os.h"
@@ -20,6 +24,30 @@ mode_t ModeOf(const std::string& path) {
   struct stat status = {};
   EXPECT_EQ(stat(path.c_str(), &status), 0);
   return status.st_mode & 07777;
+}
+
+// The process ends with 0 when both writes fail, and otherwise with the number of the step that went wrong.
+void WriteWhereNothingCanBeWritten() {
+  OsPrepareProcess();
+  int ends[2];
+  if (pipe(ends) != 0 || close(ends[0]) != 0) _exit(1);
+  if (write(ends[1], "x", 1) >= 0 || errno != EPIPE) _exit(2);
+  const TemporaryDirectory directory;
+  const rlimit none = {0, 0};
+  OsFile file;
+  if (setrlimit(RLIMIT_FSIZE, &none) != 0) _exit(3);
+  if (OsOpen((directory / "file").c_str(), kOsCreate, &file) != kOsOk) _exit(4);
+  _exit(OsWrite(file, "x", 1) == 0 ? 5 : 0);
+}
+
+// The process ends with 0 when all three streams are there and the next file gets another number.
+void PrepareWithoutStreams() {
+  for (const int descriptor : {0, 1, 2}) (void)close(descriptor);
+  OsPrepareProcess();
+  for (const int descriptor : {0, 1, 2}) {
+    if (fcntl(descriptor, F_GETFD) < 0) _exit(1);
+  }
+  _exit(open("/dev/null", O_RDONLY) > 2 ? 0 : 2);
 }
 
 }  // namespace
@@ -44,6 +72,27 @@ TEST(OsPosix, APathThatIsTooLongFailsAndIsNeverTakenForAbsent) {
   }
   OsStatus status;
   EXPECT_EQ(OsStat(std::string(4095, '/').c_str(), &status), kOsOk);
+}
+
+TEST(OsPosix, RemoveUnchangedLeavesTheFileToAnotherProcessThatIsAtIt) {
+  const TemporaryDirectory directory;
+  const std::string path = directory / "lock";
+  WriteFile(path, "");
+  const int64_t modified = ModifiedAt(path);
+  const int other = open(directory.Path().c_str(), O_RDONLY | O_DIRECTORY);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  EXPECT_EQ(OsRemoveUnchanged(path.c_str(), modified), kOsExists);
+  EXPECT_TRUE(PathExists(path));
+  ASSERT_EQ(close(other), 0);
+  EXPECT_EQ(OsRemoveUnchanged(path.c_str(), modified), kOsOk);
+}
+
+TEST(OsPosix, APreparedProcessSurvivesAPipeWithoutReaderAndAFileAtItsLimit) {
+  EXPECT_EXIT(WriteWhereNothingCanBeWritten(), testing::ExitedWithCode(0), "");
+}
+
+TEST(OsPosix, APreparedProcessHasItsThreeStreams) {
+  EXPECT_EXIT(PrepareWithoutStreams(), testing::ExitedWithCode(0), "");
 }
 
 TEST(OsPosix, OtherFilesFollowTheUmask) {

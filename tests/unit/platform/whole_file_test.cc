@@ -70,3 +70,34 @@ TEST_F(WholeFile, AFileThatGetsShorterMeanwhileIsRefused) {
   EXPECT_EQ(Read(), -1);
   EXPECT_EQ(content_.size, 0U);
 }
+
+TEST_F(WholeFile, ItsPartsAreWrittenOneAfterAnother) {
+  WriteFile(path_, "what was there before is longer");
+  EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}, {nullptr, 0}, {"\n\0\x1A", 3}}), 0);
+  EXPECT_EQ(ReadFile(path_), std::string("abc\n\0\x1A", 6));
+  EXPECT_EQ(WriteWholeFile(path_.c_str(), {}), 0);
+  EXPECT_EQ(ReadFile(path_), "");
+  EXPECT_EQ(door_.OpenHandles(), 0);
+}
+
+TEST_F(WholeFile, AFailedWriteLeavesNoFileBehind) {
+  for (const Call call : {Call::kWrite, Call::kFlush, Call::kClose}) {
+    door_.Clear();
+    door_.FailNth(call, 1);
+    EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}, {"def", 3}}), -1) << static_cast<int>(call);
+    EXPECT_TRUE(door_.HasStruck());
+    EXPECT_FALSE(PathExists(path_));
+    EXPECT_EQ(door_.OpenHandles(), 0);
+  }
+  door_.Clear();
+  door_.FailNth(Call::kWrite, 2);
+  EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}, {"def", 3}}), -1);
+  EXPECT_FALSE(PathExists(path_));
+}
+
+TEST_F(WholeFile, WhatCannotBeOpenedIsNotRemoved) {
+  WriteFile(path_, "kept");
+  door_.FailNth(Call::kOpen, 1);
+  EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}}), -1);
+  EXPECT_EQ(ReadFile(path_), "kept");
+}
