@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <random>
 #include <string>
 
 #include "bbs/ptr_scan.h"
@@ -22,6 +24,9 @@ namespace {
 
 constexpr int kMessages = 5000;  // in the conference
 constexpr size_t kPacketSize = 200000;
+constexpr const char* kWords[] = {"the ",    "mail ",       "of ",    "a ",     "system ",  "that ",
+                                  "nobody ", "remembers, ", "and ",   "it ",    "arrives ", "late. ",
+                                  "Who ",    "reads ",      "this? ", "modem ", "-- ",      "quote "};
 
 std::string Msgid(int number) {
   char text[40];
@@ -30,20 +35,46 @@ std::string Msgid(int number) {
   return text;
 }
 
-void Fill(const std::string& text, ByteBuffer* buffer) {
-  if (AppendBytes(buffer, text.data(), text.size()) != 0) abort();
+// A file for as long as the benchmark that asks about it takes.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& content) {
+    const int descriptor = mkstemp(path_);
+    FILE* const file = descriptor >= 0 ? fdopen(descriptor, "wb") : nullptr;
+    if (file == nullptr || fwrite(content.data(), 1, content.size(), file) != content.size()) abort();
+    (void)fclose(file);
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() { (void)remove(path_); }
+  const char* path() const { return path_; }
+
+ private:
+  char path_[32] = "/tmp/bench-XXXXXX";
+};
+
+std::string SigFile() {
+  std::string sig;
+  for (int i = 1; i <= kMessages; ++i) sig += Msgid(i) + "\t" + std::to_string(i) + "\n";
+  return sig;
 }
 
-const ByteBuffer& Sig() {
-  static ByteBuffer sig;
-  if (sig.size == 0) {
-    for (int i = 1; i <= kMessages; ++i) Fill(Msgid(i) + "\t" + std::to_string(i) + "\n", &sig);
+std::string PtrFile() {
+  std::string ptr;
+  for (int i = 1; i <= kMessages; ++i) {
+    PtrRecord record;
+    record.MsgNumber = i;
+    record.Records = 1;
+    uint8_t bytes[kPtrRecordSize];
+    PackPtrRecord(record, bytes);
+    ptr.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
   }
-  return sig;
+  return ptr;
 }
 
 // A message text of some 1.2 kB; netmail, so that nothing has to be stored to walk over it.
 std::string Text() {
+  static std::minstd_rand random(1);
   std::string text = "\x01MSGID: " + Msgid(1) + "\r\x01REPLY: " + Msgid(2) + "\r\x01" + "CHRS: CP437 2\r";
   for (int i = 0; i < 18; ++i)
     text += "A line as people write them, " + std::to_string(i * 7919) + ", up to some column\r";
@@ -86,38 +117,24 @@ class QuietSite {
   TossSite site_;
 };
 
-void SigMiss(benchmark::State& state) {
-  const std::string msgid = Msgid(kMessages + 1);
-  for (auto _ : state) benchmark::DoNotOptimize(SigContainsMsgid(Sig(), msgid.c_str()));
-  Count(state, Sig().size);
+void LookUp(benchmark::State& state, const std::string& msgid, const std::string& reply) {
+  const std::string content = SigFile();
+  const TemporaryFile sig(content);
+  for (auto _ : state) benchmark::DoNotOptimize(ScanSigFile(sig.path(), msgid.c_str(), reply.c_str()));
+  Count(state, content.size());
 }
-BENCHMARK(SigMiss);
 
-void SigHitAtTheEnd(benchmark::State& state) {
-  const std::string msgid = Msgid(kMessages);
-  int32_t number = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(SigFindMsgNumber(Sig(), msgid.c_str(), &number));
-  Count(state, Sig().size);
-}
-BENCHMARK(SigHitAtTheEnd);
+void SigOfANewMessage(benchmark::State& state) { LookUp(state, Msgid(kMessages + 1), ""); }
+BENCHMARK(SigOfANewMessage);
+
+void SigOfANewReply(benchmark::State& state) { LookUp(state, Msgid(kMessages + 1), Msgid(kMessages)); }
+BENCHMARK(SigOfANewReply);
 
 void PtrScanOfAFile(benchmark::State& state) {
-  char path[] = "/tmp/bench-XXXXXX";
-  const int descriptor = mkstemp(path);
-  FILE* const file = descriptor >= 0 ? fdopen(descriptor, "wb") : nullptr;
-  if (file == nullptr) return state.SkipWithError("no temporary file");
-  for (int i = 1; i <= kMessages; ++i) {
-    PtrRecord record;
-    record.MsgNumber = i;
-    record.Records = 1;
-    uint8_t bytes[kPtrRecordSize];
-    PackPtrRecord(record, bytes);
-    (void)fwrite(bytes, sizeof bytes, 1, file);
-  }
-  (void)fclose(file);
-  for (auto _ : state) benchmark::DoNotOptimize(ScanPtrFile(path, kMessages, kMessages));
-  Count(state, kMessages * kPtrRecordSize);
-  (void)remove(path);
+  const std::string content = PtrFile();
+  const TemporaryFile ptr(content);
+  for (auto _ : state) benchmark::DoNotOptimize(ScanPtrFile(ptr.path(), kMessages, kMessages));
+  Count(state, content.size());
 }
 BENCHMARK(PtrScanOfAFile);
 
