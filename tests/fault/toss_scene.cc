@@ -93,7 +93,9 @@ class Play {
     for (const SceneMessage& message : scene_.messages) {
       const auto copies = CopiesOf(message);
       EXPECT_GE(copies, 1) << message.subject;
-      if (!message.msgid.empty() && !may_repeat) EXPECT_EQ(copies, 1) << message.subject;
+      if (!message.msgid.empty() && !may_repeat) {
+        EXPECT_EQ(copies, 1) << message.subject;
+      }
     }
   }
 

@@ -189,5 +189,6 @@ TEST_P(AppendFailure, TheNextAppendSucceeds) {
   EXPECT_EQ(base_.Read().size(), GetParam() ? 3U : 1U);
 }
 
-INSTANTIATE_TEST_SUITE_P(Conference, AppendFailure, testing::Bool(),
-                         [](const testing::TestParamInfo<bool>& info) { return info.param ? "WithMessages" : "New"; });
+INSTANTIATE_TEST_SUITE_P(Conference, AppendFailure, testing::Bool(), [](const testing::TestParamInfo<bool>& existing) {
+  return existing.param ? "WithMessages" : "New";
+});
