@@ -2,7 +2,7 @@
 
 from formats.conference_table import echo
 from formats.conference_table import netmail as netmail_conference
-from formats.message_base import body_lines
+from formats.message_base import body_lines, sig_filler
 from formats.packet import Packet, echomail, netmail
 from formats.text import Text, raw, shown
 from harness.cases import Cases
@@ -152,6 +152,18 @@ def test_a_line_of_more_than_255_bytes_is_read_in_pieces_each_a_line_of_its_own(
             (X + "y" * (255 - len(X)) + "\t1\n", X, False),
         ],
     )
+
+
+def test_lines_and_pieces_are_the_same_wherever_a_reader_of_blocks_may_cut_a_large_file(site):
+    line = raw(f"{X}\t17\n")
+    rows: list[tuple[Text, Text, bool]] = []
+    for block in (4096, 65536, 131072, 262144):
+        rows += [(sig_filler(block - back) + line, X, True) for back in range(len(line) + 1)]
+        rows += [(sig_filler(block - back) + b"z" + line, X, False) for back in range(3)]
+        whole_pieces = b"y" * (block // 255 * 255)
+        rows += [(whole_pieces + line, X, True), (whole_pieces + b"y" + line, X, False)]
+        rows += [(b"z\n" + whole_pieces + line, X, True), (b"z\n" + whole_pieces[1:] + line, X, False)]
+    assert_judged(site, rows)
 
 
 def test_what_surrounds_a_nul_byte_in_the_file_does_no_harm(site):

@@ -3,7 +3,7 @@
 from dataclasses import dataclass, field
 
 from formats.conference_table import netmail as netmail_conference
-from formats.message_base import MessageBase, body_lines
+from formats.message_base import MessageBase, body_lines, sig_filler
 from formats.packet import echomail, netmail
 from formats.text import Text, raw, shown
 from harness.one_packet import OnePacket
@@ -279,6 +279,29 @@ def test_a_line_of_more_than_255_bytes_is_read_in_pieces_for_parents_too(site):
         Link(f"{X}\t".ljust(255) + "17\n", headers, unthreaded=SILENT),
         Link(f"{X}\t17 ".ljust(1000, "9") + "\n", headers, parent=17),
     )
+
+
+def test_a_parent_is_found_wherever_a_reader_of_blocks_may_cut_a_large_file(site):
+    line = raw(f"{X}\t17\n")
+    links = []
+    for block in (4096, 65536, 131072, 262144):
+        links += [Link(sig_filler(block - back) + line, parent=17) for back in range(len(line) + 1)]
+        links.append(Link(raw(f"{X}\t18\n") + sig_filler(block) + line, parent=18))
+        links.append(Link(raw(f"{X}\t-1\n") + sig_filler(block) + line, unthreaded=NOT_FOUND))
+    assert_links(site, *links)
+
+
+def test_a_duplicate_in_a_large_file_is_one_even_behind_the_parent_it_names(site):
+    packet = OnePacket(site)
+    base = packet.conference()
+    fill(base, (17, LIVE), (18, LIVE))
+    base.sig = raw(f"{X}\t17\n") + sig_filler(300000) + raw(f"{X}2\t18\n")
+    site.put(base)
+    repeated = f"  msg 1: duplicate (MSGID {X}2 already seen in conf 1) -- SKIPPED"
+    packet.add(echomail("CASE1", "Hi", msgid=X + "2", reply=X), repeated)
+    message = echomail("CASE1", "Hi", msgid=X + "3", reply=X)
+    packet.add(message, base.store(message, body_lines("Hi"), msgid=X + "3", parent=17))
+    packet.toss()
 
 
 def test_subjects_that_look_like_a_reply_are_told_when_there_is_no_reply_kludge(site):

@@ -120,6 +120,13 @@ def dat_records(body: bytes) -> bytes:
     return b"".join(length_prefixed(piece, DAT_TEXT) for piece in pieces)
 
 
+def sig_filler(size: int) -> bytes:
+    """Whole SIG lines of other messages, that many bytes of them together."""
+    line = b"1:2/3 filler\t1\n"
+    first = size % len(line)
+    return (b"z" * (first - 1) + b"\n" if first else b"") + line * (size // len(line))
+
+
 def body_lines(*lines: Text) -> bytes:
     """A stored body: every line ended by the byte 0x01."""
     return b"".join(raw(line) + LINE_END for line in lines)
