@@ -18,6 +18,7 @@ pytest.register_assert_rewrite(
 )
 
 # Only now, so that their assertions explain themselves.
+from formats.conference_table import echo  # noqa: E402
 from harness.site import Site  # noqa: E402
 from harness.target import RUNNER, environment  # noqa: E402
 
@@ -58,3 +59,10 @@ def hub_site(tmp_path):
     made = Site(tmp_path / "hub")
     yield made
     made.program.unlink(missing_ok=True)
+
+
+@pytest.fixture
+def ready(site):
+    """A site with one conference, FIDO, in which a toss would succeed."""
+    site.conferences(echo("FIDO"))
+    return site

@@ -19,13 +19,6 @@ INVALID_SIZE = f"ERROR: {SHOWN} has an invalid size or could not be read"
 RELEASE_FAILED = f"WARNING: could not remove lock file {LOCK}"
 
 
-@pytest.fixture
-def ready(site):
-    """A site in which only the nodes may stop a toss."""
-    site.conferences(echo("FIDO"))
-    return site
-
-
 def all_idle(count: int) -> str:
     return f"Node check: {count} node record(s), all idle"
 

@@ -15,6 +15,7 @@ from harness.scan import banner as scan_banner
 from harness.site import LOCK, Site
 from harness.start_up import assert_aborted, locked, no_lock
 from harness.target import WINDOWS, posix_only
+from harness.undeletable import undeletable
 from harness.waiting import kill, owner_line, owner_process, start_waiting
 
 MINUTE = 60
@@ -31,13 +32,6 @@ def age(site: Site, seconds: int) -> None:
 
 def stale(minutes: int) -> str:
     return f"Found a stale lock file ({minutes} minutes old) -- clearing it"
-
-
-@pytest.fixture
-def ready(site):
-    """A site in which a toss would succeed."""
-    site.conferences(echo("FIDO"))
-    return site
 
 
 # A lock that is there.
@@ -89,6 +83,13 @@ def test_a_stale_lock_that_cannot_be_deleted_blocks_without_another_word(ready):
     ready.path(LOCK).mkdir()
     age(ready, STALE)
     assert_aborted(ready, stale(30), locked())
+
+
+def test_a_stale_lock_file_that_is_read_only_blocks_without_another_word(ready):
+    ready.write(LOCK, "somebody\n")
+    age(ready, STALE)
+    with undeletable(ready.path(LOCK)):
+        assert_aborted(ready, stale(30), locked())
 
 
 def test_a_scan_is_kept_out_as_well(ready):

@@ -4,7 +4,6 @@ import os
 
 import pytest
 
-from formats.conference_table import echo
 from formats.message_base import MessageBase, body_lines, message_files
 from formats.packet import HEADER_SIZE, Packet, echomail
 from formats.zip_bundle import SIGNATURE, Entry, bundle
@@ -32,13 +31,6 @@ EMPTY_LINES = [EMPTY.log_line(), parsed(0)]
 
 def unread(name: str) -> str:
     return f"Could not read inbound file {name}; skipping"
-
-
-@pytest.fixture
-def ready(site):
-    """A site with one conference, FIDO."""
-    site.conferences(echo("FIDO"))
-    return site
 
 
 @pytest.fixture
