@@ -1,8 +1,8 @@
 // The yardstick of the toss: the file work that storing messages obliges to, and nothing else.
 //
-//   bare_loop MSGDIR INBOUND PROCESSED CONFERENCES PLAN
+//   bare_loop MSGDIR INBOUND PROCESSED CONFERENCES PLAN LOG
 //
-// No packet is inflated or parsed, no SIG line compared, no PTR record looked at, no line logged. What is left:
+// No packet is inflated or parsed, no SIG line compared, no PTR record looked at, no line put together. What is left:
 //   once     for every conference the status of PTR, DAT and IDX, and its PTR file read whole (the preflight);
 //            every inbound file read whole, and renamed into PROCESSED at the end
 //   message  SIG opened, sized, read whole, closed                        4 calls, 1 while the file is missing
@@ -11,6 +11,8 @@
 //            the status of SIG                                            1
 //            DAT, IDX, PTR and SIG opened (or created), then each         12
 //            written once at its old end, then each closed
+//            one line appended to LOG, for the log has to be complete      1
+//            whatever happens next
 // A write through a descriptor is with the system when it returns, so that flushing takes no call.
 //
 // PLAN tells of each message, in three 32-bit numbers, its conference, its DAT records and the length of its SIG line.
@@ -25,6 +27,8 @@ constexpr size_t kPtrSize = 256;
 constexpr size_t kIdxSize = 16;
 constexpr size_t kDatSize = 128;
 constexpr size_t kMostDatBytes = kDatSize * 65536;
+
+constexpr size_t kLogLineSize = 128;
 
 uint8_t filler[kMostDatBytes];
 
@@ -70,7 +74,7 @@ void Write(const Addition& file) {
   if (put != static_cast<ssize_t>(file.size)) Die(file.path);
 }
 
-void Store(const char* msg_dir, const Step& step) {
+void Store(const char* msg_dir, int log, const Step& step) {
   const Base base(msg_dir, step.conference);
   ReadIfThere(base.sig);
   const int64_t ptr = SizeOf(base.ptr);
@@ -87,6 +91,7 @@ void Store(const char* msg_dir, const Step& step) {
   for (const Addition& file : files) {
     if (close(file.descriptor) != 0) Die(file.path);
   }
+  if (write(log, filler, kLogLineSize) != static_cast<ssize_t>(kLogLineSize)) Die("log");
 }
 
 void Preflight(const char* msg_dir, unsigned int conference) {
@@ -116,26 +121,27 @@ void WalkInbound(const char* inbound, const char* target) {
   (void)closedir(list);
 }
 
-void FollowPlan(const char* msg_dir, const char* plan) {
+void FollowPlan(const char* msg_dir, const char* plan, const char* log_path) {
+  const int log = open(log_path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
   FILE* const file = fopen(plan, "rb");
-  if (file == nullptr) Die(plan);
+  if (log < 0 || file == nullptr) Die(plan);
   Step step;
-  while (fread(&step, sizeof step, 1, file) == 1) Store(msg_dir, step);
+  while (fread(&step, sizeof step, 1, file) == 1) Store(msg_dir, log, step);
   (void)fclose(file);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 6) {
-    (void)fputs("usage: bare_loop MSGDIR INBOUND PROCESSED CONFERENCES PLAN\n", stderr);
+  if (argc != 7) {
+    (void)fputs("usage: bare_loop MSGDIR INBOUND PROCESSED CONFERENCES PLAN LOG\n", stderr);
     return 2;
   }
   const char* const msg_dir = argv[1];
   const auto conferences = static_cast<unsigned int>(strtoul(argv[4], nullptr, 10));
   for (unsigned int c = 1; c <= conferences; ++c) Preflight(msg_dir, c);
   WalkInbound(argv[2], nullptr);
-  FollowPlan(msg_dir, argv[5]);
+  FollowPlan(msg_dir, argv[5], argv[6]);
   WalkInbound(argv[2], argv[3]);
   return 0;
 }

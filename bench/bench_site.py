@@ -65,6 +65,7 @@ class Site:
         settings = {"INBOUND": self.inbound, "CONFDIR": root, "WORKDIR": root / "work", "MSGDIR": self.msgs,
                     "OUTDIR": self.out, "PROCESSEDDIR": self.processed, "ADDRESS": "2:999/42", "HUB": "2:999/1",
                     "SYSTEM": "Bench"}
+        self.log = root / "TOSSER.LOG"
         self.config = root / "CVTOSS32.CFG"
         self.config.write_text("".join(f"{keyword} {value}\n" for keyword, value in settings.items()))
         table = [echo(area_tag(c), f"Conference {c}") for c in range(1, conferences + 1)]
@@ -98,7 +99,7 @@ class Site:
                 path.unlink()
         for path in self.arrivals.iterdir():
             os.link(path, self.inbound / path.name)
-        (self.root / "TOSSER.LOG").unlink(missing_ok=True)
+        self.log.unlink(missing_ok=True)
 
     def measured(self) -> dict[str, int]:
         """The bytes of all files of each kind."""
@@ -135,7 +136,7 @@ class TossSite(Site):
 
     def bare_command(self, bare_loop: Path) -> list[str]:
         return [str(bare_loop), str(self.msgs), str(self.inbound), str(self.processed), str(self.conferences),
-                str(self.plan)]
+                str(self.plan), str(self.log)]
 
     def check(self) -> None:
         """Program and yardstick must have added the very same sizes and left nothing in the inbound directory."""

@@ -8,7 +8,7 @@ from dataclasses import dataclass, field
 
 from formats.message_base import DAT_TEXT, LINE_END
 from formats.packet import PackedMessage, Packet
-from formats.zip_bundle import DEFLATED, Entry, bundle
+from formats.zip_bundle import DEFLATED, STORED, Entry, bundle
 
 SEED = 20250105
 MEDIAN_SIZE, LARGEST_SIZE = 1200, 20000  # of a message text, in bytes
@@ -26,12 +26,16 @@ class Workload:
     conferences: int
     held: int = 0  # messages that each conference holds already
     size: int = 0
+    packet_size: int = PACKET_SIZE
+    deflated: bool = True
 
     @property
     def name(self) -> str:
         sizes = "mixed sizes" if self.size == 0 else f"{self.size} bytes each"
         bases = "empty" if self.held == 0 else f"{self.held:,} held"
-        return f"{self.messages:,} messages, {self.conferences} conferences, {bases}, {sizes}"
+        packets = "" if self.packet_size == PACKET_SIZE else f", packets of {self.packet_size:,} bytes"
+        stored = "" if self.deflated else ", stored"
+        return f"{self.messages:,} messages, {self.conferences} conferences, {bases}, {sizes}{packets}{stored}"
 
 
 @dataclass
@@ -40,7 +44,7 @@ class Mail:
 
     bundles: list[bytes] = field(default_factory=list)
     plan: list[tuple[int, int, int]] = field(default_factory=list)
-    largest_entry: int = 0
+    largest_entry: int = 0  # of those that have to be inflated
 
 
 def area_tag(conference: int) -> str:
@@ -118,13 +122,14 @@ def make_mail(workload: Workload) -> Mail:
     def close_packet() -> None:
         nonlocal packet, filled
         packets.append(packet.pack())
-        mail.largest_entry = max(mail.largest_entry, len(packets[-1]))
+        if workload.deflated:
+            mail.largest_entry = max(mail.largest_entry, len(packets[-1]))
         packet, filled = Packet(), 0
         if len(packets) == PACKETS_PER_BUNDLE:
             close_bundle()
 
     def close_bundle() -> None:
-        entries = [Entry(f"{len(mail.bundles):04x}{i:04x}.pkt", content, method=DEFLATED)
+        entries = [Entry(f"{len(mail.bundles):04x}{i:04x}.pkt", content, method=DEFLATED if workload.deflated else STORED)
                    for i, content in enumerate(packets)]
         mail.bundles.append(bundle(*entries))
         packets.clear()
@@ -144,7 +149,7 @@ def make_mail(workload: Workload) -> Mail:
         packet.messages.append(message)
         filled += len(message.text) + 100
         mail.plan.append((conference, -(-body_size // DAT_TEXT), len(f"{msgid}\t{number}\n")))
-        if filled >= PACKET_SIZE:
+        if filled >= workload.packet_size:
             close_packet()
     if packet.messages:
         close_packet()
