@@ -1,0 +1,97 @@
+#include "toss/source_disposal.h"
+
+#include <cstring>
+
+#include "unit/toss/toss_fixture.h"
+
+namespace {
+
+class SourceDisposal : public TossFixture {
+ protected:
+  SourceDisposal() { WriteFile(source_, "packet"); }
+
+  int Move(const std::string& directory) const { return MoveToProcessed(source_.c_str(), "a.pkt", directory.c_str()); }
+
+  // The move fails with its line, and the source stays as it is.
+  void ExpectNotMoved(const std::string& directory) {
+    EXPECT_EQ(Move(directory), -1);
+    EXPECT_EQ(TakeLines(),
+              Strings{"  ERROR: processed but could not move to " + directory + "/a.pkt; source remains inbound"});
+    EXPECT_EQ(ReadFile(source_), "packet");
+  }
+
+  const std::string source_ = site_.In("a.pkt");
+  const std::string target_ = site_.Done("a.pkt");
+};
+
+}  // namespace
+
+TEST_F(SourceDisposal, ASourceIsMoved) {
+  EXPECT_EQ(Move(site_.Done()), 0);
+  EXPECT_EQ(TakeLines(), Strings{"  moved to " + target_});
+  EXPECT_FALSE(PathExists(source_));
+  EXPECT_EQ(ReadFile(target_), "packet");
+}
+
+TEST_F(SourceDisposal, AnOlderFileOfThatNameIsReplaced) {
+  WriteFile(target_, "an older packet");
+  EXPECT_EQ(Move(site_.Done()), 0);
+  EXPECT_EQ(ReadFile(target_), "packet");
+}
+
+TEST_F(SourceDisposal, AMissingDirectoryKeepsTheSource) { ExpectNotMoved(site_.Root() + "/none"); }
+
+TEST_F(SourceDisposal, ADirectoryInTheWayKeepsTheSource) {
+  MakeDirectory(target_);
+  ExpectNotMoved(site_.Done());
+}
+
+TEST_F(SourceDisposal, TheProcessedDirectoryMayNotBeTheInboundDirectory) {
+  ExpectNotMoved(site_.In());
+  ExpectNotMoved(site_.Root() + "/in/../in");
+  EXPECT_EQ(door_.Count(Call::kRemove), 0);
+}
+
+TEST_F(SourceDisposal, AnOlderFileThatCannotBeRemovedKeepsTheSource) {
+  WriteFile(target_, "an older packet");
+  door_.FailNth(Call::kRemove, 1);
+  ExpectNotMoved(site_.Done());
+  EXPECT_EQ(ReadFile(target_), "an older packet");
+}
+
+TEST_F(SourceDisposal, ARemovalThatFailsDoesNotMatterWhenNothingIsThere) {
+  door_.FailNth(Call::kRemove, 1);
+  EXPECT_EQ(Move(site_.Done()), 0);
+}
+
+TEST_F(SourceDisposal, ARenameOrAComparisonThatFailsKeepsTheSource) {
+  for (const Call call : {Call::kRename, Call::kSameFile}) {
+    WriteFile(target_, "an older packet");
+    door_.Clear();
+    door_.FailNth(call, 1);
+    ExpectNotMoved(site_.Done());
+  }
+}
+
+TEST_F(SourceDisposal, APathOf1023CharactersIsTriedAndOneOf1024IsNot) {
+  const std::string directory(1023 - strlen("/a.pkt"), 'd');
+  door_.FailFrom(Call::kSameFile, 1);
+  EXPECT_EQ(Move(directory), -1);
+  EXPECT_EQ(door_.Count(Call::kSameFile), 1);
+  EXPECT_EQ(Move(directory + "d"), -1);
+  EXPECT_EQ(door_.Count(Call::kSameFile), 1);
+  EXPECT_EQ(log_.CountOfStart("  ERROR: processed but could not move to "), 2);
+}
+
+TEST_F(SourceDisposal, ASourceIsDeleted) {
+  EXPECT_EQ(DeleteProcessed(source_.c_str()), 0);
+  EXPECT_EQ(TakeLines(), Strings{"  deleted (KEEPPROCESSED no)"});
+  EXPECT_FALSE(PathExists(source_));
+}
+
+TEST_F(SourceDisposal, ASourceThatCannotBeDeletedStays) {
+  door_.FailNth(Call::kRemove, 1);
+  EXPECT_EQ(DeleteProcessed(source_.c_str()), -1);
+  EXPECT_EQ(TakeLines(), Strings{"  ERROR: processed but could not delete " + source_});
+  EXPECT_EQ(ReadFile(source_), "packet");
+}
