@@ -1,0 +1,29 @@
+"""The campaigns: the real program killed, starved of room and raced, in the sites of the end-to-end tests."""
+
+import sys
+from pathlib import Path
+
+import pytest
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "e2e"))
+pytest.register_assert_rewrite("harness", "formats", "tools")
+
+from tools.count import Count  # noqa: E402
+
+
+@pytest.fixture
+def count(request):
+    """Counts what a test has tried, for the matrix."""
+    counter = Count()
+    yield counter
+    request.node.user_properties.append(("fault_points", counter.points))
+
+
+@pytest.fixture
+def sites(tmp_path):
+    """Makes one fresh site after the other; each goes when the next one is made."""
+    from tools.sites import Sites
+
+    made = Sites(tmp_path)
+    yield made
+    made.clear()
