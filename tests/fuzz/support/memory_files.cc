@@ -1,0 +1,205 @@
+#include "fuzz/support/memory_files.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "fuzz/support/rule.h"
+
+namespace {
+
+struct OpenFile {
+  std::string path;
+  bool open = false;
+  bool append = false;
+  size_t at = 0;
+};
+
+MemoryFiles* current = nullptr;
+std::vector<OpenFile> open_files;
+
+std::string Slashed(const char* path) {
+  std::string slashed = path;
+  std::replace(slashed.begin(), slashed.end(), '\\', '/');
+  return slashed;
+}
+
+std::string& Bytes(intptr_t handle) {
+  const OpenFile& file = open_files.at(static_cast<size_t>(handle));
+  Must(file.open && current->files.count(file.path) == 1, "only a file that is open and there is used");
+  return current->files[file.path];
+}
+
+OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int*) {
+  const std::string name = Slashed(path);
+  const bool there = current->files.count(name) == 1;
+  const bool creates_new = mode == kOsCreateNew || mode == kOsCreateLock;
+  if (there && creates_new) return kOsExists;
+  if (!there && (mode == kOsRead || mode == kOsUpdate)) return kOsMissing;
+  std::string& content = current->files[name];
+  if (mode == kOsCreate) content.clear();
+  open_files.push_back({name, true, mode == kOsAppend || mode == kOsAppendText});
+  *handle = static_cast<intptr_t>(open_files.size() - 1);
+  return kOsOk;
+}
+
+int64_t Size(intptr_t handle) { return static_cast<int64_t>(Bytes(handle).size()); }
+
+int64_t ReadAt(intptr_t handle, int64_t at, void* to, size_t size) {
+  const std::string& bytes = Bytes(handle);
+  if (static_cast<size_t>(at) >= bytes.size()) return 0;
+  const size_t moved = std::min(size, bytes.size() - static_cast<size_t>(at));
+  memcpy(to, bytes.data() + at, moved);
+  return static_cast<int64_t>(moved);
+}
+
+int64_t WriteAt(intptr_t handle, int64_t at, const void* from, size_t size) {
+  std::string& bytes = Bytes(handle);
+  const auto begin = static_cast<size_t>(at);
+  const bool fails = open_files.at(static_cast<size_t>(handle)).path == current->unwritable;
+  if (fails) size /= 2;
+  if (bytes.size() < begin + size) bytes.resize(begin + size);
+  memcpy(&bytes[begin], from, size);
+  return fails ? -1 : static_cast<int64_t>(size);
+}
+
+int64_t Write(intptr_t handle, const void* from, size_t size) {
+  if (size == 0) return 0;
+  OpenFile& file = open_files.at(static_cast<size_t>(handle));
+  if (file.append) file.at = Bytes(handle).size();
+  const int64_t moved = WriteAt(handle, static_cast<int64_t>(file.at), from, size);
+  if (moved > 0) file.at += static_cast<size_t>(moved);
+  return moved;
+}
+
+int Flush(intptr_t) { return 0; }
+
+int SetSize(intptr_t handle, int64_t size) {
+  Bytes(handle).resize(static_cast<size_t>(size));
+  return 0;
+}
+
+int Close(intptr_t handle) {
+  OpenFile& file = open_files.at(static_cast<size_t>(handle));
+  Must(file.open, "a file is closed once");
+  file.open = false;
+  return 0;
+}
+
+OsResult Stat(const char* path, OsStatus* status) {
+  const auto found = current->files.find(Slashed(path));
+  if (found == current->files.end()) return kOsMissing;
+  status->kind = kOsRegularFile;
+  status->size = static_cast<int64_t>(found->second.size());
+  status->modified = MemoryFiles::kNow;
+  return kOsOk;
+}
+
+OsResult SameFile(const char* left, const char* right) { return Slashed(left) == Slashed(right) ? kOsOk : kOsMissing; }
+
+OsResult Remove(const char* path) { return current->files.erase(Slashed(path)) == 1 ? kOsOk : kOsMissing; }
+
+OsResult RemoveUnchanged(const char* path, int64_t modified) {
+  return modified == MemoryFiles::kNow ? Remove(path) : kOsExists;
+}
+
+OsResult Rename(const char* from, const char* to) {
+  if (current->files.count(Slashed(from)) == 0) return kOsFailed;
+  if (current->files.count(Slashed(to)) == 1) return kOsExists;
+  auto moved = current->files.extract(Slashed(from));
+  moved.key() = Slashed(to);
+  current->files.insert(std::move(moved));
+  return kOsOk;
+}
+
+OsResult MakeDirectory(const char*) { return kOsOk; }
+
+void* Allocate(size_t size) { return size > MemoryFiles::kMostMemory ? nullptr : kOsNative.Allocate(size); }
+
+void* Reallocate(void* block, size_t size) {
+  return size > MemoryFiles::kMostMemory ? nullptr : kOsNative.Reallocate(block, size);
+}
+
+int64_t Now() { return MemoryFiles::kNow; }
+
+void Sleep(uint32_t) {}
+
+uint32_t ProcessId() { return 4120; }
+
+size_t ProgramPath(char* path, size_t size) {
+  constexpr char kPath[] = "prog/cvtoss32";
+  memcpy(path, kPath, std::min(size, sizeof kPath));
+  return sizeof kPath - 1;
+}
+
+void Show(OsStream stream, const char* text, size_t size) {
+  std::string shown(text, size);
+  if (stream == kOsStderr) {
+    current->startup.push_back(std::move(shown));
+    return;
+  }
+  const std::string stamp = std::string("[") + MemoryFiles::kStamp + "] ";
+  Must(shown.size() > stamp.size() && shown.compare(0, stamp.size(), stamp) == 0 && shown.back() == '\n',
+       "a log line has its time stamp and its line end");
+  current->log.push_back(shown.substr(stamp.size(), shown.size() - stamp.size() - 1));
+}
+
+void PrepareProcess() {}
+
+void InstallBreakHandler() {}
+
+void SetBreakFile(const char*) {}
+
+int CountOfStart(const std::vector<std::string>& lines, const std::string& start) {
+  return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&start](const std::string& line) {
+    return line.compare(0, start.size(), start) == 0;
+  }));
+}
+
+}  // namespace
+
+MemoryFiles::MemoryFiles() : before_(OsInForce()) {
+  current = this;
+  open_files.clear();
+  OsTable table = kOsNative;
+  table.Open = Open;
+  table.Size = Size;
+  table.ReadAt = ReadAt;
+  table.WriteAt = WriteAt;
+  table.Write = Write;
+  table.Flush = Flush;
+  table.SetSize = SetSize;
+  table.Close = Close;
+  table.Stat = Stat;
+  table.SameFile = SameFile;
+  table.Remove = Remove;
+  table.RemoveUnchanged = RemoveUnchanged;
+  table.Rename = Rename;
+  table.MakeDirectory = MakeDirectory;
+  table.Allocate = Allocate;
+  table.Reallocate = Reallocate;
+  table.Now = Now;
+  table.LocalTime = kOsNative.UtcTime;
+  table.Sleep = Sleep;
+  table.ProcessId = ProcessId;
+  table.ProgramPath = ProgramPath;
+  table.Show = Show;
+  table.PrepareProcess = PrepareProcess;
+  table.InstallBreakHandler = InstallBreakHandler;
+  table.SetBreakFile = SetBreakFile;
+  OsInForce() = table;
+}
+
+MemoryFiles::~MemoryFiles() {
+  for (const OpenFile& file : open_files) Must(!file.open, "every file is closed in the end");
+  OsInForce() = before_;
+  current = nullptr;
+}
+
+std::string MemoryFiles::Content(const std::string& path) const {
+  const auto found = files.find(path);
+  return found != files.end() ? found->second : "";
+}
+
+int MemoryFiles::CountLogged(const std::string& start) const { return CountOfStart(log, start); }
+
+int MemoryFiles::CountStartup(const std::string& start) const { return CountOfStart(startup, start); }

@@ -1,0 +1,40 @@
+// A small system in memory for the fuzz targets: files, a clock that stands still, and the log.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/os.h"
+
+// While it lives, the door to the system leads here. Files are held by their path, with forward slashes; every
+// directory is there. Nothing depends on the machine, so that an input always gives the same outcome.
+class MemoryFiles {
+ public:
+  static constexpr int64_t kNow = 1763166684;                   // 2025-11-15 00:31:24, in UTC and as local time
+  static constexpr size_t kMostMemory = size_t{4} << 20;        // the largest block that is granted
+  static constexpr const char* kStamp = "2025-11-15 00:31:24";  // kNow as the log shows it
+
+  MemoryFiles();
+  MemoryFiles(const MemoryFiles&) = delete;
+  MemoryFiles& operator=(const MemoryFiles&) = delete;
+  ~MemoryFiles();  // a file that is still open breaks a rule
+
+  // The content of a file, empty when it is not there.
+  std::string Content(const std::string& path) const;
+
+  // How many lines of the log begin with `start`, and how many startup messages.
+  int CountLogged(const std::string& start) const;
+  int CountStartup(const std::string& start) const;
+
+  std::map<std::string, std::string> files;
+  std::vector<std::string> log;      // the messages of LogLine, oldest first
+  std::vector<std::string> startup;  // those of StartupMessage, with their line ends
+  std::string unwritable;            // a write to the file of this path stops half-way
+
+ private:
+  OsTable before_;
+};
+
+// What the log keeps of a message: its first 1,023 characters.
+inline std::string AsLogged(const std::string& message) { return message.substr(0, 1023); }

@@ -1,0 +1,11 @@
+// How a fuzz target says that a rule is broken: it names the rule and ends the process, so that the input is kept.
+#pragma once
+
+#include <string>
+
+// Nothing happens when the rule holds.
+void Must(bool holds, const char* rule);
+
+// As Must for two texts or numbers that have to be equal; both are shown.
+void MustEqual(const std::string& actual, const std::string& expected, const char* rule);
+void MustEqual(long long actual, long long expected, const char* rule);
