@@ -25,8 +25,8 @@ SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 
 
 def age(site: Site, seconds: int) -> None:
-    """Makes the lock that old."""
-    then = time.time() - seconds
+    """Makes the lock that old, and a second more: a whole-second clock may lag behind this one by a tick."""
+    then = time.time() - seconds - 1
     os.utime(site.path(LOCK), (then, then))
 
 
