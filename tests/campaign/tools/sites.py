@@ -1,4 +1,4 @@
-"""Many sites in one test, one at a time."""
+"""Many sites in one test, one at a time, each in a directory of its own."""
 
 import shutil
 from pathlib import Path
@@ -11,14 +11,18 @@ class Sites:
         self.root = root
         self.made = 0
 
+    def next_root(self) -> Path:
+        """Where the next site will stand; its parent is there for it alone."""
+        return self._path(self.made + 1)
+
     def fresh(self) -> Site:
         self.clear()
         self.made += 1
-        return Site(self._path())
+        return Site(self._path(self.made))
 
     def clear(self) -> None:
         if self.made:
-            shutil.rmtree(self._path(), ignore_errors=True)
+            shutil.rmtree(self._path(self.made).parent, ignore_errors=True)
 
-    def _path(self) -> Path:
-        return self.root / f"site{self.made}"
+    def _path(self, number: int) -> Path:
+        return self.root / f"disk{number}" / "site"
