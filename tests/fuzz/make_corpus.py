@@ -37,6 +37,7 @@ def config() -> Seeds:
         "no-room-for-work": b"CONFDIR " + b"c" * 251 + b"\n",
         "bad": b"ADDRESS 2:250\nHUB x\nKEEPPROCESSED off\nINBOUND\nINBOUNDX y\nADDRESS -1: +2/99999999999.1\n",
         "pieces": b"MSGDIR " + b" " * 490 + b"directory\n" + b"K" * 40 + b" v\n;" + b" OUTDIR o" * 60,
+        "piece-end": b"MSGDIR".ljust(508) + b"abcd\n" + b"OUTDIR".ljust(507) + b"abcd\n",
         "dos-mark": b"MSGDIR m\r\n\x1aOUTDIR o\n",
         "nul": b"MSGDIR m\0n\nOUTDIR\0o\n",
     }
@@ -54,6 +55,7 @@ def conference_table() -> Seeds:
         "two-netmail": conference_file([netmail_conference(), netmail_conference()]),
         "two-public": conference_file([netmail_conference(public=1), netmail_conference(public=1, line_width=0)]),
         "one-public": conference_file([netmail_conference(public=1, line_width=200)]),
+        "widths": conference_file([echo(f"W{width}", line_width=width) for width in (1, 126, 127, 128, 256, 65535)]),
         "most": conference_file([netmail_conference("", line_width=127)] * 200),
         "odd": conference_file([echo("FIDO")]) + b"xx",
     }
@@ -107,13 +109,16 @@ def zip_bundle() -> Seeds:
         "faulty-packet": bundle(Entry("f.pkt", packets()["bad-type"]), Entry("r.pkt", packets()["refused"])),
         "descriptor": bundle(Entry("a.pkt", mail, flags=8), entry),
         "size-stored": bundle(Entry("a.pkt", mail, uncompressed=len(mail) + 1)),
-        "size-deflated": bundle(Entry("b.pkt", mail, DEFLATED, uncompressed=9), entry),
+        "too-small": bundle(Entry("b.pkt", mail, DEFLATED, uncompressed=len(mail) - 1), entry),
+        "too-large": bundle(Entry("b.pkt", mail, DEFLATED, uncompressed=len(mail) + 1), entry),
         "limit": bundle(Entry("a", b"", DEFLATED, uncompressed=67108864), Entry("b", b"", uncompressed=67108865)),
         "method": bundle(Entry("a.pkt", mail, method=6)),
         "nothing": bundle(Entry("", b"", DEFLATED), Entry("", b"")),
         "long-name": bundle(Entry("n" * 300, packets()["empty"])),
         "cut-name": bundle(Entry("a.pkt", name_length=999)),
         "cut-data": bundle(entry, Entry("b.pkt", mail, compressed=99999)),
+        "cut-by-one": bundle(Entry("a.pkt", mail), after=b"")[:-1],
+        "cut-header": bundle(entry, after=b"PK\x03\x04".ljust(29, b"x")),
         "cut": bundle(entry)[:20],
     }
 
@@ -177,6 +182,7 @@ def sig_lookups() -> Seeds:
         "cut-to-63": _sig(9, b"m" * 80, b"m" * 80 + b"\t9\n"),
         "block": _sig(17, msgid, b"\n" + content, shape=63 + 64 * 9, line=700),
         "block-pieces": _sig(17, msgid, long_line, shape=63 + 64 * 255, line=77),
+        "one-line": _sig(17, msgid, long_line, shape=63 + 64 * 30, line=0xFFFF),
     }
 
 
@@ -185,7 +191,7 @@ def node_status() -> Seeds:
     return {
         "idle": node_file([Node(), Node()]),
         "busy": node_file([Node(), Node(5, 0x0A), Node(0)]),
-        "many": node_file([Node()] * 257 + [Node(0)]),
+        "many": node_file([Node()] * 256 + [Node(7), Node(0)]),
         "odd": node_file([Node()]) + b"\xff",
     }
 
@@ -232,6 +238,8 @@ def scan_files() -> Seeds:
     long_text.dat = b"\xc8" + long_text.dat[1:]
     past_dat = _base()
     past_dat.add(b"x", where=4, records=9)
+    wrapped = _base()
+    wrapped.add(b"x", where=65535, records=2)
     empty_text = _base()
     empty_text.add(records=0)
     return {
@@ -241,6 +249,7 @@ def scan_files() -> Seeds:
         "more-index": _scan_files(_base(), idx=12),
         "length-200": _scan_files(long_text),
         "past-dat": _scan_files(past_dat, parent=6),
+        "wrapped": _scan_files(wrapped),
         "no-records": _scan_files(empty_text),
         "few-dat": _scan_files(_base(), dat_records=2),
         "empty": _scan_files(MessageBase(7)),
@@ -262,6 +271,7 @@ def outbound() -> Seeds:
     body = body_lines("Hello", "", "world \xe9")
     return {
         "nothing": head,
+        "own-parent": head + _local(1, 4, body, thread=1),
         "echomail": head + _local(1, 0, body) + _local(1, 2, b""),
         "replies": head + _local(1, 4, body, thread=9) + _local(1, 4, body, thread=5) + _local(1, 4, body, thread=3),
         "netmail": head + _local(2, 2, body, to=b"Sysop@5:6/7.8") + _local(2, 0, body, to=b"nobody"),

@@ -115,7 +115,7 @@ def main() -> int:
     if unknown or not there:
         print(f"no target {' '.join(unknown)} in {given.programs}; there are: {' '.join(there)}", file=sys.stderr)
         return 2
-    with tempfile.TemporaryDirectory() as nowhere, concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+    with tempfile.TemporaryDirectory() as nowhere, concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
         findings = given.findings or pathlib.Path(nowhere)
 
         def play(target: str) -> Outcome:

@@ -17,17 +17,30 @@ ModelConference* FindTag(const std::string& tag, ModelSite* site) {
   return nullptr;
 }
 
+void Say(const std::string& what, ModelSite* site) {
+  site->log.push_back("  msg " + std::to_string(site->message) + ": " + what);
+}
+
 ModelConference* Choose(const ModelMessage& message, ModelSite* site) {
-  if (message.text.area.empty()) {
+  const std::string& area = message.text.area;
+  if (area.empty()) {
     for (ModelConference& conference : site->conferences) {
       if (conference.number == site->netmail) return &conference;
     }
+    Say("netmail with no NetMailConf=1 conference configured -- SKIPPED", site);
     return nullptr;
   }
-  ModelConference* const found = FindTag(Capitals(message.text.area), site);
+  ModelConference* const found = FindTag(Capitals(area), site);
   if (found != nullptr) return found;
-  site->bad_areas += site->time_stamp + "  " + message.text.area + "\n";
-  return FindTag("*", site);
+  site->bad_areas += site->time_stamp + "  " + area + "\n";
+  ModelConference* const other = FindTag("*", site);
+  const std::string unknown = "AREA:" + area + " has no matching conference ";
+  if (other != nullptr) {
+    Say(unknown + "-- parked in catch-all conf " + std::to_string(other->number) + " (see BADAREAS.LST)", site);
+  } else {
+    Say(unknown + "and no catch-all configured -- SKIPPED (logged to BADAREAS.LST)", site);
+  }
+  return other;
 }
 
 int32_t Highest(const ModelConference& conference) {
@@ -50,7 +63,33 @@ bool CanBeWritten(const ModelConference& conference, const ModelMessage& message
   return conference.unwritable == "SIG" && message.text.msgid.empty();
 }
 
-void Append(const ModelMessage& message, int32_t number, int32_t parent, ModelConference* conference) {
+// Returns -1 when there is no parent to look for.
+int32_t FindParent(const ModelMessage& message, const std::string& in_conference, const ModelConference& conference,
+                   ModelSite* site) {
+  const std::string fallback = " -- storing as non-threaded (safe fallback)";
+  const std::string& reply = message.text.reply;
+  int32_t parent = -1;
+  if (reply.empty()) {
+    if (BeginsWith(message.subject, "RE:")) {
+      Say("subject looks like a reply but no REPLY: kludge present" + fallback, site);
+    }
+    return -1;
+  }
+  if (!ModelFindMsgNumber(conference.sig, reply, &parent) || parent < 0) {
+    Say("reply to MSGID " + reply + ", but parent not found locally" + in_conference + fallback, site);
+    return -1;
+  }
+  if (parent >= 1 && !IsAlive(conference, parent)) {
+    site->log.push_back("  parent MSGID resolved to MsgNumber " + std::to_string(parent) +
+                        " via .SIG tracking, but that message no longer exists (or is marked Deleted) in the current "
+                        "message base" +
+                        fallback);
+  }
+  return parent;
+}
+
+// Returns how many records the text takes.
+size_t Append(const ModelMessage& message, int32_t number, int32_t parent, ModelConference* conference) {
   const bool reply = parent >= 1 && parent != number && IsAlive(*conference, parent);
   const std::string text = DatRecords(message.text.body);
   const std::string numbers = Long(number) + Long(reply ? parent : number);
@@ -75,23 +114,32 @@ void Append(const ModelMessage& message, int32_t number, int32_t parent, ModelCo
   conference->idx += Long(CrcOf(message.from)) + Long(CrcOf(message.to)) + numbers;
   conference->ptr += header;
   if (!message.text.msgid.empty()) conference->sig += message.text.msgid + "\t" + std::to_string(number) + "\n";
+  return text.size() / 128;
 }
 
 }  // namespace
 
 ModelRoute Route(const ModelMessage& message, ModelSite* site) {
+  ++site->message;
   ModelConference* const conference = Choose(message, site);
   if (conference == nullptr) return kModelSkipped;
   const std::string& msgid = message.text.msgid;
-  if (!msgid.empty() && ModelContainsMsgid(conference->sig, msgid)) return kModelSkipped;
-  int32_t parent = -1;
-  if (!message.text.reply.empty()) (void)ModelFindMsgNumber(conference->sig, message.text.reply, &parent);
+  const std::string in_conference = " in conf " + std::to_string(conference->number);
+  if (!msgid.empty() && ModelContainsMsgid(conference->sig, msgid)) {
+    Say("duplicate (MSGID " + msgid + " already seen" + in_conference + ") -- SKIPPED", site);
+    return kModelSkipped;
+  }
+  const int32_t parent = FindParent(message, in_conference, *conference, site);
   const int32_t highest = Highest(*conference);
   if (!IsSound(conference->ptr, conference->idx, conference->dat) || !CanBeWritten(*conference, message) ||
       highest == std::numeric_limits<int32_t>::max()) {
+    Say("message-base append failed; source packet will be retained", site);
     return kModelFailed;
   }
-  Append(message, highest + 1, parent, conference);
+  const size_t records = Append(message, highest + 1, parent, conference);
+  site->log.push_back("  -> wrote conf " + std::to_string(conference->number) + " msg #" + std::to_string(highest + 1) +
+                      "  From='" + message.from + "' To='" + message.to + "' Subj='" + message.subject + "' (" +
+                      std::to_string(records) + " records)");
   return kModelStored;
 }
 

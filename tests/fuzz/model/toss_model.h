@@ -26,9 +26,11 @@ struct ModelSite {
   int netmail = -1;        // the number of the conference for netmail
   std::string bad_areas;   // BADAREAS.LST
   std::string time_stamp;  // what it writes before each tag
+  int message = 0;         // the number of the last message within its packet
+  std::vector<std::string> log;
 };
 
-// Does with a message what a toss does.
+// Does with a message what a toss does, and logs of it what the toss says, but for the causes of a failure.
 ModelRoute Route(const ModelMessage& message, ModelSite* site);
 
 // All files of the message base, by name.

@@ -2,6 +2,7 @@
 // a message that cannot be stored leaves no trace.
 #include <map>
 #include <string>
+#include <vector>
 
 #include "bbs/preflight.h"
 #include "fuzz/model/packet_model.h"
@@ -89,6 +90,17 @@ void CheckFiles(const std::map<std::string, std::string>& files, const std::map<
   MustEqual(static_cast<long long>(files.size()), static_cast<long long>(expected.size()), "there is no other file");
 }
 
+// The lines about messages, in order: each begins in one of these ways.
+void CheckLog(const std::vector<std::string>& log, const std::vector<std::string>& expected) {
+  size_t next = 0;
+  for (const std::string& line : log) {
+    if (line.rfind("  msg ", 0) != 0 && line.rfind("  -> wrote ", 0) != 0 && line.rfind("  parent ", 0) != 0) continue;
+    Must(next < expected.size(), ("there is nothing to say: " + line).c_str());
+    MustEqual(line, AsLogged(expected[next++]), "the log says what becomes of each message");
+  }
+  MustEqual(static_cast<long long>(next), static_cast<long long>(expected.size()), "the log says all of it");
+}
+
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -108,6 +120,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   MustEqual(result, Expect(packet, &model, &expected), "the result tells what became of the messages");
   Must(LooksLikePacket(copy.Data(), packet.size()) == (result != NotAPacket), "both tests agree on what a packet is");
   CheckFiles(system.files, expected);
+  CheckLog(system.log, model.log);
   for (const ModelConference& conference : model.conferences) {
     const bool sound = PreflightMessageBase("msg", conference.number, true, nullptr) == 0;
     Must(sound == (conference.tag != "BROKEN"), "a message base that was sound is sound afterwards");

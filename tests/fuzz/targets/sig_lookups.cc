@@ -49,13 +49,15 @@ void CheckAppended(MemoryFiles* system, const std::string& msgid, int32_t number
   Must(ScanSigFile(kPath, msgid.c_str(), "").has_msgid, "what was appended is known");
 }
 
-// Lines that say nothing, to bring what follows near the end of a block: none, or up to 1,023 bytes less than a block.
+// Lines that say nothing, or one of them, to bring what follows near the end of a block: none at all, or up to 1,023
+// bytes less than a block.
 std::string Filler(Input* input) {
   const uint16_t shape = input->TakeWord();
   if (shape % 64 != 63) return "";
-  const size_t line = 60 + input->TakeWord() % 1000;
+  const size_t line = input->TakeWord();
   std::string filler(kBlock - shape / 64, 'x');
-  for (size_t at = line; at < filler.size(); at += line + 1) filler[at] = '\n';
+  if (line >= 0xF000) return filler;
+  for (size_t at = 60 + line % 1000; at < filler.size(); at += 61 + line % 1000) filler[at] = '\n';
   return filler;
 }
 
