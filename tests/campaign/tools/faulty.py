@@ -26,7 +26,7 @@ class Scene(Protocol):
 
     def lay(self, site: Site) -> None: ...
 
-    def assert_kept(self, site: Site, before: Snapshot, run: Run) -> None: ...
+    def assert_kept(self, site: Site, before: Snapshot, run: Run, critical: bool = False) -> None: ...
 
     def assert_finished(self, site: Site) -> None: ...
 
@@ -36,12 +36,14 @@ def run(site: Site, scene: Scene, **options) -> Run:
     return site.run(scene.mode, log=False, **options)
 
 
-def try_once(site: Site, scene: Scene, fail: Callable[[], dict], mend: Callable[[], None]) -> Run:
+def try_once(
+    site: Site, scene: Scene, fail: Callable[[], dict], mend: Callable[[], None], critical: bool = False
+) -> Run:
     """One run that meets what `fail` has laid out or gives as options, the promises, and the run after `mend`."""
     before = site.snapshot()
     faulty = run(site, scene, **fail())
     mend()
-    scene.assert_kept(site, before, faulty)
+    scene.assert_kept(site, before, faulty, critical)
     scene.assert_finished(site)
     return faulty
 
@@ -50,10 +52,10 @@ def has_trouble(run: Run) -> bool:
     return any(line.startswith(TROUBLE) for line in run.lines)
 
 
-def assert_ended_cleanly(site: Site, run: Run) -> None:
+def assert_ended_cleanly(site: Site, run: Run, critical: bool) -> None:
     """Nothing left of the run but its work; what went wrong was said, and the exit status agrees."""
     assert run.status == int(has_trouble(run))
-    assert not any(line.startswith("CRITICAL") for line in run.lines)
+    assert any(line.startswith("CRITICAL") for line in run.lines) == critical
     assert not site.path(LOCK).exists()
     assert not site.path(PACKET).exists()
     assert not list(site.path("OUT").glob("*.tmp"))
@@ -84,9 +86,9 @@ class FaultyToss:
         bases = [site.message_base(number) for number in (1, 2)]
         return [message_body(base, record) for base in bases for record in base.ptr]
 
-    def assert_kept(self, site: Site, before: Snapshot, run: Run) -> None:
+    def assert_kept(self, site: Site, before: Snapshot, run: Run, critical: bool = False) -> None:
         assert_nothing_damaged(before, site.snapshot())
-        assert_ended_cleanly(site, run)
+        assert_ended_cleanly(site, run, critical)
         for number in (1, 2):
             assert_holds_whole_messages(site.message_base(number))
         stored = Counter(self.bodies(site)) - Counter([b"earlier mail\x01"])
@@ -130,11 +132,11 @@ class FaultyScan:
             scan.base(1 + n % 2).add((text + b"\x01") * (1 + n * self.size), sent=0)
         scan.put()
 
-    def assert_kept(self, site: Site, before: Snapshot, run: Run) -> None:
+    def assert_kept(self, site: Site, before: Snapshot, run: Run, critical: bool = False) -> None:
         after = site.snapshot()
         assert_nothing_damaged(before, after)
         self.cut_half_lines(site, run)
-        assert_ended_cleanly(site, run)
+        assert_ended_cleanly(site, run, critical)
         published = bundles(site)
         assert len(published) <= 1
         assert [len(packet.messages) for packet in published] in ([], [len(self.texts)])
