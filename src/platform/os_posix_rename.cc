@@ -26,8 +26,27 @@ int CopyBytes(int source, int target) {
   }
 }
 
+}  // namespace
+
+OsResult PosixRenameWithoutReplacing(const char* from, const char* to) {
+  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return kOsOk;
+  if (errno == EXDEV) return PosixMoveByCopy(from, to);
+  if (errno != EINVAL && errno != ENOSYS && errno != EPERM) return ResultOf(errno);
+  return PosixMoveByLink(from, to);
+}
+
+OsResult PosixMoveByLink(const char* from, const char* to) {
+  if (link(from, to) != 0) {
+    const bool cannot_link = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK;
+    return cannot_link ? PosixMoveByCopy(from, to) : ResultOf(errno);
+  }
+  if (unlink(from) == 0) return kOsOk;
+  (void)unlink(to);
+  return kOsFailed;
+}
+
 // The copy is on the disk before the source goes: there is no other guard.
-OsResult MoveByCopy(const char* from, const char* to) {
+OsResult PosixMoveByCopy(const char* from, const char* to) {
   const int source = open(from, O_RDONLY | O_CLOEXEC);
   if (source < 0) return kOsFailed;
   const int target = open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -42,24 +61,4 @@ OsResult MoveByCopy(const char* from, const char* to) {
   if (whole && unlink(from) == 0) return kOsOk;
   (void)unlink(to);
   return kOsFailed;
-}
-
-// For file systems that cannot rename without replacing. Some of them have no links either.
-OsResult MoveByLink(const char* from, const char* to) {
-  if (link(from, to) != 0) {
-    return errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK ? MoveByCopy(from, to)
-                                                                                       : ResultOf(errno);
-  }
-  if (unlink(from) == 0) return kOsOk;
-  (void)unlink(to);
-  return kOsFailed;
-}
-
-}  // namespace
-
-OsResult PosixRenameWithoutReplacing(const char* from, const char* to) {
-  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return kOsOk;
-  if (errno == EXDEV) return MoveByCopy(from, to);
-  if (errno != EINVAL && errno != ENOSYS && errno != EPERM) return ResultOf(errno);
-  return MoveByLink(from, to);
 }

@@ -7,3 +7,8 @@
 // another file system the file is copied. Returns kOsOk, kOsExists or kOsFailed (`from` is still there and `to` is as
 // it was).
 OsResult PosixRenameWithoutReplacing(const char* from, const char* to);
+
+// The two ways out on their own, with the same result: by a second link to the file, which becomes a copy where the
+// file system has no links, and by a copy.
+OsResult PosixMoveByLink(const char* from, const char* to);
+OsResult PosixMoveByCopy(const char* from, const char* to);

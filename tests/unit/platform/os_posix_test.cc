@@ -8,9 +8,11 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <set>
 
 #include "platform/os.h"
@@ -85,6 +87,40 @@ TEST(OsPosix, RemoveUnchangedLeavesTheFileToAnotherProcessThatIsAtIt) {
   EXPECT_TRUE(PathExists(path));
   ASSERT_EQ(close(other), 0);
   EXPECT_EQ(OsRemoveUnchanged(path.c_str(), modified), kOsOk);
+}
+
+TEST(OsPosix, RemoveUnchangedFindsTheDirectoryOfAnyPath) {
+  const TemporaryDirectory directory;
+  const std::string before = std::filesystem::current_path();
+  std::filesystem::current_path(directory.Path());
+  WriteFile("lock", "");
+  EXPECT_EQ(OsRemoveUnchanged("lock", ModifiedAt("lock")), kOsOk);
+  std::filesystem::current_path(before);
+  EXPECT_EQ(OsRemoveUnchanged("/cvtoss32-no-such-file", 0), kOsMissing);
+}
+
+// A program that holds a lease on a file is asked to give it up, and the file opens when it has done so.
+TEST(OsPosix, AFileUnderALeaseOpensAfterItsHolderHasGivenItUp) {
+  const TemporaryDirectory directory;
+  const std::string path = directory / "file";
+  WriteFile(path, "x");
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t holder = fork();
+  if (holder == 0) {
+    const int descriptor = open(path.c_str(), O_RDWR);
+    if (fcntl(descriptor, F_SETLEASE, F_WRLCK) != 0 || write(ready[1], "x", 1) != 1) _exit(1);
+    for (;;) (void)pause();  // the request is a signal, which ends this process and with it the lease
+  }
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  OsFile file;
+  EXPECT_EQ(OsOpen(path.c_str(), kOsUpdate, &file), kOsOk);
+  int status = 0;
+  EXPECT_EQ(waitpid(holder, &status, 0), holder);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  (void)close(ready[0]);
+  (void)close(ready[1]);
 }
 
 TEST(OsPosix, APreparedProcessSurvivesAPipeWithoutReaderAndAFileAtItsLimit) {
