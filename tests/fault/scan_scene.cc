@@ -1,0 +1,283 @@
+#include "fault/scan_scene.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <set>
+
+#include "fault/run_promises.h"
+#include "scan/scan_run.h"
+#include "unit/support/fake_clock.h"
+#include "unit/support/message_base.h"
+#include "unit/support/test_files.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr char kSerialFile[] = "msg/CVOUTBOUND.SEQ";
+constexpr char kPacketFile[] = "msg/CVOUTBOUND.PKT";
+constexpr int kConferences = 3;
+constexpr size_t kPtrSize = 256;
+constexpr size_t kSentByte = 153;
+
+bool BeginsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
+
+bool EndsWith(const std::string& text, const std::string& end) {
+  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+uint32_t LongAt(const std::string& bytes, size_t at) {
+  uint32_t value = 0;
+  for (size_t i = 4; i > 0; --i) value = value << 8 | static_cast<uint8_t>(bytes.at(at + i - 1));
+  return value;
+}
+
+// What stands between the first `start` in a text and the next `end`.
+std::string Between(const std::string& text, const std::string& start, char end) {
+  const size_t from = text.find(start);
+  EXPECT_NE(from, std::string::npos) << "no " << start;
+  if (from == std::string::npos) return "";
+  return text.substr(from + start.size(), text.find(end, from + start.size()) - from - start.size());
+}
+
+struct Exported {
+  std::string subject;
+  std::string msgid;
+};
+
+// The messages of a whole bundle; one that is not whole fails the test.
+std::vector<Exported> ReadBundle(const std::string& bundle) {
+  constexpr size_t kLocal = 30 + 12;
+  constexpr size_t kEnd = 46 + 12 + 22;
+  std::vector<Exported> exported;
+  if (bundle.size() < kLocal + kEnd || LongAt(bundle, 22) != bundle.size() - kLocal - kEnd) {
+    ADD_FAILURE() << "a bundle of " << bundle.size() << " bytes";
+    return exported;
+  }
+  const std::string packet = bundle.substr(kLocal, bundle.size() - kLocal - kEnd);
+  EXPECT_EQ(CrcOf(packet), LongAt(bundle, 14));
+  EXPECT_EQ(bundle.substr(kLocal + packet.size(), 4), "PK\x01\x02");
+  EXPECT_EQ(bundle.substr(bundle.size() - 22, 4), "PK\x05\x06");
+  size_t at = 58;
+  while (packet.substr(at, 2) == std::string("\2\0", 2)) {
+    at += 14;
+    std::string texts[5];  // date, to, from, subject, text
+    for (std::string& text : texts) {
+      text = packet.c_str() + at;
+      at += text.size() + 1;
+    }
+    exported.push_back({texts[3], Between(texts[4], "\x01MSGID: ", '\r')});
+  }
+  EXPECT_EQ(packet.substr(at), std::string(2, '\0'));
+  return exported;
+}
+
+unsigned long SerialOf(const std::string& msgid) { return strtoul(msgid.c_str() + msgid.rfind(' '), nullptr, 16); }
+
+struct Outcome {
+  int status = 0;
+  Lines lines;  // with <site> for the site's path
+  SiteFiles files;
+
+  // The messages of all bundles, and the names that are no bundle's.
+  std::vector<Exported> exported;
+  Lines temporary;
+};
+
+class Play {
+ public:
+  explicit Play(const ScanScene& scene) : scene_(scene) {
+    if (scene.lay) scene.lay(&site_);
+    for (const UnsentMessage& message : scene.messages) Lay(message);
+    before_ = site_.Files();
+    if (scene.spoil) scene.spoil(&door_);
+  }
+
+  ScopedDoor& Door() { return door_; }
+
+  Outcome Run() {
+    log_.Clear();
+    Outcome outcome;
+    outcome.status = RunScan(site_.config);
+    for (std::string line : log_.Lines()) {
+      for (size_t at = line.find(site_.Root()); at != std::string::npos; at = line.find(site_.Root())) {
+        line.replace(at, site_.Root().size(), "<site>");
+      }
+      outcome.lines.push_back(line);
+    }
+    outcome.files = site_.Files();
+    ExpectCleanEnd(site_, door_, process_, outcome.lines, outcome.status);
+    for (const auto& [path, bytes] : outcome.files) {
+      if (!BeginsWith(path, "out/")) continue;
+      if (EndsWith(path, ".tmp")) {
+        outcome.temporary.push_back(path);
+        continue;
+      }
+      const std::vector<Exported> messages = ReadBundle(bytes);
+      outcome.exported.insert(outcome.exported.end(), messages.begin(), messages.end());
+    }
+    return outcome;
+  }
+
+  void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
+    ExpectPublishedWholeOrNotAtAll(fault, outcome);
+    ExpectOnlySentBytesChanged(outcome);
+    for (int conference = 1; conference <= kConferences; ++conference)
+      ExpectSentOnlyWithSigLine(fault, conference, outcome);
+    ExpectSerialKept(outcome);
+    ExpectSilenceIsHarmless(outcome, faultless);
+  }
+
+  // After a run that met no fault: every message is sent, and went out once, or once more when a commit had failed.
+  void ExpectAllExported(const Outcome& outcome, bool may_repeat) const {
+    EXPECT_EQ(outcome.status, 0);
+    std::set<std::string> msgids;
+    for (const Exported& message : outcome.exported) {
+      EXPECT_TRUE(msgids.insert(message.msgid).second) << message.msgid << " was used twice";
+    }
+    for (const UnsentMessage& message : scene_.messages) {
+      const auto copies = std::count_if(outcome.exported.begin(), outcome.exported.end(),
+                                        [&](const Exported& one) { return one.subject == message.subject; });
+      EXPECT_GE(copies, 1) << message.subject;
+      EXPECT_LE(copies, may_repeat ? 2 : 1) << message.subject;
+    }
+    for (int conference = 1; conference <= kConferences; ++conference) {
+      const std::string ptr = Bytes(outcome.files, conference, "PTR");
+      for (size_t at = 0; at < ptr.size(); at += kPtrSize) EXPECT_NE(ptr[at + kSentByte], '\0') << conference;
+    }
+  }
+
+  // The operator removes a lock that could not be removed.
+  void EndOfFaults() {
+    door_.Clear();
+    RemoveFile(site_.LockFile());
+  }
+
+ private:
+  void Lay(const UnsentMessage& message) const {
+    BaseMessage unsent;
+    unsent.subject = message.subject;
+    unsent.to = message.to;
+    unsent.body = message.body;
+    unsent.sent = false;
+    unsent.netmail = message.conference == 3;
+    unsent.is_reply = message.parent != 0;
+    unsent.thread_ref = message.parent;
+    site_.Base(message.conference).Add(unsent);
+  }
+
+  static std::string Bytes(const SiteFiles& files, int conference, const std::string& kind) {
+    const auto found = files.find("msg/CVMSG0" + std::to_string(conference) + "." + kind);
+    return found != files.end() ? found->second : "";
+  }
+
+  // At most one bundle, whole, and announced. A temporary file is left only where removing it failed.
+  static void ExpectPublishedWholeOrNotAtAll(const Fault& fault, const Outcome& outcome) {
+    const bool can_remove = fault.call != Call::kRemove && fault.call != Call::kAny;
+    EXPECT_EQ(!outcome.exported.empty(), HasLine(outcome.lines, "Published complete bundle: "));
+    if (can_remove) {
+      EXPECT_EQ(outcome.temporary, Lines{});
+      EXPECT_EQ(outcome.files.count(kPacketFile), 0U);
+    }
+  }
+
+  // Of the BBS's own files nothing changes but the MsgSent bytes.
+  void ExpectOnlySentBytesChanged(const Outcome& outcome) const {
+    for (const auto& [path, bytes] : before_) {
+      if (!EndsWith(path, ".PTR") && !EndsWith(path, ".IDX") && !EndsWith(path, ".DAT")) continue;
+      std::string now = outcome.files.count(path) != 0 ? outcome.files.at(path) : "";
+      EXPECT_EQ(now.size(), bytes.size()) << path;
+      if (EndsWith(path, ".PTR") && now.size() == bytes.size()) {
+        for (size_t at = kSentByte; at < now.size(); at += kPtrSize) now[at] = bytes[at];
+      }
+      EXPECT_TRUE(now == bytes) << path << " is damaged";
+    }
+  }
+
+  void ExpectSentOnlyWithSigLine(const Fault& fault, int conference, const Outcome& outcome) const {
+    const std::string before = Bytes(before_, conference, "PTR");
+    const std::string after = Bytes(outcome.files, conference, "PTR");
+    const std::string sig = Bytes(outcome.files, conference, "SIG");
+    std::string expected = Bytes(before_, conference, "SIG");
+    EXPECT_TRUE(BeginsWith(sig, expected)) << "SIG file of " << conference << " is damaged";
+    for (size_t at = 0; at < std::min(before.size(), after.size()); at += kPtrSize) {
+      if (before[at + kSentByte] == after[at + kSentByte]) continue;
+      const std::string subject = after.substr(at + 112, static_cast<uint8_t>(after[at + 111]));
+      const auto published = std::find_if(outcome.exported.begin(), outcome.exported.end(),
+                                          [&](const Exported& one) { return one.subject == subject; });
+      ASSERT_NE(published, outcome.exported.end()) << subject << " is marked sent, but not published";
+      const std::string number = std::to_string(static_cast<int32_t>(LongAt(after, at + 166)));
+      const std::string line = published->msgid + "\t" + number + "\r\n";
+      // A byte that was set, but can neither be flushed nor read again, looks unset.
+      const bool may_be_unreadable = fault.for_good || fault.call == Call::kOpen || fault.call == Call::kReadAt;
+      const std::string unmarked = "ERROR: bundle exists, but could not mark conf " + std::to_string(conference) +
+                                   " msg #" + number + " sent; its SIG append was rolled back";
+      if (may_be_unreadable && HasLine(outcome.lines, unmarked)) continue;
+      EXPECT_NE(sig.find(line), std::string::npos) << subject << " is marked sent without its SIG line";
+      expected += line;
+    }
+    const bool may_have_more =
+        HasLine(outcome.lines, "ERROR: bundle exists, but could not append SIG") || HasLine(outcome.lines, "CRITICAL:");
+    if (!may_have_more) {
+      EXPECT_EQ(sig, expected);
+    }
+  }
+
+  // The file's number is none lower than before, nor than one that was handed out.
+  void ExpectSerialKept(const Outcome& outcome) const {
+    const auto number = [](const SiteFiles& files) {
+      const auto found = files.find(kSerialFile);
+      return found != files.end() ? strtoul(found->second.c_str(), nullptr, 10) : 0UL;
+    };
+    const unsigned long kept = number(outcome.files);
+    EXPECT_GE(kept, number(before_));
+    for (const std::string& line : outcome.lines) {
+      if (BeginsWith(line, "  queued ")) {
+        EXPECT_GE(kept, SerialOf(Between(line + "  ", "  MSGID=", '(').substr(0, 18)));
+      }
+    }
+  }
+
+  // A fault that no line tells of must have changed nothing.
+  static void ExpectSilenceIsHarmless(const Outcome& outcome, const Outcome& faultless) {
+    const std::set<std::string> usual(faultless.lines.begin(), faultless.lines.end());
+    for (const std::string& line : outcome.lines) {
+      if (usual.count(line) == 0) return;
+    }
+    EXPECT_EQ(outcome.files, faultless.files) << "a failure that matters was not announced";
+  }
+
+  const ScanScene& scene_;
+  Site site_;
+  SiteFiles before_;
+  FakeClock clock_;
+  FakeProcess process_{site_.ProgramFile()};
+  CapturedLog log_;
+  ScopedDoor door_;
+};
+
+}  // namespace
+
+void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
+  Outcome faultless;
+  {
+    Play play(scene);
+    faultless = play.Run();
+    play.ExpectPromisesKept({}, faultless, faultless);
+    if (!scene.spoil) play.ExpectAllExported(faultless, false);
+  }
+  const auto attempt = [&](const Fault& fault) {
+    Play play(scene);
+    play.Door().Fail(fault);
+    const Outcome outcome = play.Run();
+    const bool struck = play.Door().LastHasStruck();
+    play.ExpectPromisesKept(fault, outcome, faultless);
+    play.EndOfFaults();
+    const bool may_repeat = HasLine(outcome.lines, "ERROR: bundle exists") || HasLine(outcome.lines, "CRITICAL:");
+    play.ExpectAllExported(play.Run(), may_repeat);
+    return struck;
+  };
+  (void)TryFaults(attempt, loop);
+}

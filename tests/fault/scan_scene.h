@@ -1,0 +1,30 @@
+// A scan whose every call fails in turn.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "fault/fault_loop.h"
+#include "unit/support/site.h"
+
+// A message that the scan has to export; its subject is no other's.
+struct UnsentMessage {
+  int conference = 1;
+  std::string subject;
+  int32_t parent = 0;  // the message that it replies to, 0: none
+  std::string to = "All";
+  std::string body = "Hello\x01";
+};
+
+struct ScanScene {
+  std::vector<UnsentMessage> messages;
+  std::function<void(Site*)> lay;          // what was there before
+  std::function<void(ScopedDoor*)> spoil;  // fails in every run
+};
+
+// Plays the scene once without a fault of the loop's and asserts that it exports every message; then once for every
+// fault, and asserts after each: a bundle is whole or not there, a message is marked sent only with its SIG line and in
+// a bundle, nothing is damaged or left behind, every failure that matters has a line and the exit status, and a later
+// run without faults exports what is left under serials that were never used.
+void TryScanFaults(const ScanScene& scene, FaultLoop loop = {});
