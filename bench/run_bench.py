@@ -76,8 +76,9 @@ class Bench:
             pairs = run_pairs(count, lambda s=site: self.toss(s), lambda s=site: self.bare(s))
             self.show_pairs(pairs)
             if workload is TARGET:
-                self.claim(f"{workload.name}: {pairs.ratio():.2f} times the bare loop (at most {MOST_RATIO})",
-                           pairs.ratio() <= MOST_RATIO)
+                ratio = pairs.ratio("processor")
+                self.claim(f"{workload.name}: {ratio:.2f} times the bare loop (at most {MOST_RATIO})",
+                           ratio <= MOST_RATIO)
             site.remove()
 
     def toss_calls(self) -> None:
@@ -141,7 +142,9 @@ class Bench:
             print(f"against the same files {words}")
             self.show_pairs(pairs)
             if passes == 2:
-                self.claim(f"scan: {pairs.ratio():.2f} times the reading of the files", pairs.ratio() <= MOST_RATIO)
+                ratio = pairs.ratio("processor")
+                self.claim(f"scan: {ratio:.2f} times the reading of the files (at most {MOST_RATIO})",
+                           ratio <= MOST_RATIO)
             if self.quick:
                 break
         site.remove()
