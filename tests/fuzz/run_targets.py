@@ -115,7 +115,8 @@ def main() -> int:
     if unknown or not there:
         print(f"no target {' '.join(unknown)} in {given.programs}; there are: {' '.join(there)}", file=sys.stderr)
         return 2
-    with tempfile.TemporaryDirectory() as nowhere, concurrent.futures.ThreadPoolExecutor(len(os.sched_getaffinity(0))) as pool:
+    at_a_time = len(os.sched_getaffinity(0))
+    with tempfile.TemporaryDirectory() as nowhere, concurrent.futures.ThreadPoolExecutor(at_a_time) as pool:
         findings = given.findings or pathlib.Path(nowhere)
 
         def play(target: str) -> Outcome:
