@@ -129,7 +129,8 @@ def make_mail(workload: Workload) -> Mail:
             close_bundle()
 
     def close_bundle() -> None:
-        entries = [Entry(f"{len(mail.bundles):04x}{i:04x}.pkt", content, method=DEFLATED if workload.deflated else STORED)
+        method = DEFLATED if workload.deflated else STORED
+        entries = [Entry(f"{len(mail.bundles):04x}{i:04x}.pkt", content, method=method)
                    for i, content in enumerate(packets)]
         mail.bundles.append(bundle(*entries))
         packets.clear()
