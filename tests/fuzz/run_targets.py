@@ -3,9 +3,9 @@
 
     run_targets.py replay PROGRAMS [--runner COMMAND] [--xml FILE] [TARGET...]
         each target once over each of its seeds
-    run_targets.py fuzz PROGRAMS --seconds N [--findings DIRECTORY] [--xml FILE] [TARGET...]
+    run_targets.py fuzz PROGRAMS --seconds N --findings DIRECTORY [--afresh] [--xml FILE] [TARGET...]
         each target for N seconds, as many at a time as there are processors; the inputs of a finding and the corpus
-        that has grown stay in DIRECTORY/TARGET/
+        that has grown stay in DIRECTORY/TARGET/; afresh: a corpus that has grown is neither used nor kept
 
 Ends with a line for each target, and with status 1 when one has found something.
 """
@@ -71,11 +71,10 @@ def replay(command: list, target: str) -> Outcome:
     return Outcome(target, f"failed at seed {ran} of {len(seeds)}", f"status {status}\n{end_of(output)}")
 
 
-def fuzz(command: list, target: str, seconds: int, findings: pathlib.Path) -> Outcome:
+def fuzz(command: list, target: str, seconds: int, kept: pathlib.Path, grown: pathlib.Path) -> Outcome:
     """Lets a target look for new inputs."""
-    kept = findings / target
-    grown = kept / "corpus"
-    grown.mkdir(parents=True, exist_ok=True)
+    for directory in (kept, grown):
+        directory.mkdir(parents=True, exist_ok=True)
     before = set(kept.iterdir())
     options = [f"-max_total_time={seconds}", f"-timeout={SECONDS_FOR_ONE_INPUT}", f"-rss_limit_mb={MEMORY_MB}",
                f"-artifact_prefix={kept}/", "-print_final_stats=1"]
@@ -105,7 +104,8 @@ def main() -> int:
     parser.add_argument("programs", type=pathlib.Path)
     parser.add_argument("target", nargs="*")
     parser.add_argument("--seconds", type=int, default=60)
-    parser.add_argument("--findings", type=pathlib.Path)
+    parser.add_argument("--findings", type=pathlib.Path, default=pathlib.Path("build/fuzz"))
+    parser.add_argument("--afresh", action="store_true")
     parser.add_argument("--runner")
     parser.add_argument("--xml", type=pathlib.Path)
     given = parser.parse_args()
@@ -116,14 +116,15 @@ def main() -> int:
         print(f"no target {' '.join(unknown)} in {given.programs}; there are: {' '.join(there)}", file=sys.stderr)
         return 2
     at_a_time = len(os.sched_getaffinity(0))
-    with tempfile.TemporaryDirectory() as nowhere, concurrent.futures.ThreadPoolExecutor(at_a_time) as pool:
-        findings = given.findings or pathlib.Path(nowhere)
+    with tempfile.TemporaryDirectory() as passing, concurrent.futures.ThreadPoolExecutor(at_a_time) as pool:
 
         def play(target: str) -> Outcome:
             command = [*(given.runner or "").split(), there[target]]
             if given.mode == "replay":
                 return replay(command, target)
-            return fuzz(command, target, given.seconds, findings)
+            kept = given.findings / target
+            grown = pathlib.Path(passing) / target if given.afresh else kept / "corpus"
+            return fuzz(command, target, given.seconds, kept, grown)
 
         outcomes = list(pool.map(play, given.target or there))
     for outcome in outcomes:
