@@ -160,15 +160,14 @@ void MessageBase::Add(BaseMessage message) const {
   if (!message.msgid.empty()) Append(Path("SIG"), message.msgid + "\t" + std::to_string(message.number) + "\n");
 }
 
-std::vector<BaseMessage> MessageBase::Read() const {
-  const std::map<std::string, std::string> files = Bytes();
+std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& files) {
   const std::string ptr = ContentOf(files, "PTR");
   const std::string idx = ContentOf(files, "IDX");
   const std::string dat = ContentOf(files, "DAT");
   std::vector<BaseMessage> messages;
   size_t records = 0;
-  EXPECT_EQ(ptr.size() % kPtrSize, 0U) << Path("PTR");
-  EXPECT_EQ(idx.size(), ptr.size() / kPtrSize * kIdxSize) << Path("IDX");
+  EXPECT_EQ(ptr.size() % kPtrSize, 0U) << "PTR";
+  EXPECT_EQ(idx.size(), ptr.size() / kPtrSize * kIdxSize) << "IDX";
   for (size_t at = 0; at + kPtrSize <= ptr.size(); at += kPtrSize) {
     BaseMessage message = HeaderFrom(ptr.substr(at, kPtrSize));
     message.body = TextOf(dat, message);

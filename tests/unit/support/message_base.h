@@ -44,6 +44,11 @@ std::string Long(uint32_t value);
 // A length-prefixed text in a field of `width` bytes, the length byte included.
 std::string PrefixedText(const std::string& text, size_t width);
 
+// All messages of the four files of a conference, by kind, in order. Anything but whole messages fails the test:
+// headers, index records and texts that do not belong together, or a SIG file that is not one line for each message
+// with a MSGID.
+std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& files);
+
 // The files of one conference in `msg_dir`.
 class MessageBase {
  public:
@@ -55,9 +60,8 @@ class MessageBase {
   // Appends a message to the files, in the way the BBS does.
   void Add(BaseMessage message) const;
 
-  // All messages, in order. Anything but whole messages fails the test: headers, index records and texts that do not
-  // belong together, or a SIG file that is not one line for each message with a MSGID.
-  std::vector<BaseMessage> Read() const;
+  // All messages, as ReadMessages gives them.
+  std::vector<BaseMessage> Read() const { return ReadMessages(Bytes()); }
 
   // The bytes of each of the four files that is there, by kind.
   std::map<std::string, std::string> Bytes() const;

@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include "unit/support/test_files.h"
 
@@ -65,6 +66,21 @@ std::map<std::string, std::string> Site::Files() const {
     files[path.substr(root.generic_string().size() + 1)] = ReadFile(path);
   }
   return files;
+}
+
+void Site::Restore(const std::map<std::string, std::string>& wanted,
+                   const std::map<std::string, std::string>& present) const {
+  for (const auto& [path, bytes] : present) {
+    if (wanted.count(path) == 0) RemoveFile(directory_ / path);
+  }
+  for (const auto& [path, bytes] : wanted) {
+    const auto found = present.find(path);
+    if (found == present.end() || found->second != bytes) WriteFile(directory_ / path, bytes);
+  }
+  for (const char* added : {"processed", "badmsgs"}) {
+    std::error_code ignored;  // one that is not empty was there before
+    std::filesystem::remove(In(added), ignored);
+  }
 }
 
 std::string Site::At(const char* directory, const std::string& name) const {

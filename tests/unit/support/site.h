@@ -47,6 +47,10 @@ class Site {
   // Every file of the site but the run log, by its path below the site, with its bytes.
   std::map<std::string, std::string> Files() const;
 
+  // Makes the files those of `wanted`, when they are those of `present` now; directories that a run has added go too.
+  void Restore(const std::map<std::string, std::string>& wanted,
+               const std::map<std::string, std::string>& present) const;
+
   // Names the directories above, 1:229/426 as the system and 1:229/100 as its hub.
   TosserConfig config;
 
