@@ -115,6 +115,20 @@ TEST_F(MsgidSerial, AFileThatCannotBeOpenedIsNotTakenForAMissingOne) {
   EXPECT_EQ(ReadFile(path_), "41\n");
 }
 
+TEST_F(MsgidSerial, AWriteThatFailsHalfWayIsTakenBack) {
+  for (const char* content : {"99", "99\n", "9\n", "4294967295\n", "0099 and more\n"}) {
+    door_.Clear();
+    Fault half;
+    half.call = Call::kWriteAt;
+    half.is_short = true;
+    door_.Fail(half);
+    door_.FailNth(Call::kWriteAt, 2);
+    EXPECT_EQ(NextAfter(content), 0U);
+    EXPECT_TRUE(door_.HasStruck());
+    EXPECT_EQ(ReadFile(path_), content);
+  }
+}
+
 TEST_F(MsgidSerial, ShortReadsAndWritesAreGoneOnWith) {
   for (const Call call : {Call::kReadAt, Call::kWriteAt}) {
     door_.Clear();
