@@ -6,6 +6,7 @@
 
 #include "app/path.h"
 #include "app/run_log.h"
+#include "bbs/base_path.h"
 #include "bbs/file_restore.h"
 #include "bbs/name_crc.h"
 #include "bbs/records.h"
@@ -45,7 +46,7 @@ struct AppendPlan {
 };
 
 void Snapshot(const char* msg_dir, int32_t c, const char* kind, bool existed, int32_t size, AppendTarget* target) {
-  (void)FormatPath(target->path.text, sizeof target->path.text, "%s/CVMSG%02d.%s", msg_dir, c, kind);
+  (void)FormatBasePath(msg_dir, c, kind, &target->path);
   target->existed = existed;
   target->size = size;
 }

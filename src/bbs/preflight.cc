@@ -1,6 +1,7 @@
 #include "bbs/preflight.h"
 
 #include "app/run_log.h"
+#include "bbs/base_path.h"
 #include "bbs/file_restore.h"
 #include "bbs/records.h"
 
@@ -80,9 +81,9 @@ int JudgeHeaders(int32_t c, const MessageBaseFiles& files, const PtrScan& scan) 
 
 MessageBaseFiles InspectMessageBase(const char* msg_dir, int32_t conference) {
   MessageBaseFiles files;
-  files.paths_fit = FormatPath(files.ptr.text, sizeof files.ptr.text, "%s/CVMSG%02d.PTR", msg_dir, conference) == 0 &&
-                    FormatPath(files.dat.text, sizeof files.dat.text, "%s/CVMSG%02d.DAT", msg_dir, conference) == 0 &&
-                    FormatPath(files.idx.text, sizeof files.idx.text, "%s/CVMSG%02d.IDX", msg_dir, conference) == 0;
+  files.paths_fit = FormatBasePath(msg_dir, conference, "PTR", &files.ptr) == 0 &&
+                    FormatBasePath(msg_dir, conference, "DAT", &files.dat) == 0 &&
+                    FormatBasePath(msg_dir, conference, "IDX", &files.idx) == 0;
   if (!files.paths_fit) return files;
   PreflightResult& found = files.found;
   files.inspected = InspectFileSize(files.ptr.text, &found.ptr_exists, &found.ptr_size) == 0 &&

@@ -5,9 +5,9 @@
 
 namespace {
 
-// Large enough that a conference of some hundred messages takes one read, small enough to stay in the processor's
+// Large enough that a conference of a thousand messages takes one read, small enough to stay in the processor's
 // cache.
-constexpr size_t kPieceRecords = 512;
+constexpr size_t kPieceRecords = 1024;
 
 PtrFault Judge(const PtrVitals& vitals, int64_t dat_records) {
   if (vitals.Records == 0) return kPtrNoRecords;

@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 
 #include "app/text_file.h"
+#include "bbs/base_path.h"
+#include "platform/find_bytes.h"
 #include "platform/fixed_text.h"
 #include "platform/os.h"
 #include "platform/scan_number.h"
@@ -58,9 +59,9 @@ const char* PieceStart(const char* from, const char* at) {
 // the end of that piece. So no byte is looked at more than a few times, however long the lines are.
 template <class Accept>
 bool FindPiece(const SigBlock& block, const char* msgid, const Accept& accept) {
-  const std::boyer_moore_horspool_searcher searcher(msgid, msgid + strlen(msgid));
+  const size_t size = strlen(msgid);
   for (const char* at = block.begin; at != block.end;) {
-    const char* const hit = searcher(at, block.end).first;
+    const char* const hit = FindBytes(at, block.end, msgid, size);
     if (hit == block.end) return false;
     const char* const piece = PieceStart(at, hit);
     at = PieceEnd(piece, block.end);
@@ -113,7 +114,7 @@ bool SearchBlock(const SigBlock& block, const char* msgid, const char* reply, Si
 }  // namespace
 
 int FormatSigPath(const char* msg_dir, int32_t conference, Path* path) {
-  return FormatPath(path->text, sizeof path->text, "%s/CVMSG%02d.SIG", msg_dir, conference);
+  return FormatBasePath(msg_dir, conference, "SIG", path);
 }
 
 SigScan ScanSigFile(const char* path, const char* msgid, const char* reply) {

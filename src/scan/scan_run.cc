@@ -4,6 +4,7 @@
 #include "app/run_lock.h"
 #include "app/run_log.h"
 #include "app/version.h"
+#include "bbs/base_path.h"
 #include "bbs/readiness.h"
 #include "bbs/records.h"
 #include "platform/os.h"
@@ -62,8 +63,8 @@ int ScanConference(const ConferenceEntry& conference, ScanRun* run) {
   ScanFiles files;
   OsFile file;
   const char* const msg_dir = run->config->MsgDir;
-  if (FormatPath(files.ptr.text, sizeof files.ptr.text, "%s/CVMSG%02d.PTR", msg_dir, conference.Number) != 0 ||
-      FormatPath(files.dat.text, sizeof files.dat.text, "%s/CVMSG%02d.DAT", msg_dir, conference.Number) != 0 ||
+  if (FormatBasePath(msg_dir, conference.Number, "PTR", &files.ptr) != 0 ||
+      FormatBasePath(msg_dir, conference.Number, "DAT", &files.dat) != 0 ||
       OsOpen(files.ptr.text, kOsRead, &file) != kOsOk) {
     return 0;
   }

@@ -21,12 +21,19 @@ struct Line {
 
 bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
+// The first CR or LF, or `end`. Lines of packets end in CR as a rule: the LF is looked for no further than the CR.
+const char* FindLineEnd(const char* start, const char* end) {
+  const void* const cr = memchr(start, '\r', static_cast<size_t>(end - start));
+  const char* const stop = cr != nullptr ? static_cast<const char*>(cr) : end;
+  const void* const lf = memchr(start, '\n', static_cast<size_t>(stop - start));
+  return lf != nullptr ? static_cast<const char*>(lf) : stop;
+}
+
 // Takes the next line off the text. CR, LF and either pair of them end one line; an end at the very end of the text
 // opens no further line.
 Line TakeLine(const char** at, const char* end) {
   const char* const start = *at;
-  const char* stop = start;
-  while (stop != end && !IsLineEnd(*stop)) ++stop;
+  const char* const stop = FindLineEnd(start, end);
   const char* next = stop;
   if (next != end) ++next;
   if (next != end && IsLineEnd(*next) && *next != *stop) ++next;
