@@ -1,44 +1,10 @@
 #include "bbs/sig_file.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <random>
 
 #include "unit/support/site_fixture.h"
 
 namespace {
-
-// The pieces of a text as C's fgets reads them into 256 bytes, without line ends.
-Strings PiecesOf(const std::string& content) {
-  Strings pieces;
-  for (size_t at = 0; at < content.size();) {
-    const size_t line_end = content.find('\n', at);
-    const size_t size = std::min<size_t>(255, (line_end == std::string::npos ? content.size() : line_end + 1) - at);
-    std::string piece = content.substr(at, size).c_str();  // a text ends at its first NUL
-    while (!piece.empty() && (piece.back() == '\r' || piece.back() == '\n')) piece.pop_back();
-    pieces.push_back(piece);
-    at += size;
-  }
-  return pieces;
-}
-
-bool ContainsLineByLine(const std::string& content, const std::string& msgid) {
-  for (const std::string& piece : PiecesOf(content)) {
-    if (piece.substr(0, piece.find('\t')) == msgid) return true;
-  }
-  return false;
-}
-
-std::string NumberLineByLine(const std::string& content, const std::string& msgid) {
-  for (const std::string& piece : PiecesOf(content)) {
-    const size_t tab = piece.find('\t');
-    if (tab != std::string::npos && piece.substr(0, tab) == msgid) {
-      return std::to_string(atol(piece.c_str() + tab + 1));
-    }
-  }
-  return "none";
-}
 
 class Sig : public SiteFixture {
  protected:
@@ -173,34 +139,6 @@ TEST_F(SigReading, ALongLineAcrossASeamKeepsItsPieces) {
     EXPECT_TRUE(Contains("1:2/3 a")) << before;
     Lay(std::string(before, '\n') + std::string(509, 'x') + "1:2/3 a\t17\n");
     EXPECT_FALSE(Contains("1:2/3 a")) << before;
-  }
-}
-
-TEST_F(SigReading, AnyFileIsReadAsLineByLine) {
-  std::mt19937 random(20260115);
-  const Strings pieces = {"a",
-                          "ab",
-                          "aab",
-                          "b",
-                          "\t",
-                          "\t7",
-                          "\t-3",
-                          "\n",
-                          "\n",
-                          "\r\n",
-                          std::string(1, '\0'),
-                          " ",
-                          std::string(254, 'x'),
-                          std::string(127, 'a'),
-                          "x"};
-  for (int round = 0; round < 400; ++round) {
-    std::string content(round % 4 == 0 ? 131000 + random() % 200 : 0, round % 8 == 0 ? '\n' : 'y');
-    for (size_t count = random() % 60; count > 0; --count) content += pieces[random() % pieces.size()];
-    Lay(content);
-    for (const std::string& msgid : {std::string("a"), std::string("ab"), std::string("aab"), std::string(127, 'a')}) {
-      ASSERT_EQ(Contains(msgid), ContainsLineByLine(content, msgid)) << "round " << round << " " << msgid;
-      ASSERT_EQ(Number(msgid), NumberLineByLine(content, msgid)) << "round " << round << " " << msgid;
-    }
   }
 }
 
