@@ -108,7 +108,7 @@ def main() -> int:
     parser.add_argument("--afresh", action="store_true")
     parser.add_argument("--runner")
     parser.add_argument("--xml", type=pathlib.Path)
-    given = parser.parse_args()
+    given = parser.parse_intermixed_args()
 
     there = programs_in(given.programs)
     unknown = [target for target in given.target if target not in there]
