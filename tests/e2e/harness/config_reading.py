@@ -4,6 +4,7 @@ import re
 from dataclasses import dataclass, field
 
 from formats.text import shown
+from harness.ftn_address import read_address
 
 BLANKS = b" \t"
 BLANKS_AND_LINE_ENDS = b" \t\r\n"
@@ -22,8 +23,6 @@ TEXTS = {
 DIRECTORIES = (b"INBOUND", b"CONFDIR", b"WORKDIR", b"MSGDIR", b"OUTDIR", b"PROCESSEDDIR")
 ADDRESSES = (b"ADDRESS", b"HUB")
 SWITCH = {b"YES": True, b"Y": True, b"1": True, b"NO": False, b"N": False, b"0": False}
-NUMBER = rb"[ \t\n\v\f\r]*([+-]?[0-9]+)"
-ADDRESS = re.compile(rb"%b:%b/%b(?:\.%b)?" % (NUMBER, NUMBER, NUMBER, NUMBER))
 MISSING = {
     "-toss": {b"INBOUND": " (needed for -toss)", b"CONFDIR": "", b"MSGDIR": ""},
     "-scan": {
@@ -96,9 +95,9 @@ def _directive(result: ConfigReading, keyword: bytes, value: bytes) -> None:
         else:
             result.texts[keyword] = shown(value)
     elif keyword in ADDRESSES:
-        match = ADDRESS.match(value)
-        if match:
-            result.addresses[keyword] = tuple(_number(number or b"0") for number in match.groups())
+        address = read_address(value)
+        if address:
+            result.addresses[keyword] = address
         else:
             result.error(f"Invalid {shown(keyword)} value: {shown(value)}")
     elif keyword == b"KEEPPROCESSED":
@@ -108,8 +107,3 @@ def _directive(result: ConfigReading, keyword: bytes, value: bytes) -> None:
             result.error(f"Invalid KEEPPROCESSED value '{shown(value)}' (use yes or no)")
     else:
         result.messages.append(f"Warning: unrecognized config directive '{shown(keyword)}' -- ignored")
-
-
-def _number(digits: bytes) -> int:
-    """A number beyond 32 bits stops at the last one."""
-    return max(-(2**31), min(2**31 - 1, int(digits)))
