@@ -1,8 +1,6 @@
 """A scan that is killed before each of its calls that write: what it leaves, and what the next scan sends."""
 
-import os
 import re
-import time
 from collections import Counter
 
 import pytest
@@ -11,7 +9,6 @@ from formats.conference_table import echo
 from formats.conference_table import netmail as netmail_conference
 from formats.message_base import MessageBase
 from harness.compare import GONE
-from harness.scan import banner
 from harness.site import LOCK, Site
 from tools.count import LONG, Count
 from tools.kills import Point, kill_at, needs_strace, writing_points
@@ -30,10 +27,10 @@ from tools.scan_scene import (
     untouched,
 )
 from tools.sites import Sites
+from tools.toss_rerun import free_the_lock
 
 pytestmark = needs_strace
 
-LATER = 1802
 OLD_NAME = "5fffffff.we0.tmp"
 
 
@@ -74,20 +71,15 @@ def assert_check_sees_the_lock_only(site: Site, locked: bool) -> None:
     assert site.snapshot() == before
 
 
-def free_the_lock(site: Site, by_age: bool) -> None:
-    """While the lock is fresh the next scan ends at once; then half an hour passes, or the operator removes it."""
+def assert_held_up(site: Site) -> None:
+    """While the lock is fresh the next scan ends at once."""
     before = site.snapshot()
     run = site.run("-scan")
-    assert run.lines[len(banner()) :][-1] == (
+    assert run.lines[-1] == (
         "Aborting: another cvtoss32 -toss/-scan instance appears to be running (MSG/CVTOSS.BSY)"
     )
     assert run.status == 1
     assert site.snapshot() == before
-    if by_age:
-        then = time.time() - LATER
-        os.utime(site.path(LOCK), (then, then))
-    else:
-        site.path(LOCK).unlink()
 
 
 def let_time_pass(site: Site) -> None:
@@ -141,6 +133,7 @@ def kill_everywhere(sites: Sites, scene: ScanScene, points: list[Point], count: 
         locked, by_age = LOCK in after, number % 2 == 0
         assert_check_sees_the_lock_only(site, locked)
         if locked:
+            assert_held_up(site)
             free_the_lock(site, by_age)
         let_time_pass(site)
         assert_next_scan_sends_the_rest(site, scene, locked and by_age)

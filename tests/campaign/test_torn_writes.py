@@ -34,7 +34,7 @@ def first_write(sites: Sites, scene: TossScene, path: str) -> Point:
 
 
 def torn(sites: Sites, scene: TossScene, point: Point, added: int) -> tuple[Site, State]:
-    """A site in which that write was stopped after so many bytes, and the state that the whole write would have made."""
+    """A site in which that write was stopped after so many bytes, and the state that all of it would have made."""
     site = sites.fresh()
     scene.lay(site)
     before = observed(site)

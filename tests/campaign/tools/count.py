@@ -4,11 +4,8 @@
 """
 
 import os
-from typing import Sequence, TypeVar
 
 LONG = os.environ.get("CVTOSS_CAMPAIGN") == "long"
-
-Item = TypeVar("Item")
 
 
 class Count:
@@ -21,8 +18,3 @@ class Count:
 
 def rounds(short: int, long: int) -> int:
     return long if LONG else short
-
-
-def sample(items: Sequence[Item], step: int) -> Sequence[Item]:
-    """All of them in the long form, else every `step`th and the last."""
-    return items if LONG else [*items[:-1:step], items[-1]]
