@@ -130,7 +130,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   CheckHeaders(ptr, parent, dat_records);
   // As many headers as take more than one read.
   if (repeated < 250 || ptr.size() < 256) return 0;
-  std::string many(size_t{256} * 510, '\0');
+  std::string many(size_t{256} * 1020, '\0');
   for (size_t at = 0; at < many.size(); at += 256) many[at + 158] = 1;
   many += ptr;
   system.files[kPtrPath] = many;
