@@ -16,14 +16,12 @@ bool EndsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-bool PlayCheck(const Fault& fault, bool locked) {
-  Site site;
+// The site is as it was afterwards, or the test fails.
+bool PlayCheck(const Site& site, const Fault& fault) {
   FakeClock clock;
   const FakeProcess process(site.ProgramFile());
   const CapturedLog log;
   ScopedDoor door;
-  site.Base(1).Add({});
-  if (locked) WriteFile(site.LockFile(), "owner\n");
   const SiteFiles before = site.Files();
   door.Fail(fault);
   const int status = RunCheckMode(site.config);
@@ -49,7 +47,10 @@ bool PlayCheck(const Fault& fault, bool locked) {
 }
 
 void TryCheck(bool locked, const FaultLoop& loop) {
-  (void)TryFaults([locked](const Fault& fault) { return PlayCheck(fault, locked); }, loop);
+  const Site site;
+  site.Base(1).Add({});
+  if (locked) WriteFile(site.LockFile(), "owner\n");
+  (void)TryFaults([&site](const Fault& fault) { return PlayCheck(site, fault); }, loop);
 }
 
 }  // namespace

@@ -17,6 +17,17 @@ bool IsOfCriticalConference(const std::string& path, const std::vector<std::stri
 
 }  // namespace
 
+std::vector<std::string> LinesOf(const CapturedLog& log, const Site& site) {
+  std::vector<std::string> lines = log.Lines();
+  const std::string& root = site.Root();
+  for (std::string& line : lines) {
+    for (size_t at = line.find(root); at != std::string::npos; at = line.find(root)) {
+      line.replace(at, root.size(), "<site>");
+    }
+  }
+  return lines;
+}
+
 bool HasLine(const std::vector<std::string>& lines, const std::string& start) {
   return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return BeginsWith(line, start); });
 }

@@ -12,6 +12,9 @@
 
 using SiteFiles = std::map<std::string, std::string>;
 
+// The lines of the log, with <site> for the site's path.
+std::vector<std::string> LinesOf(const CapturedLog& log, const Site& site);
+
 // Whether some line begins with `start`.
 bool HasLine(const std::vector<std::string>& lines, const std::string& start);
 

@@ -94,12 +94,7 @@ class Play {
     log_.Clear();
     Outcome outcome;
     outcome.status = RunToss(site_.config);
-    for (std::string line : log_.Lines()) {
-      for (size_t at = line.find(site_.Root()); at != std::string::npos; at = line.find(site_.Root())) {
-        line.replace(at, site_.Root().size(), "<site>");
-      }
-      outcome.lines.push_back(line);
-    }
+    outcome.lines = LinesOf(log_, site_);
     outcome.files = present_ = site_.Files();
     ExpectCleanEnd(site_, door_, process_, outcome.lines, outcome.status);
     return outcome;
