@@ -9,6 +9,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "e2e"))
 pytest.register_assert_rewrite("harness", "formats", "tools")
 
 from tools.count import Count  # noqa: E402
+from tools.sites import Sites  # noqa: E402
 
 
 @pytest.fixture
@@ -22,8 +23,6 @@ def count(request):
 @pytest.fixture
 def sites(tmp_path):
     """Makes one fresh site after the other; each goes when the next one is made."""
-    from tools.sites import Sites
-
     made = Sites(tmp_path)
     yield made
     made.clear()

@@ -130,7 +130,7 @@ def kill_everywhere(sites: Sites, scene: ScanScene, points: list[Point], count: 
         assert untouched(after) == untouched(before)
         assert_nothing_damaged(before, after)
 
-        locked, by_age = LOCK in after, number % 2 == 0
+        locked, by_age = LOCK in after, (number + len(scene.name)) % 2 == 0
         assert_check_sees_the_lock_only(site, locked)
         if locked:
             assert_held_up(site)
