@@ -12,7 +12,7 @@ from harness.start_up import no_lock
 
 CHECK_BANNER = "=== cvtoss32 v1.05 Beta 5 -check starting (read-only diagnostics) ==="
 SAMPLE = (
-    b"; Us\r\nINBOUND n/in\nCONFDIR ncf\nMSGDIR nms\nOUTDIR nou\nWORKDIR nwk\n"
+    b"; Us\r\nINBOUND n/ni\nCONFDIR ncf\nMSGDIR nms\nOUTDIR nou\nWORKDIR nwk\n"
     b"ADDRESS 2:25/1.7\nHUB 2:2/9\nSYSTEM Us\nKEEPPROCESSED no\nPKTPW pw\n"
 )
 """Directories that are not there, so that a run names them and comes to its end without a touch of the site."""
@@ -82,7 +82,7 @@ def test_the_sample_says_what_was_meant():
     assert (config.messages, config.refused, config.keeps) == ([], False, False)
     assert config.addresses == {b"ADDRESS": (2, 25, 1, 7), b"HUB": (2, 2, 9, 0)}
     names = (b"INBOUND", b"CONFDIR", b"MSGDIR", b"OUTDIR", b"WORKDIR", b"SYSTEM", b"PKTPW")
-    assert config.texts == dict(zip(names, ("n\\in", "ncf", "nms", "nou", "nwk", "Us", "pw")))
+    assert config.texts == dict(zip(names, ("n\\ni", "ncf", "nms", "nou", "nwk", "Us", "pw")))
 
 
 def test_a_check_reads_a_damaged_configuration_as_it_then_stands(site):
