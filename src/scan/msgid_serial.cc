@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr size_t kSerialTextSize = 64;  // far more than a number and a line end
+constexpr size_t kSerialTextSize = 1024;  // far more than a number and a line end, whoever has edited the file
 
 // The file as it was found.
 struct SerialFile {
@@ -25,16 +25,19 @@ int ReadSerial(SerialFile* serial) {
   const OsReadResult got = OsReadAt(serial->file, 0, serial->text, sizeof serial->text - 1);
   serial->text_size = got.bytes;
   if (got.failed) return -1;
+  const bool whole = serial->size == static_cast<int64_t>(serial->text_size);
+  const char* const end = serial->text + serial->text_size;
   const char* at = serial->text;
-  if (ScanUint32(&at, &serial->last)) return 0;
+  // A number that reaches to the end of what was read of a longer file may have more digits.
+  if (ScanUint32(&at, &serial->last)) return whole || at != end ? 0 : -1;
   // An empty file is a fresh one. Anything else that is no number is damage, and starting over could repeat a serial.
   at = serial->text;
   SkipWhiteSpace(&at);
-  return at == serial->text + serial->text_size && serial->size == static_cast<int64_t>(serial->text_size) ? 0 : -1;
+  return whole && at == end ? 0 : -1;
 }
 
 int WriteSerial(SerialFile* serial, uint32_t next) {
-  char text[kSerialTextSize];
+  char text[16];
   const int length = snprintf(text, sizeof text, "%u%s", next, kOsLineEnd);
   const auto size = static_cast<size_t>(length);
   if (OsWriteAt(serial->file, 0, text, size) != kOsOk) {

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr char kPath[] = "msg/CVOUTBOUND.SEQ";
-constexpr size_t kLongest = 63;  // far more than a number and a line end
+constexpr size_t kLongest = 1023;  // far more than a number and a line end
 constexpr char kWhiteSpace[] = " \t\n\v\f\r";
 
 // The number that the file begins with, as "%u" reads it. Returns false when there is none.

@@ -54,6 +54,20 @@ TEST_F(MsgidSerial, AnEmptyFileCountsAsZero) {
   }
 }
 
+// However a file was edited: a number that is cut short would hand out serials that were used long ago.
+TEST_F(MsgidSerial, ANumberIsReadWholeOrNotAtAll) {
+  for (const size_t blanks : {56U, 57U, 58U, 62U, 63U, 64U, 65U, 500U, 1015U}) {
+    EXPECT_EQ(NextAfter(std::string(blanks, ' ') + "1234567\n"), 1234568U) << blanks;
+    EXPECT_EQ(ReadFile(path_), Line(1234568));
+    EXPECT_EQ(NextAfter(std::string(blanks, '\n')), 1U) << blanks;
+  }
+  for (size_t blanks = 1017; blanks < 1030; ++blanks) {
+    const std::string content = std::string(blanks, ' ') + "1234567\n";
+    EXPECT_EQ(NextAfter(content), 0U) << blanks;
+    EXPECT_EQ(ReadFile(path_), content);
+  }
+}
+
 TEST_F(MsgidSerial, TheNumberIsReadAsFormattedInputDoes) {
   EXPECT_EQ(NextAfter("41"), 42U);
   EXPECT_EQ(NextAfter("41\n"), 42U);
