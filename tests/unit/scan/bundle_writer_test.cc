@@ -2,7 +2,7 @@
 
 #include <limits>
 
-#include "fault/fault_loop.h"
+#include "unit/scan/whole_or_nothing.h"
 #include "unit/support/site_fixture.h"
 
 namespace {
@@ -120,20 +120,5 @@ TEST_F(Bundles, WithoutLocalTimeThereIsNone) {
 
 TEST_F(Bundles, AreThereWholeOrNotAtAllWhateverFails) {
   ASSERT_EQ(Write(), 0);
-  const std::string whole = ReadFile(path_);
-  const auto attempt = [&](const Fault& fault) {
-    RemoveFile(path_);
-    door_.Clear();
-    door_.Fail(fault);
-    const bool written = Write() == 0;
-    EXPECT_EQ(door_.OpenHandles(), 0);
-    if (fault.call != Call::kRemove && fault.call != Call::kAny) {
-      EXPECT_EQ(PathExists(path_), written);
-    }
-    if (written) {
-      EXPECT_EQ(ReadFile(path_), whole);
-    }
-    return door_.HasStruck();
-  };
-  EXPECT_GT(TryFaults(attempt), 10);
+  ExpectWholeOrNothing(path_, ReadFile(path_), &door_, [this] { return Write(); });
 }

@@ -1,7 +1,7 @@
 #include "scan/packet_file.h"
 
-#include "fault/fault_loop.h"
 #include "platform/fixed_text.h"
+#include "unit/scan/whole_or_nothing.h"
 #include "unit/support/site_fixture.h"
 
 namespace {
@@ -79,21 +79,5 @@ TEST_F(PacketFile, ADirectoryInItsPlaceStays) {
 }
 
 TEST_F(PacketFile, IsThereWholeOrNotAtAllWhateverFails) {
-  const std::string whole = Written();
-  RemoveFile(path_);
-  const auto attempt = [&](const Fault& fault) {
-    RemoveFile(path_);
-    door_.Clear();
-    door_.Fail(fault);
-    const bool written = Write() == 0;
-    EXPECT_EQ(door_.OpenHandles(), 0);
-    if (fault.call != Call::kRemove && fault.call != Call::kAny) {
-      EXPECT_EQ(PathExists(path_), written);
-    }
-    if (written) {
-      EXPECT_EQ(ReadFile(path_), whole);
-    }
-    return door_.HasStruck();
-  };
-  EXPECT_GT(TryFaults(attempt), 10);
+  ExpectWholeOrNothing(path_, Written(), &door_, [this] { return Write(); });
 }
