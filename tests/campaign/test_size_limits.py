@@ -12,7 +12,7 @@ pytestmark = posix_only("limits of a process")
 
 @pytest.mark.parametrize("scene", [FaultyToss(), FaultyScan()], ids=["toss", "scan"])
 def test_a_size_limit_fails_what_it_cuts_and_nothing_else(sites, count, scene: Scene):
-    step = rounds(389, 31)
+    step = rounds(389, 17)
     limit, status = 0, 1
     while status != 0:
         site = sites.fresh()
