@@ -35,6 +35,9 @@ NOT_MARKED = (
     " to retry"
 )
 NOT_APPENDED = "ERROR: bundle exists, but could not append SIG for conf %d msg #%d; leaving it unsent for safe retry"
+NO_AREA = (
+    "  msg 1: AREA:NONE has no matching conference and no catch-all configured -- SKIPPED (logged to BADAREAS.LST)"
+)
 
 
 @pytest.fixture
@@ -186,9 +189,7 @@ def test_a_held_list_of_bad_areas_is_passed_over_silently(tossing):
     earlier = tossing.write("MSG/BADAREAS.LST", "earlier").read_bytes()
     with held(tossing.path("MSG/BADAREAS.LST")):
         run = tossing.toss()
-    line = "  msg 1: AREA:NONE has no matching conference and no catch-all configured -- SKIPPED"
-    line += " (logged to BADAREAS.LST)"
-    assert_run(run, 0, [*head(1), "Found: a.pkt", PACKET.log_line(), line, parsed(1), moved("a.pkt"), *tail(1)])
+    assert (run.lines[6:8], run.lines[-1:], run.status) == ([PACKET.log_line(), NO_AREA], tail(1), 0)
     assert (tossing.read("MSG/BADAREAS.LST") == earlier) == WINDOWS
 
 

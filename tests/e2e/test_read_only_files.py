@@ -153,3 +153,16 @@ def test_a_serial_file_that_cannot_be_written_ends_the_scan_before_anything_is_s
         scan.fail(NO_SERIAL, **options)
     export(scan)
     scan.run()
+
+
+def test_a_read_only_packet_left_by_an_earlier_scan_fails_this_one_and_nothing_is_sent(scan):
+    left = scan.site.write("MSG/CVOUTBOUND.PKT", "left")
+    before = scan.site.snapshot("OUT") | message_files(*scan.bases)
+    with read_only(left) as options:
+        run = scan.site.run("-scan", **options)
+    assert (run.lines[-1], run.status) == ("ERROR: could not write temp packet file MSG/CVOUTBOUND.PKT", 1)
+    assert scan.site.snapshot("OUT") | {path: scan.site.read(path) for path in message_files(*scan.bases)} == before
+    left.unlink(missing_ok=True)
+    scan.serial = 9
+    export(scan)
+    scan.run()
