@@ -26,7 +26,8 @@ def can_trace() -> bool:
     """Some containers forbid it."""
     if RUNNER or shutil.which("strace") is None:
         return False
-    return subprocess.run(["strace", "-qq", "-o", "/dev/null", "true"], capture_output=True, check=False).returncode == 0
+    tried = subprocess.run(["strace", "-qq", "-o", "/dev/null", "true"], capture_output=True, check=False)
+    return tried.returncode == 0
 
 
 needs_strace = pytest.mark.skipif(not can_trace(), reason="Linux only: strace stops the program at a system call")
