@@ -17,7 +17,13 @@ DIRECTORIES = "Config dir: CONF   Work dir: CONF\\WORK   Message dir: MSG"
 CHECK_IDLE = "Node status: 1 record(s), all idle"
 PASSED = "=== cvtoss32 -check PASSED: configuration and FTN message bases look safe ==="
 FAILED = "=== cvtoss32 -check FAILED: 1 issue(s) require attention ==="
-SAMPLE = [echo("Fido", "Talk of all"), netmail("Post", public=1), Conference("Local", "local"), echo("*", "Rest")]
+SAMPLE = [
+    echo("Fido", "Talk of all"),
+    netmail("Post", public=1),
+    Conference("Local", "local"),
+    echo("*", "Rest"),
+    echo("fifteen-letters", "name of forty" * 3 + "!"),
+]
 READ = [2, *range(3, 44), 45, 51, 52, 110, *range(112, 128)]
 """The bytes of a record that are read; a toss does nothing with the line width, but reads it."""
 

@@ -12,7 +12,7 @@ from harness.start_up import no_lock
 
 CHECK_BANNER = "=== cvtoss32 v1.05 Beta 5 -check starting (read-only diagnostics) ==="
 SAMPLE = (
-    b"; Us\r\nINBOUND n/ni\nCONFDIR ncf\nMSGDIR nms\nOUTDIR nou\nWORKDIR nwk\n"
+    b"; Us\r\nINBOUND n/ni\nCONFDIR ncf\nMSGDIR nms\r\nOUTDIR nou\nWORKDIR nwk\n"
     b"ADDRESS 2:25/1.7\nHUB 2:2/9\nSYSTEM Us\nKEEPPROCESSED no\nPKTPW pw\n"
 )
 """Directories that are not there, so that a run names them and comes to its end without a touch of the site."""

@@ -6,7 +6,7 @@ Each damaged file belongs to a conference of its own; two hundred of them make o
 import pytest
 
 from formats.conference_table import Conference, echo
-from formats.message_base import PTR_SIZE, MessageBase, body_lines, message_files
+from formats.message_base import DAT_SIZE, PTR_SIZE, MessageBase, body_lines, message_files
 from formats.packet import Packet, echomail
 from harness.base_reading import export, found_records, preflight, toss
 from harness.compare import GONE, assert_changes, assert_run, head, moved, parsed, tail
@@ -26,13 +26,15 @@ TEXTS = [*range(18, 23), *range(49, 60), *range(111, 117)]
 
 
 def sample(conference: int) -> MessageBase:
-    """An old message, and an unsent reply to it, addressed so that it could be netmail."""
+    """An old message, an unsent reply to it, addressed so that it could be netmail, and a deleted one without text."""
     base = MessageBase(conference)
     base.add(body_lines("one"), sender="Bo", to="Cy", subject="Tea")
-    fields = {"sent": 0, "is_reply": 1, "is_root": 0, "thread": 1}
+    fields = {"sent": 0, "is_reply": 1, "is_root": 0, "thread": 1, "number": 3}
     base.add(body_lines("two " * 40), sender="Bo", to="Cy@1:2/3", subject="Tea", **fields)
     base.add_sig("1:2/3 a", 1)
-    base.add_sig("1:2/3 b", 2)
+    base.add(number=4, deleted=1, records=0)
+    base.dat = base.dat[:-DAT_SIZE]
+    base.add_sig("1:2/3 b", 3)
     return base
 
 
@@ -124,11 +126,11 @@ def test_a_file_cut_at_each_length_is_refused_unless_its_records_are_whole(site)
     for damaged in some_under_wine(list(batches(cuts(WHOLE), CONFERENCES)), 2):
         sound = {base.conference for base in assert_checked(site, damaged)}
         lengths = {number: len(data) for number, (_, data) in enumerate(damaged, 1)}
-        # Without a second record the index is longer than the file.
+        # Without its last record the index is longer than the file.
         assert {length for number, length in lengths.items() if number in sound} == set(lengths.values()) & {len(WHOLE)}
 
 
-@pytest.mark.parametrize("record", [0, 1], ids=["sent", "unsent"])
+@pytest.mark.parametrize("record", [0, 1, 2], ids=["sent", "unsent", "deleted"])
 def test_a_check_judges_a_record_with_any_bit_flipped_as_it_then_stands(site, record):
     damaged = flips(WHOLE, record * PTR_SIZE, (record + 1) * PTR_SIZE)
     for batch in some_under_wine(list(batches(damaged, CONFERENCES)), 6):

@@ -22,6 +22,7 @@ SAMPLES = {
     "of a toss": b"1:2/3 a\t1\n1:2/3 b\t2\n1:2/3 c\t3\n",
     "of toss and scan": b"1:2/3 b\t2\r\n1:2/3 a\t1\n1:2/3 c\t-3\r\n",
     "with blanks, zeros and text": b"1:2/3 b\t +2x\n1:2/3 a\t\t001\n1:2/3 c\n",
+    "without tabs": b"1:2/3 a\r\r\n1:2/3 b\r\n1:2/3 c\r\n",
 }
 
 
@@ -67,11 +68,14 @@ def assert_used(site: Site, damaged: list[Damage]) -> None:
 
 
 def test_the_reading_of_the_samples():
-    for sig in SAMPLES.values():
+    *samples, without_tabs = SAMPLES.values()
+    for sig in samples:
         assert [has_msgid(sig, msgid) for msgid in (A, B, C, b"1:2/3", b"")] == [True, True, True, False, False]
         assert [number_of(sig, msgid) for msgid in (A, B)] == [1, 2]
         assert [msgid_of(sig, number) for number in (1, 2, 9)] == [A, B, None]
-    assert [number_of(sig, C) for sig in SAMPLES.values()] == [3, -3, None]
+    assert [number_of(sig, C) for sig in samples] == [3, -3, None]
+    assert [has_msgid(without_tabs, msgid) for msgid in (A, B, C)] == [True] * 3
+    assert [number_of(without_tabs, msgid) for msgid in (A, B, C)] == [None] * 3
 
 
 @pytest.mark.parametrize("name", SAMPLES)
