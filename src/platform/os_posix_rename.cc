@@ -38,11 +38,20 @@ OsResult PosixRenameWithoutReplacing(const char* from, const char* to) {
 OsResult PosixMoveByLink(const char* from, const char* to) {
   if (link(from, to) != 0) {
     const bool cannot_link = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK;
-    return cannot_link ? PosixMoveByCopy(from, to) : ResultOf(errno);
+    return cannot_link ? PosixMoveByLooking(from, to) : ResultOf(errno);
   }
   if (unlink(from) == 0) return kOsOk;
   (void)unlink(to);
   return kOsFailed;
+}
+
+// A file must never be seen half under its new name, so it is not copied; between the look and the rename only the
+// caller's own exclusion keeps others away.
+OsResult PosixMoveByLooking(const char* from, const char* to) {
+  struct stat standing = {};
+  if (lstat(to, &standing) == 0) return kOsExists;
+  if (errno != ENOENT) return kOsFailed;
+  return rename(from, to) == 0 ? kOsOk : kOsFailed;
 }
 
 // The copy is on the disk before the source goes: there is no other guard.

@@ -3,12 +3,12 @@
 
 #include "platform/os.h"
 
-// Moves `from` to `to`. Where the file system cannot rename without replacing, a second link takes its place; onto
-// another file system the file is copied. Returns kOsOk, kOsExists or kOsFailed (`from` is still there and `to` is as
-// it was).
+// Moves `from` to `to`. Where the file system cannot rename without replacing, a second link takes its place, and where
+// it has no links a look before the rename; onto another file system the file is copied. Returns kOsOk, kOsExists or
+// kOsFailed (`from` is still there and `to` is as it was).
 OsResult PosixRenameWithoutReplacing(const char* from, const char* to);
 
-// The two ways out on their own, with the same result: by a second link to the file, which becomes a copy where the
-// file system has no links, and by a copy.
+// The other ways on their own, with the same result.
 OsResult PosixMoveByLink(const char* from, const char* to);
+OsResult PosixMoveByLooking(const char* from, const char* to);
 OsResult PosixMoveByCopy(const char* from, const char* to);

@@ -59,6 +59,8 @@ SCENES = [
     ScanScene("several conferences", THREE, several_conferences),
     ScanScene("the last serial of all", [echo("FIDO")], one_conference, serial=LARGEST_SERIAL),
     ScanScene("publishing by a link", [echo("FIDO")], one_conference, serial=9, options=NO_RENAME, linked=True),
+    ScanScene("publishing by a plain rename", [echo("FIDO")], one_conference, serial=9,
+              options=(*NO_RENAME, "-e", "inject=link:error=EPERM")),
 ]
 
 
@@ -148,5 +150,7 @@ def test_a_scan_killed_anywhere_loses_nothing(sites, count, scene):
     states = scan_states(scene, scene.lay(site))
     points = writing_points(site, "-scan", *scene.options, log=LONG)
     assert look(site, len(scene.conferences)) == states[-1].seen
-    made = [point for point in points if point.call != "renameat2" or not scene.linked]
+    # What is refused in this scene moves nothing.
+    refused = {name for name in ("renameat2", "link") if f"inject={name}:" in " ".join(scene.options)}
+    made = [point for point in points if point.call not in refused]
     kill_everywhere(sites, scene, made, count)

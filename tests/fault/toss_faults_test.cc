@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "toss/toss_run.h"
+#include "unit/support/captured_log.h"
+#include "unit/support/fake_clock.h"
+#include "unit/support/fake_process.h"
 #include "unit/support/test_files.h"
 
 namespace {
@@ -25,7 +29,7 @@ SceneMessage Netmail(const std::string& subject, const std::string& msgid) {
 }
 
 // Conferences 1 and 2 hold a message that the scene does not know.
-void LayEarlier(Site* site) {
+void LayEarlier(const Site* site) {
   BaseMessage earlier;
   earlier.msgid = "2:5/6 old";
   site->Base(1).Add(earlier);
@@ -158,5 +162,38 @@ TEST(TossFaults, RollingBackAnExistingConference) {
     scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kFlush, 1, kind); };
     scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "")};
     TryTossFaults(scene, AtLeast(100));
+  }
+}
+
+// What a close may fail to write is lost without a trace, so that it counts as a failed write: the message is taken
+// back and its source stays.
+TEST(TossFaults, AFailedCloseOfAnyFileTakesTheMessageBack) {
+  for (const char* kind : {"CVMSG01.DAT", "CVMSG01.IDX", "CVMSG01.PTR", "CVMSG01.SIG"}) {
+    for (const bool stood_before : {false, true}) {
+      SCOPED_TRACE(std::string(kind) + (stood_before ? ", in an existing conference" : ""));
+      int closes = 0;
+      for (const bool fails : {false, true}) {
+        const Site site;
+        if (stood_before) LayEarlier(&site);
+        PacketMessage message;
+        message.text = EchoText("GENERAL", "1:2/3 a", "Hello\r");
+        WriteFile(site.In("a.pkt"), PacketBytes({message}));
+        const auto before = site.Files();
+        FakeClock clock;
+        const FakeProcess process(site.ProgramFile());
+        const CapturedLog log;
+        ScopedDoor door;
+        if (fails) door.FailNth(Call::kClose, closes, kind);  // the last of them is that of the append
+        EXPECT_EQ(RunToss(site.config), fails ? 1 : 0);
+        EXPECT_EQ(log.CountOf("  conf 1 append failed; DAT/IDX/PTR/SIG restored to their original sizes"), fails);
+        EXPECT_EQ(log.CountOf("  msg 1: message-base append failed; source packet will be retained"), fails);
+        EXPECT_EQ(PathExists(site.In("a.pkt")), fails);
+        if (fails) {
+          EXPECT_EQ(site.Files(), before);
+        }
+        closes = door.Count(Call::kClose, kind);
+        EXPECT_GE(closes, 1);
+      }
+    }
   }
 }
