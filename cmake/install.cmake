@@ -2,6 +2,7 @@ include(GNUInstallDirs)
 
 install(TARGETS cvtoss32 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES docs/cvtoss32.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES README.md LICENSE CHANGELOG.md docs/operators-guide.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES README.md LICENSE CHANGELOG.md docs/operators-guide.md docs/reliability.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY examples packaging DESTINATION ${CMAKE_INSTALL_DOCDIR}
   USE_SOURCE_PERMISSIONS PATTERN "__pycache__" EXCLUDE)
