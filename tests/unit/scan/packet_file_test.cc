@@ -72,6 +72,14 @@ TEST_F(PacketFile, WithoutLocalTimeThereIsNoPacket) {
   EXPECT_FALSE(PathExists(path_));
 }
 
+TEST_F(PacketFile, AnEarlierOneThatCannotBeWrittenToIsRemovedForTheNextRun) {
+  WriteFile(path_, "left");
+  door_.FailNth(Call::kOpen, 1);
+  EXPECT_EQ(Write(), -1);
+  EXPECT_FALSE(PathExists(path_));
+  EXPECT_EQ(Write(), 0);
+}
+
 TEST_F(PacketFile, ADirectoryInItsPlaceStays) {
   MakeDirectory(path_);
   EXPECT_EQ(Write(), -1);
