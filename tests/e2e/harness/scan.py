@@ -186,7 +186,7 @@ class Scan:
         self.put()
         before = self.site.snapshot()
         first, run, last = self._timed(**options)
-        published = self._published(set(before), first, last)
+        published = self._published(set(before), run, first, last)
         lines = [*head(len(self.bases), bool(self.password)), *self.lines]
         if published:
             lines += [published.log_line(len(self.messages)), *self.commit_errors]
@@ -245,12 +245,12 @@ class Scan:
         run = self.site.run("-scan", **options)
         return first, run, int(time.time())
 
-    def _published(self, before: set[str], first: int, last: int) -> Published | None:
+    def _published(self, before: set[str], run: Run, first: int, last: int) -> Published | None:
         new = [path for path in self.site.snapshot("OUT") if path not in before]
         if not self.messages:
             assert new == []
             return None
-        assert len(new) == 1, f"not one new bundle: {new}"
+        assert len(new) == 1, f"not one new bundle: {new}, {run.lines}"
         data = self.site.read(new[0])
         published = Published(new[0], data, entry_name(data), stored_packet(data))
         check_names(published, first, last)
