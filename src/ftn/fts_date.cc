@@ -44,6 +44,15 @@ bool ScanFtsDate(const char* text, FtsDate* date) {
          ScanInt32(&text, &date->second);
 }
 
+// Writes two digits and the byte that follows them; returns where to go on. Every message has a date: printf would take
+// longer for it than the rest of the text does.
+char* PutTwoDigits(char* at, int32_t value, char next) {
+  at[0] = static_cast<char>('0' + value / 10);
+  at[1] = static_cast<char>('0' + value % 10);
+  at[2] = next;
+  return at + 3;
+}
+
 bool IsWithin(int32_t value, int32_t least, int32_t most) { return value >= least && value <= most; }
 
 }  // namespace
@@ -56,8 +65,12 @@ void ConvertFtsDate(const char* date_time, char (&converted)[kMessageBaseDateSiz
     return;
   }
   const int32_t hour = date.hour % 12 == 0 ? 12 : date.hour % 12;
-  (void)snprintf(converted, sizeof converted, "%02d/%02d/%02d %02d:%02d%s", date.month, date.day, date.year % 100, hour,
-                 date.minute, date.hour < 12 ? "am" : "pm");
+  char* at = PutTwoDigits(converted, date.month, '/');
+  at = PutTwoDigits(at, date.day, '/');
+  at = PutTwoDigits(at, date.year % 100, ' ');
+  at = PutTwoDigits(at, hour, ':');
+  at = PutTwoDigits(at, date.minute, date.hour < 12 ? 'a' : 'p');
+  memcpy(at, "m", 2);
 }
 
 void FormatFtsDate(const OsCalendar& when, char (&date_time)[kFtsDateSize]) {
