@@ -17,14 +17,22 @@ LEAST_LINES, LEAST_BRANCHES = 98.0, 95.0
 LINE, COLUMN, COUNT, HAS_COUNT, IS_ENTRY, IS_GAP = range(6)
 
 
-def unreached_lines(segments):
-    """The numbers of the lines on which some region was never run, and none was."""
+def text_between(source, here, following):
+    """(line number, text) of each line between the places where two segments begin."""
+    for number in range(here[LINE], following[LINE] + 1):
+        line = source[number - 1] if number <= len(source) else ""
+        start = here[COLUMN] - 1 if number == here[LINE] else 0
+        end = following[COLUMN] - 1 if number == following[LINE] else len(line)
+        yield number, line[start:end].strip()
+
+
+def unreached_lines(segments, source):
+    """The numbers of the lines with text of regions that were never run, and of none that was."""
     reached, missed = set(), set()
     for here, following in zip(segments, segments[1:]):
-        if not here[HAS_COUNT] or here[IS_GAP]:
-            continue
-        last = following[LINE] - (1 if following[COLUMN] == 1 else 0)
-        (reached if here[COUNT] else missed).update(range(here[LINE], last + 1))
+        if here[HAS_COUNT] and not here[IS_GAP]:
+            lines = {number for number, text in text_between(source, here, following) if text.strip("{};")}
+            (reached if here[COUNT] else missed).update(lines)
     return sorted(missed - reached)
 
 
@@ -49,10 +57,8 @@ def main():
         name = path.relative_to(ROOT).as_posix()
         print(f"{name:40} {share(file['summary']['lines'])} {share(file['summary']['branches'])}")
         source = path.read_text(encoding="utf-8").splitlines()
-        for number in unreached_lines(file["segments"]):
+        for number in unreached_lines(file["segments"], source):
             text = source[number - 1].strip()
-            if not text.strip("{} "):
-                continue
             found.add(f"{name}: {text}")
             if f"{name}: {text}" not in reasons:
                 unexplained.append(f"{name}:{number}: {text}")
