@@ -35,10 +35,8 @@ int ReadWholeFile(const char* path, ByteBuffer* content) {
 
 int WriteWholeFile(const char* path, std::initializer_list<FilePart> parts) {
   OsFile file;
-  if (OsOpen(path, kOsCreate, &file) != kOsOk) return -1;
-  const int written = WriteParts(file, parts);
-  const int closed = OsClose(&file);
-  if (written == 0 && closed == 0) return 0;
-  (void)OsRemove(path);
-  return -1;
+  int result = OsOpen(path, kOsCreate, &file) == kOsOk ? WriteParts(file, parts) : -1;
+  if (OsClose(&file) != 0) result = -1;
+  if (result != 0) (void)OsRemove(path);
+  return result;
 }

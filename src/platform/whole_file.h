@@ -16,5 +16,5 @@ struct FilePart {
 };
 
 // Creates or empties the file at `path`, writes the parts one after another, flushes and closes it. Returns 0, or -1
-// when any step failed; then no file is left behind.
+// when any step failed; then no file is left there, not even an earlier one.
 int WriteWholeFile(const char* path, std::initializer_list<FilePart> parts);

@@ -40,11 +40,10 @@ int MakeHeader(const TosserConfig& config, uint8_t (&bytes)[kPacketHeaderSize]) 
 int WritePacketFile(const char* path, const TosserConfig& config, const ByteBuffer& messages) {
   constexpr uint8_t kClosingWord[kPacketWordSize] = {};
   uint8_t header[kPacketHeaderSize];
-  if (MakeHeader(config, header) == 0 &&
-      WriteWholeFile(
-          path, {{header, sizeof header}, {messages.data, messages.size}, {kClosingWord, sizeof kClosingWord}}) == 0) {
-    return 0;
+  if (MakeHeader(config, header) != 0) {
+    (void)OsRemove(path);  // what an earlier run may have left there
+    return -1;
   }
-  (void)OsRemove(path);  // what an earlier run may have left there, perhaps not to be written to
-  return -1;
+  return WriteWholeFile(path,
+                        {{header, sizeof header}, {messages.data, messages.size}, {kClosingWord, sizeof kClosingWord}});
 }

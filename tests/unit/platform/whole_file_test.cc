@@ -95,9 +95,9 @@ TEST_F(WholeFile, AFailedWriteLeavesNoFileBehind) {
   EXPECT_FALSE(PathExists(path_));
 }
 
-TEST_F(WholeFile, WhatCannotBeOpenedIsNotRemoved) {
-  WriteFile(path_, "kept");
+TEST_F(WholeFile, AnEarlierFileThatCannotBeWrittenToIsRemovedAsWell) {
+  WriteFile(path_, "left");
   door_.FailNth(Call::kOpen, 1);
   EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}}), -1);
-  EXPECT_EQ(ReadFile(path_), "kept");
+  EXPECT_FALSE(PathExists(path_));
 }
