@@ -7,8 +7,8 @@
 #include <set>
 
 #include "fault/run_promises.h"
+#include "fault/run_stage.h"
 #include "scan/scan_run.h"
-#include "unit/support/fake_clock.h"
 #include "unit/support/message_base.h"
 #include "unit/support/test_files.h"
 
@@ -76,11 +76,7 @@ std::vector<Exported> ReadBundle(const std::string& bundle) {
 
 unsigned long SerialOf(const std::string& msgid) { return strtoul(msgid.c_str() + msgid.rfind(' '), nullptr, 16); }
 
-struct Outcome {
-  int status = 0;
-  Lines lines;  // with <site> for the site's path
-  SiteFiles files;
-
+struct Outcome : RunOutcome {
   // The messages of all bundles, and the names that are no bundle's.
   std::vector<Exported> exported;
   Lines temporary;
@@ -111,25 +107,13 @@ struct Stage {
   SiteFiles before;
 };
 
-// One play of the scene; at its end the stage is as it was.
-class Play {
+// One play of the scene.
+class ScanPlay : public RunStage {
  public:
-  explicit Play(const Stage& stage) : stage_(stage), present_(stage.before) {
-    if (scene_.spoil) scene_.spoil(&door_);
-  }
-  Play(const Play&) = delete;
-  Play& operator=(const Play&) = delete;
-  ~Play() { site_.Restore(before_, present_); }
-
-  ScopedDoor& Door() { return door_; }
+  explicit ScanPlay(const Stage& stage) : RunStage(stage.site, stage.before, stage.scene.spoil), stage_(stage) {}
 
   Outcome Run() {
-    log_.Clear();
-    Outcome outcome;
-    outcome.status = RunScan(site_.config);
-    outcome.lines = LinesOf(log_, site_);
-    outcome.files = present_ = site_.Files();
-    ExpectCleanEnd(site_, door_, process_, outcome.lines, outcome.status);
+    Outcome outcome{Play(RunScan), {}, {}};
     for (const auto& [path, bytes] : outcome.files) {
       if (!BeginsWith(path, "out/")) continue;
       if (EndsWith(path, ".tmp")) {
@@ -168,14 +152,6 @@ class Play {
       const std::string ptr = Bytes(outcome.files, conference, "PTR");
       for (size_t at = 0; at < ptr.size(); at += kPtrSize) EXPECT_NE(ptr[at + kSentByte], '\0') << conference;
     }
-  }
-
-  // The operator removes a lock that could not be removed. Returns what there is now.
-  const SiteFiles& EndOfFaults() {
-    door_.Clear();
-    RemoveFile(site_.LockFile());
-    present_.erase("msg/CVTOSS.BSY");
-    return present_;
   }
 
  private:
@@ -253,22 +229,12 @@ class Play {
 
   // A fault that no line tells of must have changed nothing.
   static void ExpectSilenceIsHarmless(const Outcome& outcome, const Outcome& faultless) {
-    const std::set<std::string> usual(faultless.lines.begin(), faultless.lines.end());
-    for (const std::string& line : outcome.lines) {
-      if (usual.count(line) == 0) return;
-    }
+    if (!outcome.IsSilentBeside(faultless)) return;
     EXPECT_EQ(outcome.files, faultless.files) << "a failure that matters was not announced";
   }
 
   const Stage& stage_;
   const ScanScene& scene_ = stage_.scene;
-  const Site& site_ = stage_.site;
-  const SiteFiles& before_ = stage_.before;
-  SiteFiles present_;
-  FakeClock clock_;
-  FakeProcess process_{site_.ProgramFile()};
-  CapturedLog log_;
-  ScopedDoor door_;
 };
 
 }  // namespace
@@ -277,14 +243,14 @@ void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
   const Stage stage(scene);
   Outcome faultless;
   {
-    Play play(stage);
+    ScanPlay play(stage);
     faultless = play.Run();
     play.ExpectPromisesKept({}, faultless, faultless);
     if (!scene.spoil) play.ExpectAllExported(faultless, false);
   }
   std::set<std::pair<SiteFiles, bool>> followed;  // what a later run has already been seen to make good
   const auto attempt = [&](const Fault& fault) {
-    Play play(stage);
+    ScanPlay play(stage);
     play.Door().Fail(fault);
     const Outcome outcome = play.Run();
     const bool struck = play.Door().LastHasStruck();

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "fault/run_promises.h"
+#include "fault/run_stage.h"
 #include "toss/toss_run.h"
-#include "unit/support/fake_clock.h"
 #include "unit/support/test_files.h"
 
 namespace {
@@ -34,14 +34,7 @@ std::string SourceOf(const TossScene& scene) {
   return scene.source(packed);
 }
 
-// What one run over a fresh site has left.
-struct Outcome {
-  int status = 0;
-  Lines lines;  // with <site> for the site's path
-  SiteFiles files;
-};
-
-constexpr char kLockFile[] = "msg/CVTOSS.BSY";
+using Outcome = RunOutcome;
 
 // A site with the scene on it.
 struct Stage {
@@ -78,27 +71,12 @@ std::vector<BaseMessage> MessagesIn(const SiteFiles& files, const Site& site, in
   return ReadMessages(base);
 }
 
-// One play of the scene; at its end the stage is as it was.
-class Play {
+// One play of the scene.
+class TossPlay : public RunStage {
  public:
-  explicit Play(const Stage& stage) : stage_(stage), present_(stage.before) {
-    if (stage.scene.spoil) stage.scene.spoil(&door_);
-  }
-  Play(const Play&) = delete;
-  Play& operator=(const Play&) = delete;
-  ~Play() { site_.Restore(before_, present_); }
+  explicit TossPlay(const Stage& stage) : RunStage(stage.site, stage.before, stage.scene.spoil), stage_(stage) {}
 
-  ScopedDoor& Door() { return door_; }
-
-  Outcome Run() {
-    log_.Clear();
-    Outcome outcome;
-    outcome.status = RunToss(site_.config);
-    outcome.lines = LinesOf(log_, site_);
-    outcome.files = present_ = site_.Files();
-    ExpectCleanEnd(site_, door_, process_, outcome.lines, outcome.status);
-    return outcome;
-  }
+  Outcome Run() { return Play(RunToss); }
 
   void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
     ExpectOldFilesUndamaged(outcome);
@@ -126,13 +104,6 @@ class Play {
         EXPECT_EQ(copies, 1) << message.subject;
       }
     }
-  }
-
-  // The operator removes a lock that could not be removed. Returns what the next run finds.
-  const SiteFiles& EndOfFaults() {
-    door_.Clear();
-    if (present_.erase(kLockFile) != 0) RemoveFile(site_.LockFile());
-    return present_;
   }
 
   static bool AnyCritical(const Outcome& outcome) { return HasLine(outcome.lines, "CRITICAL:"); }
@@ -182,10 +153,7 @@ class Play {
   // A fault without a line of its own must have changed nothing, but for what is never announced: an inbound file that
   // cannot be examined is skipped, and the list of unknown areas is written as far as it can be.
   void ExpectSilenceIsHarmless(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
-    const std::set<std::string> usual(faultless.lines.begin(), faultless.lines.end());
-    for (const std::string& line : outcome.lines) {
-      if (usual.count(line) == 0) return;
-    }
+    if (!outcome.IsSilentBeside(faultless)) return;
     if ((fault.call == Call::kStat || fault.call == Call::kAny) && !HasLine(outcome.lines, "Found: ")) return;
     SiteFiles left = outcome.files;
     SiteFiles expected = faultless.files;
@@ -197,13 +165,6 @@ class Play {
   const Stage& stage_;
   const TossScene& scene_ = stage_.scene;
   const std::string& source_ = stage_.source;
-  const Site& site_ = stage_.site;
-  const SiteFiles& before_ = stage_.before;
-  SiteFiles present_;
-  FakeClock clock_;
-  FakeProcess process_{site_.ProgramFile()};
-  CapturedLog log_;
-  ScopedDoor door_;
 };
 
 // A SIG file that cannot be read counts as empty, without a word: a duplicate is then stored again. No other fault may
@@ -222,20 +183,20 @@ void TryTossFaults(const TossScene& scene, FaultLoop loop) {
   const Stage stage(scene);
   Outcome faultless;
   {
-    Play play(stage);
+    TossPlay play(stage);
     faultless = play.Run();
     if (!scene.spoil) play.ExpectAllStored(faultless, false);
     play.ExpectPromisesKept({}, faultless, faultless);
   }
   std::set<std::pair<SiteFiles, bool>> followed;  // what a later run has already been seen to make good
   const auto attempt = [&](const Fault& fault) {
-    Play play(stage);
+    TossPlay play(stage);
     ScopedDoor& door = play.Door();
     door.Fail(fault);
     const Outcome outcome = play.Run();
     const bool struck = door.LastHasStruck();
     play.ExpectPromisesKept(fault, outcome, faultless);
-    const bool critical = Play::AnyCritical(outcome);
+    const bool critical = TossPlay::AnyCritical(outcome);
     const bool may_repeat = MayHideSig(scene, fault);
     if (!followed.insert({play.EndOfFaults(), critical || may_repeat}).second) return struck;
     const Outcome later = play.Run();
