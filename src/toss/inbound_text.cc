@@ -21,23 +21,32 @@ struct Line {
 
 bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
-// The first CR or LF, or `end`. Lines of packets end in CR as a rule: the LF is looked for no further than the CR.
-const char* FindLineEnd(const char* start, const char* end) {
-  const void* const cr = memchr(start, '\r', static_cast<size_t>(end - start));
-  const char* const stop = cr != nullptr ? static_cast<const char*>(cr) : end;
-  const void* const lf = memchr(start, '\n', static_cast<size_t>(stop - start));
-  return lf != nullptr ? static_cast<const char*>(lf) : stop;
+// The lines of a text, taken off one after the other.
+struct LineWalk {
+  const char* at;
+  const char* end;
+  // The first CR not before `at`, or `end`; kept from line to line, for a text whose lines end in LF may hold none.
+  const char* cr;
+};
+
+const char* FindByte(const char* start, const char* end, char byte) {
+  if (start == end) return end;
+  const void* const found = memchr(start, byte, static_cast<size_t>(end - start));
+  return found != nullptr ? static_cast<const char*>(found) : end;
 }
 
-// Takes the next line off the text. CR, LF and either pair of them end one line; an end at the very end of the text
-// opens no further line.
-Line TakeLine(const char** at, const char* end) {
-  const char* const start = *at;
-  const char* const stop = FindLineEnd(start, end);
+LineWalk StartOfLines(const char* text, size_t size) { return {text, text + size, FindByte(text, text + size, '\r')}; }
+
+// Takes the next line. CR, LF and either pair of them end one line; an end at the very end of the text opens no
+// further line. Lines of packets end in CR as a rule: the LF is looked for no further than the CR.
+Line TakeLine(LineWalk* walk) {
+  const char* const start = walk->at;
+  const char* const stop = FindByte(start, walk->cr, '\n');
   const char* next = stop;
-  if (next != end) ++next;
-  if (next != end && IsLineEnd(*next) && *next != *stop) ++next;
-  *at = next;
+  if (next != walk->end) ++next;
+  if (next != walk->end && IsLineEnd(*next) && *next != *stop) ++next;
+  if (walk->cr < next) walk->cr = FindByte(next, walk->end, '\r');
+  walk->at = next;
   return {start, static_cast<size_t>(stop - start)};
 }
 
@@ -111,10 +120,9 @@ int TakeNextLine(const Line& line, bool first, InboundMessage* message) {
 int ParseInboundText(const char* text, size_t size, InboundMessage* message) {
   message->body.size = 0;
   if (ReserveBytes(&message->body, size + 1) != 0) return -1;
-  const char* const end = text + size;
-  bool first = true;
-  for (const char* at = text; at != end; first = false) {
-    if (TakeNextLine(TakeLine(&at, end), first, message) != 0) return -1;
+  LineWalk walk = StartOfLines(text, size);
+  for (bool first = true; walk.at != walk.end; first = false) {
+    if (TakeNextLine(TakeLine(&walk), first, message) != 0) return -1;
   }
   if (BeginsWithWord(message->charset, strlen(message->charset), "UTF-8")) {
     message->body.size = Utf8ToCp437(message->body.data, message->body.size);

@@ -111,6 +111,22 @@ TEST_F(InboundLines, TheLimitHoldsForLinesThatAreNotStoredToo) {
   ExpectBody("\x01PID: " + std::string(65536 - 6, 'x'), "");
 }
 
+// The time that a text takes may grow with its size, not with its size times its lines: a text of one kind of line end
+// that was searched to its end for the other kind, line by line, would keep a run at work for hours.
+TEST_F(InboundLines, MillionsOfLinesOfAnyEndAreReadAtOneGo) {
+  constexpr size_t kLines = 8u << 20;
+  for (const char* end : {"\r", "\n"}) {
+    for (const char* last : {"", "z", "z\r"}) {
+      std::string text(kLines, *end);
+      std::string expected(kLines, '\x01');
+      text += last;
+      if (*last != '\0') expected += "z\x01";
+      ASSERT_TRUE(Parse(text));
+      EXPECT_TRUE(Body() == expected) << ToHex(end) << ' ' << ToHex(last);
+    }
+  }
+}
+
 TEST_F(InboundLines, RoutingLinesAreDroppedAtTheFirstColumnInAnyCase) {
   for (const char* dropped : {"SEEN-BY: 1/2", "seen-by: 1/2", "Seen-By:", "PATH: 1/2", "path:1/2", "Path:"}) {
     ExpectBody(std::string("a\r") + dropped + "\rb",
