@@ -38,7 +38,8 @@ def test_cpp_is_formatted():
 
 def test_sources_are_plain_text():
     complaints = []
-    for path in files_under("src", "tests", "bench", "cmake", "script", suffixes=(".cc", ".h", ".py", ".cmake", "")):
+    suffixes = (".cc", ".h", ".py", ".sh", ".cmake", "")
+    for path in files_under("src", "tests", "bench", "cmake", "script", suffixes=suffixes):
         content = path.read_bytes()
         if not is_text(content):
             continue

@@ -4,12 +4,18 @@ import pathlib
 import re
 import subprocess
 
+import pytest
+
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 
 
-def demo(*arguments):
-    done = subprocess.run([ROOT / "script" / "demo", *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                          encoding="utf-8", check=False)
+def call(*arguments, **options):
+    return subprocess.run([ROOT / "script" / "demo", *arguments], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          encoding="utf-8", check=False, **options)
+
+
+def demo(*arguments, **options):
+    done = call(*arguments, **options)
     assert done.returncode == 0, done.stdout
     return done.stdout
 
@@ -45,11 +51,34 @@ def test_first_call_then_second_call_then_fresh(tmp_path):
     assert "carries 1 bundle(s)" in fresh
 
 
-def test_only_a_sample_site_is_ever_removed(tmp_path):
-    precious = tmp_path / "site" / "mail"
-    precious.mkdir(parents=True)
-    done = subprocess.run([ROOT / "script" / "demo", "--fresh", precious.parent], stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT, encoding="utf-8", check=False)
-    assert done.returncode == 1
-    assert "is no sample site; not removing it" in done.stdout
-    assert precious.is_dir()
+@pytest.mark.parametrize("name", ["new/site", "new/site/", "./new//site"])
+def test_the_directory_counts_from_where_the_caller_is_and_the_hub_stands_beside_it(tmp_path, name):
+    shown = demo(name, cwd=tmp_path)
+    assert "A sample site has been made in new/site.\n" in shown
+    assert "All of the above is in new/site/TOSSER.LOG and new/site-hub/TOSSER.LOG too.\n" in shown
+    assert sorted(path.name for path in (tmp_path / "new").iterdir()) == ["site", "site-hub"]
+
+
+def contents(directory):
+    return {path: path.read_bytes() if path.is_file() else None for path in directory.rglob("*")}
+
+
+@pytest.mark.parametrize("fresh", [[], ["--fresh"]], ids=["", "fresh"])
+@pytest.mark.parametrize("whose", ["site", "site-hub"])
+@pytest.mark.parametrize("holds", ["nothing", "a real BBS"])
+def test_a_directory_that_is_no_sample_site_is_left_alone(tmp_path, holds, whose, fresh):
+    (tmp_path / whose).mkdir()
+    if holds != "nothing":
+        (tmp_path / whose / "CVTOSS32.CFG").write_text("MSGDIR .\n")
+    before = contents(tmp_path)
+    done = call(*fresh, "site", cwd=tmp_path)
+    assert (done.returncode, done.stdout) == (
+        1, f"script/demo: {whose} is there, and is no site that script/demo has made\n")
+    assert contents(tmp_path) == before
+
+
+def test_a_file_in_the_place_of_the_site_is_refused_as_well(tmp_path):
+    (tmp_path / "site").write_text("mine")
+    done = call("--fresh", "site", cwd=tmp_path)
+    assert done.returncode == 1 and "site is there, and is no site that" in done.stdout
+    assert (tmp_path / "site").read_text() == "mine"

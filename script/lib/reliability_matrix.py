@@ -4,8 +4,8 @@
     reliability_matrix.py matrix RESULTS_DIRECTORY [DOCUMENT]
     reliability_matrix.py breakages TABLE DOCUMENT
 
-Shows the matrix; with a document it replaces what stands there between the markers of that name. Exits with 1 when the
-matrix holds a violation or a scenario that tried nothing.
+Shows the matrix; replaces what stands in the document between the markers of that name, unless the matrix is no proof:
+then it says why. Exits with 1 when the matrix lacks a campaign, or holds a violation or a scenario that tried nothing.
 """
 
 import datetime
@@ -15,7 +15,7 @@ import sys
 import xml.etree.ElementTree
 from dataclasses import dataclass
 
-CORPUS = pathlib.Path(__file__).resolve().parents[1] / "tests/fuzz/corpus"
+CORPUS = pathlib.Path(__file__).resolve().parents[2] / "tests/fuzz/corpus"
 CAMPAIGNS = {
     "faults": "Each call of the system fails in turn (tests/fault)",
     "campaigns": "The real program, killed, starved, hindered and raced (tests/campaign)",
@@ -64,25 +64,31 @@ def rows_of(path):
 
 
 def matrix(results):
-    """The text of the matrix, and whether all is well."""
+    """The text of the matrix, what is wrong with it, and what was left out."""
     lines = [f"Run of {datetime.date.today().isoformat()}.", ""]
-    total, good = Row(), True
+    total, wrong = Row(), []
     for campaign, title in CAMPAIGNS.items():
-        path = results / f"{campaign}.xml"
-        if not path.exists():
-            continue
+        try:
+            rows = rows_of(results / f"{campaign}.xml")
+        except (OSError, xml.etree.ElementTree.ParseError):
+            rows = {}
+        if not rows:
+            wrong.append(f"there are no results of {campaign}")
         lines += [f"**{title}**", "", "| scenario | scenes | points tried | violations |", "|---|---:|---:|---:|"]
-        rows = rows_of(path)
         for name, row in rows.items():
             remark = f" ({row.skipped} left out)" if row.skipped else ""
             lines.append(f"| {name} | {row.scenes}{remark} | {row.points} | {row.violations} |")
-            good = good and row.violations == 0 and (row.points > 0 or row.skipped == row.scenes)
+            if row.points == 0 and row.skipped < row.scenes:
+                wrong.append(f"'{name}' tried nothing")
             total.points += row.points
             total.violations += row.violations
-        good = good and bool(rows)
+            total.skipped += row.skipped
         lines.append("")
+    if total.violations:
+        wrong.append(f"violations: {total.violations}")
+    left_out = [f"scenes left out: {total.skipped}"] if total.skipped else []
     lines.append(f"In all: {total.points} points tried, {total.violations} violations.")
-    return "\n".join(lines) + "\n", good and total.points > 0
+    return "\n".join(lines) + "\n", wrong, left_out
 
 
 def replace_section(document, name, text):
@@ -96,14 +102,19 @@ def replace_section(document, name, text):
 
 def main():
     kind, source = sys.argv[1], pathlib.Path(sys.argv[2])
-    text, good = matrix(source) if kind == "matrix" else (source.read_text(encoding="utf-8"), True)
     if kind == "matrix":
+        text, wrong, left_out = matrix(source)
         print("\n" + text)
     else:
-        text = f"Run of {datetime.date.today().isoformat()}.\n\n{text}"
-    if len(sys.argv) > 3:
-        replace_section(pathlib.Path(sys.argv[3]), kind, text)
-    return 0 if good else 1
+        wrong, left_out = [], []
+        text = f"Run of {datetime.date.today().isoformat()}.\n\n{source.read_text(encoding='utf-8')}"
+    document = sys.argv[3] if len(sys.argv) > 3 else None
+    if wrong or left_out:
+        stays = f"{document} stays as it was: " if document else ""
+        print(stays + "; ".join(wrong + left_out), file=sys.stderr)
+    elif document:
+        replace_section(pathlib.Path(document), kind, text)
+    return 1 if wrong else 0
 
 
 if __name__ == "__main__":

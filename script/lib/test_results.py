@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Keeps the results of script/test: counts a suite's JUnit XML, prints the table and the closing line.
 
-    test_results.py note RESULTS_DIRECTORY NAME EXIT_STATUS SECONDS RESULT_XML
+    test_results.py note RESULTS_DIRECTORY NAME EXIT_STATUS SECONDS RESULT_XML    ("": a step, not a suite)
     test_results.py table RESULTS_DIRECTORY
 
 Both exit with 1 when something failed. A suite that ended badly without a failed test (a crash, a time limit, a
@@ -46,7 +46,7 @@ def note(results, name, status, seconds, xml_path):
            "remark": remark}
     with open(results / "suites.jsonl", "a", encoding="utf-8") as file:
         file.write(json.dumps(row) + "\n")
-    if not name.startswith("build "):
+    if xml_path:
         print(f"{passed} passed, {failed} failed, {skipped} skipped in {seconds} s {remark}".rstrip(), flush=True)
     return failed == 0
 
