@@ -2,7 +2,9 @@ include(GNUInstallDirs)
 
 install(TARGETS cvtoss32 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES docs/cvtoss32.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-install(FILES README.md LICENSE CHANGELOG.md docs/operators-guide.md docs/reliability.md
-  DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# Laid out as in the tree, so that the documents find each other.
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
+install(FILES README.md LICENSE CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY examples packaging DESTINATION ${CMAKE_INSTALL_DOCDIR}
   USE_SOURCE_PERMISSIONS PATTERN "__pycache__" EXCLUDE)

@@ -23,7 +23,8 @@ else()
   # Hardening: it reads files that strangers made.
   target_compile_options(cvtoss_options INTERFACE -fstack-protector-strong)
   target_link_options(cvtoss_options INTERFACE -fstack-protector-strong)
-  target_compile_definitions(cvtoss_options INTERFACE $<$<CONFIG:Release>:_FORTIFY_SOURCE=2>)
+  # Options rather than a definition, for their order: some compilers come with a value of their own, and warn.
+  target_compile_options(cvtoss_options INTERFACE "$<$<CONFIG:Release>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
   if(NOT WIN32)
     target_link_options(cvtoss_options INTERFACE -Wl,-z,relro,-z,now)
   endif()

@@ -1,17 +1,40 @@
 """The program alone builds without a preset and without GoogleTest, and installs where it is told to."""
 
 import pathlib
+import re
 import shutil
 import subprocess
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build" / "plain"
+LINK = re.compile(r"\]\(([^)\s]+)\)")
+HEADING = re.compile(r"(?m)^#+ +(.+?) *$")
 
 
 def cmake(*arguments):
     done = subprocess.run(["cmake", *arguments], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           text=True, check=False)
     assert done.returncode == 0, done.stdout
+
+
+def anchors(document):
+    """The names under which the headings of a document can be reached."""
+    headings = HEADING.findall(re.sub(r"(?ms)^```.*?^```", "", document.read_text(encoding="utf-8")))
+    return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
+
+
+def links_of(directory):
+    """(document, link) of each link in the documents below a directory that leads to one of its files."""
+    for document in sorted(directory.rglob("*.md")):
+        for link in LINK.findall(document.read_text(encoding="utf-8")):
+            if "://" not in link:
+                yield document, link
+
+
+def leads_somewhere(document, link):
+    name, _, anchor = link.partition("#")
+    target = document.parent / name if name else document
+    return target.exists() and (not anchor or anchor in anchors(target))
 
 
 def test_plain_build_installs(tmp_path):
@@ -26,10 +49,20 @@ def test_plain_build_installs(tmp_path):
     assert program.is_file()
     done = subprocess.run([program, "-?"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     assert done.returncode in (0, 1), "the installed program does not start"
+    assert re.search(rb"__(?!stack)\w+_chk\0", program.read_bytes()), "the calls that check sizes are not in use"
     assert str(ROOT).encode() not in program.read_bytes(), "the program holds a path of this machine"
     documents = tmp_path / "share" / "doc" / "cvtoss32"
-    for name in ("LICENSE", "operators-guide.md", "examples/CVTOSS32.CFG", "packaging/cvtoss32.service"):
+    for name in ("LICENSE", "docs/operators-guide.md", "examples/CVTOSS32.CFG", "packaging/cvtoss32.service"):
         assert (documents / name).is_file(), name
     assert (documents / "packaging" / "cvtoss32-exchange").stat().st_mode & 0o111, "the exchange script cannot be run"
+    links = list(links_of(documents))
+    assert (documents / "README.md", "docs/operators-guide.md") in links
+    assert [(document.name, link) for document, link in links if not leads_somewhere(document, link)] == []
     manual = tmp_path / "share" / "man" / "man1" / "cvtoss32.1"
     assert manual.read_text(encoding="ascii").startswith(".TH CVTOSS32 1 ")
+
+
+def test_a_compiler_that_hardens_by_itself_gives_no_warning(tmp_path):
+    hardened = "-DCMAKE_CXX_FLAGS=-D_FORTIFY_SOURCE=3"
+    cmake("-G", "Ninja", "-B", tmp_path, "-DCVTOSS_WERROR=ON", "-DCMAKE_BUILD_TYPE=Release", hardened)
+    cmake("--build", tmp_path, "--target", "CMakeFiles/cvtoss32.dir/src/app/main.cc.o")
