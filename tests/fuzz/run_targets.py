@@ -35,6 +35,7 @@ class Outcome:
     summary: str
     trouble: str = ""
     """The end of the program's output when it found something."""
+    replayed: int = 0
 
 
 def programs_in(directory: pathlib.Path) -> dict[str, pathlib.Path]:
@@ -67,8 +68,9 @@ def replay(command: list, target: str) -> Outcome:
     status, output = run([*command, *seeds], SECONDS_TO_REPLAY)
     ran = output.count("Running: ")
     if status == 0 and ran == len(seeds):
-        return Outcome(target, f"{ran} seeds")
-    return Outcome(target, f"failed at seed {ran} of {len(seeds)}", f"status {status}\n{end_of(output)}")
+        return Outcome(target, f"{ran} seeds", replayed=ran)
+    trouble = f"status {status}\n{end_of(output)}"
+    return Outcome(target, f"failed at seed {ran} of {len(seeds)}", trouble, replayed=ran)
 
 
 def fuzz(command: list, target: str, seconds: int, kept: pathlib.Path, grown: pathlib.Path) -> Outcome:
@@ -91,7 +93,8 @@ def fuzz(command: list, target: str, seconds: int, kept: pathlib.Path, grown: pa
 def write_xml(path: pathlib.Path, outcomes: list[Outcome]) -> None:
     xml = ["<testsuite name='fuzz'>"]
     for outcome in outcomes:
-        xml.append(f"<testcase name={quoteattr(outcome.target)}>")
+        points = f" fault_points='{outcome.replayed}'" if outcome.replayed else ""
+        xml.append(f"<testcase name={quoteattr(outcome.target)}{points}>")
         if outcome.trouble:
             xml.append(f"<failure message={quoteattr(outcome.summary)}>{escape(outcome.trouble)}</failure>")
         xml.append("</testcase>")

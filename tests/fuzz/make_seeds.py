@@ -1,0 +1,66 @@
+#!/usr/bin/env python3
+"""Makes the seeds of the fuzz targets, corpus/TARGET/NAME.seed, with the builders of the end-to-end tests.
+
+    make_seeds.py [DIRECTORY]      (default: the corpus beside this file)
+
+What is no longer made is removed. Inputs that fuzzing has found lie beside the seeds, as found-NAME.seed; they are left
+alone. tests/lint/test_fuzz_seeds.py holds the corpus to what is made here.
+"""
+
+import pathlib
+import sys
+
+HERE = pathlib.Path(__file__).resolve().parent
+CORPUS = HERE / "corpus"
+SUFFIX = ".seed"
+FOUND = "found-"
+sys.path[:0] = [str(HERE), str(HERE.parent / "e2e")]
+
+# pylint: disable=wrong-import-position
+from seeds import Seeds  # noqa: E402
+from seeds.mail import packet, zip_bundle  # noqa: E402
+from seeds.message_base import outbound, scan_files, sig_lookups  # noqa: E402
+from seeds.site_files import conference_table, config, lock_owner, node_status, serial_file  # noqa: E402
+from seeds.texts import fts_date, inbound_text, utf8  # noqa: E402
+
+TARGETS = (config, conference_table, packet, zip_bundle, inbound_text, fts_date, utf8, sig_lookups, node_status,
+           lock_owner, serial_file, scan_files, outbound)
+
+
+def made() -> dict[str, Seeds]:
+    """The seeds of each target by their file's name."""
+    return {target.__name__: {name + SUFFIX: seed for name, seed in target().items()} for target in TARGETS}
+
+
+def kept(directory: pathlib.Path) -> Seeds:
+    """What lies in a target's directory and was not found by fuzzing."""
+    return {path.name: path.read_bytes() for path in directory.glob("*") if not path.name.startswith(FOUND)}
+
+
+def differences(corpus: pathlib.Path) -> list[str]:
+    """How a corpus differs from what is made, a line for each file."""
+    complaints = []
+    targets = made()
+    for target in sorted(set(targets) | {path.name for path in corpus.iterdir() if path.is_dir()}):
+        expected, there = targets.get(target, {}), kept(corpus / target)
+        complaints += [f"{target}/{name}: is missing" for name in sorted(set(expected) - set(there))]
+        complaints += [f"{target}/{name}: is not made" for name in sorted(set(there) - set(expected))]
+        complaints += [f"{target}/{name}: differs from what is made" for name in sorted(set(there) & set(expected))
+                       if there[name] != expected[name]]
+    return complaints
+
+
+def main() -> None:
+    """Writes all seeds and removes what is none."""
+    corpus = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else CORPUS
+    for target, seeds in made().items():
+        directory = corpus / target
+        directory.mkdir(parents=True, exist_ok=True)
+        for name in set(kept(directory)) - set(seeds):
+            (directory / name).unlink()
+        for name, seed in seeds.items():
+            (directory / name).write_bytes(seed)
+
+
+if __name__ == "__main__":
+    main()

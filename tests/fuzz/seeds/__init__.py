@@ -1,0 +1,4 @@
+"""The seeds of the fuzz targets, a function for each target, made with the builders of the end-to-end tests."""
+
+Seeds = dict[str, bytes]
+"""What each seed is called, and its bytes."""
