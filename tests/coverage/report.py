@@ -3,12 +3,16 @@
 
     report.py COVERAGE.JSON
 
-A line that no test reaches has to stand in unreached.txt, "file: the line's text", below a reason.
+A line that no test reaches has to stand in unreached.txt, "file: function: the line's text", below a reason; as often
+as the function holds such a line.
 """
 
 import json
 import pathlib
+import re
+import subprocess
 import sys
+from collections import Counter
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 UNREACHED = pathlib.Path(__file__).with_name("unreached.txt")
@@ -36,9 +40,33 @@ def unreached_lines(segments, source):
     return sorted(missed - reached)
 
 
+def plain_names(symbols):
+    """The names of functions as their source has them, without arguments and enclosing namespaces."""
+    names = [symbol.split(":")[-1] for symbol in symbols]  # those of one file only have it before them
+    given = "\n".join(names) + "\n"
+    done = subprocess.run(["llvm-cxxfilt"], input=given, stdout=subprocess.PIPE, text=True, check=True)
+    shown = [name.replace("(anonymous namespace)::", "") for name in done.stdout.splitlines()]
+    return [re.split(r"[\s:]", name.split("(")[0])[-1] for name in shown]
+
+
+def functions_by_file(exported):
+    """(first line, last line, name) of each function, by the file that it stands in."""
+    functions = {}
+    for function, name in zip(exported, plain_names([function["name"] for function in exported])):
+        first, _, last = function["regions"][0][:3]
+        functions.setdefault(function["filenames"][0], []).append((first, last, name))
+    return functions
+
+
+def function_at(functions, number):
+    """The name of the innermost function around a line."""
+    around = [(last - first, name) for first, last, name in functions if first <= number <= last]
+    return min(around, default=(0, "no function"))[1]
+
+
 def explained():
     lines = UNREACHED.read_text(encoding="utf-8").splitlines()
-    return {line for line in lines if line and not line.startswith("#")}
+    return Counter(line for line in lines if line and not line.startswith("#"))
 
 
 def share(summary):
@@ -49,7 +77,8 @@ def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
     data = json.loads(pathlib.Path(sys.argv[1]).read_text(encoding="utf-8"))["data"][0]
-    reasons, found = explained(), set()
+    reasons, found = explained(), Counter()
+    functions = functions_by_file(data["functions"])
     unexplained = []
     print(f"{'':40} {'lines':>15} {'branches':>16}")
     for file in sorted(data["files"], key=lambda file: file["filename"]):
@@ -58,15 +87,15 @@ def main():
         print(f"{name:40} {share(file['summary']['lines'])} {share(file['summary']['branches'])}")
         source = path.read_text(encoding="utf-8").splitlines()
         for number in unreached_lines(file["segments"], source):
-            text = source[number - 1].strip()
-            found.add(f"{name}: {text}")
-            if f"{name}: {text}" not in reasons:
-                unexplained.append(f"{name}:{number}: {text}")
+            line = f"{name}: {function_at(functions[file['filename']], number)}: {source[number - 1].strip()}"
+            found[line] += 1
+            if found[line] > reasons[line]:
+                unexplained.append(f"line {number} of {line}")
     totals = data["totals"]
     print(f"{'all of src/':40} {share(totals['lines'])} {share(totals['branches'])}")
     if unexplained:
         print("\nReached by no test, and without a reason in tests/coverage/unreached.txt:\n" + "\n".join(unexplained))
-    stale = sorted(reasons - found)
+    stale = sorted((reasons - found).elements())
     if stale:
         print("\nGiven a reason, but reached or gone:\n" + "\n".join(stale))
     enough = totals["lines"]["percent"] >= LEAST_LINES and totals["branches"]["percent"] >= LEAST_BRANCHES

@@ -1,0 +1,84 @@
+"""tests/coverage/report.py wants a reason for each line that no test reaches, not for each text."""
+
+import importlib.util
+import json
+import pathlib
+import sys
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+SOURCE = """\
+int First(int a) {
+  if (a > 0) return 1;
+  return -1;
+}
+
+int Second(int a) {
+  if (a == 1) {
+    return -1;
+  }
+  if (a == 2) {
+    return -1;
+  }
+  return 0;
+}
+"""
+FUNCTIONS = [("_Z5Firsti", 1, 4), ("one.cc:_ZN12_GLOBAL__N_16SecondEi", 6, 14)]
+
+
+@pytest.fixture
+def report(tmp_path, monkeypatch):
+    specification = importlib.util.spec_from_file_location("report", ROOT / "tests/coverage/report.py")
+    module = importlib.util.module_from_spec(specification)
+    specification.loader.exec_module(module)
+    monkeypatch.setattr(module, "ROOT", tmp_path)
+    monkeypatch.setattr(module, "UNREACHED", tmp_path / "unreached.txt")
+    return module
+
+
+def export(path, missed, lines=100.0, branches=100.0):
+    """What llvm-cov would export of SOURCE, had no test reached these lines."""
+    segments = []
+    for number, line in enumerate(SOURCE.splitlines(), start=1):
+        segments.append([number, 1, 0 if number in missed else 1, True, True, False])
+        segments.append([number, len(line) + 1, 0, False, False, False])
+    totals = {"lines": {"percent": lines, "count": 14}, "branches": {"percent": branches, "count": 6}}
+    functions = [{"name": name, "filenames": [str(path)], "regions": [[first, 1, last, 2, 1, 0, 0, 0]]}
+                 for name, first, last in FUNCTIONS]
+    file = {"filename": str(path), "segments": segments, "summary": totals}
+    return {"data": [{"files": [file], "functions": functions, "totals": totals}]}
+
+
+def outcome(report, tmp_path, monkeypatch, reasons, missed, **shares):
+    source, exported = tmp_path / "one.cc", tmp_path / "coverage.json"
+    source.write_text(SOURCE)
+    exported.write_text(json.dumps(export(source, missed, **shares)))
+    (tmp_path / "unreached.txt").write_text("# a reason\n" + "".join(f"one.cc: {line}\n" for line in reasons))
+    monkeypatch.setattr(sys, "argv", ["report.py", str(exported)])
+    with pytest.raises(SystemExit) as ended:
+        report.main()
+    return ended.value.code
+
+
+FIRST, SECOND = "First: return -1;", "Second: return -1;"
+CASES = [
+    ("each has its reason", [FIRST, SECOND, SECOND], [3, 8, 11], 0),
+    ("the same text in another function", [FIRST], [3, 8], 1),
+    ("the same text once more in the function", [FIRST, SECOND], [3, 8, 11], 1),
+    ("another function's reason", [FIRST], [8], 1),
+    ("a reason too many", [FIRST, SECOND, SECOND], [3, 8], 1),
+    ("everything is reached", [], [], 0),
+]
+
+
+@pytest.mark.parametrize("reasons, missed, status", [case[1:] for case in CASES], ids=[case[0] for case in CASES])
+def test_each_line_needs_its_own_reason(report, tmp_path, monkeypatch, reasons, missed, status):
+    assert outcome(report, tmp_path, monkeypatch, reasons, missed) == status
+
+
+@pytest.mark.parametrize("shares, status", [
+    ({"lines": 98.0, "branches": 95.0}, 0), ({"lines": 97.9}, 1), ({"branches": 94.9}, 1),
+], ids=["just enough", "lines", "branches"])
+def test_the_totals_have_to_be_high_enough(report, tmp_path, monkeypatch, shares, status):
+    assert outcome(report, tmp_path, monkeypatch, [], [], **shares) == status
