@@ -4,7 +4,7 @@
     make_seeds.py [DIRECTORY]      (default: the corpus beside this file)
 
 What is no longer made is removed. Inputs that fuzzing has found lie beside the seeds, as found-NAME.seed; they are left
-alone. tests/lint/test_fuzz_seeds.py holds the corpus to what is made here.
+alone, and FOUND_INPUTS says what each of them showed. tests/lint/test_fuzz_seeds.py holds the corpus to both.
 """
 
 import pathlib
@@ -14,6 +14,10 @@ HERE = pathlib.Path(__file__).resolve().parent
 CORPUS = HERE / "corpus"
 SUFFIX = ".seed"
 FOUND = "found-"
+FOUND_INPUTS = {
+    "serial_file/found-number-behind-blanks.seed": "a number behind 64 blanks was not seen, and the file refused",
+    "serial_file/found-number-cut.seed": "of a number behind 60 blanks three digits were read, and serials repeated",
+}
 sys.path[:0] = [str(HERE), str(HERE.parent / "e2e")]
 
 # pylint: disable=wrong-import-position
@@ -37,9 +41,17 @@ def kept(directory: pathlib.Path) -> Seeds:
     return {path.name: path.read_bytes() for path in directory.glob("*") if not path.name.startswith(FOUND)}
 
 
+def found(corpus: pathlib.Path) -> Seeds:
+    """What fuzzing has found, as TARGET/NAME."""
+    paths = corpus.glob(f"*/{FOUND}*")
+    return {path.relative_to(corpus).as_posix(): path.read_bytes() for path in paths}
+
+
 def differences(corpus: pathlib.Path) -> list[str]:
-    """How a corpus differs from what is made, a line for each file."""
-    complaints = []
+    """How a corpus differs from what is made and what is known to be found, a line for each file."""
+    there = found(corpus)
+    complaints = [f"{name}: is missing" for name in FOUND_INPUTS if name not in there]
+    complaints += [f"{name}: nobody says what it showed" for name in sorted(there) if name not in FOUND_INPUTS]
     targets = made()
     for target in sorted(set(targets) | {path.name for path in corpus.iterdir() if path.is_dir()}):
         expected, there = targets.get(target, {}), kept(corpus / target)

@@ -27,13 +27,11 @@ matrix = load(ROOT / "script" / "lib" / "reliability_matrix.py")
 
 @pytest.fixture
 def corpus(tmp_path):
-    """A corpus of its own, with an input that was found."""
-    copied = shutil.copytree(make_seeds.CORPUS, tmp_path / "corpus")
-    (copied / "utf8" / "found-x.seed").write_bytes(b"x")
-    return copied
+    """A copy of the corpus."""
+    return shutil.copytree(make_seeds.CORPUS, tmp_path / "corpus")
 
 
-def test_the_corpus_is_what_the_generator_makes():
+def test_the_corpus_is_what_the_generator_makes_and_what_is_known_to_be_found():
     fail_on(make_seeds.differences(make_seeds.CORPUS))
 
 
@@ -50,10 +48,11 @@ def test_every_file_of_the_corpus_is_replayed_and_its_name_is_good_on_any_system
              if not NAME.fullmatch(path.name) or path.parents[1] != make_seeds.CORPUS])
 
 
-def test_no_seed_is_made_twice_or_under_the_name_of_one_that_was_found():
+def test_no_seed_is_made_twice_nor_made_and_found():
     complaints = []
     for target, seeds in make_seeds.made().items():
-        first = {}
+        there = make_seeds.found(make_seeds.CORPUS)
+        first = {seed: name for name, seed in there.items() if name.startswith(f"{target}/")}
         for name, seed in seeds.items():
             if first.setdefault(seed, name) != name:
                 complaints.append(f"{target}/{name}: is the same as {first[seed]}")
@@ -79,14 +78,24 @@ def test_a_seed_that_is_missing_added_or_edited_is_noticed(corpus):
     assert "packet/mail.seed: is missing" in make_seeds.differences(corpus)
 
 
+def test_an_input_that_was_found_is_missed_when_it_goes_and_explained_when_it_comes(corpus):
+    gone = corpus / next(iter(make_seeds.FOUND_INPUTS))
+    gone.rename(gone.with_name("found-elsewhere.seed"))
+    assert make_seeds.differences(corpus) == [
+        f"{gone.relative_to(corpus).as_posix()}: is missing",
+        f"{gone.parent.name}/found-elsewhere.seed: nobody says what it showed",
+    ]
+
+
 def test_the_generator_restores_a_corpus_and_keeps_what_was_found(corpus, monkeypatch):
     (corpus / "utf8" / "plain.seed").write_bytes(b"")
     (corpus / "utf8" / "new.seed").write_bytes(b"new")
     shutil.rmtree(corpus / "packet")
+    found = make_seeds.found(corpus)
     monkeypatch.setattr("sys.argv", ["make_seeds.py", str(corpus)])
     make_seeds.main()
     assert make_seeds.differences(corpus) == []
-    assert (corpus / "utf8" / "found-x.seed").read_bytes() == b"x"
+    assert found and make_seeds.found(corpus) == found
     assert not (corpus / "utf8" / "new.seed").exists()
 
 
