@@ -142,10 +142,13 @@ int OsSetSize(const OsFile& file, int64_t size);
 // Closes the file; it is no longer open whatever the answer. Returns 0 or -1; a file that is not open answers 0.
 int OsClose(OsFile* file);
 
-// Follows links. Returns kOsOk, kOsMissing or kOsFailed.
+// Follows links; one that leads nowhere counts as a failure, for its file may be on a disk that is not there at the
+// moment. Returns kOsOk, kOsMissing or kOsFailed.
 OsResult OsStat(const char* path, OsStatus* status);
 
-// Whether two paths lead to one file. Returns kOsOk (they do), kOsMissing (they do not, or one is absent) or kOsFailed.
+// Whether the file at `left` would be lost if the one at `right` were removed: both are one entry of one directory, in
+// whatever spelling, or `left` is a link that leads to `right`. Hard links in two directories are two files, for each
+// outlives the other. Returns kOsOk (it would), kOsMissing (it would not, or one is absent) or kOsFailed.
 OsResult OsSameFile(const char* left, const char* right);
 
 // Removes a file, never a directory. Returns kOsOk, kOsMissing or kOsFailed.
@@ -153,15 +156,15 @@ OsResult OsRemove(const char* path);
 
 // Removes a file only while its last modification is still the given one, in seconds. Of several processes that try at
 // once through this call at most one removes it, and none removes the file that the winner has then put in its place.
-// Never waits. Returns kOsOk, kOsMissing (nothing is there), kOsExists (it has changed, or another process is at it) or
-// kOsFailed.
+// Other programs cannot hold it up for longer than a moment. Returns kOsOk, kOsMissing (nothing is there), kOsExists
+// (it has changed) or kOsFailed.
 OsResult OsRemoveUnchanged(const char* path, int64_t modified);
 
 // Moves a file, across file systems too, and never replaces one. Returns kOsOk, kOsExists or kOsFailed (the source is
 // still there).
 OsResult OsRename(const char* from, const char* to);
 
-// Returns kOsOk, kOsExists or kOsFailed.
+// Returns kOsOk, kOsExists, kOsMissing (the directory to make it in is absent) or kOsFailed.
 OsResult OsMakeDirectory(const char* path);
 
 // A directory being listed; closed when it goes out of scope.
@@ -181,6 +184,7 @@ OsResult OsListOpen(const char* path, OsList* list);
 // name, or kOsFailed.
 OsResult OsListNext(OsList* list, char (&name)[kOsNameSize]);
 
+// Ends the listing; it may have ended or never begun.
 void OsListClose(OsList* list);
 
 // Memory for ByteBuffer, for libraries that ask for an allocator and for the door itself; nullptr when there is none.
@@ -195,7 +199,10 @@ int64_t OsNow();
 int OsLocalTime(int64_t when, OsCalendar* calendar);
 int OsUtcTime(int64_t when, OsCalendar* calendar);
 
+// Returns after that time at the earliest, whatever signals arrive.
 void OsSleep(uint32_t milliseconds);
+
+// The number of this process, as the system's tools show it.
 uint32_t OsProcessId();
 
 // Copies the path of the running program, NUL-terminated. Returns its length; `size` or more when it does not fit,

@@ -121,24 +121,36 @@ int SetSize(intptr_t handle, int64_t size) { return ftruncate(static_cast<int>(h
 
 int Close(intptr_t handle) { return close(static_cast<int>(handle)); }
 
+bool IsLink(const char* native) {
+  struct stat found = {};
+  return lstat(native, &found) == 0 && S_ISLNK(found.st_mode);
+}
+
 OsResult Stat(const char* path, OsStatus* status) {
   const NativePath native(path);
   struct stat found = {};
-  if (stat(native.text, &found) != 0) return ResultOf(errno);
+  if (stat(native.text, &found) != 0) {
+    const OsResult result = ResultOf(errno);
+    return result == kOsMissing && IsLink(native.text) ? kOsFailed : result;
+  }
   status->kind = S_ISREG(found.st_mode) ? kOsRegularFile : S_ISDIR(found.st_mode) ? kOsDirectory : kOsOtherKind;
   status->size = found.st_size;
   status->modified = found.st_mtime;
   return kOsOk;
 }
 
-OsResult SameFile(const char* left, const char* right) {
-  const NativePath native_left(left);
-  const NativePath native_right(right);
-  struct stat l = {};
-  struct stat r = {};
-  if (stat(native_left.text, &l) != 0 || stat(native_right.text, &r) != 0) return ResultOf(errno);
-  return l.st_dev == r.st_dev && l.st_ino == r.st_ino ? kOsOk : kOsMissing;
+OsResult Identify(const char* path, OsIdentity* identity) {
+  const NativePath native(path);
+  struct stat found = {};
+  if (stat(native.text, &found) != 0) return ResultOf(errno);
+  identity->volume = found.st_dev;
+  identity->file = found.st_ino;
+  identity->has_other_names = found.st_nlink > 1;
+  identity->is_link = IsLink(native.text);
+  return kOsOk;
 }
+
+OsResult SameFile(const char* left, const char* right) { return CommonSameFile(Identify, left, right); }
 
 OsResult Remove(const char* path) {
   const NativePath native(path);
@@ -162,18 +174,32 @@ OsResult RemoveIfUnchanged(const char* native, int64_t modified) {
   return unlink(native) == 0 ? kOsOk : ResultOf(errno);
 }
 
+void Sleep(uint32_t milliseconds) {
+  timespec left = {};
+  left.tv_sec = milliseconds / 1000;
+  left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000L;
+  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+  }
+}
+
+// Locks a directory until the descriptor is closed. Another run holds such a lock for the time of two calls; one that
+// is held for longer is some other program's, and must not keep a stale lock alive.
+void LockDirectory(int descriptor) {
+  for (int tries = 0; tries < 20; ++tries) {
+    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
+    Sleep(5);
+  }
+}
+
 // Whoever looks and removes holds an exclusive lock on the directory meanwhile; the kernel drops it when the process
-// dies. A second process that comes then does not wait: what it looked at is about to go. Where the directory cannot
-// be locked (not readable, or a network file system without locks), looking closely has to do.
+// dies. Where the directory cannot be locked (not readable, a network file system without locks, another program's
+// lock), looking closely has to do.
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
   const NativePath native(path);
   NativePath directory(path);
   CutToDirectory(&directory);
   const int descriptor = open(directory.text, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor >= 0 && flock(descriptor, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-    (void)close(descriptor);
-    return kOsExists;
-  }
+  if (descriptor >= 0) LockDirectory(descriptor);
   const OsResult result = RemoveIfUnchanged(native.text, modified);
   if (descriptor >= 0) (void)close(descriptor);
   return result;
@@ -227,14 +253,6 @@ int UtcTime(int64_t when, OsCalendar* calendar) {
   if (gmtime_r(&seconds, &broken_down) == nullptr) return -1;
   *calendar = CalendarOf(broken_down);
   return 0;
-}
-
-void Sleep(uint32_t milliseconds) {
-  timespec left = {};
-  left.tv_sec = milliseconds / 1000;
-  left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000L;
-  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-  }
 }
 
 uint32_t ProcessId() { return static_cast<uint32_t>(getpid()); }

@@ -37,7 +37,8 @@ OsResult PosixRenameWithoutReplacing(const char* from, const char* to) {
 
 OsResult PosixMoveByLink(const char* from, const char* to) {
   if (link(from, to) != 0) {
-    const bool cannot_link = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK;
+    const bool cannot_link =
+        errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK || errno == EXDEV;
     return cannot_link ? PosixMoveByLooking(from, to) : ResultOf(errno);
   }
   if (unlink(from) == 0) return kOsOk;
@@ -51,14 +52,18 @@ OsResult PosixMoveByLooking(const char* from, const char* to) {
   struct stat standing = {};
   if (lstat(to, &standing) == 0) return kOsExists;
   if (errno != ENOENT) return kOsFailed;
-  return rename(from, to) == 0 ? kOsOk : kOsFailed;
+  if (rename(from, to) == 0) return kOsOk;
+  return errno == EXDEV ? PosixMoveByCopy(from, to) : kOsFailed;
 }
 
-// The copy is on the disk before the source goes: there is no other guard.
+// The copy is on the disk before the source goes: there is no other guard. Nobody may read it who could not before.
 OsResult PosixMoveByCopy(const char* from, const char* to) {
   const int source = open(from, O_RDONLY | O_CLOEXEC);
   if (source < 0) return kOsFailed;
-  const int target = open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  struct stat status = {};
+  status.st_mode = S_IRUSR | S_IWUSR;
+  (void)fstat(source, &status);
+  const int target = open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777);
   if (target < 0) {
     const OsResult result = ResultOf(errno);
     (void)close(source);

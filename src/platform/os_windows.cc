@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <windows.h>
 
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -15,6 +14,7 @@
 
 #include "platform/os.h"
 #include "platform/os_common.h"
+#include "platform/os_windows_break.h"
 
 namespace {
 
@@ -38,6 +38,20 @@ OsResult ResultOfLastError() {
   }
 }
 
+// Asks again for a while when somebody else has the file open in a way that forbids what is asked: a virus scanner, an
+// indexer, another run that looks at the lock. `ask` returns whether it succeeded; the system's error is that of the
+// last time.
+template <class Ask>
+bool AskPatiently(Ask ask) {
+  constexpr int kTries = 10;
+  for (int tries = 1;; ++tries) {
+    if (ask()) return true;
+    const DWORD error = GetLastError();
+    if (error != ERROR_SHARING_VIOLATION || tries == kTries) return false;
+    Sleep(20);
+  }
+}
+
 int FlagsOf(OsOpenMode mode) {
   switch (mode) {
     case kOsRead: return _O_RDONLY | _O_BINARY;
@@ -52,10 +66,17 @@ int FlagsOf(OsOpenMode mode) {
 }
 
 OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
-  const int descriptor = _sopen(path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
-  if (descriptor < 0) {
-    *error = errno;
-    return ResultOfErrno(errno);
+  int descriptor = -1;
+  int failure = 0;
+  const bool opened = AskPatiently([&] {
+    descriptor = _sopen(path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+    failure = errno;
+    SetLastError(_doserrno);
+    return descriptor >= 0;
+  });
+  if (!opened) {
+    *error = failure;
+    return ResultOfErrno(failure);
   }
   *handle = descriptor;
   return kOsOk;
@@ -95,11 +116,11 @@ int64_t SecondsOf(const FILETIME& time) {
   return ticks / kTicksPerSecond - kSecondsFrom1601To1970;
 }
 
-OsResult Identify(const char* path, BY_HANDLE_FILE_INFORMATION* identity) {
+OsResult AskByHandle(const char* path, BY_HANDLE_FILE_INFORMATION* found) {
   const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                   OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
   if (file == INVALID_HANDLE_VALUE) return ResultOfLastError();
-  const OsResult result = GetFileInformationByHandle(file, identity) != 0 ? kOsOk : kOsFailed;
+  const OsResult result = GetFileInformationByHandle(file, found) != 0 ? kOsOk : kOsFailed;
   (void)CloseHandle(file);
   return result;
 }
@@ -124,32 +145,41 @@ OsResult Stat(const char* path, OsStatus* status) {
     return kOsOk;
   }
   BY_HANDLE_FILE_INFORMATION behind = {};
-  const OsResult result = Identify(path, &behind);
-  if (result == kOsOk) CopyStatus(behind, status);
-  return result;
+  const OsResult result = AskByHandle(path, &behind);
+  if (result != kOsOk) return kOsFailed;
+  CopyStatus(behind, status);
+  return kOsOk;
 }
 
-OsResult SameFile(const char* left, const char* right) {
-  BY_HANDLE_FILE_INFORMATION l = {};
-  BY_HANDLE_FILE_INFORMATION r = {};
-  const OsResult left_result = Identify(left, &l);
-  if (left_result != kOsOk) return left_result;
-  const OsResult right_result = Identify(right, &r);
-  if (right_result != kOsOk) return right_result;
-  return l.dwVolumeSerialNumber == r.dwVolumeSerialNumber && l.nFileIndexHigh == r.nFileIndexHigh &&
-                 l.nFileIndexLow == r.nFileIndexLow
-             ? kOsOk
-             : kOsMissing;
+uint64_t Joined(DWORD high, DWORD low) { return (static_cast<uint64_t>(high) << 32) | low; }
+
+OsResult Identify(const char* path, OsIdentity* identity) {
+  BY_HANDLE_FILE_INFORMATION found = {};
+  const OsResult result = AskByHandle(path, &found);
+  if (result != kOsOk) return result;
+  identity->volume = found.dwVolumeSerialNumber;
+  identity->file = Joined(found.nFileIndexHigh, found.nFileIndexLow);
+  identity->has_other_names = found.nNumberOfLinks > 1;
+  identity->is_link = (GetFileAttributesA(path) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  return kOsOk;
 }
 
-OsResult Remove(const char* path) { return DeleteFileA(path) != 0 ? kOsOk : ResultOfLastError(); }
+OsResult SameFile(const char* left, const char* right) { return CommonSameFile(Identify, left, right); }
+
+OsResult Remove(const char* path) {
+  return AskPatiently([&] { return DeleteFileA(path) != 0; }) ? kOsOk : ResultOfLastError();
+}
 
 // The removal goes through the handle of the very file that was looked at; without FILE_SHARE_DELETE a second process
-// that tries meanwhile is refused.
+// that tries meanwhile is refused, and asks again.
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
-  const HANDLE file = CreateFileA(path, DELETE | FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                  OPEN_EXISTING, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return ResultOfLastError();
+  HANDLE file = INVALID_HANDLE_VALUE;
+  const bool opened = AskPatiently([&] {
+    file = CreateFileA(path, DELETE | FILE_READ_ATTRIBUTES, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                       0, nullptr);
+    return file != INVALID_HANDLE_VALUE;
+  });
+  if (!opened) return ResultOfLastError();
   FILETIME written = {};
   FILE_DISPOSITION_INFO disposition = {};
   disposition.DeleteFile = TRUE;
@@ -167,7 +197,7 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
 
 // A move to another volume is a copy, which counts as done even when the source could not be deleted afterwards.
 OsResult Rename(const char* from, const char* to) {
-  if (MoveFileExA(from, to, 0) != 0) return kOsOk;
+  if (AskPatiently([&] { return MoveFileExA(from, to, 0) != 0; })) return kOsOk;
   if (GetLastError() != ERROR_NOT_SAME_DEVICE) return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
   if (MoveFileExA(from, to, MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH) == 0) {
     return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
@@ -256,36 +286,8 @@ uint32_t ProcessId() { return GetCurrentProcessId(); }
 
 size_t ProgramPath(char* path, size_t size) { return GetModuleFileNameA(nullptr, path, static_cast<DWORD>(size)); }
 
-// The handler runs on a thread of the system's; `break_file_set` is raised only while the text is complete.
-char break_file[kLargestPath];
-std::atomic<bool> break_file_set = false;
-
-BOOL WINAPI RemoveBreakFile(DWORD event) {
-  switch (event) {
-    case CTRL_C_EVENT:
-    case CTRL_BREAK_EVENT:
-    case CTRL_CLOSE_EVENT:
-    case CTRL_LOGOFF_EVENT:
-    case CTRL_SHUTDOWN_EVENT:
-      if (break_file_set) (void)DeleteFileA(break_file);
-      break;
-    default: break;
-  }
-  return FALSE;  // the next handler, by default the one that ends the process, goes on from here
-}
-
 // Nothing to do: no signal comes of writing here, and a missing standard stream has no number that a file could get.
 void PrepareProcess() {}
-
-void InstallBreakHandler() { (void)SetConsoleCtrlHandler(RemoveBreakFile, TRUE); }
-
-void SetBreakFile(const char* path) {
-  break_file_set = false;
-  const size_t length = strlen(path);
-  if (length == 0 || length >= sizeof break_file) return;
-  memcpy(break_file, path, length + 1);
-  break_file_set = true;
-}
 
 }  // namespace
 
@@ -320,6 +322,6 @@ const OsTable kOsNative = {
     .ProgramPath = ProgramPath,
     .Show = CommonShow,
     .PrepareProcess = PrepareProcess,
-    .InstallBreakHandler = InstallBreakHandler,
-    .SetBreakFile = SetBreakFile,
+    .InstallBreakHandler = WindowsInstallBreakHandler,
+    .SetBreakFile = WindowsSetBreakFile,
 };

@@ -8,7 +8,7 @@ namespace {
 
 // An older file of that name makes room first. When the processed directory is the inbound directory itself, by
 // whatever spelling or link, that "older file" is the source: it must not be removed. Neither must it when nobody can
-// tell.
+// tell. A second name of the source may go: a run that was killed within a move can have left one.
 int Move(const char* source, const char* target) {
   if (OsSameFile(source, target) != kOsMissing) return -1;
   (void)OsRemove(target);

@@ -11,7 +11,7 @@ from formats.message_base import MessageBase
 from harness.compare import GONE
 from harness.site import LOCK, Site
 from tools.count import LONG, Count
-from tools.kills import Point, kill_at, needs_strace, writing_points
+from tools.kills import NO_RENAME, Point, kill_at, needs_strace, writing_points
 from tools.promises import assert_nothing_damaged
 from tools.scan_scene import (
     LARGEST_SERIAL,
@@ -53,7 +53,6 @@ def several_conferences(bases: list[MessageBase]) -> None:
 
 
 THREE = [echo("TECH"), netmail_conference(), echo("FIDO")]
-NO_RENAME = ("-e", "inject=renameat2:error=EINVAL")
 SCENES = [
     ScanScene("one conference", [echo("FIDO")], one_conference, serial=9),
     ScanScene("several conferences", THREE, several_conferences),

@@ -77,7 +77,7 @@ def kill_everywhere(sites: Sites, scene: TossScene, points: list[Point], count: 
         scene.lay(site)
         before = observed(site)
         states = toss_states(scene, before)
-        kill_at(site, "-toss", point)
+        kill_at(site, "-toss", point, *scene.options)
         found = observed(site, scene.elsewhere)
         while found != states[reached].files:
             reached += 1
@@ -94,6 +94,6 @@ def test_a_toss_killed_anywhere_loses_nothing(sites, elsewhere, count, name):
     site = sites.fresh()
     scene.lay(site)
     states = toss_states(scene, observed(site))
-    points = writing_points(site, "-toss", log=LONG)
+    points = writing_points(site, "-toss", *scene.options, log=LONG)
     assert observed(site, scene.elsewhere) == states[-1].files
     kill_everywhere(sites, scene, points, count)

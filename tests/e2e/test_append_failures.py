@@ -1,14 +1,18 @@
 """Appends that fail: everything is set back to what it was, the packet stays, and the next run stores what was lost."""
 
+import os
 import resource
 import signal
+import stat
 
 import pytest
 
+from formats.conference_table import echo
 from formats.message_base import DAT_SIZE, PTR_SIZE, MessageBase, body_lines
 from formats.packet import Packet, echomail
 from harness.cases import Cases
-from harness.compare import GONE, not_appended, parsed
+from harness.compare import not_appended, parsed
+from harness.start_up import BAD_BASES
 from harness.target import posix_only
 
 NOT_OPENED = "ERROR: could not open all conf {} message-base files for a checked append"
@@ -34,11 +38,12 @@ def files_limited(size: int):
     return {"preexec_fn": limit}
 
 
-def failing(conference: int, message: int, line: str, rollback: str = RESTORED) -> list[str]:
-    return [line.format(conference), rollback.format(conference), not_appended(message)]
+def failing(conference: int, message: int, line: str, rollback: str | None = RESTORED) -> list[str]:
+    rolled_back = [rollback.format(conference)] if rollback else []
+    return [line.format(conference), *rolled_back, not_appended(message)]
 
 
-def assert_only_the_second_fails(cases: Cases, message, line: str, rollback: str = RESTORED, **options) -> None:
+def assert_only_the_second_fails(cases: Cases, message, line: str, rollback: str | None = RESTORED, **options) -> None:
     """Tosses that message for conference 1 between two of conference 2, which are stored."""
     other = cases.conference()
     around = echomail(cases.tag(other), "Fine", msgid="")
@@ -107,15 +112,37 @@ def test_a_sig_file_that_takes_no_more_is_no_matter_to_a_message_without_msgid_o
     cases.toss(**files_limited(LIMIT + len(MSGID + "\t2\n")))
 
 
-@posix_only("a link that leads nowhere stands in the place of a file")
+@posix_only("a socket stands in the place of a file")
 @pytest.mark.parametrize("kind", ["DAT", "IDX", "PTR", "SIG"])
 def test_a_file_that_does_not_open_leaves_none_of_those_created_before_it(site, kind):
     cases = Cases(site)
     base = cases.conference()
-    link = f"MSG/{base.name(kind)}"
-    site.path(link).symlink_to("no such directory/file")
+    os.mknod(site.path(f"MSG/{base.name(kind)}"), 0o600 | stat.S_IFSOCK)
     message = echomail("CASE1", "Hi", msgid=MSGID)
-    assert_only_the_second_fails(cases, message, NOT_OPENED, changes={link: GONE})
+    assert_only_the_second_fails(cases, message, NOT_OPENED, NOT_RESTORED)
+
+
+@posix_only("links that lead nowhere")
+@pytest.mark.parametrize("kind", ["DAT", "IDX", "PTR"])
+def test_a_link_to_a_disk_that_is_not_there_is_no_missing_file(site, kind):
+    """A message base begun anew in its place would hide the one on that disk."""
+    site.conferences(echo("CASE1"))
+    site.path(f"MSG/{MessageBase(1).name(kind)}").symlink_to("no such directory/file")
+    site.inbound("a.pkt", Packet([echomail("CASE1", "Hi", msgid=MSGID)]).pack())
+    before = site.snapshot()
+    run = site.toss()
+    assert run.lines[-2:] == ["ERROR: could not inspect message-base files for conference 1", BAD_BASES]
+    assert run.status == 1
+    assert site.snapshot() == before
+
+
+@posix_only("links that lead nowhere")
+def test_a_sig_link_to_a_disk_that_is_not_there_refuses_the_message(site):
+    cases = Cases(site)
+    base = cases.conference()
+    site.path(f"MSG/{base.name('SIG')}").symlink_to("no such directory/file")
+    message = echomail("CASE1", "Hi", msgid=MSGID)
+    assert_only_the_second_fails(cases, message, "ERROR: could not inspect SIG file for conf {}", rollback=None)
 
 
 @posix_only("a device that takes no byte stands in the place of a file")

@@ -166,16 +166,18 @@ def test_another_users_stale_lock_is_cleared(site):
 
 
 @posix_only("file locks of other programs")
-def test_nobody_can_make_the_clearing_of_a_stale_lock_wait(site):
+@pytest.mark.parametrize("held", [LOCK, "MSG"])
+def test_nobody_can_keep_a_stale_lock_alive(site, held):
     prepare(site, 1)
     site.write(LOCK, "")
     an_hour_ago = time.time() - AN_HOUR
     os.utime(site.path(LOCK), (an_hour_ago, an_hour_ago))
-    with subprocess.Popen(["flock", site.path(LOCK), "sleep", "60"]) as holder:
-        site.wait_for(lambda: subprocess.run(["flock", "-n", site.path(LOCK), "true"], check=False).returncode != 0)
+    with subprocess.Popen(["flock", site.path(held), "sleep", "60"]) as holder:
+        site.wait_for(lambda: subprocess.run(["flock", "-n", site.path(held), "true"], check=False).returncode != 0)
         run = site.toss()
         assert holder.poll() is None, "the run has waited for the other program"
         holder.kill()
+    assert run.lines.count("Found a stale lock file (60 minutes old) -- clearing it") == 1
     assert run.status == 0
 
 

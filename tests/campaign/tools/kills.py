@@ -20,6 +20,8 @@ WRITING = "openat,write,pwrite64,ftruncate,unlink,rename,renameat2,link,linkat,m
 TIMED = re.compile(r"BAD_\d+|[0-9a-f]{8}\.[a-z]{2}[0-9a-z](?=$|\.tmp)")
 CALL = re.compile(r"(?:\d+ +)?(\w+)\((.*)\) += (.*)|(?:\d+ +)?(\w+)\((.*)\) += \?")
 LIMIT = 60
+NO_RENAME = ("-e", "inject=renameat2:error=EINVAL")
+"""A file system that cannot rename without replacing."""
 
 
 def can_trace() -> bool:

@@ -87,6 +87,10 @@ class TossScene:
     """So many of the messages were stored by an earlier run."""
     elsewhere: Path | None = None
     """The processed directory, on another file system."""
+    options: tuple[str, ...] = ()
+    """Of strace: what the file system cannot do."""
+    linked: bool = False
+    """A move is a second link, and then the removal of the first."""
 
     def bases(self) -> list[MessageBase]:
         bases = [MessageBase(number) for number in range(1, len(self.conferences) + 1)]
@@ -201,6 +205,8 @@ def add_disposal(states: States) -> None:
     if states.scene.elsewhere:
         target = f"{ELSEWHERE}/{SOURCE}"
         states.add(HALF_MOVED, {target: b""})
+        states.add(COPIED, {target: states.scene.source()})
+    if states.scene.linked:
         states.add(COPIED, {target: states.scene.source()})
     moved = {target: states.scene.source()} if states.scene.kept else {}
     states.add(DISPOSED, moved, (f"IN/{SOURCE}",))

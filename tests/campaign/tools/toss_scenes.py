@@ -7,6 +7,7 @@ from formats.conference_table import netmail as netmail_conference
 from formats.message_base import MessageBase
 from formats.packet import PackedMessage, Packet
 from formats.zip_bundle import DEFLATED, STORED, Entry, bundle
+from tools.kills import NO_RENAME
 from tools.toss_scene import TossScene, echo_mail, net_mail
 
 FIDO = echo("FIDO")
@@ -72,6 +73,7 @@ def scenes(elsewhere: Path | None) -> list[TossScene]:
         TossScene("an older processed file", [FIDO], TWO, packet, earlier_mail, older=True),
         TossScene("an index shorter than the headers", [FIDO], TWO, packet, short_index),
         TossScene("unknown areas", [echo("*")], PARKED, packet, earlier_mail),
+        TossScene("moved by a link", [FIDO], TWO, packet, earlier_mail, options=NO_RENAME, linked=True),
         TossScene("a retained packet tossed again", [FIDO], TWO, packet, stored_in_part, stored_before=1),
     ]
     if elsewhere:

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <set>
 
 #include "platform/os.h"
@@ -55,7 +56,26 @@ TEST_F(OsPaths, SameFileRecognisesAnotherSpelling) {
   EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / "./a").c_str()), kOsOk);
   EXPECT_EQ(OsSameFile((directory_ / "sub/../a").c_str(), a_.c_str()), kOsOk);
   EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / ".\\a").c_str()), kOsOk);
-  EXPECT_EQ(OsSameFile((directory_ / "sub").c_str(), (directory_ / "sub/.").c_str()), kOsOk);
+}
+
+TEST_F(OsPaths, SameFileTakesNamesInTwoDirectoriesForTwoFiles) {
+  MakeDirectory(directory_ / "sub");
+  WriteFile(a_, "x");
+  const std::string other = directory_ / "sub/a";
+  std::filesystem::create_hard_link(a_, other);
+  EXPECT_EQ(OsSameFile(a_.c_str(), other.c_str()), kOsMissing);
+  EXPECT_EQ(OsSameFile(other.c_str(), a_.c_str()), kOsMissing);
+  EXPECT_EQ(OsSameFile(other.c_str(), (directory_ / "sub/../sub/a").c_str()), kOsOk);
+}
+
+TEST_F(OsPaths, SameFileFindsTheDirectoryOfAPathOfAnyForm) {
+  WriteFile(a_, "x");
+  std::filesystem::create_hard_link(a_, b_);
+  const std::string before = std::filesystem::current_path().string();
+  std::filesystem::current_path(directory_.Path());
+  EXPECT_EQ(OsSameFile("a", a_.c_str()), kOsOk);
+  EXPECT_EQ(OsSameFile("./a", ".\\a"), kOsOk);
+  std::filesystem::current_path(before);
 }
 
 TEST_F(OsPaths, SameFileTellsTwoFilesOfEqualContentApart) {

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <functional>
 
@@ -73,6 +75,45 @@ TEST_P(PosixMove, FailsWithoutASourceOrADirectoryToMoveTo) {
   WriteFile(from_, "new");
   EXPECT_EQ(GetParam()(from_.c_str(), (directory_ / "missing/to").c_str()), kOsFailed);
   EXPECT_EQ(ReadFile(from_), "new");
+}
+
+// Another file system than the one of temporary files, if there is one.
+class PosixMoveAcross : public PosixMove {
+ protected:
+  const std::string to_ = "/dev/shm/cvtoss-move-" + std::to_string(OsProcessId());
+
+  void SetUp() override {
+    struct stat here = {};
+    struct stat there = {};
+    if (stat("/dev/shm", &there) != 0 || access("/dev/shm", W_OK) != 0 || stat(directory_.Path().c_str(), &here) != 0 ||
+        here.st_dev == there.st_dev) {
+      GTEST_SKIP() << "no second file system to write to";
+    }
+  }
+  void TearDown() override { (void)unlink(to_.c_str()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(EachWay, PosixMoveAcross,
+                         testing::Values(PosixRenameWithoutReplacing, PosixMoveByLink, PosixMoveByLooking,
+                                         PosixMoveByCopy));
+
+TEST_P(PosixMoveAcross, CopiesWhatOnlyItsOwnerMayReadForItsOwnerOnly) {
+  WriteFile(from_, "private");
+  ASSERT_EQ(chmod(from_.c_str(), 0600), 0);
+  EXPECT_EQ(GetParam()(from_.c_str(), to_.c_str()), kOsOk);
+  EXPECT_FALSE(PathExists(from_));
+  EXPECT_EQ(ReadFile(to_), "private");
+  struct stat copy = {};
+  ASSERT_EQ(stat(to_.c_str(), &copy), 0);
+  EXPECT_EQ(copy.st_mode & 0777, 0600U);
+}
+
+TEST_P(PosixMoveAcross, NeverReplacesAFile) {
+  WriteFile(from_, "new");
+  WriteFile(to_, "old");
+  EXPECT_EQ(GetParam()(from_.c_str(), to_.c_str()), kOsExists);
+  EXPECT_EQ(ReadFile(from_), "new");
+  EXPECT_EQ(ReadFile(to_), "old");
 }
 
 TEST(PosixMoveByCopyAlone, AHalfCopyIsRemovedAgain) {

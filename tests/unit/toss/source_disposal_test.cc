@@ -1,6 +1,7 @@
 #include "toss/source_disposal.h"
 
 #include <cstring>
+#include <filesystem>
 
 #include "unit/toss/toss_fixture.h"
 
@@ -50,6 +51,15 @@ TEST_F(SourceDisposal, TheProcessedDirectoryMayNotBeTheInboundDirectory) {
   ExpectNotMoved(site_.In());
   ExpectNotMoved(site_.Root() + "/in/../in");
   EXPECT_EQ(door_.Count(Call::kRemove), 0);
+}
+
+// A run that was killed within a move may have left the file under both names.
+TEST_F(SourceDisposal, ASecondNameOfTheSourceMakesRoomForIt) {
+  std::filesystem::create_hard_link(source_, target_);
+  EXPECT_EQ(Move(site_.Done()), 0);
+  EXPECT_EQ(TakeLines(), Strings{"  moved to " + target_});
+  EXPECT_FALSE(PathExists(source_));
+  EXPECT_EQ(ReadFile(target_), "packet");
 }
 
 TEST_F(SourceDisposal, AnOlderFileThatCannotBeRemovedKeepsTheSource) {

@@ -1,0 +1,53 @@
+#include "platform/os_windows_break.h"
+
+#include <windows.h>
+
+#include <atomic>
+#include <cstring>
+
+namespace {
+
+// The handler runs on a thread of the system's; `break_file_set` is raised only while the text is complete.
+char break_file[1024];
+std::atomic<bool> break_file_set = false;
+
+BOOL WINAPI HandleEvent(DWORD event) {
+  (void)WindowsBreak(event);
+  return FALSE;  // the next handler, by default the one that ends the process, goes on from here
+}
+
+bool EndsTheProcess(DWORD event) {
+  switch (event) {
+    case CTRL_C_EVENT:
+    case CTRL_BREAK_EVENT:
+    case CTRL_CLOSE_EVENT:
+    case CTRL_LOGOFF_EVENT:
+    case CTRL_SHUTDOWN_EVENT: return true;
+    default: return false;
+  }
+}
+
+// Another run that looks at the lock may have it open for a moment; the system gives the handler seconds.
+void RemovePatiently(const char* path) {
+  for (int tries = 0; tries < 10 && DeleteFileA(path) == 0 && GetLastError() == ERROR_SHARING_VIOLATION; ++tries) {
+    Sleep(20);
+  }
+}
+
+}  // namespace
+
+void WindowsInstallBreakHandler() { (void)SetConsoleCtrlHandler(HandleEvent, TRUE); }
+
+void WindowsSetBreakFile(const char* path) {
+  break_file_set = false;
+  const size_t length = strlen(path);
+  if (length == 0 || length >= sizeof break_file) return;
+  memcpy(break_file, path, length + 1);
+  break_file_set = true;
+}
+
+bool WindowsBreak(unsigned long event) {
+  if (!EndsTheProcess(event)) return false;
+  if (break_file_set) RemovePatiently(break_file);
+  return true;
+}
