@@ -1,6 +1,6 @@
 // The command line: which run, with which configuration.
 #pragma once
 
-// Runs the program: cvtoss32 -toss|-scan|-check [config-file-path]. Returns the exit status: 0 when nothing needs
-// attention, else 1.
+// Runs the program: cvtoss32 -toss|-scan|-check [config-file-path]. Returns the exit status: that of the run, or 1 when
+// none could begin.
 int RunCommandLine(int argc, const char* const* argv);

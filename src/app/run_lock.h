@@ -1,7 +1,7 @@
 // The run lock: CVTOSS.BSY in MSGDIR keeps a second toss or scan away.
 //
-// States: not held -> held (AcquireRunLock) -> not held (ReleaseRunLock, the break handler, or 30 minutes without a
-// sign of life). What makes it safe:
+// States: not held -> held (AcquireRunLock) -> not held (ReleaseRunLock, the break handler, or the age of 30 minutes,
+// whether or not its run is still at work). What makes it safe:
 // 1. Only exclusive creation takes the lock; nothing replaces or renames a lock file.
 // 2. The break handler learns the path only after the owner line is complete, and forgets it right after the file is
 //    gone: until then a break must still find it.

@@ -20,11 +20,16 @@ namespace {
 
 constexpr uint64_t kLargestBody = 4294967169;  // rounded up to whole records it still fits 32 bits
 
+// What a file was before the append.
+struct AppendSnapshot {
+  bool existed = false;
+  int32_t size = 0;  // bytes; also where the new bytes go
+};
+
 // One of the four files: where it is, what it was before, and what is to be added.
 struct AppendTarget {
   Path path;
-  bool existed = false;
-  int32_t size = 0;  // bytes; also where the new bytes go
+  AppendSnapshot before;
   const void* bytes = nullptr;
   size_t byte_count = 0;
   OsFile file;
@@ -47,12 +52,12 @@ struct AppendPlan {
 
 void Snapshot(const char* msg_dir, int32_t c, const char* kind, bool existed, int32_t size, AppendTarget* target) {
   (void)FormatBasePath(msg_dir, c, kind, &target->path);
-  target->existed = existed;
-  target->size = size;
+  target->before = {existed, size};
 }
 
 int SnapshotSig(const char* msg_dir, int32_t c, AppendTarget* sig) {
-  if (FormatSigPath(msg_dir, c, &sig->path) == 0 && InspectFileSize(sig->path.text, &sig->existed, &sig->size) == 0) {
+  if (FormatSigPath(msg_dir, c, &sig->path) == 0 &&
+      InspectFileSize(sig->path.text, &sig->before.existed, &sig->before.size) == 0) {
     return 0;
   }
   LogLine("ERROR: could not inspect SIG file for conf %d", c);
@@ -161,7 +166,7 @@ int OpenAll(int32_t c, AppendPlan* plan) {
 }
 
 OsResult Write(const AppendTarget& target) {
-  return OsWriteAt(target.file, target.size, target.bytes, target.byte_count);
+  return OsWriteAt(target.file, target.before.size, target.bytes, target.byte_count);
 }
 
 bool FlushAll(const AppendPlan& plan) {
@@ -199,7 +204,7 @@ void RollBack(int32_t c, const AppendPlan& plan) {
   int result = 0;
   for (const AppendTarget* target : {&plan.dat, &plan.idx, &plan.ptr, &plan.sig}) {
     if (target == &plan.sig && !plan.has_sig) continue;
-    if (RestoreFileSize(target->path.text, target->existed, target->size) != 0) result = -1;
+    if (RestoreFileSize(target->path.text, target->before.existed, target->before.size) != 0) result = -1;
   }
   if (result == 0) {
     LogLine("  conf %d append failed; DAT/IDX/PTR/SIG restored to their original sizes", c);

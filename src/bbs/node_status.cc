@@ -19,6 +19,16 @@ static_assert(CoversRecord({UserNo, Mode, unread3}, kSize));
 
 }  // namespace layout
 
+// One node's record of CVWHOSON.DAT.
+struct NodeStatusRecord {
+  uint16_t UserNo;
+  uint8_t Mode;
+};
+
+NodeStatusRecord UnpackNodeStatus(const uint8_t* record) {
+  return {GetU16(record + layout::UserNo.at), record[layout::Mode.at]};
+}
+
 constexpr int64_t kRecordSize = layout::kSize;
 constexpr uint16_t kIdleUser = 65535;
 constexpr int kLongestWaitSeconds = 300;
@@ -32,11 +42,11 @@ int FindBusyNode(const OsFile& file, const char* path, NodeStatus* status) {
     const size_t got = OsReadAt(file, node * kRecordSize, records, wanted).bytes;
     for (size_t at = 0; at + layout::kSize <= got; at += layout::kSize) {
       ++node;
-      const uint16_t user = GetU16(records + at + layout::UserNo.at);
-      if (user == kIdleUser) continue;
+      const NodeStatusRecord record = UnpackNodeStatus(records + at);
+      if (record.UserNo == kIdleUser) continue;
       status->node = static_cast<int32_t>(node);
-      status->UserNo = user;
-      status->Mode = records[at + layout::Mode.at];
+      status->UserNo = record.UserNo;
+      status->Mode = record.Mode;
       return 0;
     }
     if (got < wanted) {

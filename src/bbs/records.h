@@ -108,6 +108,7 @@ struct PtrVitals {
   int32_t MsgNumber;
 };
 
+// Takes them from a PtrRecord of kPtrRecordSize bytes.
 inline PtrVitals UnpackPtrVitals(const uint8_t* from) {
   return {from[ptr_layout::Deleted.at] != 0, GetU16(from + ptr_layout::Where.at), GetU16(from + ptr_layout::Records.at),
           GetI32(from + ptr_layout::MsgNumber.at)};

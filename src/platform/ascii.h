@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+// The capital of a letter from a to z; every other byte as it is.
 inline char UpperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
 // Turns the letters of a NUL-terminated text into capitals.

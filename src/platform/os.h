@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 
+// What the calls that deal with paths answer.
 enum OsResult {
   kOsOk = 0,
   kOsMissing,     // nothing stands at that path
@@ -30,6 +31,7 @@ enum OsOpenMode {
 };
 
 enum OsKind { kOsRegularFile, kOsDirectory, kOsOtherKind };
+// The console's two outputs.
 enum OsStream { kOsStdout, kOsStderr };
 
 struct OsStatus {

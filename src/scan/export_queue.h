@@ -23,10 +23,10 @@ struct ExportQueue {
 };
 
 constexpr size_t kFirstQueueCapacity = 32;  // records
-constexpr size_t kLargestQueue = 6587373;   // records
+constexpr size_t kLargestQueue = 6587373;   // records; of 652 bytes each, as many as a 32-bit size can hold
 
 // Appends a record; the room doubles when it is full. Returns 0, or -1 without memory (the queue is then as it was).
 int QueueExport(const ExportRecord& record, ExportQueue* queue);
 
-// The record at place `index`.
+// The record at place `index`, which is below `count`.
 ExportRecord GetExport(const ExportQueue& queue, size_t index);

@@ -3,6 +3,6 @@
 
 #include "app/config.h"
 
-// Runs a scan. Returns the exit status: 0 when everything unsent was exported and committed, or nothing was unsent; 1
-// when something needs attention or the run was aborted.
+// Runs a scan. Returns the exit status: 1 when the run was aborted or a message could not be committed, else 0 (a
+// message that was skipped stays unsent and is in the log only).
 int RunScan(const TosserConfig& config);

@@ -3,6 +3,6 @@
 
 #include "app/config.h"
 
-// Runs a toss. Returns the exit status: 0 when every inbound file was handled whole, 1 when something needs attention
-// or the run was aborted.
+// Runs a toss. Returns the exit status: 1 when the run was aborted, mail was retained or a tossed file could not be
+// disposed of, else 0 (what a rule dropped, saved for review or passed over is in the log only).
 int RunToss(const TosserConfig& config);
