@@ -61,20 +61,51 @@ def test_a_bundle_that_cannot_be_handed_over_stays_and_counts_as_a_failure(site)
     assert len(names_in(site / "FTN" / "OUTBOUND")) == 1
 
 
-def test_the_windows_exchange_tosses_and_scans(site):
+def windows_exchange(site, *arguments):
     shutil.copy2(WINDOWS_PROGRAM, site)
     shutil.copy2(PACKAGING / "cvtoss32-exchange.cmd", site)
-    environment = os.environ | {"WINEDEBUG": "-all"}
-    done = subprocess.run(["wine", "cmd", "/c", "cvtoss32-exchange.cmd"], cwd=site, env=environment,
-                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=False)
+    return subprocess.run(["wine", "cmd", "/c", "cvtoss32-exchange.cmd", *arguments], cwd=site,
+                          env=os.environ | {"WINEDEBUG": "-all"}, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          check=False)
+
+
+def test_the_windows_exchange_tosses_and_scans(site):
+    done = windows_exchange(site)
     assert done.returncode == 0
     assert done.stdout.count(b"run complete") == 2
     assert len(names_in(site / "FTN" / "OUTBOUND")) == 1
 
     shutil.rmtree(site / "FTN" / "INBOUND")
-    done = subprocess.run(["wine", "cmd", "/c", "cvtoss32-exchange.cmd"], cwd=site, env=environment,
-                          stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, check=False)
-    assert done.returncode == 1
+    assert windows_exchange(site).returncode == 1
+
+
+def test_the_windows_exchange_hands_finished_bundles_to_the_mailer_and_nothing_else(site):
+    box = site / "MY BOX"
+    box.mkdir()
+    outbound = site / "FTN" / "OUTBOUND"
+    for name in ("6917f02c.tmp", "6917f02c.su0.tmp", "notes.txt"):
+        (outbound / name).write_text(name)
+    (outbound / "6917f02d.mo3").write_text("of an earlier run")
+    done = windows_exchange(site, "FTN\\OUTBOUND", "MY BOX")
+    assert done.returncode == 0
+    assert names_in(outbound) == ["6917f02c.su0.tmp", "6917f02c.tmp", "notes.txt"]
+    handed_over = names_in(box)
+    assert len(handed_over) == 2 and all(re.fullmatch(r"[0-9a-f]{8}\.[a-z]{2}[03]", name) for name in handed_over)
+
+
+def test_the_windows_exchange_replaces_no_bundle_in_the_box_and_says_what_it_could_not_hand_over(site):
+    box = site / "BOX"
+    box.mkdir()
+    outbound = site / "FTN" / "OUTBOUND"
+    (outbound / "6917f02d.mo3").write_text("new")
+    (box / "6917f02d.mo3").write_text("waiting")
+    assert windows_exchange(site, "FTN\\OUTBOUND", "BOX").returncode == 1
+    assert (outbound / "6917f02d.mo3").read_text() == "new"
+    assert (box / "6917f02d.mo3").read_text() == "waiting"
+
+    (box / "6917f02d.mo3").unlink()
+    assert windows_exchange(site, "FTN\\OUTBOUND", "NO BOX").returncode == 1
+    assert (outbound / "6917f02d.mo3").read_text() == "new"
 
 
 def test_the_command_file_has_the_line_ends_that_windows_wants():
