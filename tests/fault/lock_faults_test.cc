@@ -1,9 +1,12 @@
 // Taking and giving back the run lock while every call fails in turn.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "app/run_lock.h"
 #include "fault/fault_loop.h"
 #include "fault/run_promises.h"
+#include "fault/story.h"
 #include "unit/support/fake_clock.h"
 #include "unit/support/test_files.h"
 
@@ -12,19 +15,30 @@ namespace {
 constexpr char kStale[] = "cvtoss32 1.05 Beta 5 mode=-scan pid=17 started=1763160000\n";
 constexpr char kOwn[] = "cvtoss32 1.05 Beta 5 mode=-toss pid=4120 started=1763166684\n";
 
-// What another run left behind: nothing, or a lock of that age in seconds.
-enum Found { kNothing = -1, kFreshLock = 60, kStaleLock = 1800 };
+constexpr int64_t kFreshAge = 60;
+constexpr int64_t kStaleAge = 1800;
+
+// What taking the lock, and giving it back when it was taken, have to say.
+class LockStory : public Story {
+ public:
+  LockStory(FoundLock found, const Site& site, std::vector<Step> steps) : Story(site, kNoFiles, std::move(steps)) {
+    if (TakeLock(found, kStale, kOwn)) ReleaseLock();
+  }
+
+ private:
+  static inline const SiteFiles kNoFiles;
+};
 
 // A lock is held only while its file is whole and registered; it is never another run's.
-bool PlayLock(Found found, const Fault& fault) {
+bool PlayLock(FoundLock found, const Fault& fault) {
   const Site site;
   FakeClock clock;
   const FakeProcess process(site.ProgramFile());
   const CapturedLog log;
   ScopedDoor door;
-  if (found != kNothing) {
+  if (found != FoundLock::kNone) {
     WriteFile(site.LockFile(), kStale);
-    SetModifiedAt(site.LockFile(), clock.now - found);
+    SetModifiedAt(site.LockFile(), clock.now - (found == FoundLock::kFresh ? kFreshAge : kStaleAge));
   }
   door.Fail(fault);
   Path lock;
@@ -33,19 +47,19 @@ bool PlayLock(Found found, const Fault& fault) {
   EXPECT_EQ(process.break_file, held ? site.LockFile() : "");
   if (held) {
     EXPECT_EQ(ReadFile(site.LockFile()), kOwn);
-    EXPECT_NE(found, kFreshLock);
+    EXPECT_NE(found, FoundLock::kFresh);
     ReleaseRunLock(lock);
     const bool removed = !PathExists(site.LockFile());
-    EXPECT_EQ(HasLine(log.Lines(), "WARNING: could not remove lock file "), !removed);
     EXPECT_EQ(process.break_file, removed ? "" : site.LockFile());
-  } else if (found == kFreshLock) {
+  } else if (found == FoundLock::kFresh) {
     EXPECT_EQ(ReadFile(site.LockFile()), kStale);
   }
   const bool struck = door.HasStruck();
+  LockStory(found, site, SiteMap(site).StepsFrom(0, door)).ExpectToldBy(LinesOf(log, site), 0);
 
   // Thirty minutes later, without faults, any run gets the lock, unless it cannot even be told how old it is.
   door.Clear();
-  if (PathExists(site.LockFile())) SetModifiedAt(site.LockFile(), clock.now - kStaleLock);
+  if (PathExists(site.LockFile())) SetModifiedAt(site.LockFile(), clock.now - kStaleAge);
   EXPECT_EQ(AcquireRunLock(site.config.MsgDir, "-toss", &lock), 1);
   EXPECT_EQ(ReadFile(site.LockFile()), kOwn);
   ReleaseRunLock(lock);
@@ -54,7 +68,7 @@ bool PlayLock(Found found, const Fault& fault) {
   return struck;
 }
 
-void TryLockFaults(Found found, int more_than) {
+void TryLockFaults(FoundLock found, int more_than) {
   FaultLoop loop;
   loop.more_than = more_than;
   (void)TryFaults([found](const Fault& fault) { return PlayLock(found, fault); }, loop);
@@ -62,8 +76,8 @@ void TryLockFaults(Found found, int more_than) {
 
 }  // namespace
 
-TEST(LockFaults, TakingALockThatIsFree) { TryLockFaults(kNothing, 10); }
+TEST(LockFaults, TakingALockThatIsFree) { TryLockFaults(FoundLock::kNone, 10); }
 
-TEST(LockFaults, FindingAFreshLock) { TryLockFaults(kFreshLock, 10); }
+TEST(LockFaults, FindingAFreshLock) { TryLockFaults(FoundLock::kFresh, 10); }
 
-TEST(LockFaults, ClearingAStaleLock) { TryLockFaults(kStaleLock, 20); }
+TEST(LockFaults, ClearingAStaleLock) { TryLockFaults(FoundLock::kStale, 20); }

@@ -1,6 +1,7 @@
 #include "fault/run_stage.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "unit/support/test_files.h"
 
@@ -11,25 +12,37 @@ bool RunOutcome::IsSilentBeside(const RunOutcome& faultless) const {
   });
 }
 
-RunStage::RunStage(const Site& site, const SiteFiles& before, const Spoil& spoil)
-    : site_(site), before_(before), present_(before) {
+RunStage::RunStage(const StagedSite& staged, const Spoil& spoil)
+    : staged_(staged), site_(staged.site), before_(staged.before), present_(staged.before) {
   if (spoil) spoil(&door_);
 }
 
 RunStage::~RunStage() { site_.Restore(before_, present_); }
 
-const SiteFiles& RunStage::EndOfFaults() {
+void RunStage::EndOfFaults() {
   door_.Clear();
-  if (present_.erase("msg/CVTOSS.BSY") != 0) RemoveFile(site_.LockFile());
-  return present_;
+  process_.break_file.clear();  // the next run is another process
+  if (present_.count("msg/CVTOSS.BSY") != 0) RepairByRemoval("msg/CVTOSS.BSY");
 }
 
 RunOutcome RunStage::Play(int (*run)(const TosserConfig& config)) {
   log_.Clear();
+  first_call_ = door_.Calls().size();
   RunOutcome outcome;
   outcome.status = run(site_.config);
   outcome.lines = LinesOf(log_, site_);
+  found_ = std::move(present_);
   outcome.files = present_ = site_.Files();
-  ExpectCleanEnd(site_, door_, process_, outcome.lines, outcome.status);
+  ExpectCleanEnd(site_, door_, process_, outcome.lines);
   return outcome;
+}
+
+void RunStage::Repair(const std::string& path, const std::string& bytes) {
+  WriteFile(site_.Root() + "/" + path, bytes);
+  present_[path] = bytes;
+}
+
+void RunStage::RepairByRemoval(const std::string& path) {
+  RemoveFile(site_.Root() + "/" + path);
+  present_.erase(path);
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "fault/run_promises.h"
+#include "fault/steps.h"
 #include "unit/support/fake_clock.h"
 
 // What a run said, and how it left the site.
@@ -18,31 +19,50 @@ struct RunOutcome {
   bool IsSilentBeside(const RunOutcome& faultless) const;
 };
 
+// A site as every play finds it.
+struct StagedSite {
+  Site site;
+  SiteFiles before;
+  mutable SiteMap map{site};
+};
+
 // One play: at its end the site is as it was before.
 class RunStage {
  public:
   using Spoil = std::function<void(ScopedDoor*)>;
 
-  // `before` are the files of the site; `spoil`, when there is one, sets faults that last from the start.
-  RunStage(const Site& site, const SiteFiles& before, const Spoil& spoil);
+  // `spoil`, when there is one, sets faults that last from the start.
+  RunStage(const StagedSite& staged, const Spoil& spoil);
   RunStage(const RunStage&) = delete;
   RunStage& operator=(const RunStage&) = delete;
   ~RunStage();
 
   ScopedDoor& Door() { return door_; }
 
-  // Takes all faults away, and a lock that could not be removed, as the operator does. Returns what the next run finds.
-  const SiteFiles& EndOfFaults();
+  // Takes all faults away, and a lock that could not be removed, as the operator does.
+  void EndOfFaults();
+
+  // The files as they are between two runs, and what the operator does to them.
+  const SiteFiles& Present() const { return present_; }
+  void Repair(const std::string& path, const std::string& bytes);
+  void RepairByRemoval(const std::string& path);
 
  protected:
   // Plays the run and asserts that it ends as every run has to.
   RunOutcome Play(int (*run)(const TosserConfig& config));
 
+  // Of the last run: the files that it found, and its calls.
+  const SiteFiles& Found() const { return found_; }
+  std::vector<Step> Steps() const { return staged_.map.StepsFrom(first_call_, door_); }
+
+  const StagedSite& staged_;
   const Site& site_;
   const SiteFiles& before_;
 
  private:
+  SiteFiles found_;
   SiteFiles present_;
+  size_t first_call_ = 0;
   FakeClock clock_;
   FakeProcess process_{site_.ProgramFile()};
   CapturedLog log_;

@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <set>
 
+#include "fault/operator.h"
 #include "fault/run_promises.h"
 #include "fault/run_stage.h"
+#include "fault/scan_story.h"
 #include "scan/scan_run.h"
 #include "unit/support/message_base.h"
 #include "unit/support/test_files.h"
@@ -18,6 +20,8 @@ using Lines = std::vector<std::string>;
 
 constexpr char kSerialFile[] = "msg/CVOUTBOUND.SEQ";
 constexpr char kPacketFile[] = "msg/CVOUTBOUND.PKT";
+constexpr char kBundle[] = "out/6917c9dc.sa0";
+constexpr char kTemporaryBundle[] = "out/6917c9dc.sa0.tmp";
 constexpr int kConferences = 3;
 constexpr size_t kPtrSize = 256;
 constexpr size_t kSentByte = 153;
@@ -83,7 +87,7 @@ struct Outcome : RunOutcome {
 };
 
 // A site with the scene on it.
-struct Stage {
+struct Stage : StagedSite {
   explicit Stage(const ScanScene& laid) : scene(laid) {
     if (scene.lay) scene.lay(&site);
     for (const UnsentMessage& message : scene.messages) Lay(message);
@@ -103,17 +107,16 @@ struct Stage {
   }
 
   const ScanScene& scene;
-  Site site;
-  SiteFiles before;
 };
 
 // One play of the scene.
 class ScanPlay : public RunStage {
  public:
-  explicit ScanPlay(const Stage& stage) : RunStage(stage.site, stage.before, stage.scene.spoil), stage_(stage) {}
+  explicit ScanPlay(const Stage& stage) : RunStage(stage, stage.scene.spoil), stage_(stage) {}
 
   Outcome Run() {
     Outcome outcome{Play(RunScan), {}, {}};
+    ScanStory(scene_, site_, Found(), Steps()).ExpectToldBy(outcome.lines, outcome.status);
     for (const auto& [path, bytes] : outcome.files) {
       if (!BeginsWith(path, "out/")) continue;
       if (EndsWith(path, ".tmp")) {
@@ -127,6 +130,7 @@ class ScanPlay : public RunStage {
   }
 
   void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
+    ExpectOthersUntouched(before_, outcome.files, [this](const std::string& path) { return IsOwn(path); });
     ExpectPublishedWholeOrNotAtAll(fault, outcome);
     ExpectOnlySentBytesChanged(outcome);
     for (int conference = 1; conference <= kConferences; ++conference)
@@ -154,10 +158,31 @@ class ScanPlay : public RunStage {
     }
   }
 
+  static bool IsMarked(const Outcome& outcome, const LeftSigLine& line) {
+    const std::string ptr = Bytes(outcome.files, line.conference, "PTR");
+    for (size_t at = 0; at < ptr.size(); at += kPtrSize) {
+      if (LongAt(ptr, at + 166) == static_cast<uint32_t>(line.number)) return ptr[at + kSentByte] != '\0';
+    }
+    ADD_FAILURE() << "no header of message " << line.number;
+    return false;
+  }
+
  private:
   static std::string Bytes(const SiteFiles& files, int conference, const std::string& kind) {
     const auto found = files.find("msg/CVMSG0" + std::to_string(conference) + "." + kind);
     return found != files.end() ? found->second : "";
+  }
+
+  // What a scan of the scene may change, make or remove.
+  bool IsOwn(const std::string& path) const {
+    if (path == "msg/CVTOSS.BSY") return true;
+    if (path == kSerialFile || path == kPacketFile || path == kBundle || path == kTemporaryBundle) {
+      return !scene_.messages.empty();
+    }
+    return std::any_of(scene_.messages.begin(), scene_.messages.end(), [&path](const UnsentMessage& message) {
+      const std::string base = "msg/CVMSG0" + std::to_string(message.conference);
+      return path == base + ".PTR" || path == base + ".SIG";
+    });
   }
 
   // At most one bundle, whole, and announced. A temporary file is left only where removing it failed.
@@ -256,8 +281,16 @@ void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
     const bool struck = play.Door().LastHasStruck();
     play.ExpectPromisesKept(fault, outcome, faultless);
     const bool may_repeat = HasLine(outcome.lines, "ERROR: bundle exists") || HasLine(outcome.lines, "CRITICAL:");
-    const bool is_new = followed.insert({play.EndOfFaults(), may_repeat}).second;
-    if (is_new) play.ExpectAllExported(play.Run(), may_repeat);
+    play.EndOfFaults();
+    const std::vector<LeftSigLine> left = LeftSigLines(outcome.lines);
+    RemoveLeftSigLines(left, &play);
+    if (!followed.insert({play.Present(), may_repeat}).second) return struck;
+    const Outcome later = play.Run();
+    play.ExpectAllExported(later, may_repeat);
+    for (const LeftSigLine& line : left) {
+      // One that was marked although nobody could see it is done with, and not sent again.
+      EXPECT_EQ(line.CountIn(later.files), play.IsMarked(outcome, line) ? 0 : 1);
+    }
     return struck;
   };
   (void)TryFaults(attempt, loop);

@@ -6,6 +6,7 @@
 #include "unit/support/captured_log.h"
 #include "unit/support/fake_clock.h"
 #include "unit/support/fake_process.h"
+#include "unit/support/packet_bytes.h"
 #include "unit/support/test_files.h"
 
 namespace {
@@ -35,20 +36,6 @@ void LayEarlier(const Site* site) {
   site->Base(1).Add(earlier);
   earlier.msgid = "";
   site->Base(2).Add(earlier);
-}
-
-// Several packets in one bundle, a message each, deflated and stored in turn.
-std::string BundleOf(const std::vector<PacketMessage>& messages) {
-  std::string bundle;
-  bool deflated = true;
-  for (const PacketMessage& message : messages) {
-    ZipEntryParts entry;
-    entry.content = PacketBytes({message});
-    entry.deflated = deflated;
-    bundle += ZipEntryBytes(entry);
-    deflated = !deflated;
-  }
-  return bundle;
 }
 
 FaultLoop AtLeast(int points) {
@@ -96,9 +83,16 @@ TEST(TossFaults, ABodyOfManyRecords) {
 
 TEST(TossFaults, ABundleOfSeveralPackets) {
   TossScene scene;
-  scene.source = BundleOf;
+  scene.packing = Packing::kBundle;
   scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "1:2/3 b"), Netmail("third", "1:2/3 c")};
   TryTossFaults(scene, AtLeast(300));
+}
+
+TEST(TossFaults, ADamagedPacket) {
+  TossScene scene;
+  scene.packing = Packing::kDamagedPacket;
+  scene.messages = {Echo(1, "first", "1:2/3 a")};
+  TryTossFaults(scene, AtLeast(150));
 }
 
 TEST(TossFaults, ARetainedPacketTossedAgain) {
@@ -121,6 +115,7 @@ TEST(TossFaults, UnknownAreasGoToTheCatchAll) {
   };
   scene.messages = {Echo(2, "first", "1:2/3 a")};
   scene.messages[0].area = "NOWHERE";
+  scene.messages[0].is_parked = true;
   TryTossFaults(scene, AtLeast(150));
 }
 
@@ -152,6 +147,25 @@ TEST(TossFaults, RollingBackANewConference) {
     scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kFlush, 1, kind); };
     scene.messages = {Echo(1, "first", "1:2/3 a")};
     TryTossFaults(scene, AtLeast(100));
+  }
+}
+
+// As above, where a pipe stands in place of a file.
+TEST(TossFaults, RollingBackWhatHasNoPositions) {
+  for (const char* kind : {".DAT", ".IDX", ".PTR", ".SIG"}) {
+    TossScene scene;
+    scene.spoil = [kind](ScopedDoor* door) {
+      Fault unseekable;
+      unseekable.call = Call::kWriteAt;
+      unseekable.for_good = true;
+      unseekable.answer = kOsUnseekable;
+      unseekable.path_end = kind;
+      door->Fail(unseekable);
+    };
+    scene.messages = {Echo(1, "first", "1:2/3 a")};
+    FaultLoop loop = AtLeast(4);
+    loop.path_end = ".SIG";
+    TryTossFaults(scene, loop);
   }
 }
 

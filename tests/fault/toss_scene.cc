@@ -6,14 +6,19 @@
 #include <set>
 #include <utility>
 
+#include "check/check_run.h"
+#include "fault/operator.h"
 #include "fault/run_promises.h"
 #include "fault/run_stage.h"
+#include "fault/toss_story.h"
 #include "toss/toss_run.h"
+#include "unit/support/packet_bytes.h"
 #include "unit/support/test_files.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
+constexpr int kConferences = 4;
+constexpr char kBadCopy[] = "in/badmsgs/BAD_1763166684.PKT";
 
 std::string TravellingText(const SceneMessage& message) {
   std::string text = EchoText(message.area, message.msgid, "");
@@ -21,6 +26,18 @@ std::string TravellingText(const SceneMessage& message) {
   std::string lines = message.body;
   std::replace(lines.begin(), lines.end(), '\x01', '\r');
   return text + lines;
+}
+
+// Several packets in one bundle, a message each.
+std::string BundleOf(const std::vector<PacketMessage>& messages) {
+  std::string bundle;
+  for (size_t i = 0; i < messages.size(); ++i) {
+    ZipEntryParts entry;
+    entry.content = PacketBytes({messages[i]});
+    entry.deflated = IsDeflated(i);
+    bundle += ZipEntryBytes(entry);
+  }
+  return bundle;
 }
 
 std::string SourceOf(const TossScene& scene) {
@@ -31,13 +48,16 @@ std::string SourceOf(const TossScene& scene) {
     one.text = TravellingText(message);
     packed.push_back(one);
   }
-  return scene.source(packed);
+  if (scene.packing == Packing::kBundle) return BundleOf(packed);
+  std::string packet = PacketBytes(packed);
+  if (scene.packing == Packing::kDamagedPacket) packet.replace(packet.size() - 2, 2, Word(1));
+  return packet;
 }
 
 using Outcome = RunOutcome;
 
 // A site with the scene on it.
-struct Stage {
+struct Stage : StagedSite {
   explicit Stage(const TossScene& laid) : scene(laid), source(SourceOf(laid)) {
     if (scene.lay) scene.lay(&site);
     for (const SceneMessage& message : scene.messages) {
@@ -57,8 +77,6 @@ struct Stage {
 
   const TossScene& scene;
   const std::string source;
-  Site site;
-  SiteFiles before;
 };
 
 // The messages of a conference among the files of a site.
@@ -74,15 +92,19 @@ std::vector<BaseMessage> MessagesIn(const SiteFiles& files, const Site& site, in
 // One play of the scene.
 class TossPlay : public RunStage {
  public:
-  explicit TossPlay(const Stage& stage) : RunStage(stage.site, stage.before, stage.scene.spoil), stage_(stage) {}
+  explicit TossPlay(const Stage& stage) : RunStage(stage, stage.scene.spoil), stage_(stage) {}
 
-  Outcome Run() { return Play(RunToss); }
+  Outcome Run() {
+    Outcome outcome = Play(RunToss);
+    TossStory(scene_, site_, Found(), Steps()).ExpectToldBy(outcome.lines, outcome.status);
+    return outcome;
+  }
 
   void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
     ExpectOldFilesUndamaged(outcome);
-    ExpectNothingLeftBehind(before_, faultless.files, outcome.files, outcome.lines);
+    ExpectOthersUntouched(before_, outcome.files, [this](const std::string& path) { return IsOwn(path); });
     ExpectNothingLost(outcome);
-    for (int conference = 1; conference <= 4; ++conference) {
+    for (int conference = 1; conference <= kConferences; ++conference) {
       if (!IsCritical(outcome.lines, conference)) ExpectWhole(outcome, conference);
     }
     ExpectSilenceIsHarmless(fault, outcome, faultless);
@@ -90,7 +112,15 @@ class TossPlay : public RunStage {
 
   void ExpectOldFilesUndamaged(const Outcome& outcome) const {
     ExpectNothingDamaged(FilesBelow("msg/", before_), outcome.files);
-    ExpectNothingDamaged(FilesBelow("conf/", before_), outcome.files);
+  }
+
+  // After a rollback that failed: does what the guide says, and asserts that a check finds nothing wrong any more.
+  void RepairAsAdvised(const Outcome& outcome) {
+    if (!AnyCritical(outcome)) return;
+    CutBackToWholeMessages(outcome.lines, before_, this);
+    const Outcome check = Play(RunCheckMode);
+    EXPECT_EQ(check.status, 0);
+    for (int conference = 1; conference <= kConferences; ++conference) ExpectWhole(check, conference);
   }
 
   // After a run that met no fault: all is stored, the source is done with.
@@ -125,7 +155,21 @@ class TossPlay : public RunStage {
     return copies;
   }
 
-  // Every message is one that was there before or one of the scene's, whole.
+  // What a toss of the scene may change, make or remove.
+  bool IsOwn(const std::string& path) const {
+    if (path == "msg/CVTOSS.BSY" || path == std::string("in/") + kSceneSource) return true;
+    if (path == std::string("done/") + kSceneSource) return site_.config.ProcessedDir[0] != '\0';
+    if (path == std::string("in/processed/") + kSceneSource) return site_.config.ProcessedDir[0] == '\0';
+    if (path == kBadCopy) return scene_.packing == Packing::kDamagedPacket;
+    return std::any_of(scene_.messages.begin(), scene_.messages.end(), [&path](const SceneMessage& message) {
+      if (path == "msg/BADAREAS.LST") return message.is_parked;
+      const std::string base = "msg/CVMSG0" + std::to_string(message.conference);
+      return path == base + ".PTR" || path == base + ".IDX" || path == base + ".DAT" ||
+             (path == base + ".SIG" && !message.msgid.empty());
+    });
+  }
+
+  // Every message is one that was there before or one of the scene's, whole; no file was made for nothing.
   void ExpectWhole(const Outcome& outcome, int conference) const {
     for (const BaseMessage& stored : MessagesIn(outcome.files, site_, conference)) {
       const bool known = std::any_of(scene_.messages.begin(), scene_.messages.end(), [&](const SceneMessage& message) {
@@ -133,6 +177,9 @@ class TossPlay : public RunStage {
                message.msgid == stored.msgid;
       });
       EXPECT_TRUE(known || stored.subject == BaseMessage{}.subject) << "conf " << conference << " #" << stored.number;
+    }
+    for (const auto& [path, bytes] : FilesBelow("msg/CVMSG0" + std::to_string(conference), outcome.files)) {
+      EXPECT_TRUE(before_.count(path) != 0 || !bytes.empty()) << path << " is left empty";
     }
   }
 
@@ -143,22 +190,30 @@ class TossPlay : public RunStage {
       EXPECT_EQ(inbound->second, source_);
       return;
     }
-    const bool kept = std::any_of(outcome.files.begin(), outcome.files.end(),
-                                  [this](const auto& file) { return file.second == source_; });
+    const auto copy = outcome.files.find(kBadCopy);
+    if (copy != outcome.files.end()) {
+      EXPECT_EQ(source_.compare(0, copy->second.size(), copy->second), 0) << "not a copy of the packet";
+    }
+    const bool kept = std::any_of(outcome.files.begin(), outcome.files.end(), [this](const auto& file) {
+      return file.second == source_ && file.first != kBadCopy;
+    });
     EXPECT_EQ(kept, site_.config.KeepProcessed != 0) << "the source is neither inbound nor processed";
     EXPECT_FALSE(AnyCritical(outcome)) << "an append failed, yet the source was not retained";
     for (const SceneMessage& message : scene_.messages) EXPECT_GE(CopiesOf(outcome, message), 1) << message.subject;
   }
 
   // A fault without a line of its own must have changed nothing, but for what is never announced: an inbound file that
-  // cannot be examined is skipped, and the list of unknown areas is written as far as it can be.
-  void ExpectSilenceIsHarmless(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
+  // cannot be examined is skipped, and the list of unknown areas and the copy of a bad packet are written as far as
+  // they can be.
+  static void ExpectSilenceIsHarmless(const Fault& fault, const Outcome& outcome, const Outcome& faultless) {
     if (!outcome.IsSilentBeside(faultless)) return;
     if ((fault.call == Call::kStat || fault.call == Call::kAny) && !HasLine(outcome.lines, "Found: ")) return;
     SiteFiles left = outcome.files;
     SiteFiles expected = faultless.files;
-    left.erase("msg/BADAREAS.LST");
-    expected.erase("msg/BADAREAS.LST");
+    for (const char* path : {"msg/BADAREAS.LST", kBadCopy}) {
+      left.erase(path);
+      expected.erase(path);
+    }
     EXPECT_EQ(left, expected) << "a failure that matters was not announced";
   }
 
@@ -196,16 +251,13 @@ void TryTossFaults(const TossScene& scene, FaultLoop loop) {
     const Outcome outcome = play.Run();
     const bool struck = door.LastHasStruck();
     play.ExpectPromisesKept(fault, outcome, faultless);
-    const bool critical = TossPlay::AnyCritical(outcome);
     const bool may_repeat = MayHideSig(scene, fault);
-    if (!followed.insert({play.EndOfFaults(), critical || may_repeat}).second) return struck;
+    play.EndOfFaults();
+    play.RepairAsAdvised(outcome);
+    if (!followed.insert({play.Present(), may_repeat}).second) return struck;
     const Outcome later = play.Run();
-    if (critical) {
-      play.ExpectOldFilesUndamaged(later);  // the rest needs a person
-    } else {
-      play.ExpectPromisesKept({}, later, later);
-      play.ExpectAllStored(later, may_repeat);
-    }
+    play.ExpectPromisesKept({}, later, later);
+    play.ExpectAllStored(later, may_repeat);
     return struck;
   };
   (void)TryFaults(attempt, loop);

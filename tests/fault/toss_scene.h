@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "fault/fault_loop.h"
-#include "unit/support/packet_bytes.h"
 #include "unit/support/site.h"
 
 // A message that the toss has to store.
@@ -18,13 +17,24 @@ struct SceneMessage {
   std::string reply;  // MSGID of its parent, empty: none
   std::string body = "Hello\x01";
   bool stored_before = false;  // the message base holds it already: it is a duplicate
+  bool is_parked = false;      // nobody has its area: it goes to the catch-all conference
 };
+
+// What the one inbound file is.
+enum class Packing {
+  kPacket,
+  kDamagedPacket,  // behind its last message stands what is no message
+  kBundle,         // of packets with a message each
+};
+
+// Whether the packet with that message is deflated in a bundle; else it is stored.
+constexpr bool IsDeflated(size_t message) { return message % 2 == 0; }
 
 struct TossScene {
   std::vector<SceneMessage> messages;
-  std::function<std::string(const std::vector<PacketMessage>&)> source = PacketBytes;  // the one inbound file
-  std::function<void(Site*)> lay;                                                      // what was there before
-  std::function<void(ScopedDoor*)> spoil;                                              // fails in every run
+  Packing packing = Packing::kPacket;
+  std::function<void(Site*)> lay;          // what was there before
+  std::function<void(ScopedDoor*)> spoil;  // fails in every run
 };
 
 // The file as it lies in the inbound directory.

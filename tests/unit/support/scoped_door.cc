@@ -9,7 +9,13 @@ namespace {
 
 ScopedDoor* current = nullptr;
 OsTable next;  // the table behind the door
-std::map<intptr_t, std::string> open_files;
+
+struct OpenFile {
+  std::string path;
+  OsOpenMode mode = kOsRead;
+};
+
+std::map<intptr_t, OpenFile> open_files;
 std::map<void*, std::string> open_lists;
 
 bool EndsWith(const std::string& text, const std::string& end) {
@@ -20,9 +26,10 @@ bool Matches(Call wanted, const std::string& path_end, Call call, const std::str
   return (wanted == Call::kAny || wanted == call) && EndsWith(path, path_end);
 }
 
-std::string PathOf(intptr_t handle) {
+const OpenFile& FileOf(intptr_t handle) {
+  static const OpenFile unknown;
   const auto found = open_files.find(handle);
-  return found != open_files.end() ? found->second : "";
+  return found != open_files.end() ? found->second : unknown;
 }
 
 std::string PathOf(void* list) {
@@ -30,92 +37,116 @@ std::string PathOf(void* list) {
   return found != open_lists.end() ? found->second : "";
 }
 
-OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kOpen, path);
-  if (verdict.fails) {
-    *error = verdict.answer == kOsMissing ? ENOENT : verdict.answer == kOsExists ? EEXIST : EACCES;
-    return verdict.answer;
-  }
-  const OsResult result = next.Open(path, mode, handle, error);
-  if (result == kOsOk) open_files[*handle] = path;
-  return result;
+ScopedDoor::Verdict JudgeFile(Call call, intptr_t handle, size_t size = 0) {
+  const OpenFile& file = FileOf(handle);
+  return current->Judge(call, file.path, file.mode, size);
 }
 
-int64_t Size(intptr_t handle) { return current->Judge(Call::kSize, PathOf(handle)).fails ? -1 : next.Size(handle); }
+// Passes the answer on, and keeps it.
+template <class Answer>
+Answer Noted(const ScopedDoor::Verdict& verdict, Answer answer) {
+  current->Record(verdict).answer = static_cast<int64_t>(answer);
+  return answer;
+}
+
+OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kOpen, path, mode);
+  if (verdict.fails) {
+    *error = verdict.answer == kOsMissing ? ENOENT : verdict.answer == kOsExists ? EEXIST : EACCES;
+    return Noted(verdict, verdict.answer);
+  }
+  const OsResult result = next.Open(path, mode, handle, error);
+  if (result == kOsOk) open_files[*handle] = {path, mode};
+  return Noted(verdict, result);
+}
+
+int64_t Size(intptr_t handle) {
+  const ScopedDoor::Verdict verdict = JudgeFile(Call::kSize, handle);
+  return Noted(verdict, verdict.fails ? -1 : next.Size(handle));
+}
+
+// Lets the bytes pass, or half of them, or none.
+template <class Move>
+int64_t MoveBytes(Call call, intptr_t handle, size_t size, const Move& move) {
+  const ScopedDoor::Verdict verdict = JudgeFile(call, handle, size);
+  if (verdict.is_short) return Noted(verdict, size < 2 ? 0 : move(size / 2));
+  if (verdict.fails) return Noted(verdict, verdict.answer == kOsUnseekable && call == Call::kWriteAt ? -2 : -1);
+  return Noted(verdict, move(size));
+}
 
 int64_t ReadAt(intptr_t handle, int64_t at, void* to, size_t size) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kReadAt, PathOf(handle));
-  if (verdict.is_short) return size < 2 ? 0 : next.ReadAt(handle, at, to, size / 2);
-  return verdict.fails ? -1 : next.ReadAt(handle, at, to, size);
+  return MoveBytes(Call::kReadAt, handle, size, [&](size_t part) { return next.ReadAt(handle, at, to, part); });
 }
 
 int64_t WriteAt(intptr_t handle, int64_t at, const void* from, size_t size) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kWriteAt, PathOf(handle));
-  if (verdict.is_short) return size < 2 ? 0 : next.WriteAt(handle, at, from, size / 2);
-  if (verdict.fails) return verdict.answer == kOsUnseekable ? -2 : -1;
-  return next.WriteAt(handle, at, from, size);
+  return MoveBytes(Call::kWriteAt, handle, size, [&](size_t part) { return next.WriteAt(handle, at, from, part); });
 }
 
 int64_t Write(intptr_t handle, const void* from, size_t size) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kWrite, PathOf(handle));
-  if (verdict.is_short) return size < 2 ? 0 : next.Write(handle, from, size / 2);
-  return verdict.fails ? -1 : next.Write(handle, from, size);
+  return MoveBytes(Call::kWrite, handle, size, [&](size_t part) { return next.Write(handle, from, part); });
 }
 
-int Flush(intptr_t handle) { return current->Judge(Call::kFlush, PathOf(handle)).fails ? -1 : next.Flush(handle); }
+int Flush(intptr_t handle) {
+  const ScopedDoor::Verdict verdict = JudgeFile(Call::kFlush, handle);
+  return Noted(verdict, verdict.fails ? -1 : next.Flush(handle));
+}
 
 int SetSize(intptr_t handle, int64_t size) {
-  return current->Judge(Call::kSetSize, PathOf(handle)).fails ? -1 : next.SetSize(handle, size);
+  const ScopedDoor::Verdict verdict = JudgeFile(Call::kSetSize, handle);
+  return Noted(verdict, verdict.fails ? -1 : next.SetSize(handle, size));
 }
 
 int Close(intptr_t handle) {
-  const bool fails = current->Judge(Call::kClose, PathOf(handle)).fails;
+  const ScopedDoor::Verdict verdict = JudgeFile(Call::kClose, handle);
   open_files.erase(handle);
   const int result = next.Close(handle);
-  return fails ? -1 : result;
+  return Noted(verdict, verdict.fails ? -1 : result);
 }
 
 OsResult Stat(const char* path, OsStatus* status) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kStat, path);
-  return verdict.fails ? verdict.answer : next.Stat(path, status);
+  if (verdict.fails) return Noted(verdict, verdict.answer);
+  const OsResult result = next.Stat(path, status);
+  if (result == kOsOk) current->Record(verdict).found_size = status->size;
+  return Noted(verdict, result);
 }
 
 OsResult SameFile(const char* left, const char* right) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kSameFile, left);
-  return verdict.fails ? verdict.answer : next.SameFile(left, right);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.SameFile(left, right));
 }
 
 OsResult Remove(const char* path) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kRemove, path);
-  return verdict.fails ? verdict.answer : next.Remove(path);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.Remove(path));
 }
 
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kRemoveUnchanged, path);
-  return verdict.fails ? verdict.answer : next.RemoveUnchanged(path, modified);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.RemoveUnchanged(path, modified));
 }
 
 OsResult Rename(const char* from, const char* to) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kRename, to);
-  return verdict.fails ? verdict.answer : next.Rename(from, to);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.Rename(from, to));
 }
 
 OsResult MakeDirectory(const char* path) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kMakeDirectory, path);
-  return verdict.fails ? verdict.answer : next.MakeDirectory(path);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.MakeDirectory(path));
 }
 
 OsResult ListOpen(const char* path, void** list) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kListOpen, path);
-  if (verdict.fails) return verdict.answer;
+  if (verdict.fails) return Noted(verdict, verdict.answer);
   const OsResult result = next.ListOpen(path, list);
   if (result == kOsOk) open_lists[*list] = path;
-  return result;
+  return Noted(verdict, result);
 }
 
 OsResult ListNext(void* list, char* name, size_t size) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kListNext, PathOf(list));
-  return verdict.fails ? verdict.answer : next.ListNext(list, name, size);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.ListNext(list, name, size));
 }
 
 void ListClose(void* list) {
@@ -123,10 +154,19 @@ void ListClose(void* list) {
   next.ListClose(list);
 }
 
-void* Allocate(size_t size) { return current->Judge(Call::kAllocate, "").fails ? nullptr : next.Allocate(size); }
+void* NotedMemory(const ScopedDoor::Verdict& verdict, void* block) {
+  (void)Noted(verdict, block != nullptr ? 0 : -1);
+  return block;
+}
+
+void* Allocate(size_t size) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kAllocate, "", kOsRead, size);
+  return NotedMemory(verdict, verdict.fails ? nullptr : next.Allocate(size));
+}
 
 void* Reallocate(void* block, size_t size) {
-  return current->Judge(Call::kReallocate, "").fails ? nullptr : next.Reallocate(block, size);
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kReallocate, "", kOsRead, size);
+  return NotedMemory(verdict, verdict.fails ? nullptr : next.Reallocate(block, size));
 }
 
 }  // namespace
@@ -198,15 +238,21 @@ void ScopedDoor::Clear() {
 
 int ScopedDoor::Count(Call call, const std::string& path_end) const {
   int count = 0;
-  for (const Seen& seen : calls_) count += Matches(call, path_end, seen.call, seen.path) ? 1 : 0;
+  for (const CallRecord& seen : calls_) count += Matches(call, path_end, seen.call, seen.path) ? 1 : 0;
   return count;
 }
 
 int ScopedDoor::OpenHandles() const { return static_cast<int>(open_files.size() + open_lists.size()); }
 
-ScopedDoor::Verdict ScopedDoor::Judge(Call call, const std::string& path) {
+ScopedDoor::Verdict ScopedDoor::Judge(Call call, const std::string& path, OsOpenMode mode, size_t size) {
   Verdict verdict;
-  calls_.push_back({call, path});
+  verdict.record = calls_.size();
+  CallRecord record;
+  record.call = call;
+  record.path = path;
+  record.mode = mode;
+  record.size = size;
+  calls_.push_back(record);
   for (Rule& rule : rules_) {
     if (!Matches(rule.fault.call, rule.fault.path_end, call, path)) continue;
     ++rule.seen;
@@ -217,6 +263,7 @@ ScopedDoor::Verdict ScopedDoor::Judge(Call call, const std::string& path) {
     }
     ++struck_;
     rule.has_struck = true;
+    calls_[verdict.record].struck = true;
     verdict.fails = !rule.fault.is_short;
     verdict.is_short = rule.fault.is_short;
     verdict.answer = rule.fault.answer;

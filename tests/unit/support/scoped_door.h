@@ -40,6 +40,17 @@ struct Fault {
                                 // opened with); empty: all calls
 };
 
+// One call that was made.
+struct CallRecord {
+  Call call = Call::kAny;
+  std::string path;           // of a handle or a list, the path that it was opened with
+  OsOpenMode mode = kOsRead;  // of Open, and of the calls on the handle that it gave
+  bool struck = false;        // by a fault
+  size_t size = 0;            // bytes asked for: ReadAt, WriteAt, Write, Allocate, Reallocate
+  int64_t answer = 0;         // as the table gives it; of memory 0 or -1
+  int64_t found_size = 0;     // Stat: bytes of the file
+};
+
 // While it lives, every call of the kinds above goes through it to the table that was in force before. A call that
 // fails does nothing, but Close, which closes first. At the end the earlier table is back, so doors, clocks and logs
 // may be nested as scopes are.
@@ -67,7 +78,8 @@ class ScopedDoor {
   // The same of the fault that was set last, for a loop over a scene in which others strike as well.
   bool LastHasStruck() const { return !rules_.empty() && rules_.back().has_struck; }
 
-  // The calls since the start, failed ones included.
+  // The calls since the start, failed ones included, in their order.
+  const std::vector<CallRecord>& Calls() const { return calls_; }
   int Count(Call call, const std::string& path_end = "") const;
 
   // How many files and lists are open that were opened through this door.
@@ -78,8 +90,10 @@ class ScopedDoor {
     bool fails = false;
     bool is_short = false;
     OsResult answer = kOsFailed;
+    size_t record = 0;  // where the call stands in Calls()
   };
-  Verdict Judge(Call call, const std::string& path);
+  Verdict Judge(Call call, const std::string& path, OsOpenMode mode = kOsRead, size_t size = 0);
+  CallRecord& Record(const Verdict& verdict) { return calls_[verdict.record]; }
 
  private:
   struct Rule {
@@ -88,13 +102,8 @@ class ScopedDoor {
     int seen = 0;
     bool has_struck = false;
   };
-  struct Seen {
-    Call call;
-    std::string path;
-  };
-
   OsTable before_;
   std::vector<Rule> rules_;
-  std::vector<Seen> calls_;
+  std::vector<CallRecord> calls_;
   int struck_ = 0;
 };

@@ -77,6 +77,34 @@ TEST(ScopedDoor, AFailingCloseReallyClosesAndHandlesAreCounted) {
   RemoveFile(directory / "a");
 }
 
+TEST(ScopedDoor, KeepsWhatEachCallAskedForAndWasAnswered) {
+  const TemporaryDirectory directory;
+  WriteFile(directory / "a", "four");
+  ScopedDoor door;
+  Fault half;
+  half.call = Call::kReadAt;
+  half.is_short = true;
+  door.Fail(half);
+  OsStatus status;
+  ASSERT_EQ(OsStat((directory / "a").c_str(), &status), kOsOk);
+  OsFile file;
+  ASSERT_EQ(OsOpen((directory / "a").c_str(), kOsUpdate, &file), kOsOk);
+  char bytes[4];
+  EXPECT_EQ(OsReadAt(file, 0, bytes, sizeof bytes).bytes, 4U);
+  const std::vector<CallRecord>& calls = door.Calls();
+  ASSERT_EQ(calls.size(), 4U);
+  EXPECT_EQ(calls[0].call, Call::kStat);
+  EXPECT_EQ(calls[0].found_size, 4);
+  EXPECT_EQ(calls[1].answer, kOsOk);
+  EXPECT_TRUE(calls[2].struck);
+  EXPECT_EQ(calls[2].size, 4U);
+  EXPECT_EQ(calls[2].answer, 2);
+  EXPECT_FALSE(calls[3].struck);
+  EXPECT_EQ(calls[3].size, 2U);
+  EXPECT_EQ(calls[3].mode, kOsUpdate);
+  EXPECT_EQ(calls[3].path, directory / "a");
+}
+
 TEST(ScopedDoor, ActsBeforeACallAndPutsTheTableBack) {
   const TemporaryDirectory directory;
   WriteFile(directory / "a", "");
