@@ -39,17 +39,6 @@ int TryEach(Fault fault, const FaultAttempt& attempt) {
   return kMostCalls;
 }
 
-// Adds to the count of the test that is running.
-void CountPoints(int points) {
-  static const testing::TestInfo* counted = nullptr;
-  static int total = 0;
-  const testing::TestInfo* const running = testing::UnitTest::GetInstance()->current_test_info();
-  if (running != counted) total = 0;
-  counted = running;
-  total += points;
-  testing::Test::RecordProperty("fault_points", total);
-}
-
 }  // namespace
 
 int TryFaults(const FaultAttempt& attempt, const FaultLoop& loop) {
@@ -69,8 +58,18 @@ int TryFaults(const FaultAttempt& attempt, const FaultLoop& loop) {
     points += TryEach(fault, attempt);
   }
   EXPECT_GT(points, loop.more_than);
-  CountPoints(points);
+  CountFaultPoints(points);
   return points;
+}
+
+void CountFaultPoints(int points) {
+  static const testing::TestInfo* counted = nullptr;
+  static int total = 0;
+  const testing::TestInfo* const running = testing::UnitTest::GetInstance()->current_test_info();
+  if (running != counted) total = 0;
+  counted = running;
+  total += points;
+  testing::Test::RecordProperty("fault_points", total);
 }
 
 std::string Describe(const Fault& fault) {

@@ -25,5 +25,8 @@ struct FaultLoop {
 // number of faults that struck is returned, and added to the test's property "fault_points".
 int TryFaults(const FaultAttempt& attempt, const FaultLoop& loop = {});
 
+// Adds to the count of the running test, its property "fault_points", what it tries without the loop.
+void CountFaultPoints(int points);
+
 // "the 3rd ReadAt fails for good, paths ending in .SIG", to be read in a failed assertion.
 std::string Describe(const Fault& fault);

@@ -1,9 +1,17 @@
 #include "fault/run_stage.h"
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <utility>
 
 #include "unit/support/test_files.h"
+
+namespace {
+
+std::string LogFile(const Site& site) { return site.Root() + "/TOSSER.LOG"; }
+
+}  // namespace
 
 bool RunOutcome::IsSilentBeside(const RunOutcome& faultless) const {
   const std::vector<std::string>& usual = faultless.lines;
@@ -27,6 +35,7 @@ void RunStage::EndOfFaults() {
 
 RunOutcome RunStage::Play(int (*run)(const TosserConfig& config)) {
   log_.Clear();
+  RemoveFile(LogFile(site_));
   first_call_ = door_.Calls().size();
   RunOutcome outcome;
   outcome.status = run(site_.config);
@@ -34,7 +43,20 @@ RunOutcome RunStage::Play(int (*run)(const TosserConfig& config)) {
   found_ = std::move(present_);
   outcome.files = present_ = site_.Files();
   ExpectCleanEnd(site_, door_, process_, outcome.lines);
+  ExpectWholeLog();
   return outcome;
+}
+
+// A log that cannot be written is given up in silence; any other holds what was shown.
+void RunStage::ExpectWholeLog() const {
+  const std::string path = LogFile(site_);
+  const std::vector<CallRecord>& calls = door_.Calls();
+  const bool failed = std::any_of(calls.begin() + static_cast<ptrdiff_t>(first_call_), calls.end(),
+                                  [&path](const CallRecord& call) { return call.struck && call.path == path; });
+  if (failed) return;
+  std::string shown;
+  for (const std::string& line : SplitLines(log_.StandardOutput())) shown += line + kOsLineEnd;
+  EXPECT_EQ(ReadFile(path), shown);
 }
 
 void RunStage::Repair(const std::string& path, const std::string& bytes) {

@@ -48,7 +48,7 @@ class RunStage {
   void RepairByRemoval(const std::string& path);
 
  protected:
-  // Plays the run and asserts that it ends as every run has to.
+  // Plays the run and asserts that it ends as every run has to, with the same lines in its log as on the console.
   RunOutcome Play(int (*run)(const TosserConfig& config));
 
   // Of the last run: the files that it found, and its calls.
@@ -60,6 +60,8 @@ class RunStage {
   const SiteFiles& before_;
 
  private:
+  void ExpectWholeLog() const;
+
   SiteFiles found_;
   SiteFiles present_;
   size_t first_call_ = 0;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <initializer_list>
+
 #include "fault/scan_scene.h"
 #include "unit/support/test_files.h"
 
@@ -19,6 +21,19 @@ void LayEarlier(Site* site) {
   earlier.msgid = "2:5/6 old";
   site->Base(1).Add(earlier);
   WriteFile(site->Msg("CVOUTBOUND.SEQ"), "41\n");
+}
+
+// Two messages go out, one of them a reply, and only the calls on those files fail, file by file.
+void TryOnTheirOwn(std::initializer_list<const char*> path_ends) {
+  ScanScene scene;
+  scene.lay = LayEarlier;
+  scene.messages = {Unsent(1, "first"), Unsent(2, "second")};
+  scene.messages[0].parent = 1;
+  for (const char* path_end : path_ends) {
+    FaultLoop loop;
+    loop.path_end = path_end;
+    TryScanFaults(scene, loop);
+  }
 }
 
 FaultLoop AtLeast(int points) {
@@ -50,30 +65,7 @@ TEST(ScanFaults, NothingToExport) {
   TryScanFaults(scene, AtLeast(80));
 }
 
-TEST(ScanFaults, EachFileOnItsOwn) {
-  ScanScene scene;
-  scene.lay = LayEarlier;
-  scene.messages = {Unsent(1, "first"), Unsent(2, "second")};
-  scene.messages[0].parent = 1;
-  for (const char* path_end : {".SEQ", "CVOUTBOUND.PKT", ".tmp", "CVMSG01.SIG", "CVMSG01.PTR", "CVMSG02.DAT"}) {
-    FaultLoop loop;
-    loop.path_end = path_end;
-    TryScanFaults(scene, loop);
-  }
-}
-
-TEST(ScanFaults, TemporaryFilesOfARunThatWasKilled) {
-  ScanScene scene;
-  scene.lay = [](Site* site) {
-    LayEarlier(site);
-    WriteFile(site->Msg("CVOUTBOUND.PKT"), std::string(3000, 'x'));
-    WriteFile(site->Out("6917c9dc.sa0.tmp"), std::string(3000, 'x'));
-  };
-  scene.messages = {Unsent(1, "first")};
-  FaultLoop loop;
-  loop.path_end = ".sa0.tmp";
-  TryScanFaults(scene, loop);
-}
+TEST(ScanFaults, TheSerialFileAndATextOnTheirOwn) { TryOnTheirOwn({".SEQ", "CVMSG02.DAT"}); }
 
 TEST(ScanFaults, AQueueAndAPacketThatGrow) {
   ScanScene scene;
@@ -88,8 +80,27 @@ TEST(ScanFaults, AQueueAndAPacketThatGrow) {
   TryScanFaults(scene, loop);
 }
 
+TEST(PublishFaults, ThePacketAndTheBundle) { TryOnTheirOwn({"CVOUTBOUND.PKT", ".sa0.tmp", ".sa0"}); }
+
+TEST(PublishFaults, TemporaryFilesOfARunThatWasKilled) {
+  ScanScene scene;
+  scene.lay = [](Site* site) {
+    LayEarlier(site);
+    WriteFile(site->Msg("CVOUTBOUND.PKT"), std::string(3000, 'x'));
+    WriteFile(site->Out("6917c9dc.sa0.tmp"), std::string(3000, 'x'));
+  };
+  scene.messages = {Unsent(1, "first")};
+  for (const char* path_end : {"CVOUTBOUND.PKT", ".sa0.tmp"}) {
+    FaultLoop loop;
+    loop.path_end = path_end;
+    TryScanFaults(scene, loop);
+  }
+}
+
+TEST(CommitFaults, SigFilesAndHeaders) { TryOnTheirOwn({"CVMSG01.SIG", "CVMSG02.SIG", "CVMSG01.PTR", "CVMSG02.PTR"}); }
+
 // The header cannot be marked in any case; each call of the rollback, and of all else, fails as well.
-TEST(ScanFaults, TakingTheSigLineBack) {
+TEST(CommitFaults, TakingTheSigLineBack) {
   ScanScene scene;
   scene.messages = {Unsent(1, "first")};
   scene.spoil = [](ScopedDoor* door) { door->FailFrom(Call::kWriteAt, 1, "CVMSG01.PTR"); };
@@ -101,7 +112,7 @@ TEST(ScanFaults, TakingTheSigLineBack) {
 }
 
 // The header is marked, but that fails to be said; each call of the verification, and of all else, fails as well.
-TEST(ScanFaults, LookingWhetherTheHeaderIsMarked) {
+TEST(CommitFaults, LookingWhetherTheHeaderIsMarked) {
   ScanScene scene;
   scene.messages = {Unsent(1, "first")};
   scene.spoil = [](ScopedDoor* door) { door->FailFrom(Call::kFlush, 1, "CVMSG01.PTR"); };

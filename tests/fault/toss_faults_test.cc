@@ -205,6 +205,7 @@ TEST(TossFaults, AFailedCloseOfAnyFileTakesTheMessageBack) {
         if (fails) {
           EXPECT_EQ(site.Files(), before);
         }
+        CountFaultPoints(fails ? 1 : 0);
         closes = door.Count(Call::kClose, kind);
         EXPECT_GE(closes, 1);
       }

@@ -214,5 +214,6 @@ TEST(MsgidSerialFaults, TheFileHoldsTheOldOrTheNewNumberWheneverTheProgramIsKill
       calls = door.Count(Call::kAny);
     }
     EXPECT_GT(calls, 4);
+    CountFaultPoints(calls);
   }
 }
