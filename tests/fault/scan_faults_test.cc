@@ -20,7 +20,7 @@ void LayEarlier(Site* site) {
   BaseMessage earlier;
   earlier.msgid = "2:5/6 old";
   site->Base(1).Add(earlier);
-  WriteFile(site->Msg("CVOUTBOUND.SEQ"), "41\n");
+  WriteFile(site->Msg("CVOUTBOUND.SEQ"), "0041\r\n");  // longer than the next one
 }
 
 // Two messages go out, one of them a reply, and only the calls on those files fail, file by file.

@@ -179,6 +179,38 @@ TEST(TossFaults, RollingBackAnExistingConference) {
   }
 }
 
+// One append fails, and when its rollback fails as well, what it has left is there when the next message comes.
+TEST(TossFaults, RollingBackBetweenTwoMessages) {
+  for (const bool stood_before : {false, true}) {
+    TossScene scene;
+    if (stood_before) scene.lay = LayEarlier;
+    scene.spoil = [](ScopedDoor* door) { door->FailNth(Call::kFlush, 1, ".PTR"); };
+    scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
+    for (const char* path_end : {".DAT", ".IDX", ".PTR", ".SIG"}) {
+      FaultLoop loop = AtLeast(20);
+      loop.path_end = path_end;
+      TryTossFaults(scene, loop);
+    }
+  }
+}
+
+// As above, where half of the first text may stay.
+TEST(TossFaults, RollingBackHalfATextBetweenTwoMessages) {
+  TossScene scene;
+  scene.spoil = [](ScopedDoor* door) {
+    Fault half;
+    half.call = Call::kWriteAt;
+    half.is_short = true;
+    half.path_end = ".DAT";
+    door->Fail(half);
+    door->FailNth(Call::kWriteAt, 2, ".DAT");
+  };
+  scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
+  FaultLoop loop = AtLeast(20);
+  loop.path_end = ".DAT";
+  TryTossFaults(scene, loop);
+}
+
 // What a close may fail to write is lost without a trace, so that it counts as a failed write: the message is taken
 // back and its source stays.
 TEST(TossFaults, AFailedCloseOfAnyFileTakesTheMessageBack) {
