@@ -121,18 +121,20 @@ int SetSize(intptr_t handle, int64_t size) { return ftruncate(static_cast<int>(h
 
 int Close(intptr_t handle) { return close(static_cast<int>(handle)); }
 
-bool IsLink(const char* native) {
-  struct stat found = {};
-  return lstat(native, &found) == 0 && S_ISLNK(found.st_mode);
+// As stat, in one call unless the path names a link. Returns kOsOk, kOsMissing or kOsFailed; a link that leads nowhere
+// fails.
+OsResult LookAt(const char* native, struct stat* found, bool* is_link) {
+  if (lstat(native, found) != 0) return ResultOf(errno);
+  *is_link = S_ISLNK(found->st_mode);
+  return *is_link && stat(native, found) != 0 ? kOsFailed : kOsOk;
 }
 
 OsResult Stat(const char* path, OsStatus* status) {
   const NativePath native(path);
   struct stat found = {};
-  if (stat(native.text, &found) != 0) {
-    const OsResult result = ResultOf(errno);
-    return result == kOsMissing && IsLink(native.text) ? kOsFailed : result;
-  }
+  bool is_link = false;
+  const OsResult result = LookAt(native.text, &found, &is_link);
+  if (result != kOsOk) return result;
   status->kind = S_ISREG(found.st_mode) ? kOsRegularFile : S_ISDIR(found.st_mode) ? kOsDirectory : kOsOtherKind;
   status->size = found.st_size;
   status->modified = found.st_mtime;
@@ -142,11 +144,11 @@ OsResult Stat(const char* path, OsStatus* status) {
 OsResult Identify(const char* path, OsIdentity* identity) {
   const NativePath native(path);
   struct stat found = {};
-  if (stat(native.text, &found) != 0) return ResultOf(errno);
+  const OsResult result = LookAt(native.text, &found, &identity->is_link);
+  if (result != kOsOk) return result;
   identity->volume = found.st_dev;
   identity->file = found.st_ino;
   identity->has_other_names = found.st_nlink > 1;
-  identity->is_link = IsLink(native.text);
   return kOsOk;
 }
 

@@ -21,31 +21,34 @@ struct Line {
 
 bool IsLineEnd(char c) { return c == '\r' || c == '\n'; }
 
-// The lines of a text, taken off one after the other.
-struct LineWalk {
-  const char* at;
-  const char* end;
-  // The first CR not before `at`, or `end`; kept from line to line, for a text whose lines end in LF may hold none.
-  const char* cr;
-};
-
 const char* FindByte(const char* start, const char* end, char byte) {
   if (start == end) return end;
   const void* const found = memchr(start, byte, static_cast<size_t>(end - start));
   return found != nullptr ? static_cast<const char*>(found) : end;
 }
 
-LineWalk StartOfLines(const char* text, size_t size) { return {text, text + size, FindByte(text, text + size, '\r')}; }
+// The lines of a text, taken off one after the other. The next CR and the next LF are kept from line to line, for a
+// text of one kind of line end holds none of the other.
+struct LineWalk {
+  const char* at;
+  const char* end;
+  const char* cr;  // the first one not before `at`, or `end`
+  const char* lf;
+
+  LineWalk(const char* text, size_t size)
+      : at(text), end(text + size), cr(FindByte(at, end, '\r')), lf(FindByte(at, end, '\n')) {}
+};
 
 // Takes the next line. CR, LF and either pair of them end one line; an end at the very end of the text opens no
-// further line. Lines of packets end in CR as a rule: the LF is looked for no further than the CR.
+// further line.
 Line TakeLine(LineWalk* walk) {
   const char* const start = walk->at;
-  const char* const stop = FindByte(start, walk->cr, '\n');
+  const char* const stop = walk->cr < walk->lf ? walk->cr : walk->lf;
   const char* next = stop;
   if (next != walk->end) ++next;
   if (next != walk->end && IsLineEnd(*next) && *next != *stop) ++next;
   if (walk->cr < next) walk->cr = FindByte(next, walk->end, '\r');
+  if (walk->lf < next) walk->lf = FindByte(next, walk->end, '\n');
   walk->at = next;
   return {start, static_cast<size_t>(stop - start)};
 }
@@ -120,7 +123,7 @@ int TakeNextLine(const Line& line, bool first, InboundMessage* message) {
 int ParseInboundText(const char* text, size_t size, InboundMessage* message) {
   message->body.size = 0;
   if (ReserveBytes(&message->body, size + 1) != 0) return -1;
-  LineWalk walk = StartOfLines(text, size);
+  LineWalk walk(text, size);
   for (bool first = true; walk.at != walk.end; first = false) {
     if (TakeNextLine(TakeLine(&walk), first, message) != 0) return -1;
   }
