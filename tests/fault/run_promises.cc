@@ -46,25 +46,19 @@ void ExpectCleanEnd(const Site& site, const ScopedDoor& door, const FakeProcess&
   }
 }
 
-void ExpectNothingDamaged(const SiteFiles& before, const SiteFiles& after) {
-  for (const auto& [path, bytes] : before) {
-    const auto found = after.find(path);
-    if (found == after.end()) {
-      ADD_FAILURE() << path << " is gone";
-    } else {
-      EXPECT_TRUE(BeginsWith(found->second, bytes)) << path << " is damaged";
-    }
-  }
+void ExpectNotDamaged(const std::string& path, const std::string& old, const SiteFiles& after) {
+  const auto found = after.find(path);
+  EXPECT_TRUE(found != after.end() && BeginsWith(found->second, old)) << path << " is damaged or gone";
 }
 
-void ExpectOthersUntouched(const SiteFiles& before, const SiteFiles& after,
-                           const std::function<bool(const std::string& path)>& is_own) {
+void ExpectOthersUntouched(const SiteFiles& before, const SiteFiles& after, const std::set<std::string>& own) {
   for (const auto& [path, bytes] : before) {
-    if (is_own(path)) continue;
+    if (own.count(path) != 0) continue;
     const auto found = after.find(path);
     EXPECT_TRUE(found != after.end() && found->second == bytes) << path << " was touched";
   }
   for (const auto& [path, bytes] : after) {
-    EXPECT_TRUE(is_own(path) || before.count(path) != 0) << path << " was left behind, " << bytes.size() << " bytes";
+    EXPECT_TRUE(own.count(path) != 0 || before.count(path) != 0)
+        << path << " was left behind, " << bytes.size() << " bytes";
   }
 }

@@ -1,8 +1,8 @@
 // What must hold after any run, whatever failed in it.
 #pragma once
 
-#include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,10 +26,9 @@ bool IsCritical(const std::vector<std::string>& lines, int conference);
 void ExpectCleanEnd(const Site& site, const ScopedDoor& door, const FakeProcess& process,
                     const std::vector<std::string>& lines);
 
-// Every file that was there before begins with its old bytes still, whatever was added.
-void ExpectNothingDamaged(const SiteFiles& before, const SiteFiles& after);
+// The file begins with its old bytes still, whatever was added.
+void ExpectNotDamaged(const std::string& path, const std::string& old, const SiteFiles& after);
 
-// Files that the run has no business with are as they were, and no others are there. The run's own are those that
-// `is_own` names by their path.
-void ExpectOthersUntouched(const SiteFiles& before, const SiteFiles& after,
-                           const std::function<bool(const std::string& path)>& is_own);
+// Files that the run has no business with are as they were, and no others are there. `own` are the paths of those that
+// it may change, make or remove.
+void ExpectOthersUntouched(const SiteFiles& before, const SiteFiles& after, const std::set<std::string>& own);

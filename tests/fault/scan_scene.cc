@@ -88,6 +88,12 @@ struct Stage : StagedSite {
     if (scene.lay) scene.lay(&site);
     for (const UnsentMessage& message : scene.messages) Lay(message);
     before = site.Files();
+    own = {"msg/CVTOSS.BSY"};
+    if (!scene.messages.empty()) own.insert({kSerialFile, kPacketFile, kBundle, kTemporaryBundle});
+    for (const UnsentMessage& message : scene.messages) {
+      const std::string base = "msg/CVMSG0" + std::to_string(message.conference);
+      own.insert({base + ".PTR", base + ".SIG"});
+    }
   }
 
   void Lay(const UnsentMessage& message) const {
@@ -103,6 +109,7 @@ struct Stage : StagedSite {
   }
 
   const ScanScene& scene;
+  std::set<std::string> own;  // what a scan of the scene may change, make or remove
 };
 
 // One play of the scene.
@@ -122,7 +129,7 @@ class ScanPlay : public RunStage {
   }
 
   void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
-    ExpectOthersUntouched(before_, outcome.files, [this](const std::string& path) { return IsOwn(path); });
+    ExpectOthersUntouched(before_, outcome.files, stage_.own);
     ExpectPublishedWholeOrNotAtAll(fault, outcome);
     ExpectOnlySentBytesChanged(outcome);
     for (int conference = 1; conference <= kConferences; ++conference)
@@ -163,18 +170,6 @@ class ScanPlay : public RunStage {
   static std::string Bytes(const SiteFiles& files, int conference, const std::string& kind) {
     const auto found = files.find("msg/CVMSG0" + std::to_string(conference) + "." + kind);
     return found != files.end() ? found->second : "";
-  }
-
-  // What a scan of the scene may change, make or remove.
-  bool IsOwn(const std::string& path) const {
-    if (path == "msg/CVTOSS.BSY") return true;
-    if (path == kSerialFile || path == kPacketFile || path == kBundle || path == kTemporaryBundle) {
-      return !scene_.messages.empty();
-    }
-    return std::any_of(scene_.messages.begin(), scene_.messages.end(), [&path](const UnsentMessage& message) {
-      const std::string base = "msg/CVMSG0" + std::to_string(message.conference);
-      return path == base + ".PTR" || path == base + ".SIG";
-    });
   }
 
   // At most one bundle, whole, and announced. A temporary file is left only where removing it failed, or where it is

@@ -60,7 +60,7 @@ FileUse Story::TakeFile(Part part, std::initializer_list<Call> calls) {
   return use;
 }
 
-void Story::Say(const std::string& line) { told_.push_back({Worded(line, words_), false}); }
+void Story::Say(std::string line) { told_.push_back({Worded(std::move(line), words_), false}); }
 
 bool Story::Tell(const Step* failed, Use use, bool optional) {
   if (failed == nullptr || !failed->failed) return false;

@@ -60,7 +60,7 @@ class Story {
   FileUse TakeFile(Part part, std::initializer_list<Call> calls = kAllOfAFile);
 
   // Says a line, its words in place. One that ends in * stands for all that begin so.
-  void Say(const std::string& line);
+  void Say(std::string line);
   // Says what a failed step makes the run say, or what it may say; nothing for nullptr. Returns whether it failed.
   bool Tell(const Step* failed, Use use, bool optional = false);
 

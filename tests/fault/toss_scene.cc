@@ -65,6 +65,20 @@ struct Stage : StagedSite {
     }
     WriteFile(site.In(kSceneSource), source);
     before = site.Files();
+    NameOwn();
+  }
+
+  void NameOwn() {
+    const std::string name = kSceneSource;
+    own = {"msg/CVTOSS.BSY", "in/" + name};
+    own.insert((site.config.ProcessedDir[0] != '\0' ? "done/" : "in/processed/") + name);
+    if (scene.packing == Packing::kDamagedPacket) own.insert(kBadCopy);
+    for (const SceneMessage& message : scene.messages) {
+      const std::string base = "msg/CVMSG0" + std::to_string(message.conference);
+      for (const char* kind : {".PTR", ".IDX", ".DAT"}) own.insert(base + kind);
+      if (!message.msgid.empty()) own.insert(base + ".SIG");
+      if (message.is_parked) own.insert("msg/BADAREAS.LST");
+    }
   }
 
   void LayStored(const SceneMessage& message) const {
@@ -77,6 +91,7 @@ struct Stage : StagedSite {
 
   const TossScene& scene;
   const std::string source;
+  std::set<std::string> own;  // what a toss of the scene may change, make or remove
 };
 
 // The messages of a conference among the files of a site.
@@ -102,8 +117,9 @@ class TossPlay : public RunStage {
 
   void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
     ExpectOldFilesUndamaged(outcome);
-    ExpectOthersUntouched(before_, outcome.files, [this](const std::string& path) { return IsOwn(path); });
+    ExpectOthersUntouched(before_, outcome.files, stage_.own);
     ExpectNothingLost(outcome);
+    ExpectNoFileForNothing(outcome);
     for (int conference = 1; conference <= kConferences; ++conference) {
       if (!IsCritical(outcome.lines, conference)) ExpectWhole(outcome, conference);
     }
@@ -111,13 +127,18 @@ class TossPlay : public RunStage {
   }
 
   void ExpectOldFilesUndamaged(const Outcome& outcome) const {
-    ExpectNothingDamaged(FilesBelow("msg/", before_), outcome.files);
+    for (const auto& [path, bytes] : before_) {
+      if (path.compare(0, 4, "msg/") == 0) ExpectNotDamaged(path, bytes, outcome.files);
+    }
   }
 
-  // After a rollback that failed: does what the guide says, and asserts that a check finds nothing wrong any more.
+  // After a rollback that failed: does what the guide says; then a check has to find nothing wrong any more.
   void RepairAsAdvised(const Outcome& outcome) {
     if (!AnyCritical(outcome)) return;
     CutBackToWholeMessages(outcome.lines, before_, this);
+  }
+
+  void ExpectRepaired() {
     const Outcome check = Play(RunCheckMode);
     EXPECT_EQ(check.status, 0);
     for (int conference = 1; conference <= kConferences; ++conference) ExpectWhole(check, conference);
@@ -139,14 +160,6 @@ class TossPlay : public RunStage {
   static bool AnyCritical(const Outcome& outcome) { return HasLine(outcome.lines, "CRITICAL:"); }
 
  private:
-  static SiteFiles FilesBelow(const std::string& start, const SiteFiles& files) {
-    SiteFiles below;
-    for (const auto& [path, bytes] : files) {
-      if (path.compare(0, start.size(), start) == 0) below[path] = bytes;
-    }
-    return below;
-  }
-
   int CopiesOf(const Outcome& outcome, const SceneMessage& message) const {
     int copies = 0;
     for (const BaseMessage& stored : MessagesIn(outcome.files, site_, message.conference)) {
@@ -155,21 +168,15 @@ class TossPlay : public RunStage {
     return copies;
   }
 
-  // What a toss of the scene may change, make or remove.
-  bool IsOwn(const std::string& path) const {
-    if (path == "msg/CVTOSS.BSY" || path == std::string("in/") + kSceneSource) return true;
-    if (path == std::string("done/") + kSceneSource) return site_.config.ProcessedDir[0] != '\0';
-    if (path == std::string("in/processed/") + kSceneSource) return site_.config.ProcessedDir[0] == '\0';
-    if (path == kBadCopy) return scene_.packing == Packing::kDamagedPacket;
-    return std::any_of(scene_.messages.begin(), scene_.messages.end(), [&path](const SceneMessage& message) {
-      if (path == "msg/BADAREAS.LST") return message.is_parked;
-      const std::string base = "msg/CVMSG0" + std::to_string(message.conference);
-      return path == base + ".PTR" || path == base + ".IDX" || path == base + ".DAT" ||
-             (path == base + ".SIG" && !message.msgid.empty());
-    });
+  void ExpectNoFileForNothing(const Outcome& outcome) const {
+    if (AnyCritical(outcome)) return;
+    for (const auto& [path, bytes] : outcome.files) {
+      const bool is_of_base = path.compare(0, 9, "msg/CVMSG") == 0;
+      EXPECT_TRUE(!is_of_base || !bytes.empty() || before_.count(path) != 0) << path << " is left empty";
+    }
   }
 
-  // Every message is one that was there before or one of the scene's, whole; no file was made for nothing.
+  // Every message is one that was there before or one of the scene's, whole.
   void ExpectWhole(const Outcome& outcome, int conference) const {
     for (const BaseMessage& stored : MessagesIn(outcome.files, site_, conference)) {
       const bool known = std::any_of(scene_.messages.begin(), scene_.messages.end(), [&](const SceneMessage& message) {
@@ -177,9 +184,6 @@ class TossPlay : public RunStage {
                message.msgid == stored.msgid;
       });
       EXPECT_TRUE(known || stored.subject == BaseMessage{}.subject) << "conf " << conference << " #" << stored.number;
-    }
-    for (const auto& [path, bytes] : FilesBelow("msg/CVMSG0" + std::to_string(conference), outcome.files)) {
-      EXPECT_TRUE(before_.count(path) != 0 || !bytes.empty()) << path << " is left empty";
     }
   }
 
@@ -255,6 +259,7 @@ void TryTossFaults(const TossScene& scene, FaultLoop loop) {
     play.EndOfFaults();
     play.RepairAsAdvised(outcome);
     if (!followed.insert({play.Present(), may_repeat}).second) return struck;
+    play.ExpectRepaired();
     const Outcome later = play.Run();
     play.ExpectPromisesKept({}, later, later);
     play.ExpectAllStored(later, may_repeat);

@@ -174,6 +174,7 @@ void* Reallocate(void* block, size_t size) {
 ScopedDoor::ScopedDoor() : before_(OsInForce()) {
   if (current != nullptr) abort();  // one door is enough; a second would call itself
   current = this;
+  calls_.reserve(512);
   next = before_;
   OsTable& table = OsInForce();
   table.Open = Open;
@@ -244,17 +245,17 @@ int ScopedDoor::Count(Call call, const std::string& path_end) const {
 
 int ScopedDoor::OpenHandles() const { return static_cast<int>(open_files.size() + open_lists.size()); }
 
-ScopedDoor::Verdict ScopedDoor::Judge(Call call, const std::string& path, OsOpenMode mode, size_t size) {
+ScopedDoor::Verdict ScopedDoor::Judge(Call call, std::string path, OsOpenMode mode, size_t size) {
   Verdict verdict;
   verdict.record = calls_.size();
   CallRecord record;
   record.call = call;
-  record.path = path;
+  record.path = std::move(path);
   record.mode = mode;
   record.size = size;
-  calls_.push_back(record);
+  calls_.push_back(std::move(record));
   for (Rule& rule : rules_) {
-    if (!Matches(rule.fault.call, rule.fault.path_end, call, path)) continue;
+    if (!Matches(rule.fault.call, rule.fault.path_end, call, calls_[verdict.record].path)) continue;
     ++rule.seen;
     if (rule.seen != rule.fault.nth && !(rule.fault.for_good && rule.seen > rule.fault.nth)) continue;
     if (rule.action) {

@@ -92,7 +92,7 @@ class ScopedDoor {
     OsResult answer = kOsFailed;
     size_t record = 0;  // where the call stands in Calls()
   };
-  Verdict Judge(Call call, const std::string& path, OsOpenMode mode = kOsRead, size_t size = 0);
+  Verdict Judge(Call call, std::string path, OsOpenMode mode = kOsRead, size_t size = 0);
   CallRecord& Record(const Verdict& verdict) { return calls_[verdict.record]; }
 
  private:
