@@ -168,6 +168,7 @@ std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& 
   size_t records = 0;
   EXPECT_EQ(ptr.size() % kPtrSize, 0U) << "PTR";
   EXPECT_EQ(idx.size(), ptr.size() / kPtrSize * kIdxSize) << "IDX";
+  if (idx.size() != ptr.size() / kPtrSize * kIdxSize) return messages;
   for (size_t at = 0; at + kPtrSize <= ptr.size(); at += kPtrSize) {
     BaseMessage message = HeaderFrom(ptr.substr(at, kPtrSize));
     message.body = TextOf(dat, message);
