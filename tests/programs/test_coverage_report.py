@@ -29,9 +29,9 @@ FUNCTIONS = [("_Z5Firsti", 1, 4), ("one.cc:_ZN12_GLOBAL__N_16SecondEi", 6, 14)]
 
 @pytest.fixture
 def report(tmp_path, monkeypatch):
-    specification = importlib.util.spec_from_file_location("report", ROOT / "tests/coverage/report.py")
-    module = importlib.util.module_from_spec(specification)
-    specification.loader.exec_module(module)
+    found = importlib.util.spec_from_file_location("report", ROOT / "tests/coverage/report.py")
+    module = importlib.util.module_from_spec(found)
+    found.loader.exec_module(module)
     monkeypatch.setattr(module, "ROOT", tmp_path)
     monkeypatch.setattr(module, "UNREACHED", tmp_path / "unreached.txt")
     return module
