@@ -89,6 +89,10 @@ OsResult OsRename(const char* from, const char* to) { return in_force.Rename(fro
 
 OsResult OsMakeDirectory(const char* path) { return in_force.MakeDirectory(path); }
 
+OsHeldDirectory::OsHeldDirectory(const char* path) { in_force.HoldDirectory(path); }
+
+OsHeldDirectory::~OsHeldDirectory() { in_force.HoldDirectory(""); }
+
 OsResult OsListOpen(const char* path, OsList* list) { return in_force.ListOpen(path, &list->handle); }
 
 OsResult OsListNext(OsList* list, char (&name)[kOsNameSize]) {

@@ -72,6 +72,7 @@ struct OsTable {
   OsResult (*RemoveUnchanged)(const char* path, int64_t modified);
   OsResult (*Rename)(const char* from, const char* to);
   OsResult (*MakeDirectory)(const char* path);
+  void (*HoldDirectory)(const char* path);
   OsResult (*ListOpen)(const char* path, void** list);
   OsResult (*ListNext)(void* list, char* name, size_t size);
   void (*ListClose)(void* list);
@@ -168,6 +169,17 @@ OsResult OsRename(const char* from, const char* to);
 
 // Returns kOsOk, kOsExists, kOsMissing (the directory to make it in is absent) or kOsFailed.
 OsResult OsMakeDirectory(const char* path);
+
+// A directory that is kept in hand until this goes out of scope: files that are named directly in it, in the same
+// spelling, are opened, looked at and removed in the directory that stands at `path` now, without a walk along the
+// whole path for each. One at a time. Where the system has no such thing, or the directory cannot be opened, every call
+// walks.
+struct OsHeldDirectory {
+  explicit OsHeldDirectory(const char* path);
+  OsHeldDirectory(const OsHeldDirectory&) = delete;
+  OsHeldDirectory& operator=(const OsHeldDirectory&) = delete;
+  ~OsHeldDirectory();
+};
 
 // A directory being listed; closed when it goes out of scope.
 struct OsList {

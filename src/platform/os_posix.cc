@@ -1,5 +1,4 @@
-// The door's POSIX side. Configured paths hold backslashes on both platforms; here each is turned into a slash in a
-// local buffer just before the file system sees it.
+// The door's POSIX side.
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -9,7 +8,6 @@
 
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,21 +15,10 @@
 
 #include "platform/os.h"
 #include "platform/os_common.h"
+#include "platform/os_posix_place.h"
 #include "platform/os_posix_rename.h"
 
 namespace {
-
-// A path as this system reads it. Of too long a path PATH_MAX characters are kept: the system refuses that many, so
-// that it fails as too long and is not taken for a shorter one.
-struct NativePath {
-  char text[PATH_MAX + 1];
-
-  explicit NativePath(const char* path) {
-    const size_t length = strnlen(path, PATH_MAX);
-    for (size_t i = 0; i < length; ++i) text[i] = path[i] == '\\' ? '/' : path[i];
-    text[length] = '\0';
-  }
-};
 
 OsResult ResultOf(int error) {
   switch (error) {
@@ -56,11 +43,11 @@ int FlagsOf(OsOpenMode mode) {
 
 // Opens again when a signal comes between. O_NONBLOCK: a pipe that stands where a file belongs must not hang an
 // unattended run. A file that another program holds under a lease answers so too; that one is worth the wait.
-int OpenPatiently(const char* path, int flags, mode_t mode) {
+int OpenPatiently(const PosixPlace& place, int flags, mode_t mode) {
   int descriptor = -1;
   int nonblock = O_NONBLOCK;
   do {
-    descriptor = open(path, flags | nonblock | O_CLOEXEC | O_NOCTTY, mode);
+    descriptor = openat(place.Directory(), place.Name(), flags | nonblock | O_CLOEXEC | O_NOCTTY, mode);
     if (descriptor < 0 && errno == EWOULDBLOCK && nonblock != 0) {
       nonblock = 0;
       errno = EINTR;
@@ -70,8 +57,8 @@ int OpenPatiently(const char* path, int flags, mode_t mode) {
 }
 
 OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
-  const NativePath native(path);
-  const int descriptor = OpenPatiently(native.text, FlagsOf(mode), mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
+  const PosixPlace place(path);
+  const int descriptor = OpenPatiently(place, FlagsOf(mode), mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
   if (descriptor < 0) {
     *error = errno;
     return ResultOf(errno);
@@ -123,17 +110,17 @@ int Close(intptr_t handle) { return close(static_cast<int>(handle)); }
 
 // As stat, in one call unless the path names a link. Returns kOsOk, kOsMissing or kOsFailed; a link that leads nowhere
 // fails.
-OsResult LookAt(const char* native, struct stat* found, bool* is_link) {
-  if (lstat(native, found) != 0) return ResultOf(errno);
+OsResult LookAt(const char* path, struct stat* found, bool* is_link) {
+  const PosixPlace place(path);
+  if (fstatat(place.Directory(), place.Name(), found, AT_SYMLINK_NOFOLLOW) != 0) return ResultOf(errno);
   *is_link = S_ISLNK(found->st_mode);
-  return *is_link && stat(native, found) != 0 ? kOsFailed : kOsOk;
+  return *is_link && fstatat(place.Directory(), place.Name(), found, 0) != 0 ? kOsFailed : kOsOk;
 }
 
 OsResult Stat(const char* path, OsStatus* status) {
-  const NativePath native(path);
   struct stat found = {};
   bool is_link = false;
-  const OsResult result = LookAt(native.text, &found, &is_link);
+  const OsResult result = LookAt(path, &found, &is_link);
   if (result != kOsOk) return result;
   status->kind = S_ISREG(found.st_mode) ? kOsRegularFile : S_ISDIR(found.st_mode) ? kOsDirectory : kOsOtherKind;
   status->size = found.st_size;
@@ -142,9 +129,8 @@ OsResult Stat(const char* path, OsStatus* status) {
 }
 
 OsResult Identify(const char* path, OsIdentity* identity) {
-  const NativePath native(path);
   struct stat found = {};
-  const OsResult result = LookAt(native.text, &found, &identity->is_link);
+  const OsResult result = LookAt(path, &found, &identity->is_link);
   if (result != kOsOk) return result;
   identity->volume = found.st_dev;
   identity->file = found.st_ino;
@@ -155,8 +141,8 @@ OsResult Identify(const char* path, OsIdentity* identity) {
 OsResult SameFile(const char* left, const char* right) { return CommonSameFile(Identify, left, right); }
 
 OsResult Remove(const char* path) {
-  const NativePath native(path);
-  return unlink(native.text) == 0 ? kOsOk : ResultOf(errno);
+  const PosixPlace place(path);
+  return unlinkat(place.Directory(), place.Name(), 0) == 0 ? kOsOk : ResultOf(errno);
 }
 
 // Cuts the name off a path: what is left names its directory.
@@ -332,6 +318,7 @@ const OsTable kOsNative = {
     .RemoveUnchanged = RemoveUnchanged,
     .Rename = Rename,
     .MakeDirectory = MakeDirectory,
+    .HoldDirectory = PosixHoldDirectory,
     .ListOpen = ListOpen,
     .ListNext = ListNext,
     .ListClose = ListClose,

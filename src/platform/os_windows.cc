@@ -210,6 +210,9 @@ OsResult Rename(const char* from, const char* to) {
 
 OsResult MakeDirectory(const char* path) { return CreateDirectoryA(path, nullptr) != 0 ? kOsOk : ResultOfLastError(); }
 
+// Every call takes a whole path here.
+void HoldDirectory(const char*) {}
+
 // The system hands out the first name together with the handle; it waits here for the first ListNext.
 struct Listing {
   HANDLE find;
@@ -308,6 +311,7 @@ const OsTable kOsNative = {
     .RemoveUnchanged = RemoveUnchanged,
     .Rename = Rename,
     .MakeDirectory = MakeDirectory,
+    .HoldDirectory = HoldDirectory,
     .ListOpen = ListOpen,
     .ListNext = ListNext,
     .ListClose = ListClose,

@@ -85,6 +85,7 @@ int ScanAll(const ConferenceTable& conferences, ScanRun* run) {
 
 // The run under its lock. Returns the exit status.
 int ScanUnderLock(const TosserConfig& config) {
+  const OsHeldDirectory message_base(config.MsgDir);
   ConferenceTable conferences;
   if (PrepareMessageBase(config, &conferences) != 0) return 1;
 

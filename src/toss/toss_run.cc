@@ -109,6 +109,7 @@ int TossDirectory(TossRun* run) {
 
 // The run under its lock. Returns the exit status.
 int TossUnderLock(const TosserConfig& config) {
+  const OsHeldDirectory message_base(config.MsgDir);
   ConferenceTable conferences;
   if (PrepareMessageBase(config, &conferences) != 0) return 1;
 

@@ -16,7 +16,7 @@ import pytest
 from harness.site import LOG, Site
 from harness.target import RUNNER, environment
 
-WRITING = "openat,write,pwrite64,ftruncate,unlink,rename,renameat2,link,linkat,mkdir,fsync"
+WRITING = "openat,write,pwrite64,ftruncate,unlink,unlinkat,rename,renameat2,link,linkat,mkdir,fsync"
 TIMED = re.compile(r"BAD_\d+|[0-9a-f]{8}\.[a-z]{2}[0-9a-z](?=$|\.tmp)")
 CALL = re.compile(r"(?:\d+ +)?(\w+)\((.*)\) += (.*)|(?:\d+ +)?(\w+)\((.*)\) += \?")
 LIMIT = 60
@@ -96,7 +96,8 @@ def written_path(site: Site, call: str, arguments: str) -> str | None:
         if not path.startswith("/") or path.startswith("/dev/null"):  # the console
             return None
     else:
-        path = re.findall(r'"([^"]*)"', arguments)[-1]
+        directory, path = re.findall(r'(?:\d+<([^>]*)>, )?"([^"]*)"', arguments)[-1]
+        path = os.path.join(directory, path)
     path = os.path.join(site.root, TIMED.sub("#", path))
     return os.path.relpath(path, site.root) if path.startswith(f"{site.root}/") else path
 

@@ -122,6 +122,46 @@ TEST_F(OsPaths, RemoveUnchangedSaysWhenNothingIsThere) {
   EXPECT_EQ(OsRemoveUnchanged(a_.c_str(), 1000000000), kOsMissing);
 }
 
+// What a held directory answers is what the walk along the path would answer.
+TEST_F(OsPaths, CallsAnswerAlikeForAHeldDirectory) {
+  MakeDirectory(directory_ / "sub");
+  WriteFile(directory_ / "sub/c", "deep");
+  WriteFile(directory_.Path() + "x", "a neighbour whose name begins alike");
+  {
+    const OsHeldDirectory held(directory_.Path().c_str());
+    OsFile file;
+    EXPECT_EQ(OsOpen(a_.c_str(), kOsUpdate, &file), kOsMissing);
+    ASSERT_EQ(OsOpen(a_.c_str(), kOsCreate, &file), kOsOk);
+    EXPECT_EQ(OsWrite(file, "abc", 3), 0);
+    EXPECT_EQ(OsClose(&file), 0);
+    EXPECT_EQ(ReadFile(a_), "abc");
+    ASSERT_EQ(OsStat((directory_.Path() + "\\a").c_str(), &status_), kOsOk);
+    EXPECT_EQ(status_.size, 3);
+    EXPECT_EQ(OsStat(b_.c_str(), &status_), kOsMissing);
+    ASSERT_EQ(OsStat((directory_ / "sub/c").c_str(), &status_), kOsOk);
+    EXPECT_EQ(status_.size, 4);
+    EXPECT_EQ(OsStat((directory_.Path() + "x").c_str(), &status_), kOsOk);
+    EXPECT_EQ(OsStat((directory_.Path() + "/").c_str(), &status_), kOsOk);
+    EXPECT_EQ(status_.kind, kOsDirectory);
+    EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / "sub/../a").c_str()), kOsOk);
+    EXPECT_EQ(OsRemove(a_.c_str()), kOsOk);
+    EXPECT_EQ(OsRemove(a_.c_str()), kOsMissing);
+    EXPECT_EQ(OsRemove((directory_ / "sub").c_str()), kOsFailed);
+    EXPECT_FALSE(PathExists(a_));
+  }
+  RemoveFile(directory_.Path() + "x");
+}
+
+TEST_F(OsPaths, ADirectoryThatCannotBeHeldDoesNotMatter) {
+  for (const std::string& path : {directory_ / "missing", a_, std::string(511, 'd'), std::string(512, 'd')}) {
+    WriteFile(a_, "abc");
+    const OsHeldDirectory held(path.c_str());
+    EXPECT_EQ(OsStat(a_.c_str(), &status_), kOsOk);
+    EXPECT_EQ(OsStat((directory_ / "missing/a").c_str(), &status_), kOsMissing);
+    EXPECT_EQ(OsRemove(a_.c_str()), kOsOk);
+  }
+}
+
 TEST_F(OsPaths, RenameMovesAFile) {
   MakeDirectory(directory_ / "sub");
   const std::string target = directory_ / "sub/b";

@@ -76,6 +76,25 @@ TEST(OsPosix, APathThatIsTooLongFailsAndIsNeverTakenForAbsent) {
   EXPECT_EQ(OsStat(std::string(4095, '/').c_str(), &status), kOsOk);
 }
 
+// Whoever puts another directory in the place of the held one meanwhile does not tear a message apart.
+TEST(OsPosix, AHeldDirectoryIsTheOneThatStoodThereFirstUntilItIsLetGo) {
+  const TemporaryDirectory directory;
+  const std::string path = directory / "msg";
+  MakeDirectory(path);
+  WriteFile(path + "/a", "first");
+  OsStatus status;
+  {
+    const OsHeldDirectory held(path.c_str());
+    std::filesystem::rename(path, directory / "moved");
+    MakeDirectory(path);
+    WriteFile(path + "/b", "second");
+    EXPECT_EQ(OsStat((path + "/a").c_str(), &status), kOsOk);
+    EXPECT_EQ(OsStat((path + "\\b").c_str(), &status), kOsMissing);
+  }
+  EXPECT_EQ(OsStat((path + "/a").c_str(), &status), kOsMissing);
+  EXPECT_EQ(OsStat((path + "/b").c_str(), &status), kOsOk);
+}
+
 // Someone may run the program under a lock on that very directory.
 TEST(OsPosix, ALockOfAnotherProgramKeepsNoStaleFileAlive) {
   const TemporaryDirectory directory;

@@ -1,0 +1,38 @@
+// Where a path leads, on POSIX systems.
+#pragma once
+
+#include <climits>
+#include <cstring>
+#include <optional>
+
+// A path as this system reads it: configured paths hold backslashes on both platforms, and here each is turned into a
+// slash just before the file system sees it. Of too long a path PATH_MAX characters are kept: the system refuses that
+// many, so that it fails as too long and is not taken for a shorter one.
+struct NativePath {
+  char text[PATH_MAX + 1];
+
+  explicit NativePath(const char* path) {
+    const size_t length = strnlen(path, PATH_MAX);
+    for (size_t i = 0; i < length; ++i) text[i] = path[i] == '\\' ? '/' : path[i];
+    text[length] = '\0';
+  }
+};
+
+// A directory's descriptor and a name in that directory, for openat and its kind: the directory that is held and the
+// path's last part when the path leads straight into it, else AT_FDCWD and the whole path. Valid as long as `path` is.
+class PosixPlace {
+ public:
+  explicit PosixPlace(const char* path);
+
+  int Directory() const { return directory_; }
+  const char* Name() const { return native_ ? native_->text : name_; }
+
+ private:
+  int directory_;
+  const char* name_;
+  std::optional<NativePath> native_;
+};
+
+// Holds the directory at `path` in place of the one held so far; an empty path, or one that cannot be opened, holds
+// none.
+void PosixHoldDirectory(const char* path);
