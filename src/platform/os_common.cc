@@ -50,10 +50,10 @@ OsResult CommonSameFile(OsResult (*identify)(const char* path, OsIdentity* ident
   OsIdentity r;
   OsResult result = identify(left, &l);
   if (result == kOsOk) result = identify(right, &r);
+  if (r.is_link && !l.is_link) return kOsMissing;  // whether or not it leads anywhere
   if (result != kOsOk) return result;
   if (!IsSame(l, r)) return kOsMissing;
   if (l.is_link) return kOsOk;
-  if (r.is_link) return kOsMissing;
   if (!l.has_other_names) return kOsOk;
   result = IdentifyDirectory(identify, left, &l);
   if (result == kOsOk) result = IdentifyDirectory(identify, right, &r);

@@ -219,6 +219,8 @@ TEST(OsPosix, OnlyALinkOnTheLeftIsTheSameFile) {
   ASSERT_EQ(symlink(file.c_str(), link.c_str()), 0);
   EXPECT_EQ(OsSameFile(link.c_str(), file.c_str()), kOsOk);
   EXPECT_EQ(OsSameFile(file.c_str(), link.c_str()), kOsMissing);
+  ASSERT_EQ(symlink("nowhere", (directory / "dangling").c_str()), 0);
+  EXPECT_EQ(OsSameFile(file.c_str(), (directory / "dangling").c_str()), kOsMissing);
 }
 
 TEST(OsPosix, APathBeyondAllMeasureIsNeverTheSameFile) {
