@@ -5,9 +5,9 @@
 #include <initializer_list>
 
 #include "app/run_log.h"
-#include "app/text_file.h"
-#include "platform/ascii.h"
-#include "platform/fixed_text.h"
+#include "base/ascii.h"
+#include "base/fixed_text.h"
+#include "base/text_file.h"
 #include "platform/os.h"
 
 namespace {

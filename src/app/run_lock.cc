@@ -4,9 +4,9 @@
 #include <cstring>
 
 #include "app/run_log.h"
-#include "app/text_file.h"
 #include "app/version.h"
-#include "platform/fixed_text.h"
+#include "base/fixed_text.h"
+#include "base/text_file.h"
 #include "platform/os.h"
 
 namespace {

@@ -9,7 +9,7 @@
 //    remove the fresh lock that the first of them has put in its place. The creation after it is exclusive again.
 #pragma once
 
-#include "app/path.h"
+#include "base/path.h"
 
 constexpr int kStaleLockSeconds = 1800;
 

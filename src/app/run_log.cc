@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 #include "platform/os.h"
 
 namespace {

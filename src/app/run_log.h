@@ -1,7 +1,7 @@
 // What a run reports: time-stamped lines on the console and in TOSSER.LOG beside the program.
 #pragma once
 
-#include "platform/printf_format.h"
+#include "base/printf_format.h"
 
 // Opens TOSSER.LOG in the program's own directory for appending. When that fails the run goes on with the console
 // alone, and nothing is said.

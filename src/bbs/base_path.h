@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "app/path.h"
+#include "base/path.h"
 
 // Forms "%s/CVMSG%02d.PTR", "%s/CVMSG%02d.IDX", "%s/CVMSG%02d.DAT" or "%s/CVMSG%02d.SIG" from MSGDIR and the number of
 // the conference; `kind` is the extension. Returns 0, or -1 when the path is too long (it is then empty).

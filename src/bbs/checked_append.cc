@@ -4,16 +4,16 @@
 #include <initializer_list>
 #include <limits>
 
-#include "app/path.h"
 #include "app/run_log.h"
+#include "base/byte_buffer.h"
+#include "base/fixed_text.h"
+#include "base/path.h"
 #include "bbs/base_path.h"
 #include "bbs/file_restore.h"
 #include "bbs/name_crc.h"
 #include "bbs/records.h"
 #include "bbs/sig_file.h"
 #include "ftn/packet.h"
-#include "platform/byte_buffer.h"
-#include "platform/fixed_text.h"
 #include "platform/os.h"
 
 namespace {

@@ -3,11 +3,11 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/path.h"
 #include "app/run_log.h"
+#include "base/ascii.h"
+#include "base/bytes.h"
+#include "base/path.h"
 #include "ftn/area_tag.h"
-#include "platform/ascii.h"
-#include "platform/bytes.h"
 #include "platform/os.h"
 
 namespace {

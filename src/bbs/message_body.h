@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 
 // Reads the text that `records` DatRecords from `where` on hold into `body`, whose memory is used again: stored line
 // ends become CR, and a NUL that is not counted in its size follows the text. Returns 0, or -1 on any failure.

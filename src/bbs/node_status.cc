@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "app/path.h"
 #include "app/run_log.h"
-#include "platform/bytes.h"
+#include "base/bytes.h"
+#include "base/path.h"
 #include "platform/os.h"
 
 namespace {

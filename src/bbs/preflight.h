@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "app/path.h"
+#include "base/path.h"
 #include "bbs/ptr_scan.h"
 
 // What a successful preflight measured: which files are there, their sizes in bytes and their record counts.

@@ -4,12 +4,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/text_file.h"
+#include "base/find_bytes.h"
+#include "base/fixed_text.h"
+#include "base/scan_number.h"
+#include "base/text_file.h"
 #include "bbs/base_path.h"
-#include "platform/find_bytes.h"
-#include "platform/fixed_text.h"
 #include "platform/os.h"
-#include "platform/scan_number.h"
 
 namespace {
 

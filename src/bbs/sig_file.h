@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "app/path.h"
+#include "base/path.h"
 
 constexpr size_t kLongestMsgid = 127;
 constexpr size_t kSigLineSize = 160;  // the longest MSGID, a tab, a number, the line end and the NUL

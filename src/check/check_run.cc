@@ -1,9 +1,9 @@
 #include "check/check_run.h"
 
-#include "app/path.h"
 #include "app/run_lock.h"
 #include "app/run_log.h"
 #include "app/version.h"
+#include "base/path.h"
 #include "bbs/conference_table.h"
 #include "bbs/node_status.h"
 #include "bbs/readiness.h"

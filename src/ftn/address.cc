@@ -1,6 +1,6 @@
 #include "ftn/address.h"
 
-#include "platform/scan_number.h"
+#include "base/scan_number.h"
 
 namespace {
 

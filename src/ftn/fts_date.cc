@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/ascii.h"
-#include "platform/fixed_text.h"
-#include "platform/scan_number.h"
+#include "base/ascii.h"
+#include "base/fixed_text.h"
+#include "base/scan_number.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/bytes.h"
+#include "base/bytes.h"
 
 namespace packet_layout {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/bytes.h"
+#include "base/bytes.h"
 #include "platform/os.h"
 
 namespace zip_local_layout {

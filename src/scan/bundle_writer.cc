@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "app/path.h"
+#include "base/path.h"
+#include "base/whole_file.h"
 #include "ftn/zip.h"
 #include "platform/os.h"
-#include "platform/whole_file.h"
 
 namespace {
 

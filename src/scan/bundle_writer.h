@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 
 constexpr size_t kBundleNameSize = 64;
 

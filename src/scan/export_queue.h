@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "app/path.h"
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
+#include "base/path.h"
 
 // One message: where its header is, and the MSGID that it got.
 struct ExportRecord {

@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
+#include "base/byte_buffer.h"
 #include "bbs/conference_table.h"
 #include "bbs/records.h"
 #include "ftn/address.h"
-#include "platform/byte_buffer.h"
 
 struct LocalMessage {
   const ConferenceEntry* conference = nullptr;

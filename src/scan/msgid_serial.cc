@@ -2,9 +2,9 @@
 
 #include <cstdio>
 
-#include "app/path.h"
+#include "base/path.h"
+#include "base/scan_number.h"
 #include "platform/os.h"
-#include "platform/scan_number.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "app/config.h"
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 #include "scan/local_message.h"
 
 constexpr size_t kMsgidSize = 64;  // 63 characters and the NUL

@@ -1,8 +1,8 @@
 // The packed messages of the outbound packet (FTS-0001), in memory until the whole scan has succeeded.
 #pragma once
 
+#include "base/byte_buffer.h"
 #include "ftn/packet.h"
-#include "platform/byte_buffer.h"
 
 constexpr size_t kFirstPacketCapacity = 4096;  // bytes
 

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "base/whole_file.h"
 #include "ftn/packet.h"
 #include "platform/os.h"
-#include "platform/whole_file.h"
 
 namespace {
 

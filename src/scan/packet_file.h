@@ -2,7 +2,7 @@
 #pragma once
 
 #include "app/config.h"
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 
 // Writes the header, addressed to the hub and dated now, the packed messages and the closing word to `path`. Returns 0,
 // or -1; no file is left behind then.

@@ -2,10 +2,10 @@
 
 #include <cstdio>
 
-#include "app/path.h"
 #include "app/run_log.h"
+#include "base/path.h"
+#include "base/whole_file.h"
 #include "platform/os.h"
-#include "platform/whole_file.h"
 #include "scan/bundle_writer.h"
 #include "scan/packet_file.h"
 

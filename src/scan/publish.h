@@ -10,7 +10,7 @@
 #pragma once
 
 #include "app/config.h"
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 
 // Publishes the packed messages in `packet` as one bundle in OUTDIR; the packet's memory is given back on the way.
 // `messages` is their number, for the log. Returns 0, or -1 after logging why.

@@ -1,8 +1,8 @@
 #include "scan/queue_message.h"
 
 #include "app/run_log.h"
+#include "base/fixed_text.h"
 #include "ftn/fts_date.h"
-#include "platform/fixed_text.h"
 #include "platform/os.h"
 #include "scan/msgid_serial.h"
 #include "scan/outbound_text.h"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "app/config.h"
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 #include "scan/export_queue.h"
 #include "scan/local_message.h"
 

@@ -1,9 +1,9 @@
 #include "scan/scan_run.h"
 
-#include "app/path.h"
 #include "app/run_lock.h"
 #include "app/run_log.h"
 #include "app/version.h"
+#include "base/path.h"
 #include "bbs/base_path.h"
 #include "bbs/readiness.h"
 #include "bbs/records.h"

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "app/path.h"
 #include "app/run_log.h"
+#include "base/path.h"
 #include "platform/os.h"
 
 void RecordBadArea(const char* msg_dir, const char* area) {

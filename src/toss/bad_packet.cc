@@ -1,7 +1,7 @@
 #include "toss/bad_packet.h"
 
-#include "app/path.h"
 #include "app/run_log.h"
+#include "base/path.h"
 #include "platform/os.h"
 
 void SaveBadPacket(const char* bad_msgs_dir, const uint8_t* packet, size_t size, const char* reason) {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 
 // Every text is NUL-terminated. The head comes from the packet, the rest from the message text.
 struct InboundMessage {

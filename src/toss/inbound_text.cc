@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "base/ascii.h"
 #include "bbs/records.h"
 #include "ftn/area_tag.h"
 #include "ftn/cp437.h"
-#include "platform/ascii.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "base/bytes.h"
 #include "ftn/packet.h"
-#include "platform/bytes.h"
 #include "toss/bad_packet.h"
 #include "toss/inbound_message.h"
 #include "toss/inbound_text.h"

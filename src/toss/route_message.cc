@@ -3,12 +3,12 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "base/ascii.h"
 #include "bbs/checked_append.h"
 #include "bbs/preflight.h"
 #include "bbs/ptr_scan.h"
 #include "bbs/sig_file.h"
 #include "ftn/fts_date.h"
-#include "platform/ascii.h"
 #include "toss/bad_areas.h"
 #include "toss/inbound_text.h"
 

@@ -1,7 +1,7 @@
 #include "toss/source_disposal.h"
 
-#include "app/path.h"
 #include "app/run_log.h"
+#include "base/path.h"
 #include "platform/os.h"
 
 namespace {

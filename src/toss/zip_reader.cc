@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "base/byte_buffer.h"
 #include "ftn/zip.h"
-#include "platform/byte_buffer.h"
 #include "platform/os.h"
 #include "toss/packet_toss.h"
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "app/config.h"
+#include "base/fixed_text.h"
 #include "bbs/preflight.h"
 #include "fuzz/model/plain_text.h"
 #include "fuzz/model/records_model.h"
@@ -12,7 +13,6 @@
 #include "fuzz/support/input.h"
 #include "fuzz/support/memory_files.h"
 #include "fuzz/support/rule.h"
-#include "platform/fixed_text.h"
 #include "scan/scan_run.h"
 #include "toss/zip_reader.h"
 

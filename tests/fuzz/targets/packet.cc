@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/fixed_text.h"
 #include "bbs/preflight.h"
 #include "fuzz/model/packet_model.h"
 #include "fuzz/model/records_model.h"
@@ -11,7 +12,6 @@
 #include "fuzz/support/input.h"
 #include "fuzz/support/memory_files.h"
 #include "fuzz/support/rule.h"
-#include "platform/fixed_text.h"
 #include "toss/packet_toss.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/fixed_text.h"
+#include "base/fixed_text.h"
 #include "unit/support/scoped_door.h"
 
 namespace {

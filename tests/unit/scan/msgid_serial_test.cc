@@ -2,8 +2,8 @@
 
 #include <limits>
 
+#include "base/scan_number.h"
 #include "fault/fault_loop.h"
-#include "platform/scan_number.h"
 #include "unit/support/site_fixture.h"
 
 namespace {

@@ -1,6 +1,6 @@
 #include "scan/packet_file.h"
 
-#include "platform/fixed_text.h"
+#include "base/fixed_text.h"
 #include "unit/scan/whole_or_nothing.h"
 #include "unit/support/site_fixture.h"
 

@@ -1,6 +1,6 @@
 #include "scan/publish.h"
 
-#include "platform/fixed_text.h"
+#include "base/fixed_text.h"
 #include "unit/support/site_fixture.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/fixed_text.h"
+#include "base/fixed_text.h"
 #include "unit/toss/toss_fixture.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/ascii.h"
+#include "base/ascii.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/byte_buffer.h"
+#include "base/byte_buffer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/scan_number.h"
+#include "base/scan_number.h"
 
 #include <charconv>
 #include <cstring>

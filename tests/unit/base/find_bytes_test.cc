@@ -1,4 +1,4 @@
-#include "platform/find_bytes.h"
+#include "base/find_bytes.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "platform/printf_format.h"
+#include "base/printf_format.h"
 
 // The size of most path buffers: 511 characters and the NUL.
 struct Path {

@@ -1,4 +1,4 @@
-#include "platform/whole_file.h"
+#include "base/whole_file.h"
 
 #include <gtest/gtest.h>
 
