@@ -1,5 +1,5 @@
 @echo off
-rem One exchange of mail: toss what came in, scan what goes out, hand the bundles to the mailer. Started by the Task
+rem One exchange of mail: scan what goes out, toss what came in, hand the bundles to the mailer. Started by the Task
 rem Scheduler. Keep this file in the directory of cvtoss32.exe and CVTOSS32.CFG.
 rem
 rem   cvtoss32-exchange.cmd [OUTDIR BOX]
@@ -7,31 +7,77 @@ rem
 rem With OUTDIR and BOX given, finished bundles are moved from OUTDIR to the mailer's BOX, which has to be on the same
 rem drive: a mailer that sends whatever lies in its box must not see a bundle while it is being written.
 rem
-rem The exit status is 1 when either run needs attention; TOSSER.LOG in this directory says why.
+rem exchange.log in this directory gets one line for each failure, and whatever the program writes on standard error.
+rem exchange.mark holds the time at which the exchange at work began: one that did not end (power cut, shutdown) leaves
+rem it behind, and the next exchange reports it.
+rem
+rem The exit status is 1 when anything needs attention.
 cd /d "%~dp0"
 set STATUS=0
-cvtoss32.exe -toss CVTOSS32.CFG
-if errorlevel 1 set STATUS=1
-cvtoss32.exe -scan CVTOSS32.CFG
-if errorlevel 1 set STATUS=1
-if not "%~2"=="" call :handover "%~1" "%~f2"
+set KILLED=no
+if exist exchange.mark (
+  set /p BEGUN=<exchange.mark
+  call :unfinished
+)
+>exchange.mark echo %DATE% %TIME%
+
+rem The scan comes first: no inbound file, however large, keeps outbound mail waiting.
+call :run -scan
+call :run -toss
+if not "%~2"=="" if %KILLED%==no call :handover "%~1" "%~f2"
+del exchange.mark
 exit /b %STATUS%
+
+:unfinished
+call :fail "the exchange of %BEGUN% did not end"
+goto :eof
+
+rem Every status but 0 and 1 is that of a run which was ended from outside or crashed. SAID: it said on standard error why
+rem it failed, and did not only warn.
+:run
+cvtoss32.exe %1 CVTOSS32.CFG 2>exchange.err
+set RESULT=%ERRORLEVEL%
+for /f "usebackq delims=" %%L in ("exchange.err") do >>exchange.log echo %DATE% %TIME% cvtoss32 %1: %%L
+set SAID=no
+for /f "usebackq" %%W in ("exchange.err") do if not "%%W"=="Warning:" set SAID=yes
+del exchange.err
+if %RESULT%==0 goto :eof
+set STATUS=1
+if %RESULT%==1 if %SAID%==no call :fail "cvtoss32 %1 failed (status 1); TOSSER.LOG says why"
+if %RESULT%==1 goto :eof
+set KILLED=yes
+call :fail "cvtoss32 %1 was killed (status %RESULT%); this exchange hands no bundle over"
+goto :eof
 
 rem A bundle is named <eight hexadecimal digits>.<day of the week><sequence>.
 :handover
-pushd "%~1"
-if errorlevel 1 goto :failed
+if not exist "%~2\" (
+  call :fail "cannot hand bundles over: %~2 is not a directory"
+  goto :eof
+)
+pushd "%~1" 2>nul
+if errorlevel 1 (
+  call :fail "cannot hand bundles over: %~1 is not a directory"
+  goto :eof
+)
 for %%F in (????????.su? ????????.mo? ????????.tu? ????????.we? ????????.th? ????????.fr? ????????.sa?) do call :move "%%F" "%~2"
 popd
 goto :eof
 
 rem A bundle that waits in the box is not replaced.
 :move
-if exist "%~2\%~1" goto :failed
-move "%~1" "%~2\" >nul
-if errorlevel 1 goto :failed
+if exist "%~2\%~1" (
+  call :fail "could not move %~1 to %~2: there is a file of that name"
+  goto :eof
+)
+move "%~1" "%~2\" >nul 2>nul
+if errorlevel 1 call :fail "could not move %~1 to %~2"
 goto :eof
 
-:failed
+:fail
 set STATUS=1
+set "LINE=%~1"
+setlocal EnableDelayedExpansion
+>>"%~dp0exchange.log" echo %DATE% %TIME% !LINE!
+endlocal
 goto :eof
