@@ -117,18 +117,68 @@ class QuietSite {
   TossSite site_;
 };
 
-void LookUp(benchmark::State& state, const std::string& msgid, const std::string& reply) {
-  const std::string content = SigFile();
+void LookUp(benchmark::State& state, const std::string& content, const std::string& msgid, const std::string& reply) {
   const TemporaryFile sig(content);
   for (auto _ : state) benchmark::DoNotOptimize(ScanSigFile(sig.path(), msgid.c_str(), reply.c_str()));
   Count(state, content.size());
 }
 
-void SigOfANewMessage(benchmark::State& state) { LookUp(state, Msgid(kMessages + 1), ""); }
+void SigOfANewMessage(benchmark::State& state) { LookUp(state, SigFile(), Msgid(kMessages + 1), ""); }
 BENCHMARK(SigOfANewMessage);
 
-void SigOfANewReply(benchmark::State& state) { LookUp(state, Msgid(kMessages + 1), Msgid(kMessages)); }
+void SigOfANewReply(benchmark::State& state) { LookUp(state, SigFile(), Msgid(kMessages + 1), Msgid(kMessages)); }
 BENCHMARK(SigOfANewReply);
+
+// Files that mail can have made, of lines that differ from what is looked for as late or as little as can be. Each is
+// timed with a MSGID like its lines and with one unlike any: the first must not take much longer.
+std::string SigOfLines(const std::string& msgid) {
+  std::string sig;
+  for (int i = 1; sig.size() < 200000; ++i) sig += msgid + "\t" + std::to_string(i) + "\n";
+  return sig;
+}
+
+void SigUnlike(benchmark::State& state) { LookUp(state, SigOfLines(std::string(100, 'a')), Msgid(1), ""); }
+BENCHMARK(SigUnlike);
+
+void SigAlikeButTheFirstByte(benchmark::State& state) {
+  LookUp(state, SigOfLines(std::string(100, 'a')), "b" + std::string(99, 'a'), "");
+}
+BENCHMARK(SigAlikeButTheFirstByte);
+
+void SigAlikeButShorter(benchmark::State& state) {
+  LookUp(state, SigOfLines(std::string(100, 'a')), std::string(99, 'a'), "");
+}
+BENCHMARK(SigAlikeButShorter);
+
+void SigAlikeButLonger(benchmark::State& state) {
+  LookUp(state, SigOfLines(std::string(100, 'a')), std::string(127, 'a'), "");
+}
+BENCHMARK(SigAlikeButLonger);
+
+void SigAlikeButOneByteEach(benchmark::State& state) {
+  std::string sig;
+  for (int i = 1; sig.size() < 200000; ++i) {
+    std::string msgid(100, 'a');
+    msgid[static_cast<size_t>(i) * 37 % 100] = 'b';
+    sig += msgid + "\t" + std::to_string(i) + "\n";
+  }
+  LookUp(state, sig, std::string(100, 'a'), "");
+}
+BENCHMARK(SigAlikeButOneByteEach);
+
+void SigShortUnlike(benchmark::State& state) { LookUp(state, SigOfLines("aaaaaaaa"), Msgid(1), ""); }
+BENCHMARK(SigShortUnlike);
+
+void SigShortAlikeButOneByteEach(benchmark::State& state) {
+  std::string sig;
+  for (int i = 1; sig.size() < 200000; ++i) {
+    std::string msgid(8, 'a');
+    msgid[static_cast<size_t>(i) * 3 % 8] = 'b';
+    sig += msgid + "\t" + std::to_string(i) + "\n";
+  }
+  LookUp(state, sig, "aaaaaaaa", "");
+}
+BENCHMARK(SigShortAlikeButOneByteEach);
 
 void PtrScanOfAFile(benchmark::State& state) {
   const std::string content = PtrFile();

@@ -9,19 +9,13 @@
 #include <cstdint>
 
 #include "base/path.h"
+#include "bbs/sig_search.h"
 
 constexpr size_t kLongestMsgid = 127;
 constexpr size_t kSigLineSize = 160;  // the longest MSGID, a tab, a number, the line end and the NUL
 
 // Forms the path of the SIG file of `conference`. Returns 0, or -1 when it is too long.
 int FormatSigPath(const char* msg_dir, int32_t conference, Path* path);
-
-// What a pass over a SIG file has found.
-struct SigScan {
-  bool has_msgid = false;   // the MSGID is the first field of some line; a line without a tab counts as a first field
-  bool has_parent = false;  // the reply's MSGID is the first field of some line with a tab
-  int32_t parent = 0;       // the number on the first such line
-};
 
 // Looks in the SIG file at `path` for a message's own MSGID and for that of the message it replies to; an empty text
 // asks for nothing. A file that cannot be opened, or read to its end, gives what there is of it without a word. The
