@@ -9,6 +9,10 @@ function(cvtoss_floor name)
   target_link_libraries(cvtoss_${name} PUBLIC cvtoss_options ${floor_LINKS} PRIVATE cvtoss_warnings)
   # Loops over paths, headers and lines are worth vectorizing.
   target_compile_options(cvtoss_${name} PRIVATE $<$<CONFIG:Release>:-O3>)
+  # The fuzzers see which code an input reaches.
+  if(CVTOSS_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(cvtoss_${name} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
   set_property(GLOBAL APPEND PROPERTY CVTOSS_FLOORS cvtoss_${name})
 endfunction()
 
