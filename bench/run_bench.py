@@ -10,12 +10,9 @@ import sys
 from dataclasses import replace
 from pathlib import Path
 
-ROOT = Path(__file__).resolve().parents[1]
-sys.path[:0] = [str(ROOT / "bench"), str(ROOT / "tests" / "e2e")]
-
-from bench_site import ScanSite, TossSite  # noqa: E402
-from measuring import Measure, Pairs, Run, count_calls, run_pairs  # noqa: E402
-from workload import Workload, make_mail  # noqa: E402
+from bench_site import ScanSite, TossSite
+from measuring import Measure, Pairs, Run, count_calls, run_pairs
+from workload import Workload, make_mail
 
 MOST_CALLS = 34  # system calls a stored message
 MOST_RATIO = 1.5  # to the bare loop, for TARGET

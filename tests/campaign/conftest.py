@@ -1,15 +1,9 @@
 """The campaigns: the real program killed, starved of room and raced, in the sites of the end-to-end tests."""
 
-import sys
-from pathlib import Path
-
 import pytest
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "e2e"))
-pytest.register_assert_rewrite("harness", "formats", "tools")
-
-from tools.count import Count  # noqa: E402
-from tools.sites import Sites  # noqa: E402
+from tools.count import Count
+from tools.sites import Sites
 
 
 @pytest.fixture

@@ -3,24 +3,9 @@
 import subprocess
 
 import pytest
-
-pytest.register_assert_rewrite(
-    "formats.message_base",
-    "harness.cases",
-    "harness.compare",
-    "harness.damage",
-    "harness.run",
-    "harness.scan",
-    "harness.site",
-    "harness.start_up",
-    "harness.target",
-    "harness.waiting",
-)
-
-# Only now, so that their assertions explain themselves.
-from formats.conference_table import echo  # noqa: E402
-from harness.site import Site  # noqa: E402
-from harness.target import RUNNER, environment  # noqa: E402
+from formats.conference_table import echo
+from harness.site import Site
+from harness.target import RUNNER, environment
 
 
 @pytest.fixture(scope="session", autouse=True)

@@ -1,7 +1,6 @@
-#!/usr/bin/env python3
 """Makes the seeds of the fuzz targets, corpus/TARGET/NAME.seed, with the builders of the end-to-end tests.
 
-    make_seeds.py [DIRECTORY]      (default: the corpus beside this file)
+    PYTHONPATH=tests python3 -m fuzz.make_seeds [DIRECTORY]      (default: the corpus beside this file)
 
 What is no longer made is removed. Inputs that fuzzing has found lie beside the seeds, as found-NAME.seed; they are left
 alone, and FOUND_INPUTS says what each of them showed. tests/lint/test_fuzz_seeds.py holds the corpus to both.
@@ -9,6 +8,12 @@ alone, and FOUND_INPUTS says what each of them showed. tests/lint/test_fuzz_seed
 
 import pathlib
 import sys
+
+from fuzz.seeds import Seeds
+from fuzz.seeds.mail import packet, zip_bundle
+from fuzz.seeds.message_base import outbound, scan_files, sig_lookups
+from fuzz.seeds.site_files import conference_table, config, lock_owner, node_status, serial_file
+from fuzz.seeds.texts import fts_date, inbound_text, utf8
 
 HERE = pathlib.Path(__file__).resolve().parent
 CORPUS = HERE / "corpus"
@@ -18,14 +23,6 @@ FOUND_INPUTS = {
     "serial_file/found-number-behind-blanks.seed": "a number behind 64 blanks was not seen, and the file refused",
     "serial_file/found-number-cut.seed": "of a number behind 60 blanks three digits were read, and serials repeated",
 }
-sys.path[:0] = [str(HERE), str(HERE.parent / "e2e")]
-
-# pylint: disable=wrong-import-position
-from seeds import Seeds  # noqa: E402
-from seeds.mail import packet, zip_bundle  # noqa: E402
-from seeds.message_base import outbound, scan_files, sig_lookups  # noqa: E402
-from seeds.site_files import conference_table, config, lock_owner, node_status, serial_file  # noqa: E402
-from seeds.texts import fts_date, inbound_text, utf8  # noqa: E402
 
 TARGETS = (config, conference_table, packet, zip_bundle, inbound_text, fts_date, utf8, sig_lookups, node_status,
            lock_owner, serial_file, scan_files, outbound)

@@ -1,28 +1,17 @@
 """The seeds of the fuzz targets are what their generator makes, and each target has some."""
 
-import importlib.util
 import re
 import shutil
 import subprocess
 import sys
 
 import pytest
-
+import reliability_matrix as matrix
+from fuzz import make_seeds
 from source_tree import ROOT, fail_on, files_under
 
 FUZZ = ROOT / "tests" / "fuzz"
 NAME = re.compile(r"[a-z0-9]+(-[a-z0-9]+)*\.seed")
-
-
-def load(path):
-    spec = importlib.util.spec_from_file_location(path.stem, path)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
-
-
-make_seeds = load(FUZZ / "make_seeds.py")
-matrix = load(ROOT / "script" / "lib" / "reliability_matrix.py")
 
 
 @pytest.fixture

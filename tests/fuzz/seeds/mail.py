@@ -7,7 +7,7 @@ from formats.packet import CLOSING_WORD, HEADER_SIZE, PackedMessage, Packet, ech
 from formats.published_bundle import published_bundle
 from formats.zip_bundle import DATA_DESCRIPTOR, DEFLATED, ENTRY_LIMIT, SIGNATURE, Entry, bundle, deflate
 
-from seeds import Seeds
+from fuzz.seeds import Seeds
 
 UTF8 = b"\x01CHRS: UTF-8 4"
 MAIL = Packet([echomail("general", "one", "", "two", msgid="m1"), netmail("letter", msgid="m2"),

@@ -6,7 +6,7 @@ from collections.abc import Callable
 from formats.message_base import MessageBase, body_lines, dat_records
 from formats.packet import text_lines
 
-from seeds import Seeds
+from fuzz.seeds import Seeds
 
 MSGID = b"1:2/3 0a1b2c3d"
 BLOCK_LEFT = 1023

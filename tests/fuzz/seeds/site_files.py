@@ -3,7 +3,7 @@
 from formats.conference_table import Conference, conference_file, echo, netmail
 from formats.node_status import IDLE, Node, node_file
 
-from seeds import Seeds
+from fuzz.seeds import Seeds
 
 TEXT_DIRECTIVES = {"INBOUND": 255, "CONFDIR": 255, "WORKDIR": 255, "MSGDIR": 255, "OUTDIR": 255, "PROCESSEDDIR": 255,
                    "SYSTEM": 63, "PKTPW": 8}

@@ -2,7 +2,7 @@
 
 from formats.packet import DATE, text_lines
 
-from seeds import Seeds
+from fuzz.seeds import Seeds
 
 CODE_PAGE_LETTERS = "ÄÅÇÉÑÖÜàâäåçèéêëìîïñòôöùûüÿ¡¿"
 SIGNS = "\u2010\u2011\u2012\u2013\u2014\u2015\u2018\u2019\u201a\u201b\u201c\u201d\u201e\u2025\u2026\u2027\u20ac"

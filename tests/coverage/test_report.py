@@ -1,13 +1,11 @@
 """tests/coverage/report.py wants a reason for each line that no test reaches, not for each text."""
 
-import importlib.util
 import json
-import pathlib
 import sys
 
 import pytest
+import report
 
-ROOT = pathlib.Path(__file__).resolve().parents[2]
 SOURCE = """\
 int First(int a) {
   if (a > 0) return 1;
@@ -27,14 +25,10 @@ int Second(int a) {
 FUNCTIONS = [("_Z5Firsti", 1, 4), ("one.cc:_ZN12_GLOBAL__N_16SecondEi", 6, 14)]
 
 
-@pytest.fixture
-def report(tmp_path, monkeypatch):
-    found = importlib.util.spec_from_file_location("report", ROOT / "tests/coverage/report.py")
-    module = importlib.util.module_from_spec(found)
-    found.loader.exec_module(module)
-    monkeypatch.setattr(module, "ROOT", tmp_path)
-    monkeypatch.setattr(module, "UNREACHED", tmp_path / "unreached.txt")
-    return module
+@pytest.fixture(autouse=True)
+def sources(tmp_path, monkeypatch):
+    monkeypatch.setattr(report, "ROOT", tmp_path)
+    monkeypatch.setattr(report, "UNREACHED", tmp_path / "unreached.txt")
 
 
 def export(path, missed, lines=100.0, branches=100.0):
@@ -50,7 +44,7 @@ def export(path, missed, lines=100.0, branches=100.0):
     return {"data": [{"files": [file], "functions": functions, "totals": totals}]}
 
 
-def outcome(report, tmp_path, monkeypatch, reasons, missed, **shares):
+def outcome(tmp_path, monkeypatch, reasons, missed, **shares):
     source, exported = tmp_path / "one.cc", tmp_path / "coverage.json"
     source.write_text(SOURCE)
     exported.write_text(json.dumps(export(source, missed, **shares)))
@@ -73,12 +67,12 @@ CASES = [
 
 
 @pytest.mark.parametrize("reasons, missed, status", [case[1:] for case in CASES], ids=[case[0] for case in CASES])
-def test_each_line_needs_its_own_reason(report, tmp_path, monkeypatch, reasons, missed, status):
-    assert outcome(report, tmp_path, monkeypatch, reasons, missed) == status
+def test_each_line_needs_its_own_reason(tmp_path, monkeypatch, reasons, missed, status):
+    assert outcome(tmp_path, monkeypatch, reasons, missed) == status
 
 
 @pytest.mark.parametrize("shares, status", [
     ({"lines": 98.0, "branches": 95.0}, 0), ({"lines": 97.9}, 1), ({"branches": 94.9}, 1),
 ], ids=["just enough", "lines", "branches"])
-def test_the_totals_have_to_be_high_enough(report, tmp_path, monkeypatch, shares, status):
-    assert outcome(report, tmp_path, monkeypatch, [], [], **shares) == status
+def test_the_totals_have_to_be_high_enough(tmp_path, monkeypatch, shares, status):
+    assert outcome(tmp_path, monkeypatch, [], [], **shares) == status

@@ -10,7 +10,7 @@ from pathlib import Path
 
 import pytest
 
-ROOT = Path(__file__).resolve().parents[3]
+ROOT = Path(__file__).resolve().parents[2]
 PROGRAM = Path(os.environ.get("CVTOSS32_PROGRAM") or ROOT / "build/release/cvtoss32")
 RUNNER = shlex.split(os.environ.get("CVTOSS32_RUNNER") or "")
 WINDOWS = bool(RUNNER)
