@@ -10,8 +10,9 @@ PLACE = re.compile(r"%[-+ 0#]*\d*(?:\.\d+)?(?:z|l|ll)?[a-zA-Z]")
 ASKS = re.compile(
     r"\s*(FATAL|ERROR|CRITICAL|WARNING|NOTICE|Aborting|NOT SAFE|Warning|Could not|Config (?!dir:)|Invalid|Unknown"
     r"|Derived|Lock owner|Found a stale|Node … is in use|Ignored|retaining|saved|truncated|unexpected|does not look"
-    r"|no ZIP|conf … append|msg …: (netmail with|AREA|message-base)|msg #…|Back up|=== .*(ERRORS|FAILED))")
-ROW = re.compile(r"(?m)^\| `([^`]+)` \|")
+    r"|no ZIP|conf … append|msg …|msg #…|parent MSGID|Nothing|Back up|=== .*(ERRORS|FAILED))")
+ROW = re.compile(r"(?m)^\| `([^`]+)` \| (.*) \|$")
+SENDS_ELSEWHERE = re.compile(r"likewise|the above|as it says|the same for")
 LINES_SECTION = "# Lines that ask for your attention"
 
 
@@ -23,9 +24,14 @@ def printed_lines():
             yield PLACE.sub("…", text).replace("\0", "%")
 
 
-def explained_lines():
+def rows():
+    """(line, what to do) of each row of the guide's table."""
     guide = GUIDE.read_text(encoding="utf-8")
     return ROW.findall(guide[guide.index(LINES_SECTION):])
+
+
+def explained_lines():
+    return [line for line, _ in rows()]
 
 
 def pattern(line):
@@ -49,3 +55,16 @@ def test_no_line_is_explained_that_is_never_printed():
         printed = [line.replace(general, shown) for line in printed]
     fail_on([f"never printed: {line!r}" for line in explained_lines()
              if not any(pattern(line).fullmatch(one) for one in printed)])
+
+
+def test_a_line_is_found_by_searching_for_its_longest_fixed_piece():
+    """Whoever has a line from the log knows which parts of it are names and numbers, and searches for the rest."""
+    explained = explained_lines()
+    for line in printed_lines():
+        its_rows = [row for row in explained if pattern(row).fullmatch(line)]
+        piece = max(line.split("…"), key=len)
+        assert not its_rows or any(piece in row for row in its_rows), f"{piece!r} is not found in the guide"
+
+
+def test_a_row_says_itself_what_to_do():
+    fail_on([f"sends the reader to another row: {line!r}" for line, what in rows() if SENDS_ELSEWHERE.search(what)])

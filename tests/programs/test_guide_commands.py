@@ -1,0 +1,111 @@
+"""The commands for Linux that the operator's guide gives do to the files what it says."""
+
+import pathlib
+import re
+import shutil
+import struct
+import subprocess
+import sys
+
+import pytest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+GUIDE = (ROOT / "docs" / "operators-guide.md").read_text(encoding="utf-8")
+PROGRAM = ROOT / "build" / "release" / "cvtoss32"
+
+
+def do(heading, directory, which=0, **replaced):
+    """Runs one of the indented blocks of a section there. Returns what it printed."""
+    section = re.split(r"(?m)^##", GUIDE[GUIDE.index(f"# {heading}\n") + 2:])[0]
+    # A blank line within a block is not indented.
+    blocks = re.findall(r"(?:^ {4,}\S.*\n(?:\n(?= {4}))?)+", section, re.MULTILINE)
+    command = blocks[which]
+    for old, new in replaced.values():
+        assert old in command
+        command = command.replace(old, new)
+    return subprocess.run(["sh", "-ec", command], cwd=directory, stdout=subprocess.PIPE, text=True, check=True).stdout
+
+
+def headers(*messages):
+    """PTR records of (number, sent, deleted)."""
+    made = b""
+    for number, sent, deleted in messages:
+        record = bytearray(256)
+        record[153], record[158] = sent, deleted
+        struct.pack_into("<i", record, 166, number)
+        made += bytes(record)
+    return made
+
+
+def test_unsent_messages_are_counted(tmp_path):
+    (tmp_path / "CVMSG07.PTR").write_bytes(headers((1, 0, 0), (2, 1, 0), (3, 0, 1), (4, 0, 0), (5, 1, 1)))
+    assert do("The first scan", tmp_path) == "CVMSG07.PTR 2\n"
+
+
+def test_the_first_scan_can_mark_all_messages_sent_and_send_none(tmp_path):
+    site = tmp_path / "site"
+    subprocess.run([sys.executable, "-B", ROOT / "examples" / "make_site.py", "site", site], check=True)
+    shutil.copy2(PROGRAM, site)
+    assert "exported and committed" in do("The first scan", site, 2, place=("/srv/bbs/ftn", str(site)))
+    assert list((site / "FTN" / "OUTBOUND").iterdir()) == [] and not (site / "unsent").exists()
+    again = subprocess.run([site / "cvtoss32", "-scan"], cwd=site, stdout=subprocess.PIPE, check=True)
+    assert b"Nothing to export" in again.stdout
+
+
+def test_numbers_are_taken_out_of_a_sig_file(tmp_path):
+    (tmp_path / "CVMSG07.SIG").write_bytes(b"1:2/3 \xe9\t17\n2:999/42 0000000c\t18\r\n")
+    do("After packing, renumbering or restoring the message base", tmp_path)
+    assert (tmp_path / "CVMSG07.SIG").read_bytes().split(b"\n") == [b"1:2/3 \xe9", b"2:999/42 0000000c", b""]
+
+
+def test_names_are_turned_into_capitals(tmp_path):
+    for name in ("cvmsg07.Ptr", "CVMSG08.PTR", "two words.dat"):
+        (tmp_path / name).write_text(name)
+    do("Moving from Windows to Linux and back", tmp_path)
+    assert sorted(path.name for path in tmp_path.iterdir()) == ["CVMSG07.PTR", "CVMSG08.PTR", "TWO WORDS.DAT"]
+
+
+def test_an_index_is_cut_to_its_headers(tmp_path):
+    (tmp_path / "CVMSG07.PTR").write_bytes(bytes(512))
+    (tmp_path / "CVMSG07.IDX").write_bytes(b"a" * 16 + b"b" * 16 + b"c" * 16)
+    do("An index that is longer than the headers", tmp_path)
+    assert (tmp_path / "CVMSG07.IDX").read_bytes() == b"a" * 16 + b"b" * 16
+
+
+def test_files_are_cut_to_whole_records(tmp_path):
+    for suffix, size in (("PTR", 511), ("IDX", 33), ("DAT", 256)):
+        (tmp_path / f"CVMSG07.{suffix}").write_bytes(bytes(size))
+    do("A file that does not end with a whole record", tmp_path)
+    assert [(tmp_path / f"CVMSG07.{suffix}").stat().st_size for suffix in ("PTR", "IDX", "DAT")] == [256, 32, 256]
+
+
+@pytest.mark.parametrize("last", [b"1:2/3 00", b"1:2/3 00000002\t9\r\n"])
+def test_the_last_line_of_a_sig_file_is_removed(tmp_path, last):
+    kept = b"1:2/3 \xff0000001\t7\n1:2/3 00000001\t8\r\n"
+    (tmp_path / "CVMSG07.SIG").write_bytes(kept + last)
+    assert do("The last line of a SIG file", tmp_path).endswith("$\n") == last.endswith(b"\n")
+    assert (tmp_path / "CVMSG07.SIG").read_bytes() == kept
+
+
+def test_sig_lines_beyond_the_highest_header_are_removed(tmp_path):
+    (tmp_path / "CVMSG07.PTR").write_bytes(headers((70000, 1, 1), (3, 1, 0)))
+    (tmp_path / "CVMSG07.SIG").write_bytes(b"a\t70000\nb\t70001\r\n\xe9\t3\r\nno number\nc\t70002\n")
+    do("SIG lines of messages that were never stored", tmp_path)
+    assert (tmp_path / "CVMSG07.SIG").read_bytes() == b"a\t70000\n\xe9\t3\r\nno number\n"
+
+
+def test_a_conference_is_cut_behind_a_message_and_a_short_index_stays_short(tmp_path):
+    (tmp_path / "CVMSG07.PTR").write_bytes(headers(*((number, 1, 0) for number in range(1, 415))) + bytes(9))
+    (tmp_path / "CVMSG07.IDX").write_bytes(bytes(410 * 16))
+    (tmp_path / "CVMSG07.DAT").write_bytes(bytes(129))
+    assert "412 412\n413 413\n414 414\n" in do("A conference whose rollback failed", tmp_path)
+    assert [(tmp_path / f"CVMSG07.{suffix}").stat().st_size for suffix in ("PTR", "IDX", "DAT")] == [
+        412 * 256, 410 * 16, 128]
+
+
+def test_a_serial_file_is_written_anew(tmp_path):
+    (tmp_path / "TOSSER.LOG").write_text(
+        "[2026-11-15 00:31:24]   queued conf 1 msg #7  From='A' To='B' Subj='C'  MSGID=2:999/42 0000012c\n")
+    shown = do("A serial file that is damaged or too old", tmp_path, place=("/srv/bbs/ftn", str(tmp_path)))
+    assert shown == "MSGID=2:999/42 0000012c\n"
+    assert (tmp_path / "CVOUTBOUND.SEQ").read_text() == "300\n"
