@@ -4,11 +4,11 @@
 
 namespace {
 
-int ReadFile(const char* path, ByteBuffer* content) {
+int ReadFile(const char* path, int64_t limit, ByteBuffer* content) {
   OsFile file;
   if (OsOpen(path, kOsRead, &file) != kOsOk) return -1;
   const int64_t length = OsSize(file);
-  if (length < 0 || static_cast<uint64_t>(length) > SIZE_MAX) return -1;
+  if (length < 0 || length > limit || static_cast<uint64_t>(length) > SIZE_MAX) return -1;
   const auto size = static_cast<size_t>(length);
   if (size > content->capacity) FreeBytes(content);  // before it grows: what it held is not worth copying
   if (ReserveBytes(content, size != 0 ? size : 1) != 0) return -1;
@@ -26,9 +26,9 @@ int WriteParts(const OsFile& file, std::initializer_list<FilePart> parts) {
 
 }  // namespace
 
-int ReadWholeFile(const char* path, ByteBuffer* content) {
+int ReadWholeFile(const char* path, ByteBuffer* content, int64_t limit) {
   content->size = 0;
-  if (ReadFile(path, content) == 0) return 0;
+  if (ReadFile(path, limit, content) == 0) return 0;
   content->size = 0;
   return -1;
 }

@@ -2,13 +2,16 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
+#include <limits>
 
 #include "base/byte_buffer.h"
 
 // Reads the whole file at `path` into `content`, whose memory is used again where it suffices. Returns 0, or -1 when
-// the file cannot be opened, measured, held in memory, read to its length or closed (the content is then empty).
-int ReadWholeFile(const char* path, ByteBuffer* content);
+// the file cannot be opened, measured, held in memory, read to its length or closed (the content is then empty). One of
+// more than `limit` bytes is refused before memory is taken for it.
+int ReadWholeFile(const char* path, ByteBuffer* content, int64_t limit = std::numeric_limits<int64_t>::max());
 
 struct FilePart {
   const void* bytes;

@@ -64,24 +64,9 @@ int SnapshotSig(const char* msg_dir, int32_t c, AppendTarget* sig) {
   return -1;
 }
 
-// Cuts the text into DatRecords: full ones, and the rest in the last. An empty text takes one record.
-int PlanText(int32_t c, const NewMessage& message, AppendPlan* plan) {
-  const size_t records = message.body_size == 0 ? 1 : (message.body_size - 1) / kDatTextSize + 1;
-  if (message.body_size > kLargestBody || records > SIZE_MAX / kDatRecordSize ||
-      ReserveBytes(&plan->dat_bytes, records * kDatRecordSize) != 0) {
-    LogLine("ERROR: out of memory while preparing message body for conf %d", c);
-    return -1;
-  }
-  for (size_t i = 0; i < records; ++i) {
-    const size_t from = i * kDatTextSize;
-    const size_t left = message.body_size - from;
-    PackDatRecord(message.body + from, left < kDatTextSize ? left : kDatTextSize,
-                  plan->dat_bytes.data + i * kDatRecordSize);
-  }
-  plan->records = records;
-  plan->dat.bytes = plan->dat_bytes.data;
-  plan->dat.byte_count = records * kDatRecordSize;
-  return 0;
+int RefuseText(int32_t c) {
+  LogLine("ERROR: out of memory while preparing message body for conf %d", c);
+  return -1;
 }
 
 int CheckRange(int32_t c, const PreflightResult& base, size_t records) {
@@ -92,6 +77,25 @@ int CheckRange(int32_t c, const PreflightResult& base, size_t records) {
   }
   LogLine("ERROR: conf %d append would exceed Corvane's 16-bit DAT address range; refusing to append", c);
   return -1;
+}
+
+// Cuts the text into DatRecords: full ones, and the rest in the last. An empty text takes one record. No memory is
+// taken for a text that the DAT file has no room for: it may be as long as the largest source.
+int PlanText(int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
+  if (message.body_size > kLargestBody) return RefuseText(c);
+  const size_t records = message.body_size == 0 ? 1 : (message.body_size - 1) / kDatTextSize + 1;
+  if (CheckRange(c, base, records) != 0) return -1;
+  if (ReserveBytes(&plan->dat_bytes, records * kDatRecordSize) != 0) return RefuseText(c);
+  for (size_t i = 0; i < records; ++i) {
+    const size_t from = i * kDatTextSize;
+    const size_t left = message.body_size - from;
+    PackDatRecord(message.body + from, left < kDatTextSize ? left : kDatTextSize,
+                  plan->dat_bytes.data + i * kDatRecordSize);
+  }
+  plan->records = records;
+  plan->dat.bytes = plan->dat_bytes.data;
+  plan->dat.byte_count = records * kDatRecordSize;
+  return 0;
 }
 
 void PlanRecords(int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
@@ -139,8 +143,7 @@ int Plan(const char* msg_dir, int32_t c, const PreflightResult& base, const NewM
   Snapshot(msg_dir, c, "PTR", base.ptr_exists, base.ptr_size, &plan->ptr);
   plan->has_sig = message.msgid[0] != '\0';
   if (plan->has_sig && SnapshotSig(msg_dir, c, &plan->sig) != 0) return -1;
-  if (PlanText(c, message, plan) != 0) return -1;
-  if (CheckRange(c, base, plan->records) != 0) return -1;
+  if (PlanText(c, base, message, plan) != 0) return -1;
   if (message.highest == std::numeric_limits<int32_t>::max()) {
     LogLine("ERROR: conf %d has reached the signed 32-bit MsgNumber limit", c);
     return -1;

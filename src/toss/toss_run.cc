@@ -17,6 +17,8 @@
 
 namespace {
 
+constexpr int64_t kLargestSource = 2147483647;  // bytes: a larger inbound file is not read
+
 // A run over the inbound directory: where things are, and what has been counted so far.
 struct TossRun {
   const char* inbound;
@@ -71,7 +73,7 @@ void TossFile(TossRun* run, const char* name) {
       status.kind != kOsRegularFile || SameWord(name, "TOSSER.LOG")) {
     return;
   }
-  if (ReadWholeFile(path, &run->content) != 0) {
+  if (ReadWholeFile(path, &run->content, kLargestSource) != 0) {
     LogLine("Could not read inbound file %s; skipping", name);
     return;
   }

@@ -71,6 +71,13 @@ TEST_F(WholeFile, AFileThatGetsShorterMeanwhileIsRefused) {
   EXPECT_EQ(content_.size, 0U);
 }
 
+TEST_F(WholeFile, AFileBeyondTheLimitIsRefusedBeforeMemoryIsTaken) {
+  WriteFile(path_, "abcdef");
+  EXPECT_EQ(ReadWholeFile(path_.c_str(), &content_, 5), -1);
+  EXPECT_EQ(door_.Count(Call::kReallocate) + door_.Count(Call::kReadAt), 0);
+  EXPECT_EQ(ReadWholeFile(path_.c_str(), &content_, 6), 0);
+}
+
 TEST_F(WholeFile, ItsPartsAreWrittenOneAfterAnother) {
   WriteFile(path_, "what was there before is longer");
   EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}, {nullptr, 0}, {"\n\0\x1A", 3}}), 0);

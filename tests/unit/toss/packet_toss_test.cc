@@ -262,6 +262,18 @@ TEST_F(PacketWalkTest, NoMemoryForABodyRetainsThePacket) {
   EXPECT_EQ(CountIn(1), 0U);
 }
 
+TEST_F(PacketWalkTest, ATextTakesItsOwnSizeOfMemoryOnce) {
+  std::string text = "AREA:GENERAL\r";
+  while (text.size() < 10000000) text += std::string(60000, 'x') + "\r";
+  EXPECT_EQ(Toss(PacketBytes({Echo("a"), {text}})), PacketRetain);
+  size_t asked = 0;
+  for (const CallRecord& call : door_.Calls()) asked += call.size >= 100000 ? call.size : 0;
+  EXPECT_GE(asked, text.size() - 13);
+  EXPECT_LE(asked, text.size() + 100000);
+  EXPECT_EQ(log_.CountOf("ERROR: conf 1 append would exceed Corvane's 16-bit DAT address range; refusing to append"),
+            1);
+}
+
 TEST_F(PacketWalkTest, AMessageThatCannotBeStoredRetainsThePacketAndTheWalkGoesOn) {
   door_.FailNth(Call::kWriteAt, 1, ".PTR");
   EXPECT_EQ(Toss(PacketBytes({Echo("a"), Echo("b")})), PacketRetain);

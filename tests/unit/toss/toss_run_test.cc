@@ -1,5 +1,6 @@
 #include "toss/toss_run.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/fixed_text.h"
@@ -228,6 +229,24 @@ TEST_F(TossWalk, AFileThatCannotBeReadIsSkippedWithALine) {
   door_.BeforeNth(
       Call::kOpen, 1, [&] { door_.FailNth(Call::kReallocate, 1); }, "a.pkt");
   EXPECT_EQ(Run(0), (Strings{"Could not read inbound file a.pkt; skipping", kComplete0}));
+}
+
+TEST_F(TossWalk, AFileOf2GiBIsNotRead) {
+  LayInbound("a.pkt", Packet("a"));
+  const auto memory_asked = [&](size_t bytes) {
+    return std::any_of(door_.Calls().begin(), door_.Calls().end(), [bytes](const CallRecord& call) {
+      return call.call == Call::kReallocate && call.size >= bytes;
+    });
+  };
+  ResizeFile(site_.In("a.pkt"), 2147483648);
+  EXPECT_EQ(Run(0), (Strings{"Could not read inbound file a.pkt; skipping", kComplete0}));
+  EXPECT_EQ(door_.Count(Call::kReadAt, "a.pkt"), 0);
+  EXPECT_FALSE(memory_asked(1000000));
+  ResizeFile(site_.In("a.pkt"), 2147483647);
+  door_.BeforeNth(
+      Call::kOpen, 1, [&] { door_.FailNth(Call::kReallocate, 1); }, "a.pkt");
+  EXPECT_EQ(Run(0), (Strings{"Could not read inbound file a.pkt; skipping", kComplete0}));
+  EXPECT_TRUE(memory_asked(2147483647));
 }
 
 TEST_F(TossWalk, AListingThatBreaksOffIsReportedAndCountsAsAFailure) {
