@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "base/byte_buffer.h"
 #include "base/fixed_text.h"
 #include "base/path.h"
@@ -228,7 +229,8 @@ int CheckedAppend(const char* msg_dir, int32_t conference, const PreflightResult
     RollBack(conference, plan);
     return -1;
   }
-  LogLine("  -> wrote conf %d msg #%d  From='%s' To='%s' Subj='%s' (%d records)", conference, plan.number, message.from,
-          message.to, message.subject, static_cast<int>(plan.records));
+  LogLine("  -> wrote conf %d msg #%d  From='%s' To='%s' Subj='%s' (%d records)", conference, plan.number,
+          ShownText(message.from).text, ShownText(message.to).text, ShownText(message.subject).text,
+          static_cast<int>(plan.records));
   return 0;
 }

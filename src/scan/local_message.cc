@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "bbs/message_body.h"
 
 namespace {
@@ -39,7 +40,7 @@ ReadMessageResult ReadLocalMessage(const uint8_t* record, int64_t ordinal, const
   if (header.NetMail && !AddressNetmail(message)) {
     LogLine(
         "  msg #%d in conf %d: netmail To: '%s' has no parseable @address -- skipping (left unsent). Address it as 'Name@zone:net/node'.",
-        header.MsgNumber, c, header.To);
+        header.MsgNumber, c, ShownText(header.To).text);
     return kMessageSkipped;
   }
   if (ReadMessageBody(dat_path, header.Where, header.Records, raw) != 0) {

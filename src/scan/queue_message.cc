@@ -1,6 +1,7 @@
 #include "scan/queue_message.h"
 
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "base/fixed_text.h"
 #include "ftn/fts_date.h"
 #include "platform/os.h"
@@ -58,13 +59,15 @@ void ReportQueued(const LocalMessage& message, const OutboundKludges& kludges) {
   const PtrRecord& header = message.header;
   const int32_t c = message.conference->Number;
   const char* const threaded = kludges.reply[0] != '\0' ? "  (threaded reply)" : "";
+  const ShownText from(header.From);
+  const ShownText subject(header.Subj);
   if (header.NetMail) {
     LogLine("  queued conf %d msg #%d (NETMAIL)  From='%s' To='%s'  Dest=%d:%d/%d  Subj='%s'  MSGID=%s%s", c,
-            header.MsgNumber, header.From, message.recipient, message.destination.Zone, message.destination.Net,
-            message.destination.Node, header.Subj, kludges.msgid, threaded);
+            header.MsgNumber, from.text, ShownText(message.recipient).text, message.destination.Zone,
+            message.destination.Net, message.destination.Node, subject.text, kludges.msgid, threaded);
   } else {
-    LogLine("  queued conf %d msg #%d  From='%s' To='%s' Subj='%s'  MSGID=%s%s", c, header.MsgNumber, header.From,
-            header.To, header.Subj, kludges.msgid, threaded);
+    LogLine("  queued conf %d msg #%d  From='%s' To='%s' Subj='%s'  MSGID=%s%s", c, header.MsgNumber, from.text,
+            ShownText(header.To).text, subject.text, kludges.msgid, threaded);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "base/ascii.h"
 #include "bbs/records.h"
 #include "ftn/area_tag.h"
@@ -63,6 +64,7 @@ int TakeArea(const Line& line, InboundMessage* message) {
   if (size >= sizeof message->area || !IsAreaTag(tag, size)) {
     char shown[1024] = {};  // as much as a log line takes
     memcpy(shown, tag, size < sizeof shown ? size : sizeof shown - 1);
+    MakeShowable(shown);
     LogLine("ERROR: inbound AREA tag is empty, malformed, or too long: '%s'", shown);
     return -1;
   }

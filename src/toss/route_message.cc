@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "base/ascii.h"
 #include "bbs/checked_append.h"
 #include "bbs/preflight.h"
@@ -74,7 +75,7 @@ int32_t FindParent(int n, int32_t c, const InboundMessage& message, const SigSca
   if (sig.has_parent && sig.parent >= 0) return sig.parent;
   LogLine(
       "  msg %d: reply to MSGID %s, but parent not found locally in conf %d -- storing as non-threaded (safe fallback)",
-      n, message.reply, c);
+      n, ShownText(message.reply).text, c);
   return kNoParent;
 }
 
@@ -124,7 +125,7 @@ RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& mess
 
   const SigScan sig = AskSig(site, c, message);
   if (sig.has_msgid) {
-    LogLine("  msg %d: duplicate (MSGID %s already seen in conf %d) -- SKIPPED", n, message.msgid, c);
+    LogLine("  msg %d: duplicate (MSGID %s already seen in conf %d) -- SKIPPED", n, ShownText(message.msgid).text, c);
     return kRouteSkipped;
   }
   return Store(site, n, c, FindParent(n, c, message, sig), message);

@@ -1,6 +1,7 @@
 #include "toss/source_disposal.h"
 
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "base/path.h"
 #include "platform/os.h"
 
@@ -20,16 +21,16 @@ int Move(const char* source, const char* target) {
 int MoveToProcessed(const char* source, const char* name, const char* processed_dir) {
   char target[1024];
   if (FormatPath(target, sizeof target, "%s/%s", processed_dir, name) != 0 || Move(source, target) != 0) {
-    LogLine("  ERROR: processed but could not move to %s; source remains inbound", target);
+    LogLine("  ERROR: processed but could not move to %s; source remains inbound", ShownPath(target).text);
     return -1;
   }
-  LogLine("  moved to %s", target);
+  LogLine("  moved to %s", ShownPath(target).text);
   return 0;
 }
 
 int DeleteProcessed(const char* source) {
   if (OsRemove(source) != kOsOk) {
-    LogLine("  ERROR: processed but could not delete %s", source);
+    LogLine("  ERROR: processed but could not delete %s", ShownPath(source).text);
     return -1;
   }
   LogLine("  deleted (KEEPPROCESSED no)");

@@ -2,6 +2,7 @@
 
 #include "app/run_lock.h"
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "app/version.h"
 #include "base/ascii.h"
 #include "base/byte_buffer.h"
@@ -62,7 +63,7 @@ FileOutcome TossLoosePacket(const TossSite& site, const ByteBuffer& content) {
 FileOutcome TossContent(const TossSite& site, const char* name, const ByteBuffer& content) {
   const bool bundle = content.size >= zip_local_layout::signature.width && IsZipLocalHeader(content.data);
   if (!bundle && !LooksLikePacket(content.data, content.size)) return kFileUnrelated;
-  LogLine("Found: %s", name);
+  LogLine("Found: %s", ShownText(name).text);
   return bundle ? OutcomeOf(TossZipBundle(site, content.data, content.size)) : TossLoosePacket(site, content);
 }
 
@@ -74,7 +75,7 @@ void TossFile(TossRun* run, const char* name) {
     return;
   }
   if (ReadWholeFile(path, &run->content, kLargestSource) != 0) {
-    LogLine("Could not read inbound file %s; skipping", name);
+    LogLine("Could not read inbound file %s; skipping", ShownText(name).text);
     return;
   }
   switch (TossContent(run->site, name, run->content)) {

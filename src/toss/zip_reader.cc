@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "app/shown_text.h"
 #include "base/byte_buffer.h"
 #include "ftn/zip.h"
 #include "platform/os.h"
@@ -35,6 +36,7 @@ int TakeEntry(const uint8_t* bundle, size_t size, size_t* at, ZipEntry* entry) {
   const size_t kept = header.name_length < sizeof entry->name ? header.name_length : sizeof entry->name - 1;
   memcpy(entry->name, bundle + name_at, kept);
   entry->name[kept] = '\0';
+  MakeShowable(entry->name);
   entry->data = bundle + data_at;
   *at = data_at + header.compressed_size;
   return 0;

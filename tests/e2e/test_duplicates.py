@@ -4,7 +4,7 @@ from formats.conference_table import echo
 from formats.conference_table import netmail as netmail_conference
 from formats.message_base import body_lines, sig_filler
 from formats.packet import Packet, echomail, netmail
-from formats.text import Text, raw, shown
+from formats.text import Text, raw, reported
 from harness.cases import Cases
 from harness.compare import bad_areas, not_appended
 from harness.one_packet import OnePacket
@@ -13,7 +13,7 @@ X = "1:2/3 0a1b2c3d"
 
 
 def duplicate(message: int, msgid: Text, conference: int) -> str:
-    return f"  msg {message}: duplicate (MSGID {shown(raw(msgid))} already seen in conf {conference}) -- SKIPPED"
+    return f"  msg {message}: duplicate (MSGID {reported(msgid)} already seen in conf {conference}) -- SKIPPED"
 
 
 def assert_judged(site, rows: list[tuple[Text, Text, bool]]) -> None:

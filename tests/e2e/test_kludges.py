@@ -2,7 +2,7 @@
 
 from formats.message_base import body_lines
 from formats.packet import PackedMessage, Packet, netmail
-from formats.text import Text, raw, shown
+from formats.text import Text, raw, reported
 from harness.cases import Cases
 from harness.compare import REFUSED
 from harness.one_packet import OnePacket
@@ -107,7 +107,7 @@ def assert_limit(site, name: str, limit: int) -> None:
         kept = value.lstrip(b" ")
         lines = []
         if name == "REPLY":
-            lines = [NOT_FOUND.replace("conf 1", f"conf {base.conference}").format(1, shown(kept))]
+            lines = [NOT_FOUND.replace("conf 1", f"conf {base.conference}").format(1, reported(kept))]
         lines.append(base.store(message, body_lines("Hi"), msgid=kept if name == "MSGID" else ""))
         cases.packet(f"{number}.pkt", Packet([message]), *lines)
     for size, value in (

@@ -5,7 +5,7 @@ from dataclasses import dataclass, field
 from formats.conference_table import netmail as netmail_conference
 from formats.message_base import MessageBase, body_lines, sig_filler
 from formats.packet import echomail, netmail
-from formats.text import Text, raw, shown
+from formats.text import Text, raw, reported
 from harness.one_packet import OnePacket
 
 X = "1:2/3 0a1b2c3d"
@@ -14,7 +14,7 @@ LIVE, DELETED = 0, 1
 
 def not_found(message: int, reply: Text, conference: int) -> str:
     return (
-        f"  msg {message}: reply to MSGID {shown(raw(reply))}, but parent not found locally in conf {conference}"
+        f"  msg {message}: reply to MSGID {reported(reply)}, but parent not found locally in conf {conference}"
         " -- storing as non-threaded (safe fallback)"
     )
 

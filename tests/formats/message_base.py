@@ -24,7 +24,7 @@ from dataclasses import dataclass, field, replace
 from pathlib import Path
 
 from formats.packet import PackedMessage
-from formats.text import Text, length_prefixed, raw, read_length_prefixed, shown
+from formats.text import Text, length_prefixed, raw, read_length_prefixed, reported
 
 PTR_SIZE = 256
 IDX_SIZE = 16
@@ -219,8 +219,8 @@ class MessageBase:
         if msgid:
             self.add_sig(msgid, number)
         return (
-            f"  -> wrote conf {self.conference} msg #{number}  From='{shown(sender)}' To='{shown(to)}'"
-            f" Subj='{shown(subject)}' ({record.records} records)"
+            f"  -> wrote conf {self.conference} msg #{number}  From='{reported(sender)}' To='{reported(to)}'"
+            f" Subj='{reported(subject)}' ({record.records} records)"
         )
 
     def files(self) -> dict[str, bytes]:

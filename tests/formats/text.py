@@ -13,6 +13,11 @@ def shown(text: bytes) -> str:
     return text.decode("latin-1")
 
 
+def reported(text: Text) -> str:
+    """A text of mail as a log line shows it: the bytes that could forge a line or steer a terminal become "?"."""
+    return shown(raw(text).translate(bytes.maketrans(b"\b\n\r\x1a\x1b", b"?????")))
+
+
 def length_prefixed(text: Text, width: int) -> bytes:
     """string[width]: one length byte, then `width` bytes of text, zero-filled. A longer text is cut."""
     kept = raw(text)[:width]

@@ -8,7 +8,7 @@ import struct
 import zlib
 from dataclasses import dataclass
 
-from formats.text import Text, raw, shown
+from formats.text import Text, raw, reported
 
 SIGNATURE = b"PK\x03\x04"
 STORED = 0
@@ -68,7 +68,7 @@ class Entry:
 
     def log_line(self) -> str:
         compressed, uncompressed = self.sizes()
-        name = shown(raw(self.name)[:259])
+        name = reported(raw(self.name)[:259])
         return f"  ZIP entry: {name} (method={self.method}, {compressed} -> {uncompressed} bytes)"
 
 

@@ -15,7 +15,7 @@ from formats.message_base import (
     read_ptr_record,
 )
 from formats.packet import PackedMessage
-from formats.text import Text, raw, shown
+from formats.text import Text, raw, reported
 from harness.compare import not_appended
 from harness.ftn_address import read_address
 from harness.scan import Scan, unaddressed
@@ -84,12 +84,12 @@ def toss(base: MessageBase, count: int, message: PackedMessage, body: Text, msgi
     """Brings one message with that number in its packet into a sound base; returns its lines."""
     conference, sig = base.conference, base.sig or b""
     if msgid and has_msgid(sig, msgid):
-        return [f"  msg {count}: duplicate (MSGID {shown(msgid)} already seen in conf {conference}) -- SKIPPED"]
+        return [f"  msg {count}: duplicate (MSGID {reported(msgid)} already seen in conf {conference}) -- SKIPPED"]
     lines = []
     parent = number_of(sig, reply) if reply else 0
     if parent is None or parent < 0:
         lines.append(
-            f"  msg {count}: reply to MSGID {shown(reply)}, but parent not found locally in conf {conference}"
+            f"  msg {count}: reply to MSGID {reported(reply)}, but parent not found locally in conf {conference}"
             " -- storing as non-threaded (safe fallback)"
         )
         parent = 0

@@ -7,7 +7,7 @@ from dataclasses import dataclass, field
 from typing import Callable
 
 from formats.packet import HEADER_SIZE
-from formats.text import shown
+from formats.text import reported
 from formats.zip_bundle import DATA_DESCRIPTOR, DEFLATED, ENTRY_LIMIT, SIGNATURE, STORED
 from harness.damage import is_header
 
@@ -81,7 +81,7 @@ def walk(bundle: bytes, packet_lines: Callable[[bytes], list[str]]) -> Walk:
             result.lines.append(CUT_DATA)
             result.failed += 1
             break
-        name = shown(bundle[at + LOCAL_HEADER :][: min(name_length, NAME_SHOWN)].split(b"\0")[0])
+        name = reported(bundle[at + LOCAL_HEADER :][: min(name_length, NAME_SHOWN)].split(b"\0")[0])
         result.lines.append(entry_line(name, method, compressed, uncompressed))
         data = bundle[data_at : data_at + compressed]
         content = _content(result, name, flags, method, data, uncompressed)

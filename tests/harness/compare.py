@@ -2,6 +2,7 @@
 
 import re
 
+from formats.text import reported
 from harness.run import Run
 from harness.site import Site, Snapshot
 from harness.target import LINE_END
@@ -39,7 +40,7 @@ def tail(processed: int, ignored: int = 0) -> list[str]:
 
 
 def moved(name: str, directory: str = "IN/processed") -> str:
-    return f"  moved to {directory}/{name}"
+    return f"  moved to {directory}/{reported(name)}"
 
 
 def parsed(count: int) -> str:

@@ -14,7 +14,7 @@ from formats.conference_table import Conference
 from formats.message_base import MessageBase, PtrRecord, message_files
 from formats.packet import PackedMessage, Packet, read_packet
 from formats.published_bundle import entry_name, published_bundle, stored_packet
-from formats.text import Text, raw, shown
+from formats.text import Text, raw, reported, shown
 from harness.compare import ALL_IDLE, assert_changes, assert_run
 from harness.run import Run
 from harness.site import Site
@@ -98,7 +98,7 @@ def unreadable(base: MessageBase, record: PtrRecord) -> str:
 
 def unaddressed(base: MessageBase, record: PtrRecord) -> str:
     return (
-        f"  msg #{record.number} in conf {base.conference}: netmail To: '{shown(raw(record.to))}' has no parseable"
+        f"  msg #{record.number} in conf {base.conference}: netmail To: '{reported(record.to)}' has no parseable"
         " @address -- skipping (left unsent). Address it as 'Name@zone:net/node'."
     )
 
@@ -154,8 +154,8 @@ class Scan:
         """The message is exported with this whole text."""
         end = self._queue(base, record, text, record.to, HUB, threaded)
         self.line(
-            f"  queued conf {base.conference} msg #{record.number}  From='{shown(raw(record.sender))}'"
-            f" To='{shown(raw(record.to))}' Subj='{shown(raw(record.subject))}'  {end}"
+            f"  queued conf {base.conference} msg #{record.number}  From='{reported(record.sender)}'"
+            f" To='{reported(record.to)}' Subj='{reported(record.subject)}'  {end}"
         )
 
     def netmail(
@@ -170,8 +170,8 @@ class Scan:
         zone, net, node = (int(number) for number in re.split("[:/]", address))
         end = self._queue(base, record, text, name, (zone, net, node, 0), threaded)
         self.line(
-            f"  queued conf {base.conference} msg #{record.number} (NETMAIL)  From='{shown(raw(record.sender))}'"
-            f" To='{shown(raw(name))}'  Dest={address}  Subj='{shown(raw(record.subject))}'  {end}"
+            f"  queued conf {base.conference} msg #{record.number} (NETMAIL)  From='{reported(record.sender)}'"
+            f" To='{reported(name)}'  Dest={address}  Subj='{reported(record.subject)}'  {end}"
         )
 
     # Running.

@@ -36,5 +36,10 @@ class MemoryFiles {
   OsTable before_;
 };
 
-// What the log keeps of a message: its first 1,023 characters.
-inline std::string AsLogged(const std::string& message) { return message.substr(0, 1023); }
+// What the log keeps of a message made of texts that came with mail: its first 1,023 characters, without the bytes that
+// could forge a line.
+inline std::string AsLogged(const std::string& message) {
+  std::string shown = message.substr(0, 1023);
+  for (char& c : shown) c = std::string("\b\n\r\x1A\x1B").find(c) == std::string::npos ? c : '?';
+  return shown;
+}

@@ -105,3 +105,12 @@ TEST_F(SourceDisposal, ASourceThatCannotBeDeletedStays) {
   EXPECT_EQ(TakeLines(), Strings{"  ERROR: processed but could not delete " + source_});
   EXPECT_EQ(ReadFile(source_), "packet");
 }
+
+TEST_F(SourceDisposal, TheNameOfASourceForgesNoLine) {
+  const std::string none = site_.Root() + "/none";
+  EXPECT_EQ(MoveToProcessed(source_.c_str(), "a\r\n\x1B.pkt", none.c_str()), -1);
+  EXPECT_EQ(DeleteProcessed((none + "/a\b\x1A.pkt").c_str()), -1);
+  EXPECT_EQ(TakeLines(),
+            (Strings{"  ERROR: processed but could not move to " + none + "/a???.pkt; source remains inbound",
+                     "  ERROR: processed but could not delete " + none + "/a??.pkt"}));
+}
