@@ -2,7 +2,7 @@
 """Runs the fuzz targets of a build.
 
     run_targets.py replay PROGRAMS [--runner COMMAND] [--xml FILE] [TARGET...]
-        each target once over each of its seeds
+        each target once over each of its seeds, and over every damage of those called whole*
     run_targets.py fuzz PROGRAMS --seconds N --findings DIRECTORY [--afresh] [--xml FILE] [TARGET...]
         each target for N seconds, as many at a time as there are processors; the inputs of a finding and the corpus
         that has grown stay in DIRECTORY/TARGET/; afresh: a corpus that has grown is neither used nor kept
@@ -65,12 +65,15 @@ def replay(command: list, target: str) -> Outcome:
     seeds = sorted((CORPUS / target).glob("*.seed"))
     if not seeds:
         return Outcome(target, "has no seeds", f"{CORPUS / target} holds no *.seed")
-    status, output = run([*command, *seeds], SECONDS_TO_REPLAY)
+    status, output = run([*command, "--replay", *seeds], SECONDS_TO_REPLAY)
     ran = output.count("Running: ")
-    if status == 0 and ran == len(seeds):
-        return Outcome(target, f"{ran} seeds", replayed=ran)
+    damages = len(re.findall(r"(?m)^  (?:cut at|bit \d of byte) \d+\r?$", output))
+    points = ran + damages
+    if status == 0 and ran == len(seeds) and damages == sum(9 * path.stat().st_size for path in seeds
+                                                            if path.name.startswith("whole")):
+        return Outcome(target, f"{ran} seeds, {damages} damaged", replayed=points)
     trouble = f"status {status}\n{end_of(output)}"
-    return Outcome(target, f"failed at seed {ran} of {len(seeds)}", trouble, replayed=ran)
+    return Outcome(target, f"failed at seed {ran} of {len(seeds)}", trouble, replayed=points)
 
 
 def fuzz(command: list, target: str, seconds: int, kept: pathlib.Path, grown: pathlib.Path) -> Outcome:

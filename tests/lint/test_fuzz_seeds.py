@@ -104,12 +104,14 @@ def replay(tmp_path):
 
 
 def test_the_replay_runs_every_seed_and_the_matrix_counts_what_it_ran(replay):
-    status, rows = replay('for seed; do echo "Running: $seed"; done')
-    assert status == 0
-    assert rows == {"packet": matrix.Row(1, len(list((make_seeds.CORPUS / "packet").iterdir())), 0, 0)}
+    seeds = list((make_seeds.CORPUS / "packet").iterdir())
+    damages = 9 * (make_seeds.CORPUS / "packet" / "whole.seed").stat().st_size
+    everything = 'shift; for seed; do echo "Running: $seed"; done; yes "  cut at 7" | head -n'
+    assert replay(f"{everything} {damages}") == (0, {"packet": matrix.Row(1, len(seeds) + damages, 0, 0)})
+    assert replay(f"{everything} {damages - 1}")[0] == 1
 
 
 def test_a_replay_that_leaves_a_seed_out_has_failed(replay):
-    status, rows = replay('shift; for seed; do echo "Running: $seed"; done')
+    status, rows = replay('shift 2; for seed; do echo "Running: $seed"; done')
     assert status == 1
     assert rows == {"packet": matrix.Row(1, len(list((make_seeds.CORPUS / "packet").iterdir())) - 1, 1, 0)}

@@ -133,7 +133,10 @@ def _routes() -> Seeds:
 
 def packet() -> Seeds:
     """Packets behind a byte of options: 3 has netmail and a catch-all, 4 to 12 have a file that fails."""
-    packets = _headers() | _cuts() | _widths() | _routes()
+    msgid, names = "1:2/3 a", {"sender": "Bo", "to": "Cy", "subject": "Tea"}
+    whole = Packet([echomail("REPLIES", b"\x01CHRS: UTF-8 4", b"\xc3\xa9", msgid=msgid, reply="1:2/3 five", **names),
+                    netmail("x", attribute=1), echomail("WHAT", "x", **names), echomail("REPLIES", "2", msgid=msgid)])
+    packets = {"whole": whole.pack()} | _headers() | _cuts() | _widths() | _routes()
     seeds = {name: bytes([NETMAIL_AND_CATCH_ALL]) + data for name, data in packets.items()}
     for options in (*range(3), *range(4, 16)):
         for name in ("mail", "areas"):
@@ -233,6 +236,7 @@ def zip_bundle() -> Seeds:
     seeds = {
         "stored": bundle(Entry("a.pkt", MAIL)),
         "deflated": bundle(entry),
+        "whole": bundle(Entry("a.pkt", BAD_TYPE), Entry("b", MAIL[:100], DEFLATED, extra=b"x"), after=b"PK\x01\x02"),
         "two": two,
         "two-of-one-name": bundle(entry, entry),
         "published": published_bundle("6917c9dc.pkt", MAIL, datetime(2025, 11, 15, 0, 31, 24)),

@@ -78,6 +78,8 @@ def sig_lookups() -> Seeds:
     base.add_sig(MSGID, 17, line_end=b"\r\n")
     base.add_sig("key", -4)
     seeds = _sig_lines() | {
+        "whole": _sig(2, b"1:2/3 b", b"1:2/3 b\t +2x\r\n1:2/3 a\t\t001\n1:2/3 c\n1:2/3 d\t-3\n", reply=b"1:2/3 d"),
+        "whole-behind-a-piece": _sig(2, b"b", b"x" * 254 + b"b\t2\nb\t1\n", reply=b"c"),
         "builders-lines": _sig(17, MSGID, base.sig),
         "usual": _sig(17, MSGID, content),
         "number-of-second-line": _sig(18, MSGID, content),
@@ -174,7 +176,11 @@ def _scan_headers() -> Seeds:
 def scan_files() -> Seeds:
     """Parent, size of the index in steps of 8, whether to read many headers, DAT records, and the two files."""
     sound, to_field, first = _base(), 49, {"where": 0, "records": 1, "sent": 0}
+    few = MessageBase(7)
+    few.add(body_lines("one"), sender="Bo", to="Cy@1:2/3", netmail=1, sent=0)
+    few.add(body_lines("two"), sent=0, is_reply=1, thread=1)
     seeds = _scan_headers() | {
+        "whole": _scan(few),
         "sound": _scan(sound),
         "empty": _scan(MessageBase(7)),
         "text-without-headers": _scan(MessageBase(7, dat=dat_records(b"x"))),
@@ -250,6 +256,7 @@ def outbound() -> Seeds:
     seeds = {
         "nothing": head,
         "nothing-at-all": b"",
+        "whole": head + letter + _local(1, REPLY, b"gr\x81n\x01", thread=9),
         "echomail": head + echo + _local(1, PRIVATE, b""),
         "netmail": head + _local(2, PRIVATE, body, to=b"Sysop@5:6/7.8") + _local(2, 0, body, to=b"nobody"),
         "both-in-turn": head + letter + echo + letter + echo,

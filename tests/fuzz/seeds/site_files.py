@@ -94,6 +94,7 @@ def conference_table() -> Seeds:
         seeds[f"tag-length-{size}"] = [echo("", raw_tag=bytes([size]) + b"T" * 15)]
     for size in (0, 1, 39, 40, 41, 127, 128, 255):
         seeds[f"name-length-{size}"] = [echo("A", raw_name=bytes([size]) + b"N" * 40)]
+    seeds["whole"] = [echo("Fido", "Talk"), netmail("Post", **public), Conference("Local", "x"), echo("*"), netmail()]
     packed = {name: conference_file(conferences) for name, conferences in seeds.items()}
     one = packed["one"]
     return packed | {"empty": b"", "one-byte": b"x", "short-by-one": one[:-1], "long-by-one": one + b"x"}
@@ -103,6 +104,7 @@ def node_status() -> Seeds:
     """Node files."""
     seeds = {f"user-{user}": node_file([Node(), Node(user, 0x0A)]) for user in (0, 1, 255, 256, IDLE - 1)}
     return seeds | {
+        "whole": node_file([Node(mode=0x0A), Node(mode=0x1A), Node()]),
         "idle": node_file([Node(), Node()]),
         "idle-of-any-mode": node_file([Node(mode=mode) for mode in (0, 1, 127, 128, 255)]),
         "busy-first": node_file([Node(5, 0xFF), Node(), Node(7)]),
@@ -122,7 +124,7 @@ def lock_owner() -> Seeds:
     """Lock files."""
     seeds = {f"line-of-{size}": b"o" * size + b"\n" for size in (127, 128, 190, 191, 192, 255, 256, 382)}
     return seeds | {
-        "line": b"cvtoss32 1.05 Beta 5 mode=-toss pid=4120 started=1763166684\n",
+        "whole": b"cvtoss32 1.05 Beta 5 mode=-toss pid=4120 started=1763166684\n",
         "line-cr-lf": b"cvtoss32 1.05 Beta 5 mode=-scan pid=1 started=0\r\n",
         "line-without-end": b"owner",
         "191-without-end": b"o" * 191,
@@ -145,7 +147,9 @@ def lock_owner() -> Seeds:
 def serial_file() -> Seeds:
     """Serial files: at most 1,023 bytes of each are read."""
     texts = {
-        "usual": b"41\r\n", "zero": b"0", "empty": b"", "line-ends-only": b" \r\n", "plus": b" \n+7 x", "minus": b"-2",
+        "whole": b"41\r\n", "whole-two-lines": b"  13\r\n26\r\n", "whole-signed": b"+90\n-10\n",
+        "whole-near-the-largest": b"4294967290\n", "whole-dos-mark": b"0\x1a", "zero": b"0", "empty": b"",
+        "line-ends-only": b" \r\n", "plus": b" \n+7 x", "minus": b"-2",
         "minus-one": b"-1\n", "minus-zero": b"-0", "minus-largest": b"-4294967295", "minus-too-large": b"-4294967296",
         "sign-only": b"-", "two-signs": b"+-1", "sign-then-blank": b"- 1", "words": b"x1", "number-then-word": b"1x",
         "largest-but-one": b"4294967294", "largest": b"4294967295\n", "larger-by-one": b"4294967296",

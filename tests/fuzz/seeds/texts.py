@@ -46,6 +46,7 @@ WRITTEN = {
 def fts_date() -> Seeds:
     """Date texts; their bytes stand for a date that is written as well."""
     seeds = {f"read-{name}": text.encode("latin-1") for name, text in DATES.items()}
+    seeds["whole"] = b"Fri 05 Jan 25  00:07:59"
     seeds |= {f"read-month-{month.lower()}": f"05 {month} 25  00:07:59".encode() for month in
               ("JAN", "Feb", "mar", "aPr", "May", "JUn", "jUl", "auG", "Sep", "oct", "NOV", "Dec")}
     return seeds | {f"written-{name}": bytes(parts) for name, parts in WRITTEN.items()}
@@ -61,7 +62,7 @@ def utf8() -> Seeds:
         "signs-and-their-neighbours": SIGNS.encode(),
         "byte-order-mark": "\ufeffx".encode(),
         "combining": "e\u0301\u0308".encode(),
-        "every-size": "a\u00e9\u20ac\U0001f600b".encode(),
+        "whole": "a\u00e9\u20ac\U0001f600b".encode(),
         "surrogates": b"\xed\x9f\xbf\xed\xa0\x80\xed\xbf\xbf\xee\x80\x80",
         "surrogate-pair": b"\xed\xa0\xbd\xed\xb8\x80",
         "beyond-unicode": b"\xf4\x8f\xbf\xbf\xf4\x90\x80\x80\xf7\xbf\xbf\xbf",
@@ -104,7 +105,7 @@ def inbound_text() -> Seeds:
     """Message texts; FE, a count and a byte are a run, and the counts 240 to 255 mean 65,528 to 65,543."""
     kludges = b"\x01MSGID:   1:2/3 abcd \r\x01reply: x\r\x01CHRS: LATIN-1 2\r\x01PATH: 1/2\r\x01TZUTC: 0100\r"
     seeds = {
-        "lines": b"AREA:  Fido_Tech \r" + kludges + b"Hello\r\rBye",
+        "whole": b"AREA:  Fido_Tech \r" + kludges + b"Hello\r\rBye",
         "empty": b"",
         "no-line-end": b"x",
         "line-ends-of-all-kinds": b"a\nb\r\nc\n\rd\r\re\n\n\r\r\n",

@@ -1,22 +1,10 @@
-// Runs a fuzz target once over each file named on the command line: the corpus as a test, with any compiler.
+// The main function of a build without a fuzzer.
 #include <cstdio>
-#include <fstream>
-#include <iterator>
-#include <string>
 
-#include "fuzz/support/input.h"
+extern "C" int LLVMFuzzerInitialize(int* count, char*** arguments);
 
-int main(int count, char** paths) {
-  for (int i = 1; i < count; ++i) {
-    std::ifstream file(paths[i], std::ios::binary);
-    if (!file) {
-      (void)fprintf(stderr, "cannot read %s\n", paths[i]);
-      return 1;
-    }
-    (void)fprintf(stderr, "Running: %s\n", paths[i]);
-    const std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    const ExactCopy copy(bytes);
-    (void)LLVMFuzzerTestOneInput(copy.Data(), bytes.size());
-  }
-  return 0;
+int main(int count, char** arguments) {
+  (void)LLVMFuzzerInitialize(&count, &arguments);
+  (void)fprintf(stderr, "usage: %s --replay SEED...\n", arguments[0]);
+  return 2;
 }
