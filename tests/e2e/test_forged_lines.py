@@ -7,7 +7,7 @@ from formats.message_base import body_lines
 from formats.packet import Packet, echomail
 from formats.text import reported
 from formats.zip_bundle import DEFLATED, Entry, bundle
-from harness.bundle_walk import NONE_HANDLED, RETAINING, inconsistent, not_inflated, unsupported
+from harness.bundle_lines import NONE_HANDLED, RETAINING, inconsistent, not_inflated, unsupported
 from harness.cases import Cases
 from harness.compare import GONE, REFUSED, assert_changes, assert_run, head, moved, parsed, tail
 from harness.scan import Scan, unaddressed

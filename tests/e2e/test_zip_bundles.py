@@ -9,40 +9,26 @@ import pytest
 from formats.message_base import body_lines
 from formats.packet import Packet, echomail
 from formats.zip_bundle import DATA_DESCRIPTOR, DEFLATED, ENTRY_LIMIT, SIGNATURE, STORED, Entry, bundle, deflate
+from harness.bundle_lines import (
+    CUT_DATA,
+    CUT_NAME,
+    NONE_HANDLED,
+    NOT_A_PACKET,
+    RETAINING,
+    expands,
+    inconsistent,
+    not_inflated,
+    streaming,
+    unsupported,
+)
 from harness.cases import Cases
 from harness.compare import GONE, assert_changes, moved, parsed, saved
-
-CUT_NAME = "  ERROR: truncated ZIP filename/extra field"
-CUT_DATA = "  ERROR: ZIP entry claims more compressed data than the file contains"
-NOT_A_PACKET = "  does not look like a valid FTS-0001 packet (bad header/type-2 marker) -- not touching this file"
-NONE_HANDLED = "  ERROR: ZIP contained no successfully handled FidoNet packet entries"
-RETAINING = "  retaining ZIP in inbound because at least one entry failed"
 
 EMPTY = Packet()
 CONTENT = EMPTY.pack()
 HANDLED = [EMPTY.log_line(), parsed(0)]
 REFUSED_TAG = "A" * 32
 DATA_ERROR, BUFFER_ERROR, STREAM_END = -3, -5, 1
-
-
-def streaming(name: str) -> str:
-    return f"  ERROR: streaming/data-descriptor ZIP entry '{name}' is unsupported; retaining bundle"
-
-
-def expands(name: str, size: int) -> str:
-    return f"  ERROR: ZIP entry '{name}' expands to {size} bytes (limit 67108864); retaining bundle"
-
-
-def not_inflated(name: str, code: int | str, produced: int | str, size: int) -> str:
-    return f"  ERROR: inflate failed/incomplete (code {code}, produced {produced}/{size}) for entry '{name}'"
-
-
-def inconsistent(name: str) -> str:
-    return f"  ERROR: stored ZIP entry '{name}' has inconsistent sizes"
-
-
-def unsupported(method: int, name: str) -> str:
-    return f"  ERROR: unsupported ZIP compression method {method} for entry '{name}'"
 
 
 class Bundles:
