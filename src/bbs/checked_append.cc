@@ -1,5 +1,6 @@
 #include "bbs/checked_append.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <initializer_list>
 #include <limits>
@@ -20,6 +21,9 @@
 namespace {
 
 constexpr uint64_t kLargestBody = 4294967169;  // rounded up to whole records it still fits 32 bits
+
+// DatRecords that are written at once: as many as all but very long texts take.
+constexpr size_t kRecordsAtOnce = 1024;
 
 // What a file was before the append.
 struct AppendSnapshot {
@@ -43,9 +47,9 @@ struct AppendPlan {
   AppendTarget ptr;
   AppendTarget sig;
   bool has_sig = false;
-  int32_t number = 0;  // the new MsgNumber
-  size_t records = 0;  // DatRecords of the text
-  ByteBuffer dat_bytes;
+  int32_t number = 0;    // the new MsgNumber
+  size_t records = 0;    // DatRecords of the text
+  ByteBuffer dat_bytes;  // room for the records that are written at once
   uint8_t idx_bytes[kIdxRecordSize];
   uint8_t ptr_bytes[kPtrRecordSize];
   char sig_line[kSigLineSize];
@@ -80,22 +84,14 @@ int CheckRange(int32_t c, const PreflightResult& base, size_t records) {
   return -1;
 }
 
-// Cuts the text into DatRecords: full ones, and the rest in the last. An empty text takes one record. No memory is
-// taken for a text that the DAT file has no room for: it may be as long as the largest source.
+// Counts the DatRecords of the text, full ones and the rest in the last, and takes memory for those that are written at
+// once. An empty text takes one record. No memory is taken for a text that the DAT file has no room for.
 int PlanText(int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
   if (message.body_size > kLargestBody) return RefuseText(c);
   const size_t records = message.body_size == 0 ? 1 : (message.body_size - 1) / kDatTextSize + 1;
   if (CheckRange(c, base, records) != 0) return -1;
-  if (ReserveBytes(&plan->dat_bytes, records * kDatRecordSize) != 0) return RefuseText(c);
-  for (size_t i = 0; i < records; ++i) {
-    const size_t from = i * kDatTextSize;
-    const size_t left = message.body_size - from;
-    PackDatRecord(message.body + from, left < kDatTextSize ? left : kDatTextSize,
-                  plan->dat_bytes.data + i * kDatRecordSize);
-  }
+  if (ReserveBytes(&plan->dat_bytes, std::min(records, kRecordsAtOnce) * kDatRecordSize) != 0) return RefuseText(c);
   plan->records = records;
-  plan->dat.bytes = plan->dat_bytes.data;
-  plan->dat.byte_count = records * kDatRecordSize;
   return 0;
 }
 
@@ -173,14 +169,31 @@ OsResult Write(const AppendTarget& target) {
   return OsWriteAt(target.file, target.before.size, target.bytes, target.byte_count);
 }
 
+OsResult WriteText(const NewMessage& message, const AppendPlan& plan) {
+  OsResult result = kOsOk;
+  int64_t at = plan.dat.before.size;
+  for (size_t record = 0; result == kOsOk && record < plan.records;) {
+    const size_t stop = std::min(plan.records, record + kRecordsAtOnce);
+    uint8_t* to = plan.dat_bytes.data;
+    for (; record < stop; ++record, to += kDatRecordSize) {
+      const size_t from = record * kDatTextSize;
+      PackDatRecord(message.body + from, std::min(message.body_size - from, kDatTextSize), to);
+    }
+    const ptrdiff_t size = to - plan.dat_bytes.data;
+    result = OsWriteAt(plan.dat.file, at, plan.dat_bytes.data, static_cast<size_t>(size));
+    at += size;
+  }
+  return result;
+}
+
 bool FlushAll(const AppendPlan& plan) {
   return OsFlush(plan.dat.file) == 0 && OsFlush(plan.idx.file) == 0 && OsFlush(plan.ptr.file) == 0 &&
          (!plan.has_sig || OsFlush(plan.sig.file) == 0);
 }
 
 // Writes and flushes all four files. Returns 0, or -1 after logging which step failed.
-int WriteAll(int32_t c, const AppendPlan& plan) {
-  const OsResult text = Write(plan.dat);
+int WriteAll(int32_t c, const NewMessage& message, const AppendPlan& plan) {
+  const OsResult text = WriteText(message, plan);
   OsResult rest = text;
   if (rest == kOsOk) rest = Write(plan.idx);
   if (rest == kOsOk) rest = Write(plan.ptr);
@@ -223,7 +236,7 @@ void RollBack(int32_t c, const AppendPlan& plan) {
 int CheckedAppend(const char* msg_dir, int32_t conference, const PreflightResult& base, const NewMessage& message) {
   AppendPlan plan;
   if (Plan(msg_dir, conference, base, message, &plan) != 0) return -1;
-  bool stored = OpenAll(conference, &plan) == 0 && WriteAll(conference, plan) == 0;
+  bool stored = OpenAll(conference, &plan) == 0 && WriteAll(conference, message, plan) == 0;
   if (CloseAll(&plan) != 0) stored = false;
   if (!stored) {
     RollBack(conference, plan);

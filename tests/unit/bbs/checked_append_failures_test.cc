@@ -95,6 +95,12 @@ TEST_P(AppendFailure, AWriteThatFails) {
   }
 }
 
+TEST_P(AppendFailure, AWriteInTheMiddleOfALongText) {
+  SetBody(std::string(size_t{2000} * 127, 'x'));
+  door_.FailNth(Call::kWriteAt, 2, ".DAT");
+  ExpectRolledBack({kTextNotWritten});
+}
+
 TEST_P(AppendFailure, AWriteThatStopsHalfway) {
   for (const char* kind : kKinds) {
     Fault fault;

@@ -250,6 +250,16 @@ TEST_F(AppendLimits, AMessageMayTake65535Records) {
   EXPECT_EQ(ReadFile(base_.Path("DAT")).size(), 65536U * 128U);
 }
 
+TEST_F(AppendLimits, ALongTextIsStoredWholeInHoweverManyWrites) {
+  for (const size_t size : {1024 * 127 - 1, 1024 * 127, 1024 * 127 + 1, 2048 * 127 + 5}) {
+    std::string body;
+    for (size_t i = 0; i < size; ++i) body += static_cast<char>('A' + i * 31 / 127 % 53);
+    SetBody(body);
+    EXPECT_EQ(Append(), 0);
+    EXPECT_EQ(base_.Read().back().body, body) << size;
+  }
+}
+
 TEST_F(AppendLimits, AMessageOf65536RecordsIsRefused) {
   SetBody(std::string(size_t{65535} * 127 + 1, 'x'));
   ExpectUntouched(kBeyondRange);
