@@ -106,15 +106,14 @@ class QuietSite {
  public:
   QuietSite() {
     OsInForce().Show = [](OsStream, const char*, size_t) {};
-    site_.msg_dir = site_.bad_msgs_dir = "/dev/null";  // nothing is to be stored
-    site_.conferences = &table_;
   }
   ~QuietSite() { OsInForce() = kOsNative; }
   const TossSite& site() const { return site_; }
 
  private:
   ConferenceTable table_;
-  TossSite site_;
+  RunLock no_lock_;
+  TossSite site_ = {"/dev/null", &no_lock_, "/dev/null", &table_};  // nothing is to be stored
 };
 
 void LookUp(benchmark::State& state, const std::string& content, const std::string& msgid, const std::string& reply) {

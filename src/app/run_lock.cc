@@ -11,38 +11,34 @@
 
 namespace {
 
-// The path that the break handler removes; empty when no lock is held.
-Path registered_lock;
+enum LockAge { kFresh, kStale, kUnknown };
 
-enum LockState { kFresh, kStale, kUnknown };
-
-struct LockAge {
-  LockState state = kUnknown;
+struct FoundLock {
+  LockAge age = kUnknown;
   double seconds = 0;
   int64_t modified = 0;
 };
 
-LockAge Examine(const char* path) {
-  LockAge age;
+FoundLock Examine(const char* path) {
+  FoundLock found;
   OsStatus status;
-  if (OsStat(path, &status) != kOsOk) return age;
-  age.seconds = static_cast<double>(OsNow() - status.modified);
-  age.modified = status.modified;
-  age.state = age.seconds < kStaleLockSeconds ? kFresh : kStale;
-  return age;
+  if (OsStat(path, &status) != kOsOk) return found;
+  found.seconds = static_cast<double>(OsNow() - status.modified);
+  found.modified = status.modified;
+  found.age = found.seconds < kStaleLockSeconds ? kFresh : kStale;
+  return found;
 }
 
 // Returns kOsFailed only when the stale file is still there. One that another run has replaced meanwhile is left alone.
-OsResult ClearStale(const char* path, const LockAge& age) {
-  LogLine("Found a stale lock file (%.0f minutes old) -- clearing it", age.seconds / 60);
-  return OsRemoveUnchanged(path, age.modified);
+OsResult ClearStale(const char* path, const FoundLock& found) {
+  LogLine("Found a stale lock file (%.0f minutes old) -- clearing it", found.seconds / 60);
+  return OsRemoveUnchanged(path, found.modified);
 }
 
-int ReportOwner(const char* path) {
+void ReportOwner(const char* path) {
   char owner[192];
   ReadLockOwner(path, owner);
   if (owner[0] != '\0') LogLine("Lock owner: %s", owner);
-  return 0;
 }
 
 // Returns kOsOk, kOsExists, or kOsFailed after logging why.
@@ -54,61 +50,130 @@ OsResult CreateLock(const char* path, OsFile* file) {
   return kOsFailed;
 }
 
-// Writes the owner line into the lock just created and registers it. Returns 1, or 0 with the file removed again.
-int Complete(const Path& path, const char* mode, OsFile* file) {
-  char line[160];
-  const int length =
-      snprintf(line, sizeof line, "cvtoss32 %s %s mode=%s pid=%lu started=%ld\n", kVersion, kReleaseLabel, mode,
-               static_cast<unsigned long>(OsProcessId()), static_cast<long>(OsNow()));
-  const bool fits = length > 0 && static_cast<size_t>(length) < sizeof line;
-  const bool written = fits && OsWriteOnce(*file, line, static_cast<size_t>(length)) == length;
+// Writes the owner line into the lock just created, in one call. Returns false with the file removed again.
+bool WriteOwner(const RunLock& lock, OsFile* file) {
+  const size_t size = strlen(lock.owner);
+  const bool written = size != 0 && OsWriteOnce(*file, lock.owner, size) == static_cast<int64_t>(size);
   const bool closed = OsClose(file) == 0;
-  if (!written || !closed) {
-    (void)OsRemove(path.text);
-    return 0;
+  if (written && closed) return true;
+  (void)OsRemove(lock.path.text);
+  return false;
+}
+
+// Completes and registers the lock just created. Returns whether it is held.
+bool Complete(OsFile* file, RunLock* lock) {
+  const int length =
+      snprintf(lock->owner, sizeof lock->owner, "cvtoss32 %s %s mode=%s pid=%lu started=%ld\n", kVersion, kReleaseLabel,
+               lock->mode, static_cast<unsigned long>(OsProcessId()), static_cast<long>(OsNow()));
+  if (length < 0 || static_cast<size_t>(length) >= sizeof lock->owner) lock->owner[0] = '\0';
+  if (!WriteOwner(*lock, file)) return false;
+  OsSetBreakFile(lock->path.text, lock->owner);
+  lock->state = kLockHeld;
+  return true;
+}
+
+// Takes the lock at its path. Returns whether it is held.
+bool TakeLock(RunLock* lock) {
+  const char* const path = lock->path.text;
+  lock->state = kLockRefused;
+  lock->looked = OsUptime();
+  OsFile file;
+  OsResult created = CreateLock(path, &file);
+  if (created == kOsExists) {
+    const FoundLock found = Examine(path);
+    if (found.age == kFresh) ReportOwner(path);
+    if (found.age == kFresh || (found.age == kStale && ClearStale(path, found) == kOsFailed)) return false;
+    created = CreateLock(path, &file);
   }
-  registered_lock = path;
-  OsSetBreakFile(path.text);
-  return 1;
+  if (created == kOsOk) return Complete(&file, lock);
+  if (created == kOsFailed) return false;
+  const FoundLock found = Examine(path);
+  if (found.age == kFresh) ReportOwner(path);
+  if (found.age == kStale) (void)ClearStale(path, found);
+  return false;
+}
+
+enum LockSight { kOwnLock, kNoLock, kOthersLock, kUnseenLock };
+
+// Looks at what stands at the lock's path; with `touch` one's own gets a new modification time, if it can.
+LockSight LookAtLock(const RunLock& lock, bool touch) {
+  OsFile file;
+  const OsResult opened = OsOpen(lock.path.text, touch ? kOsUpdate : kOsRead, &file);
+  if (opened != kOsOk) return opened == kOsMissing ? kNoLock : kUnseenLock;
+  char found[sizeof lock.owner];
+  const OsReadResult got = OsReadAt(file, 0, found, sizeof found);
+  if (got.failed) return kUnseenLock;
+  const size_t size = strlen(lock.owner);
+  if (got.bytes != size || memcmp(found, lock.owner, size) != 0) return kOthersLock;
+  if (touch) (void)OsTouch(file);
+  return kOwnLock;
+}
+
+// As LookAtLock, after the lock was gone.
+LockSight TakeAnew(const RunLock& lock) {
+  OsFile file;
+  const OsResult created = OsOpen(lock.path.text, kOsCreateLock, &file);
+  if (created == kOsExists) return kOthersLock;
+  return created == kOsOk && WriteOwner(lock, &file) ? kOwnLock : kUnseenLock;
+}
+
+bool IsOverdue(const RunLock& lock, int64_t now) { return now - lock.looked > kLockUnseenSeconds; }
+
+// Returns false, for a caller's convenience.
+bool Lose(RunLock* lock) {
+  lock->state = kLockLost;
+  LogLine("ERROR: lost the run lock %s; stopping", lock->path.text);
+  return false;
 }
 
 }  // namespace
 
-int AcquireRunLock(const char* msg_dir, const char* mode, Path* lock_path) {
-  if (FormatPath(lock_path->text, sizeof lock_path->text, "%s/CVTOSS.BSY", msg_dir) != 0) {
+bool AcquireRunLock(const char* msg_dir, const char* mode, RunLock* lock) {
+  lock->mode = mode;
+  lock->state = kLockRefused;
+  if (FormatPath(lock->path.text, sizeof lock->path.text, "%s/CVTOSS.BSY", msg_dir) != 0) {
     LogLine("ERROR: MSGDIR path is too long to create CVTOSS.BSY");
-    return 0;
+    return false;
   }
-  const char* path = lock_path->text;
-  OsFile file;
-  OsResult created = CreateLock(path, &file);
-  if (created == kOsOk) return Complete(*lock_path, mode, &file);
-  if (created == kOsFailed) return 0;
-
-  LockAge age = Examine(path);
-  if (age.state == kFresh) return ReportOwner(path);
-  if (age.state == kStale && ClearStale(path, age) == kOsFailed) return 0;
-
-  created = CreateLock(path, &file);
-  if (created == kOsOk) return Complete(*lock_path, mode, &file);
-  if (created == kOsFailed) return 0;
-  age = Examine(path);
-  if (age.state == kFresh) return ReportOwner(path);
-  if (age.state == kStale) (void)ClearStale(path, age);
-  return 0;
+  return TakeLock(lock);
 }
 
-void ReleaseRunLock(const Path& lock_path) {
-  if (lock_path.text[0] != '\0') {
-    const OsResult removed = OsRemove(lock_path.text);
-    if (removed != kOsOk && removed != kOsMissing) {
-      LogLine("WARNING: could not remove lock file %s", lock_path.text);
-      return;
-    }
+bool RenewRunLock(RunLock* lock) {
+  if (lock->state == kLockNotHeld) return true;
+  const int64_t now = OsUptime();
+  if (IsOverdue(*lock, now)) return Lose(lock);
+  const LockSight sight = LookAtLock(*lock, true);
+  if (sight == kUnseenLock) return true;
+  if (sight == kOwnLock) {
+    lock->looked = now;
+    return true;
   }
-  if (strcmp(registered_lock.text, lock_path.text) != 0) return;
-  registered_lock.text[0] = '\0';
-  OsSetBreakFile("");
+  OsSetBreakFile("", "");
+  return TakeLock(lock);
+}
+
+bool KeepRunLock(RunLock* lock) {
+  if (lock->state != kLockHeld) return lock->state == kLockNotHeld;
+  const int64_t now = OsUptime();
+  if (now - lock->looked < kLockLookSeconds) return true;
+  if (IsOverdue(*lock, now)) return Lose(lock);
+  LockSight sight = LookAtLock(*lock, true);
+  if (sight == kNoLock) sight = TakeAnew(*lock);
+  if (sight == kOthersLock) return Lose(lock);
+  if (sight == kOwnLock) lock->looked = now;
+  return true;
+}
+
+void ReleaseRunLock(RunLock* lock) {
+  if (lock->state != kLockHeld && lock->state != kLockLost) return;
+  const LockSight sight = LookAtLock(*lock, false);
+  const OsResult removed = sight == kOwnLock ? OsRemove(lock->path.text) : kOsMissing;
+  if (sight == kUnseenLock || (removed != kOsOk && removed != kOsMissing)) {
+    LogLine("WARNING: could not remove lock file %s", lock->path.text);
+    return;
+  }
+  lock->state = kLockNotHeld;
+  OsSetBreakFile("", "");
 }
 
 void ReadLockOwner(const char* lock_path, char (&owner)[192]) {

@@ -42,15 +42,12 @@ bool ScanInt32(const char** at, int32_t* value) {
   return true;
 }
 
-bool ScanUint32(const char** at, uint32_t* value) {
+NumberScan ScanUint32(const char** at, uint32_t* value) {
   Digits digits;
-  if (!FindDigits(at, &digits)) return false;
-  if (std::from_chars(digits.first, digits.end, *value).ec == std::errc::result_out_of_range) {
-    *value = std::numeric_limits<uint32_t>::max();
-  } else if (digits.negative) {
-    *value = 0U - *value;
-  }
-  return true;
+  if (!FindDigits(at, &digits)) return kNoNumber;
+  if (std::from_chars(digits.first, digits.end, *value).ec == std::errc::result_out_of_range) return kNumberTooLarge;
+  if (digits.negative) *value = 0U - *value;
+  return kNumberFits;
 }
 
 int32_t LeadingInt32(const char* text) {

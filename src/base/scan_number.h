@@ -14,9 +14,11 @@ void SkipWhiteSpace(const char** at);
 // examined, when no number stands there.
 bool ScanInt32(const char** at, int32_t* value);
 
-// As ScanInt32 for "%u": a number beyond 32 bits becomes the largest, a minus sign counts down from 2 to the power
-// of 32.
-bool ScanUint32(const char** at, uint32_t* value);
+enum NumberScan { kNumberFits, kNumberTooLarge, kNoNumber };
+
+// As ScanInt32 for "%u": a minus sign counts down from 2 to the power of 32. A number of more than 32 bits is told and
+// not cut; `*at` is moved behind it all the same.
+NumberScan ScanUint32(const char** at, uint32_t* value);
 
 // The number at the start of `text`, or 0 when there is none (atol's rule).
 int32_t LeadingInt32(const char* text);

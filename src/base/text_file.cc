@@ -25,9 +25,9 @@ bool NextByte(TextFile* file, char* byte) {
 
 }  // namespace
 
-int OpenTextFile(const char* path, TextEnd end, TextFile* file) {
+int OpenTextFile(const OsPlace& place, TextEnd end, TextFile* file) {
   file->end = end;
-  return OsOpen(path, kOsRead, &file->file) == kOsOk && OsSize(file->file) >= 0 ? 0 : -1;
+  return OsOpen(place, kOsRead, &file->file) == kOsOk && OsSize(file->file) >= 0 ? 0 : -1;
 }
 
 bool ReadTextLine(TextFile* file, char* line, size_t size) {

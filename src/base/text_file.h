@@ -21,7 +21,7 @@ struct TextFile {
 };
 
 // Opens the file for reading. Returns 0, or -1; what has no length, such as a pipe, counts as not to be opened.
-int OpenTextFile(const char* path, TextEnd end, TextFile* file);
+int OpenTextFile(const OsPlace& place, TextEnd end, TextFile* file);
 
 // Reads the next line with its line end into `size` bytes; a longer line comes in several pieces of size - 1 bytes.
 // A read error ends the text. Returns false when nothing is left.

@@ -1,12 +1,10 @@
 #include "base/whole_file.h"
 
-#include "platform/os.h"
-
 namespace {
 
-int ReadFile(const char* path, int64_t limit, ByteBuffer* content) {
+int ReadFile(const OsPlace& place, int64_t limit, ByteBuffer* content) {
   OsFile file;
-  if (OsOpen(path, kOsRead, &file) != kOsOk) return -1;
+  if (OsOpen(place, kOsRead, &file) != kOsOk) return -1;
   const int64_t length = OsSize(file);
   if (length < 0 || length > limit || static_cast<uint64_t>(length) > SIZE_MAX) return -1;
   const auto size = static_cast<size_t>(length);
@@ -26,17 +24,17 @@ int WriteParts(const OsFile& file, std::initializer_list<FilePart> parts) {
 
 }  // namespace
 
-int ReadWholeFile(const char* path, ByteBuffer* content, int64_t limit) {
+int ReadWholeFile(const OsPlace& place, ByteBuffer* content, int64_t limit) {
   content->size = 0;
-  if (ReadFile(path, limit, content) == 0) return 0;
+  if (ReadFile(place, limit, content) == 0) return 0;
   content->size = 0;
   return -1;
 }
 
-int WriteWholeFile(const char* path, std::initializer_list<FilePart> parts) {
+int WriteWholeFile(const OsPlace& place, std::initializer_list<FilePart> parts) {
   OsFile file;
-  int result = OsOpen(path, kOsCreate, &file) == kOsOk ? WriteParts(file, parts) : -1;
+  int result = OsOpen(place, kOsCreate, &file) == kOsOk ? WriteParts(file, parts) : -1;
   if (OsClose(&file) != 0) result = -1;
-  if (result != 0) (void)OsRemove(path);
+  if (result != 0) (void)OsRemove(place);
   return result;
 }

@@ -7,17 +7,18 @@
 #include <limits>
 
 #include "base/byte_buffer.h"
+#include "platform/os.h"
 
-// Reads the whole file at `path` into `content`, whose memory is used again where it suffices. Returns 0, or -1 when
+// Reads the whole file at `place` into `content`, whose memory is used again where it suffices. Returns 0, or -1 when
 // the file cannot be opened, measured, held in memory, read to its length or closed (the content is then empty). One of
 // more than `limit` bytes is refused before memory is taken for it.
-int ReadWholeFile(const char* path, ByteBuffer* content, int64_t limit = std::numeric_limits<int64_t>::max());
+int ReadWholeFile(const OsPlace& place, ByteBuffer* content, int64_t limit = std::numeric_limits<int64_t>::max());
 
 struct FilePart {
   const void* bytes;
   size_t size;
 };
 
-// Creates or empties the file at `path`, writes the parts one after another, flushes and closes it. Returns 0, or -1
+// Creates or empties the file at `place`, writes the parts one after another, flushes and closes it. Returns 0, or -1
 // when any step failed; then no file is left there, not even an earlier one.
-int WriteWholeFile(const char* path, std::initializer_list<FilePart> parts);
+int WriteWholeFile(const OsPlace& place, std::initializer_list<FilePart> parts);

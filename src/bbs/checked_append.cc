@@ -9,8 +9,6 @@
 #include "app/shown_text.h"
 #include "base/byte_buffer.h"
 #include "base/fixed_text.h"
-#include "base/path.h"
-#include "bbs/base_path.h"
 #include "bbs/file_restore.h"
 #include "bbs/name_crc.h"
 #include "bbs/records.h"
@@ -33,7 +31,7 @@ struct AppendSnapshot {
 
 // One of the four files: where it is, what it was before, and what is to be added.
 struct AppendTarget {
-  Path path;
+  BasePath path;
   AppendSnapshot before;
   const void* bytes = nullptr;
   size_t byte_count = 0;
@@ -55,14 +53,14 @@ struct AppendPlan {
   char sig_line[kSigLineSize];
 };
 
-void Snapshot(const char* msg_dir, int32_t c, const char* kind, bool existed, int32_t size, AppendTarget* target) {
-  (void)FormatBasePath(msg_dir, c, kind, &target->path);
+void Snapshot(const MessageBase& base, int32_t c, const char* kind, bool existed, int32_t size, AppendTarget* target) {
+  (void)FormatBasePath(base, c, kind, &target->path);
   target->before = {existed, size};
 }
 
-int SnapshotSig(const char* msg_dir, int32_t c, AppendTarget* sig) {
-  if (FormatSigPath(msg_dir, c, &sig->path) == 0 &&
-      InspectFileSize(sig->path.text, &sig->before.existed, &sig->before.size) == 0) {
+int SnapshotSig(const MessageBase& base, int32_t c, AppendTarget* sig) {
+  if (FormatSigPath(base, c, &sig->path) == 0 &&
+      InspectFileSize(sig->path, &sig->before.existed, &sig->before.size) == 0) {
     return 0;
   }
   LogLine("ERROR: could not inspect SIG file for conf %d", c);
@@ -74,9 +72,9 @@ int RefuseText(int32_t c) {
   return -1;
 }
 
-int CheckRange(int32_t c, const PreflightResult& base, size_t records) {
+int CheckRange(int32_t c, const PreflightResult& found, size_t records) {
   constexpr uint64_t kLargestWord = 65535;
-  const auto where = static_cast<uint64_t>(base.dat_count);
+  const auto where = static_cast<uint64_t>(found.dat_count);
   if (where <= kLargestWord && records <= kLargestWord && where + records <= static_cast<uint64_t>(kMostDatRecords)) {
     return 0;
   }
@@ -86,16 +84,16 @@ int CheckRange(int32_t c, const PreflightResult& base, size_t records) {
 
 // Counts the DatRecords of the text, full ones and the rest in the last, and takes memory for those that are written at
 // once. An empty text takes one record. No memory is taken for a text that the DAT file has no room for.
-int PlanText(int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
+int PlanText(int32_t c, const PreflightResult& found, const NewMessage& message, AppendPlan* plan) {
   if (message.body_size > kLargestBody) return RefuseText(c);
   const size_t records = message.body_size == 0 ? 1 : (message.body_size - 1) / kDatTextSize + 1;
-  if (CheckRange(c, base, records) != 0) return -1;
+  if (CheckRange(c, found, records) != 0) return -1;
   if (ReserveBytes(&plan->dat_bytes, std::min(records, kRecordsAtOnce) * kDatRecordSize) != 0) return RefuseText(c);
   plan->records = records;
   return 0;
 }
 
-void PlanRecords(int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
+void PlanRecords(int32_t c, const PreflightResult& found, const NewMessage& message, AppendPlan* plan) {
   const int32_t number = message.highest + 1;
   const bool threaded = message.parent >= 1 && message.parent_live && message.parent != number;
 
@@ -111,7 +109,7 @@ void PlanRecords(int32_t c, const PreflightResult& base, const NewMessage& messa
   header.IsReply = threaded;
   header.IsRoot = !threaded;
   header.Private = (message.attribute & kAttributePrivate) != 0;
-  header.Where = static_cast<uint16_t>(base.dat_count);
+  header.Where = static_cast<uint16_t>(found.dat_count);
   header.Records = static_cast<uint16_t>(plan->records);
   header.ConfNumber = static_cast<uint16_t>(c);
   header.MsgNumber = number;
@@ -134,25 +132,26 @@ void PlanRecords(int32_t c, const PreflightResult& base, const NewMessage& messa
   plan->number = number;
 }
 
-int Plan(const char* msg_dir, int32_t c, const PreflightResult& base, const NewMessage& message, AppendPlan* plan) {
-  Snapshot(msg_dir, c, "DAT", base.dat_exists, base.dat_size, &plan->dat);
-  Snapshot(msg_dir, c, "IDX", base.idx_exists, base.idx_size, &plan->idx);
-  Snapshot(msg_dir, c, "PTR", base.ptr_exists, base.ptr_size, &plan->ptr);
+int Plan(const MessageBase& base, int32_t c, const PreflightResult& found, const NewMessage& message,
+         AppendPlan* plan) {
+  Snapshot(base, c, "DAT", found.dat_exists, found.dat_size, &plan->dat);
+  Snapshot(base, c, "IDX", found.idx_exists, found.idx_size, &plan->idx);
+  Snapshot(base, c, "PTR", found.ptr_exists, found.ptr_size, &plan->ptr);
   plan->has_sig = message.msgid[0] != '\0';
-  if (plan->has_sig && SnapshotSig(msg_dir, c, &plan->sig) != 0) return -1;
-  if (PlanText(c, base, message, plan) != 0) return -1;
+  if (plan->has_sig && SnapshotSig(base, c, &plan->sig) != 0) return -1;
+  if (PlanText(c, found, message, plan) != 0) return -1;
   if (message.highest == std::numeric_limits<int32_t>::max()) {
     LogLine("ERROR: conf %d has reached the signed 32-bit MsgNumber limit", c);
     return -1;
   }
-  PlanRecords(c, base, message, plan);
+  PlanRecords(c, found, message, plan);
   return 0;
 }
 
 // Opens an existing file for update, or creates a missing one.
 int OpenForUpdate(AppendTarget* target) {
-  OsResult opened = OsOpen(target->path.text, kOsUpdate, &target->file);
-  if (opened == kOsMissing) opened = OsOpen(target->path.text, kOsCreateNew, &target->file);
+  OsResult opened = OsOpen(target->path, kOsUpdate, &target->file);
+  if (opened == kOsMissing) opened = OsOpen(target->path, kOsCreateNew, &target->file);
   return opened == kOsOk ? 0 : -1;
 }
 
@@ -221,7 +220,7 @@ void RollBack(int32_t c, const AppendPlan& plan) {
   int result = 0;
   for (const AppendTarget* target : {&plan.dat, &plan.idx, &plan.ptr, &plan.sig}) {
     if (target == &plan.sig && !plan.has_sig) continue;
-    if (RestoreFileSize(target->path.text, target->before.existed, target->before.size) != 0) result = -1;
+    if (RestoreFileSize(target->path, target->before.existed, target->before.size) != 0) result = -1;
   }
   if (result == 0) {
     LogLine("  conf %d append failed; DAT/IDX/PTR/SIG restored to their original sizes", c);
@@ -233,17 +232,19 @@ void RollBack(int32_t c, const AppendPlan& plan) {
 
 }  // namespace
 
-int CheckedAppend(const char* msg_dir, int32_t conference, const PreflightResult& base, const NewMessage& message) {
+AppendResult CheckedAppend(const MessageBase& base, RunLock* lock, int32_t conference, const PreflightResult& found,
+                           const NewMessage& message) {
   AppendPlan plan;
-  if (Plan(msg_dir, conference, base, message, &plan) != 0) return -1;
+  if (Plan(base, conference, found, message, &plan) != 0) return kAppendFailed;
+  if (!KeepRunLock(lock)) return kAppendLostLock;
   bool stored = OpenAll(conference, &plan) == 0 && WriteAll(conference, message, plan) == 0;
   if (CloseAll(&plan) != 0) stored = false;
   if (!stored) {
     RollBack(conference, plan);
-    return -1;
+    return kAppendFailed;
   }
   LogLine("  -> wrote conf %d msg #%d  From='%s' To='%s' Subj='%s' (%d records)", conference, plan.number,
           ShownText(message.from).text, ShownText(message.to).text, ShownText(message.subject).text,
           static_cast<int>(plan.records));
-  return 0;
+  return kAppended;
 }

@@ -8,12 +8,13 @@
 // 4. Every file is closed before anything is taken back, for a late close may still write.
 // 5. A failure at any step gives every file back its old size, or removes it, and then verifies that.
 //
-// Steps: plan; open DAT, IDX, PTR, SIG; write them; flush them; close them; log, or roll back.
+// Steps: plan; look at the run lock; open DAT, IDX, PTR, SIG; write them; flush them; close them; log, or roll back.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
+#include "app/run_lock.h"
 #include "bbs/preflight.h"
 
 // A message to be added. The texts are NUL-terminated and longer ones than a field holds are cut there.
@@ -33,6 +34,10 @@ struct NewMessage {
   size_t body_size = 0;           // bytes
 };
 
-// Appends `message` to `conference`, whose preflight has just given `base`. Returns 0, or -1 after logging why; then
-// every file is as it was before the call, unless the CRITICAL line was logged.
-int CheckedAppend(const char* msg_dir, int32_t conference, const PreflightResult& base, const NewMessage& message);
+// A failed append has been logged; every file is as it was before the call, unless the CRITICAL line was logged.
+// Without the run lock, which has been logged too, nothing was touched.
+enum AppendResult { kAppended, kAppendFailed, kAppendLostLock };
+
+// Appends `message` to `conference`, whose preflight has just found `found`.
+AppendResult CheckedAppend(const MessageBase& base, RunLock* lock, int32_t conference, const PreflightResult& found,
+                           const NewMessage& message);

@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "bbs/records.h"
-#include "platform/os.h"
 
 namespace {
 
@@ -22,11 +21,11 @@ size_t JoinRecords(uint8_t* bytes, size_t records) {
 
 }  // namespace
 
-int ReadMessageBody(const char* dat_path, uint16_t where, uint16_t records, ByteBuffer* body) {
+int ReadMessageBody(const OsPlace& dat, uint16_t where, uint16_t records, ByteBuffer* body) {
   body->size = 0;
   OsFile file;
   const size_t stored = size_t{records} * kDatRecordSize;
-  if (OsOpen(dat_path, kOsRead, &file) != kOsOk || ReserveBytes(body, stored + 1) != 0) return -1;
+  if (OsOpen(dat, kOsRead, &file) != kOsOk || ReserveBytes(body, stored + 1) != 0) return -1;
   const int64_t at = int64_t{where} * static_cast<int64_t>(kDatRecordSize);
   if (OsReadAt(file, at, body->data, stored).bytes != stored || OsClose(&file) != 0) return -1;
   const size_t size = JoinRecords(body->data, records);

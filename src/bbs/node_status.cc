@@ -34,8 +34,8 @@ constexpr uint16_t kIdleUser = 65535;
 constexpr int kLongestWaitSeconds = 300;
 constexpr int kRecheckSeconds = 10;
 
-// Looks for the first busy node. Returns 1, 0 or -1 as ReadNodeStatus does.
-int FindBusyNode(const OsFile& file, const char* path, NodeStatus* status) {
+// Looks for the first busy node.
+NodeState FindBusyNode(const OsFile& file, const char* path, NodeStatus* status) {
   uint8_t records[layout::kSize * 256];
   for (int64_t node = 0; node < status->count;) {
     const auto wanted = static_cast<size_t>(std::min<int64_t>((status->count - node) * kRecordSize, sizeof records));
@@ -47,66 +47,67 @@ int FindBusyNode(const OsFile& file, const char* path, NodeStatus* status) {
       status->node = static_cast<int32_t>(node);
       status->UserNo = record.UserNo;
       status->Mode = record.Mode;
-      return 0;
+      return kNodeBusy;
     }
     if (got < wanted) {
       LogLine("ERROR: short read while checking %s", path);
-      return -1;
+      return kNodesUnknown;
     }
   }
-  return 1;
+  return kNodesIdle;
 }
 
 }  // namespace
 
-int ReadNodeStatus(const char* work_dir, NodeStatus* status) {
+NodeState ReadNodeStatus(const char* work_dir, NodeStatus* status) {
   *status = NodeStatus{};
   Path path;
   if (FormatPath(path.text, sizeof path.text, "%s/CVWHOSON.DAT", work_dir) != 0) {
     LogLine("ERROR: WORKDIR path is too long to locate CVWHOSON.DAT");
-    return -1;
+    return kNodesUnknown;
   }
   OsFile file;
   if (OsOpen(path.text, kOsRead, &file) != kOsOk) {
     LogLine("ERROR: could not open %s to verify that all Corvane nodes are free", path.text);
-    return -1;
+    return kNodesUnknown;
   }
   const int64_t size = OsSize(file);
   if (size < 0) {
     LogLine("ERROR: could not seek %s", path.text);
-    return -1;
+    return kNodesUnknown;
   }
   if (size < 1 || size % kRecordSize != 0 || size / kRecordSize > INT32_MAX) {
     LogLine("ERROR: %s has an invalid size or could not be read", path.text);
-    return -1;
+    return kNodesUnknown;
   }
   status->count = static_cast<int32_t>(size / kRecordSize);
-  const int result = FindBusyNode(file, path.text, status);
-  if (result != 1) return result;
-  return OsClose(&file) == 0 ? 1 : -1;
+  const NodeState state = FindBusyNode(file, path.text, status);
+  if (state != kNodesIdle) return state;
+  return OsClose(&file) == 0 ? kNodesIdle : kNodesUnknown;
 }
 
-int WaitForIdleNodes(const char* work_dir) {
+bool WaitForIdleNodes(const char* work_dir, RunLock* lock) {
   for (int elapsed = 0;; elapsed += kRecheckSeconds) {
     NodeStatus status;
-    const int result = ReadNodeStatus(work_dir, &status);
-    if (result == 1) {
+    const NodeState state = ReadNodeStatus(work_dir, &status);
+    if (state == kNodesIdle) {
       LogLine("Node check: %d node record(s), all idle", status.count);
-      return 1;
+      return true;
     }
-    if (result < 0) {
+    if (state == kNodesUnknown) {
       LogLine("Aborting: unable to verify that Corvane nodes are free");
-      return 0;
+      return false;
     }
     // Kept signed, so that the line reads as it always has: 65534 is shown as -2.
     const int user = static_cast<int16_t>(status.UserNo);
     if (elapsed >= kLongestWaitSeconds) {
       LogLine("Aborting: node %d remained in use by UserNo %d (Mode=0x%02X) for %d minutes", status.node, user,
               static_cast<unsigned int>(status.Mode), kLongestWaitSeconds / 60);
-      return 0;
+      return false;
     }
     LogLine("Node %d is in use by UserNo %d (Mode=0x%02X) -- waiting 10 seconds and rechecking CVWHOSON.DAT...",
             status.node, user, static_cast<unsigned int>(status.Mode));
     OsSleep(kRecheckSeconds * 1000);
+    if (!RenewRunLock(lock)) return false;
   }
 }

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "app/run_lock.h"
+
 struct NodeStatus {
   int32_t count = 0;        // how many nodes there are
   int32_t node = 0;         // the first busy node, from 1; 0 for none
@@ -13,10 +15,12 @@ struct NodeStatus {
   uint8_t Mode = 0;         // what they do, only reported
 };
 
-// Reads the file in `work_dir` once. Returns 1 when all nodes are idle, 0 when one is in use, -1 when neither could be
-// told (the reason has been logged, but for a failed close).
-int ReadNodeStatus(const char* work_dir, NodeStatus* status);
+enum NodeState { kNodesIdle, kNodeBusy, kNodesUnknown };
 
-// Waits up to five minutes until all nodes are idle. Returns 1 when it is safe to go on, else 0 (the reason has been
-// logged).
-int WaitForIdleNodes(const char* work_dir);
+// Reads the file in `work_dir` once. When the state could not be told the reason has been logged, but for a failed
+// close.
+NodeState ReadNodeStatus(const char* work_dir, NodeStatus* status);
+
+// Waits up to five minutes until all nodes are idle, and renews the lock after each pause. Returns whether it is safe
+// to go on; if not, the reason has been logged.
+bool WaitForIdleNodes(const char* work_dir, RunLock* lock);

@@ -1,7 +1,6 @@
 #include "bbs/preflight.h"
 
 #include "app/run_log.h"
-#include "bbs/base_path.h"
 #include "bbs/file_restore.h"
 #include "bbs/records.h"
 
@@ -79,16 +78,16 @@ int JudgeHeaders(int32_t c, const MessageBaseFiles& files, const PtrScan& scan) 
 
 }  // namespace
 
-MessageBaseFiles InspectMessageBase(const char* msg_dir, int32_t conference) {
+MessageBaseFiles InspectMessageBase(const MessageBase& base, int32_t conference) {
   MessageBaseFiles files;
-  files.paths_fit = FormatBasePath(msg_dir, conference, "PTR", &files.ptr) == 0 &&
-                    FormatBasePath(msg_dir, conference, "DAT", &files.dat) == 0 &&
-                    FormatBasePath(msg_dir, conference, "IDX", &files.idx) == 0;
+  files.paths_fit = FormatBasePath(base, conference, "PTR", &files.ptr) == 0 &&
+                    FormatBasePath(base, conference, "DAT", &files.dat) == 0 &&
+                    FormatBasePath(base, conference, "IDX", &files.idx) == 0;
   if (!files.paths_fit) return files;
   PreflightResult& found = files.found;
-  files.inspected = InspectFileSize(files.ptr.text, &found.ptr_exists, &found.ptr_size) == 0 &&
-                    InspectFileSize(files.dat.text, &found.dat_exists, &found.dat_size) == 0 &&
-                    InspectFileSize(files.idx.text, &found.idx_exists, &found.idx_size) == 0;
+  files.inspected = InspectFileSize(files.ptr, &found.ptr_exists, &found.ptr_size) == 0 &&
+                    InspectFileSize(files.dat, &found.dat_exists, &found.dat_size) == 0 &&
+                    InspectFileSize(files.idx, &found.idx_exists, &found.idx_size) == 0;
   found.ptr_count = found.ptr_size / static_cast<int32_t>(kPtrRecordSize);
   found.dat_count = found.dat_size / static_cast<int32_t>(kDatRecordSize);
   found.idx_count = found.idx_size / static_cast<int32_t>(kIdxRecordSize);
@@ -100,13 +99,13 @@ int JudgeMessageBase(int32_t conference, const MessageBaseFiles& files, const Pt
   return JudgeHeaders(conference, files, scan);
 }
 
-int PreflightMessageBase(const char* msg_dir, int32_t conference, bool verbose, PreflightResult* result) {
-  const MessageBaseFiles files = InspectMessageBase(msg_dir, conference);
+int PreflightMessageBase(const MessageBase& base, int32_t conference, bool verbose, PreflightResult* result) {
+  const MessageBaseFiles files = InspectMessageBase(base, conference);
   const PreflightResult& found = files.found;
   if (JudgeSizes(conference, files) != 0) return -1;
   if (verbose) WarnOfTrailingIndex(conference, found);
   if (JudgeDatRange(conference, found) != 0) return -1;
-  if (found.ptr_count != 0 && JudgeHeaders(conference, files, ScanPtrFile(files.ptr.text, 0, found.dat_count)) != 0) {
+  if (found.ptr_count != 0 && JudgeHeaders(conference, files, ScanPtrFile(files.ptr, 0, found.dat_count)) != 0) {
     return -1;
   }
   if (verbose) {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "base/path.h"
+#include "bbs/message_base.h"
 #include "bbs/ptr_scan.h"
 
 // What a successful preflight measured: which files are there, their sizes in bytes and their record counts.
@@ -22,9 +22,9 @@ struct PreflightResult {
 
 // The three files of a conference as the file system shows them, before anything is judged or logged.
 struct MessageBaseFiles {
-  Path ptr;
-  Path dat;
-  Path idx;
+  BasePath ptr;
+  BasePath dat;
+  BasePath idx;
   bool paths_fit = false;
   bool inspected = false;  // the status of each could be read, or it is absent
   PreflightResult found;
@@ -33,13 +33,13 @@ struct MessageBaseFiles {
 // Checks the message base of `conference`. With `verbose` it also reports the counts, an index that trails the headers,
 // and a DAT file that is nearly full. Fills `result` when it is given and the check succeeds. Returns 0, or -1 after
 // logging why.
-int PreflightMessageBase(const char* msg_dir, int32_t conference, bool verbose, PreflightResult* result);
+int PreflightMessageBase(const MessageBase& base, int32_t conference, bool verbose, PreflightResult* result);
 
 // The preflight's two halves, for the toss, which reads the PTR file once for the preflight and for its own questions.
 // Between them stands one ScanPtrFile over `files.ptr` with `files.found.dat_count`.
 //
 // The first logs nothing: when the paths are too long they are empty, and what could not be inspected counts as absent.
-MessageBaseFiles InspectMessageBase(const char* msg_dir, int32_t conference);
+MessageBaseFiles InspectMessageBase(const MessageBase& base, int32_t conference);
 
 // The second returns 0 when the message base is sound, else -1 after logging why.
 int JudgeMessageBase(int32_t conference, const MessageBaseFiles& files, const PtrScan& scan);

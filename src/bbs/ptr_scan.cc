@@ -1,7 +1,6 @@
 #include "bbs/ptr_scan.h"
 
 #include "bbs/records.h"
-#include "platform/os.h"
 
 namespace {
 
@@ -36,10 +35,10 @@ void ScanRecord(const uint8_t* record, int32_t parent, int64_t dat_records, PtrS
 
 }  // namespace
 
-PtrScan ScanPtrFile(const char* path, int32_t parent, int64_t dat_records) {
+PtrScan ScanPtrFile(const OsPlace& place, int32_t parent, int64_t dat_records) {
   PtrScan scan;
   OsFile file;
-  if (OsOpen(path, kOsRead, &file) != kOsOk) return scan;
+  if (OsOpen(place, kOsRead, &file) != kOsOk) return scan;
   scan.opened = true;
   const int64_t size = OsSize(file);
   uint8_t piece[kPieceRecords * kPtrRecordSize];

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include "platform/os.h"
+
 // Why a live header is unsound.
 enum PtrFault { kPtrSound, kPtrNoRecords, kPtrPastDat };
 
@@ -24,6 +26,6 @@ struct PtrScan {
   uint16_t fault_records = 0;
 };
 
-// Reads the PTR file at `path`; `parent` is the MsgNumber to look for (below 1: none) and `dat_records` how many
+// Reads the PTR file at `place`; `parent` is the MsgNumber to look for (below 1: none) and `dat_records` how many
 // records the DAT file has. A file that cannot be opened gives an empty scan.
-PtrScan ScanPtrFile(const char* path, int32_t parent, int64_t dat_records);
+PtrScan ScanPtrFile(const OsPlace& place, int32_t parent, int64_t dat_records);

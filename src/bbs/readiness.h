@@ -2,12 +2,15 @@
 #pragma once
 
 #include "app/config.h"
+#include "app/run_lock.h"
 #include "bbs/conference_table.h"
+#include "bbs/message_base.h"
 
 // Preflights every networked conference, also after a failure, so that one run shows everything that is wrong. Returns
 // how many failed.
-int PreflightAll(const char* msg_dir, const ConferenceTable& table, bool verbose);
+int PreflightAll(const MessageBase& base, const ConferenceTable& table, bool verbose, RunLock* lock);
 
-// Loads and validates the conference table, waits until the BBS is idle and preflights the message base of every
-// networked conference. Returns 0, or -1 after logging why; nothing has been changed then.
-int PrepareMessageBase(const TosserConfig& config, ConferenceTable* table);
+// Loads and validates the conference table, waits until the BBS is idle, opens the directory of the message base (the
+// one that stands there after the wait) and preflights every networked conference. Returns 0, or -1 after logging why;
+// nothing has been changed then.
+int PrepareMessageBase(const TosserConfig& config, RunLock* lock, ConferenceTable* table, OsDirectory* directory);

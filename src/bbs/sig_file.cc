@@ -7,7 +7,6 @@
 #include "base/fixed_text.h"
 #include "base/scan_number.h"
 #include "base/text_file.h"
-#include "bbs/base_path.h"
 #include "platform/os.h"
 
 namespace {
@@ -25,16 +24,16 @@ size_t WholePieces(const char* bytes, size_t size) {
 
 }  // namespace
 
-int FormatSigPath(const char* msg_dir, int32_t conference, Path* path) {
-  return FormatBasePath(msg_dir, conference, "SIG", path);
+int FormatSigPath(const MessageBase& base, int32_t conference, BasePath* path) {
+  return FormatBasePath(base, conference, "SIG", path);
 }
 
-SigScan ScanSigFile(const char* path, const char* msgid, const char* reply) {
+SigScan ScanSigFile(const OsPlace& place, const char* msgid, const char* reply) {
   SigScan scan;
   SigWanted own(msgid);
   SigWanted parent(reply);
   OsFile file;
-  if (OsOpen(path, kOsRead, &file) != kOsOk) return scan;
+  if (OsOpen(place, kOsRead, &file) != kOsOk) return scan;
   const int64_t file_size = OsSize(file);
   char bytes[kBlockSize];
   size_t held = 0;  // the beginning of a piece whose end is still to be read
@@ -53,10 +52,10 @@ SigScan ScanSigFile(const char* path, const char* msgid, const char* reply) {
   return scan;
 }
 
-bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]) {
-  Path path;
+bool SigFindMsgid(const MessageBase& base, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]) {
+  BasePath path;
   TextFile file;
-  if (FormatSigPath(msg_dir, conference, &path) != 0 || OpenTextFile(path.text, kEndsWithFile, &file) != 0) {
+  if (FormatSigPath(base, conference, &path) != 0 || OpenTextFile(path, kEndsWithFile, &file) != 0) {
     return false;
   }
   char line[512];
@@ -70,10 +69,10 @@ bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char 
   return false;
 }
 
-int SigAppend(const char* msg_dir, int32_t conference, const char* msgid, int32_t number) {
-  Path path;
+int SigAppend(const MessageBase& base, int32_t conference, const char* msgid, int32_t number) {
+  BasePath path;
   OsFile file;
-  if (FormatSigPath(msg_dir, conference, &path) != 0 || OsOpen(path.text, kOsAppend, &file) != kOsOk) return -1;
+  if (FormatSigPath(base, conference, &path) != 0 || OsOpen(path, kOsAppend, &file) != kOsOk) return -1;
   int result = 0;
   if (msgid[0] != '\0') {
     char kept[kLongestMsgid + 1];

@@ -8,27 +8,27 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "base/path.h"
+#include "bbs/message_base.h"
 #include "bbs/sig_search.h"
 
 constexpr size_t kLongestMsgid = 127;
 constexpr size_t kSigLineSize = 160;  // the longest MSGID, a tab, a number, the line end and the NUL
 
 // Forms the path of the SIG file of `conference`. Returns 0, or -1 when it is too long.
-int FormatSigPath(const char* msg_dir, int32_t conference, Path* path);
+int FormatSigPath(const MessageBase& base, int32_t conference, BasePath* path);
 
-// Looks in the SIG file at `path` for a message's own MSGID and for that of the message it replies to; an empty text
-// asks for nothing. A file that cannot be opened, or read to its end, gives what there is of it without a word. The
-// parent may be left out when the message's own MSGID is found.
-SigScan ScanSigFile(const char* path, const char* msgid, const char* reply);
+// Looks in the SIG file at `place` for a message's own MSGID and for that of the message it replies to; an empty text
+// asks for nothing. Of a file that cannot be opened, or read to its end, what could be read counts; nothing is logged.
+// The parent may be left out when the message's own MSGID is found.
+SigScan ScanSigFile(const OsPlace& place, const char* msgid, const char* reply);
 
 constexpr size_t kFoundMsgidSize = 64;  // 63 characters and the NUL
 
 // Finds the MSGID of the first line with the given number in the SIG file of `conference`, cut to 63 characters.
 // Returns true, or false when there is none or the file cannot be read.
-bool SigFindMsgid(const char* msg_dir, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]);
+bool SigFindMsgid(const MessageBase& base, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]);
 
 // Appends the line of one message to the SIG file of `conference`, which is created when missing; an empty MSGID adds
 // no line, a longer one than kLongestMsgid is cut. Returns 0, or -1 when any step failed (part of the line may then
 // have been written).
-int SigAppend(const char* msg_dir, int32_t conference, const char* msgid, int32_t number);
+int SigAppend(const MessageBase& base, int32_t conference, const char* msgid, int32_t number);

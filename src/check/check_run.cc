@@ -47,18 +47,19 @@ int CheckConferences(const TosserConfig& config) {
   ConferenceTable table;
   if (LoadConferences(config.ConfDir, &table) != 0) return 1;
   int issues = ValidateConferences(true, &table) != 0 ? 1 : 0;
-  if (PreflightAll(config.MsgDir, table, true) != 0) ++issues;
+  RunLock no_lock;
+  if (PreflightAll(config.MsgDir, table, true, &no_lock) != 0) ++issues;
   return issues;
 }
 
-// A lock of any age is an issue: whether its owner still runs is for the operator to find out.
+// Whatever stands there is an issue, for no run can take the lock: one of any age (whether its owner still runs is for
+// the operator to find out), and a link that leads nowhere.
 int CheckLock(const TosserConfig& config) {
   Path path;
   OsStatus status;
-  if (FormatPath(path.text, sizeof path.text, "%s/CVTOSS.BSY", config.MsgDir) != 0 ||
-      OsStat(path.text, &status) != kOsOk) {
-    return 0;
-  }
+  if (FormatPath(path.text, sizeof path.text, "%s/CVTOSS.BSY", config.MsgDir) != 0) return 0;
+  const OsResult found = OsStat(path.text, &status);
+  if (found != kOsOk && found != kOsDangling) return 0;
   char owner[192];
   ReadLockOwner(path.text, owner);
   LogLine("ERROR: an CVTOSS.BSY lock already exists%s%s", owner[0] != '\0' ? ": " : "", owner);
@@ -67,12 +68,12 @@ int CheckLock(const TosserConfig& config) {
 
 int CheckNodes(const TosserConfig& config) {
   NodeStatus status;
-  const int result = ReadNodeStatus(config.WorkDir, &status);
-  if (result == 1) {
+  const NodeState state = ReadNodeStatus(config.WorkDir, &status);
+  if (state == kNodesIdle) {
     LogLine("Node status: %d record(s), all idle", status.count);
     return 0;
   }
-  if (result == 0) {
+  if (state == kNodeBusy) {
     LogLine("NOT SAFE TO TOSS/SCAN: node %d is occupied by UserNo %d (Mode=0x%02X)", status.node,
             static_cast<int>(static_cast<int16_t>(status.UserNo)), static_cast<unsigned int>(status.Mode));
   }

@@ -17,9 +17,9 @@ OsFile::~OsFile() { (void)OsClose(this); }
 
 OsList::~OsList() { OsListClose(this); }
 
-OsResult OsOpen(const char* path, OsOpenMode mode, OsFile* file, int* error) {
+OsResult OsOpen(const OsPlace& place, OsOpenMode mode, OsFile* file, int* error) {
   int ignored = 0;
-  return in_force.Open(path, mode, &file->handle, error != nullptr ? error : &ignored);
+  return in_force.Open(place, mode, &file->handle, error != nullptr ? error : &ignored);
 }
 
 int64_t OsSize(const OsFile& file) { return in_force.Size(file.handle); }
@@ -45,7 +45,7 @@ OsResult OsWriteAt(const OsFile& file, int64_t at, const void* from, size_t size
   while (done < size) {
     const int64_t put = in_force.WriteAt(file.handle, at + static_cast<int64_t>(done), bytes + done,
                                          std::min(size - done, kLargestCall));
-    if (put <= 0) return put == -2 ? kOsUnseekable : kOsFailed;
+    if (put <= 0) return put == kOsNoPositions ? kOsUnseekable : kOsFailed;
     done += static_cast<size_t>(put);
   }
   return kOsOk;
@@ -73,25 +73,31 @@ int OsSetSize(const OsFile& file, int64_t size) { return in_force.SetSize(file.h
 int OsClose(OsFile* file) {
   if (!file->IsOpen()) return 0;
   const intptr_t handle = file->handle;
-  file->handle = OsFile::kNone;
+  file->handle = kOsNone;
   return in_force.Close(handle);
 }
 
-OsResult OsStat(const char* path, OsStatus* status) { return in_force.Stat(path, status); }
+int OsTouch(const OsFile& file) { return in_force.Touch(file.handle); }
 
-OsResult OsSameFile(const char* left, const char* right) { return in_force.SameFile(left, right); }
+OsResult OsStat(const OsPlace& place, OsStatus* status) { return in_force.Stat(place, status); }
 
-OsResult OsRemove(const char* path) { return in_force.Remove(path); }
+OsSameness OsSameFile(const OsPlace& source, const OsPlace& other) { return in_force.SameFile(source, other); }
+
+OsResult OsRemove(const OsPlace& place) { return in_force.Remove(place); }
 
 OsResult OsRemoveUnchanged(const char* path, int64_t modified) { return in_force.RemoveUnchanged(path, modified); }
 
-OsResult OsRename(const char* from, const char* to) { return in_force.Rename(from, to); }
+OsResult OsRename(const OsPlace& from, const OsPlace& to) { return in_force.Rename(from, to); }
 
 OsResult OsMakeDirectory(const char* path) { return in_force.MakeDirectory(path); }
 
-OsHeldDirectory::OsHeldDirectory(const char* path) { in_force.HoldDirectory(path); }
+OsDirectory::~OsDirectory() {
+  if (handle != kOsNone) in_force.CloseDirectory(handle);
+}
 
-OsHeldDirectory::~OsHeldDirectory() { in_force.HoldDirectory(""); }
+OsResult OsOpenDirectory(const char* path, OsDirectory* directory) {
+  return in_force.OpenDirectory(path, &directory->handle);
+}
 
 OsResult OsListOpen(const char* path, OsList* list) { return in_force.ListOpen(path, &list->handle); }
 
@@ -110,6 +116,7 @@ void* OsReallocate(void* block, size_t size) { return in_force.Reallocate(block,
 void OsRelease(void* block) { in_force.Release(block); }
 
 int64_t OsNow() { return in_force.Now(); }
+int64_t OsUptime() { return in_force.Uptime(); }
 int OsLocalTime(int64_t when, OsCalendar* calendar) { return in_force.LocalTime(when, calendar); }
 int OsUtcTime(int64_t when, OsCalendar* calendar) { return in_force.UtcTime(when, calendar); }
 void OsSleep(uint32_t milliseconds) { in_force.Sleep(milliseconds); }
@@ -118,4 +125,4 @@ size_t OsProgramPath(char* path, size_t size) { return in_force.ProgramPath(path
 void OsShow(OsStream stream, const char* text, size_t size) { in_force.Show(stream, text, size); }
 void OsPrepareProcess() { in_force.PrepareProcess(); }
 void OsInstallBreakHandler() { in_force.InstallBreakHandler(); }
-void OsSetBreakFile(const char* path) { in_force.SetBreakFile(path); }
+void OsSetBreakFile(const char* path, const char* contents) { in_force.SetBreakFile(path, contents); }

@@ -14,10 +14,12 @@
 // What the calls that deal with paths answer.
 enum OsResult {
   kOsOk = 0,
-  kOsMissing,     // nothing stands at that path
-  kOsExists,      // something stands there already
-  kOsUnseekable,  // a pipe or terminal stands where a file belongs: it has no positions
-  kOsFailed,      // any other failure
+  kOsMissing,        // nothing stands at that path
+  kOsExists,         // something stands there already
+  kOsDangling,       // a link stands there that leads nowhere: its file may be on a disk that is away
+  kOsUnseekable,     // a pipe or terminal stands where a file belongs: it has no positions
+  kOsUnaddressable,  // a listed name that would lead elsewhere as part of a path
+  kOsFailed,         // any other failure
 };
 
 enum OsOpenMode {
@@ -29,6 +31,9 @@ enum OsOpenMode {
   kOsAppend,      // every write goes to the end; created when missing
   kOsAppendText,  // as kOsAppend, and "\n" is written as the platform's own line end
 };
+
+// Whether removing one file would lose another.
+enum OsSameness { kOsSame, kOsDifferent, kOsNotTold };
 
 enum OsKind { kOsRegularFile, kOsDirectory, kOsOtherKind };
 // The console's two outputs.
@@ -53,26 +58,41 @@ struct OsCalendar {
 
 constexpr size_t kOsNameSize = 1024;  // room for a listed name with its NUL
 
+constexpr intptr_t kOsNone = -1;        // the handle of what is not open
+constexpr int64_t kOsNoPositions = -2;  // answer of OsTable::WriteAt: this file has no positions
+
+// Where a file is: at a path; or, with an open directory, under the path's last name in that directory. It is valid as
+// long as its path and its directory are.
+struct OsPlace {
+  const char* path;              // whole, as messages show it
+  intptr_t directory = kOsNone;  // handle of an OsDirectory
+
+  OsPlace(const char* whole_path) : path(whole_path) {}  // NOLINT: a path is a place
+  OsPlace(const char* whole_path, intptr_t open_directory) : path(whole_path), directory(open_directory) {}
+};
+
 // The platform's own line end, for text written through a mode that does not turn "\n" into it.
 extern const char* const kOsLineEnd;
 
 // The table. Entries answer for one call of the system each; the functions below add the loops.
 struct OsTable {
-  OsResult (*Open)(const char* path, OsOpenMode mode, intptr_t* handle, int* error);
+  OsResult (*Open)(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error);
   int64_t (*Size)(intptr_t handle);                                                // bytes, or -1
   int64_t (*ReadAt)(intptr_t handle, int64_t at, void* to, size_t size);           // bytes, 0 at the end, -1 on failure
-  int64_t (*WriteAt)(intptr_t handle, int64_t at, const void* from, size_t size);  // bytes, -1, or -2: no positions
+  int64_t (*WriteAt)(intptr_t handle, int64_t at, const void* from, size_t size);  // bytes, -1 or kOsNoPositions
   int64_t (*Write)(intptr_t handle, const void* from, size_t size);                // bytes, or -1
   int (*Flush)(intptr_t handle);
   int (*SetSize)(intptr_t handle, int64_t size);
   int (*Close)(intptr_t handle);
-  OsResult (*Stat)(const char* path, OsStatus* status);
-  OsResult (*SameFile)(const char* left, const char* right);
-  OsResult (*Remove)(const char* path);
+  int (*Touch)(intptr_t handle);
+  OsResult (*Stat)(const OsPlace& place, OsStatus* status);
+  OsSameness (*SameFile)(const OsPlace& left, const OsPlace& right);
+  OsResult (*Remove)(const OsPlace& place);
   OsResult (*RemoveUnchanged)(const char* path, int64_t modified);
-  OsResult (*Rename)(const char* from, const char* to);
+  OsResult (*Rename)(const OsPlace& from, const OsPlace& to);
   OsResult (*MakeDirectory)(const char* path);
-  void (*HoldDirectory)(const char* path);
+  OsResult (*OpenDirectory)(const char* path, intptr_t* handle);
+  void (*CloseDirectory)(intptr_t handle);
   OsResult (*ListOpen)(const char* path, void** list);
   OsResult (*ListNext)(void* list, char* name, size_t size);
   void (*ListClose)(void* list);
@@ -80,6 +100,7 @@ struct OsTable {
   void* (*Reallocate)(void* block, size_t size);
   void (*Release)(void* block);
   int64_t (*Now)();
+  int64_t (*Uptime)();
   int (*LocalTime)(int64_t when, OsCalendar* calendar);
   int (*UtcTime)(int64_t when, OsCalendar* calendar);
   void (*Sleep)(uint32_t milliseconds);
@@ -88,7 +109,7 @@ struct OsTable {
   void (*Show)(OsStream stream, const char* text, size_t size);
   void (*PrepareProcess)();
   void (*InstallBreakHandler)();
-  void (*SetBreakFile)(const char* path);
+  void (*SetBreakFile)(const char* path, const char* contents);
 };
 
 // The platform's own table, for a test that puts entries back.
@@ -99,20 +120,19 @@ OsTable& OsInForce();
 
 // An open file; closed when it goes out of scope, where a failure to close would be lost: a writer calls OsClose.
 struct OsFile {
-  static constexpr intptr_t kNone = -1;
-  intptr_t handle = kNone;
+  intptr_t handle = kOsNone;
 
   OsFile() = default;
   OsFile(const OsFile&) = delete;
   OsFile& operator=(const OsFile&) = delete;
   ~OsFile();
 
-  bool IsOpen() const { return handle != kNone; }
+  bool IsOpen() const { return handle != kOsNone; }
 };
 
-// Opens `path` into `file`, which is not open before. Returns kOsOk, kOsMissing, kOsExists or kOsFailed; `error`, when
-// given, receives the C library's error number of a failure.
-OsResult OsOpen(const char* path, OsOpenMode mode, OsFile* file, int* error = nullptr);
+// Opens the file at `place` into `file`, which is not open before. Returns kOsOk, kOsMissing, kOsExists or kOsFailed;
+// `error`, when given, receives the C library's error number of a failure.
+OsResult OsOpen(const OsPlace& place, OsOpenMode mode, OsFile* file, int* error = nullptr);
 
 // The file's length in bytes, or -1.
 int64_t OsSize(const OsFile& file);
@@ -145,17 +165,20 @@ int OsSetSize(const OsFile& file, int64_t size);
 // Closes the file; it is no longer open whatever the answer. Returns 0 or -1; a file that is not open answers 0.
 int OsClose(OsFile* file);
 
-// Follows links; one that leads nowhere counts as a failure, for its file may be on a disk that is not there at the
-// moment. Returns kOsOk, kOsMissing or kOsFailed.
-OsResult OsStat(const char* path, OsStatus* status);
+// Sets the file's modification time to the present by the clock of the system that keeps the file. Needs a file that
+// is open for reading and writing and is not empty. Returns 0 or -1.
+int OsTouch(const OsFile& file);
 
-// Whether the file at `left` would be lost if the one at `right` were removed: both are one entry of one directory, in
-// whatever spelling, or `left` is a link that leads to `right`. Hard links in two directories are two files, for each
-// outlives the other. Returns kOsOk (it would), kOsMissing (it would not, or one is absent) or kOsFailed.
-OsResult OsSameFile(const char* left, const char* right);
+// Follows links. Returns kOsOk, kOsMissing, kOsDangling or kOsFailed.
+OsResult OsStat(const OsPlace& place, OsStatus* status);
+
+// Whether removing `other` would lose the file at `source`: both are one entry of one directory, in whatever spelling,
+// or `source` is a link that leads to the file `other`. Hard links in two directories are two files, for each outlives
+// the other. A link may always go, unless it is `source` itself. What is absent is different from everything.
+OsSameness OsSameFile(const OsPlace& source, const OsPlace& other);
 
 // Removes a file, never a directory. Returns kOsOk, kOsMissing or kOsFailed.
-OsResult OsRemove(const char* path);
+OsResult OsRemove(const OsPlace& place);
 
 // Removes a file only while its last modification is still the given one, in seconds. Of several processes that try at
 // once through this call at most one removes it, and none removes the file that the winner has then put in its place.
@@ -165,21 +188,26 @@ OsResult OsRemoveUnchanged(const char* path, int64_t modified);
 
 // Moves a file, across file systems too, and never replaces one. Returns kOsOk, kOsExists or kOsFailed (the source is
 // still there).
-OsResult OsRename(const char* from, const char* to);
+OsResult OsRename(const OsPlace& from, const OsPlace& to);
 
 // Returns kOsOk, kOsExists, kOsMissing (the directory to make it in is absent) or kOsFailed.
 OsResult OsMakeDirectory(const char* path);
 
-// A directory that is kept in hand until this goes out of scope: files that are named directly in it, in the same
-// spelling, are opened, looked at and removed in the directory that stands at `path` now, without a walk along the
-// whole path for each. One at a time. Where the system has no such thing, or the directory cannot be opened, every call
-// walks.
-struct OsHeldDirectory {
-  explicit OsHeldDirectory(const char* path);
-  OsHeldDirectory(const OsHeldDirectory&) = delete;
-  OsHeldDirectory& operator=(const OsHeldDirectory&) = delete;
-  ~OsHeldDirectory();
+// A directory that is kept open, so that files directly in it are reached without a walk along its path, and are those
+// of the directory that stood at the path when it was opened. Closed when it goes out of scope. Where the system has no
+// such thing its handle is kOsNone, and each call walks.
+struct OsDirectory {
+  intptr_t handle = kOsNone;
+
+  OsDirectory() = default;
+  OsDirectory(const OsDirectory&) = delete;
+  OsDirectory& operator=(const OsDirectory&) = delete;
+  ~OsDirectory();
 };
+
+// Opens the directory at `path` into `directory`, which is not open before. Returns kOsOk, or another value when it
+// cannot be opened (each call on its files then walks).
+OsResult OsOpenDirectory(const char* path, OsDirectory* directory);
 
 // A directory being listed; closed when it goes out of scope.
 struct OsList {
@@ -194,8 +222,8 @@ struct OsList {
 // Returns kOsOk or another value when the directory cannot be listed.
 OsResult OsListOpen(const char* path, OsList* list);
 
-// Copies the next name. Names that no path can address here are left out. Returns kOsOk, kOsMissing after the last
-// name, or kOsFailed.
+// Copies the next name. Returns kOsOk, kOsUnaddressable (it holds a separator of paths and must not be put into one),
+// kOsMissing after the last name, or kOsFailed.
 OsResult OsListNext(OsList* list, char (&name)[kOsNameSize]);
 
 // Ends the listing; it may have ended or never begun.
@@ -208,6 +236,9 @@ void OsRelease(void* block);
 
 // Seconds since 1970-01-01 UTC.
 int64_t OsNow();
+
+// Seconds since some moment before this process began; goes on while the machine is suspended, and is never set.
+int64_t OsUptime();
 
 // Return 0, or -1 when the time cannot be expressed.
 int OsLocalTime(int64_t when, OsCalendar* calendar);
@@ -234,5 +265,7 @@ void OsPrepareProcess();
 // From now on an interrupt, hang-up or termination removes the break file, if one is set, before it ends the process.
 void OsInstallBreakHandler();
 
-// Sets the file that the break handler removes; an empty path sets none. The path is copied.
-void OsSetBreakFile(const char* path);
+// Sets the file that the break handler removes, and only while it holds exactly `contents`; an empty path sets none.
+// Both texts are copied. Contents are at most kOsBreakContents characters.
+constexpr size_t kOsBreakContents = 160;
+void OsSetBreakFile(const char* path, const char* contents);

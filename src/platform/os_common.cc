@@ -10,16 +10,26 @@ bool IsSame(const OsIdentity& left, const OsIdentity& right) {
   return left.volume == right.volume && left.file == right.file;
 }
 
-// Identifies the directory that a path's last name stands in.
-OsResult IdentifyDirectory(OsResult (*identify)(const char* path, OsIdentity* identity), const char* path,
-                           OsIdentity* identity) {
+using Identify = OsResult (*)(const OsPlace& place, OsLinks links, OsIdentity* identity);
+
+// Identifies the directory that a place's last name stands in.
+OsResult IdentifyDirectory(Identify identify, const OsPlace& place, OsIdentity* identity) {
   char directory[1100];
-  size_t size = strlen(path);
+  size_t size = strlen(place.path);
   if (size + 2 > sizeof directory) return kOsFailed;
-  while (size > 0 && path[size - 1] != '/' && path[size - 1] != '\\') --size;
-  memcpy(directory, path, size);
+  while (size > 0 && place.path[size - 1] != '/' && place.path[size - 1] != '\\') --size;
+  memcpy(directory, place.path, size);
   memcpy(directory + size, ".", 2);
-  return identify(directory, identity);
+  return identify(OsPlace(directory, place.directory), kOsFollowLinks, identity);
+}
+
+OsSameness AreSameEntry(Identify identify, const OsPlace& source, const OsPlace& other) {
+  OsIdentity left;
+  OsIdentity right;
+  if (IdentifyDirectory(identify, source, &left) != kOsOk || IdentifyDirectory(identify, other, &right) != kOsOk) {
+    return kOsNotTold;
+  }
+  return IsSame(left, right) ? kOsSame : kOsDifferent;
 }
 
 }  // namespace
@@ -44,19 +54,16 @@ OsCalendar CalendarOf(const tm& broken_down) {
   return calendar;
 }
 
-OsResult CommonSameFile(OsResult (*identify)(const char* path, OsIdentity* identity), const char* left,
-                        const char* right) {
-  OsIdentity l;
-  OsIdentity r;
-  OsResult result = identify(left, &l);
-  if (result == kOsOk) result = identify(right, &r);
-  if (r.is_link && !l.is_link) return kOsMissing;  // whether or not it leads anywhere
-  if (result != kOsOk) return result;
-  if (!IsSame(l, r)) return kOsMissing;
-  if (l.is_link) return kOsOk;
-  if (!l.has_other_names) return kOsOk;
-  result = IdentifyDirectory(identify, left, &l);
-  if (result == kOsOk) result = IdentifyDirectory(identify, right, &r);
-  if (result != kOsOk) return kOsFailed;
-  return IsSame(l, r) ? kOsOk : kOsMissing;
+OsSameness CommonSameFile(Identify identify, const OsPlace& source, const OsPlace& other) {
+  OsIdentity left;
+  OsIdentity right;
+  const OsResult source_result = identify(source, kOsLinksThemselves, &left);
+  const OsResult other_result = identify(other, kOsLinksThemselves, &right);
+  if (source_result == kOsMissing || other_result == kOsMissing) return kOsDifferent;
+  if (source_result != kOsOk || other_result != kOsOk) return kOsNotTold;
+  if (IsSame(left, right)) return left.has_other_names ? AreSameEntry(identify, source, other) : kOsSame;
+  if (right.is_link || !left.is_link) return kOsDifferent;
+  OsIdentity behind;
+  if (identify(source, kOsFollowLinks, &behind) != kOsOk) return kOsNotTold;
+  return IsSame(behind, right) ? kOsSame : kOsDifferent;
 }

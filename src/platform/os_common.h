@@ -12,14 +12,17 @@ void CommonShow(OsStream stream, const char* text, size_t size);
 
 OsCalendar CalendarOf(const tm& broken_down);
 
-// What tells one file from another. Volume and file are those of the file that a link leads to.
+// What tells one file from another.
 struct OsIdentity {
   uint64_t volume = 0;
   uint64_t file = 0;
   bool has_other_names = false;  // hard links
-  bool is_link = false;          // the path itself names a link
+  bool is_link = false;
 };
 
-// OsSameFile, given how this system identifies a file; `identify` returns kOsOk, kOsMissing or kOsFailed.
-OsResult CommonSameFile(OsResult (*identify)(const char* path, OsIdentity* identity), const char* left,
-                        const char* right);
+enum OsLinks { kOsFollowLinks, kOsLinksThemselves };
+
+// OsSameFile, given how this system identifies what stands at a place; `identify` returns kOsOk, kOsMissing or
+// kOsFailed.
+OsSameness CommonSameFile(OsResult (*identify)(const OsPlace& place, OsLinks links, OsIdentity* identity),
+                          const OsPlace& source, const OsPlace& other);

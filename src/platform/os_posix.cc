@@ -56,8 +56,8 @@ int OpenPatiently(const PosixPlace& place, int flags, mode_t mode) {
   return descriptor;
 }
 
-OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
-  const PosixPlace place(path);
+OsResult Open(const OsPlace& where, OsOpenMode mode, intptr_t* handle, int* error) {
+  const PosixPlace place(where);
   const int descriptor = OpenPatiently(place, FlagsOf(mode), mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
   if (descriptor < 0) {
     *error = errno;
@@ -90,7 +90,7 @@ int64_t WriteAt(intptr_t handle, int64_t at, const void* from, size_t size) {
   do {
     put = pwrite(static_cast<int>(handle), from, size, at);
   } while (put < 0 && errno == EINTR);
-  return put < 0 && errno == ESPIPE ? -2 : put;
+  return put < 0 && errno == ESPIPE ? kOsNoPositions : put;
 }
 
 int64_t Write(intptr_t handle, const void* from, size_t size) {
@@ -108,40 +108,38 @@ int SetSize(intptr_t handle, int64_t size) { return ftruncate(static_cast<int>(h
 
 int Close(intptr_t handle) { return close(static_cast<int>(handle)); }
 
-// As stat, in one call unless the path names a link. Returns kOsOk, kOsMissing or kOsFailed; a link that leads nowhere
-// fails.
-OsResult LookAt(const char* path, struct stat* found, bool* is_link) {
-  const PosixPlace place(path);
-  if (fstatat(place.Directory(), place.Name(), found, AT_SYMLINK_NOFOLLOW) != 0) return ResultOf(errno);
-  *is_link = S_ISLNK(found->st_mode);
-  return *is_link && fstatat(place.Directory(), place.Name(), found, 0) != 0 ? kOsFailed : kOsOk;
-}
+// The time is the kernel's own, or the file server's.
+int Touch(intptr_t handle) { return futimens(static_cast<int>(handle), nullptr); }
 
-OsResult Stat(const char* path, OsStatus* status) {
+OsResult Stat(const OsPlace& where, OsStatus* status) {
+  const PosixPlace place(where);
   struct stat found = {};
-  bool is_link = false;
-  const OsResult result = LookAt(path, &found, &is_link);
-  if (result != kOsOk) return result;
+  if (fstatat(place.Directory(), place.Name(), &found, AT_SYMLINK_NOFOLLOW) != 0) return ResultOf(errno);
+  if (S_ISLNK(found.st_mode) && fstatat(place.Directory(), place.Name(), &found, 0) != 0) {
+    return errno == ENOENT ? kOsDangling : kOsFailed;
+  }
   status->kind = S_ISREG(found.st_mode) ? kOsRegularFile : S_ISDIR(found.st_mode) ? kOsDirectory : kOsOtherKind;
   status->size = found.st_size;
   status->modified = found.st_mtime;
   return kOsOk;
 }
 
-OsResult Identify(const char* path, OsIdentity* identity) {
+OsResult Identify(const OsPlace& where, OsLinks links, OsIdentity* identity) {
+  const PosixPlace place(where);
   struct stat found = {};
-  const OsResult result = LookAt(path, &found, &identity->is_link);
-  if (result != kOsOk) return result;
+  const int flags = links == kOsFollowLinks ? 0 : AT_SYMLINK_NOFOLLOW;
+  if (fstatat(place.Directory(), place.Name(), &found, flags) != 0) return ResultOf(errno);
   identity->volume = found.st_dev;
   identity->file = found.st_ino;
   identity->has_other_names = found.st_nlink > 1;
+  identity->is_link = S_ISLNK(found.st_mode);
   return kOsOk;
 }
 
-OsResult SameFile(const char* left, const char* right) { return CommonSameFile(Identify, left, right); }
+OsSameness SameFile(const OsPlace& source, const OsPlace& other) { return CommonSameFile(Identify, source, other); }
 
-OsResult Remove(const char* path) {
-  const PosixPlace place(path);
+OsResult Remove(const OsPlace& where) {
+  const PosixPlace place(where);
   return unlinkat(place.Directory(), place.Name(), 0) == 0 ? kOsOk : ResultOf(errno);
 }
 
@@ -193,16 +191,19 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
   return result;
 }
 
-OsResult Rename(const char* from, const char* to) {
-  const NativePath native_from(from);
-  const NativePath native_to(to);
-  return PosixRenameWithoutReplacing(native_from.text, native_to.text);
-}
-
 OsResult MakeDirectory(const char* path) {
   const NativePath native(path);
   return mkdir(native.text, 0777) == 0 ? kOsOk : ResultOf(errno);
 }
+
+OsResult OpenDirectory(const char* path, intptr_t* handle) {
+  const int descriptor = open(NativePath(path).text, O_PATH | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return ResultOf(errno);
+  *handle = descriptor;
+  return kOsOk;
+}
+
+void CloseDirectory(intptr_t handle) { (void)close(static_cast<int>(handle)); }
 
 OsResult ListOpen(const char* path, void** list) {
   const NativePath native(path);
@@ -210,22 +211,26 @@ OsResult ListOpen(const char* path, void** list) {
   return *list != nullptr ? kOsOk : ResultOf(errno);
 }
 
+// No name of this system is as long as the caller's buffer.
 OsResult ListNext(void* list, char* name, size_t size) {
-  for (;;) {
-    errno = 0;
-    const dirent* entry = readdir(static_cast<DIR*>(list));
-    if (entry == nullptr) return errno == 0 ? kOsMissing : kOsFailed;
-    // A backslash in a name would be taken for a separator and lead elsewhere.
-    const size_t length = strlen(entry->d_name);
-    if (length >= size || strchr(entry->d_name, '\\') != nullptr) continue;
-    memcpy(name, entry->d_name, length + 1);
-    return kOsOk;
-  }
+  errno = 0;
+  const dirent* entry = readdir(static_cast<DIR*>(list));
+  if (entry == nullptr) return errno == 0 ? kOsMissing : kOsFailed;
+  const size_t length = strlen(entry->d_name);
+  if (length >= size) return kOsFailed;
+  memcpy(name, entry->d_name, length + 1);
+  return strchr(name, '\\') == nullptr ? kOsOk : kOsUnaddressable;
 }
 
 void ListClose(void* list) { (void)closedir(static_cast<DIR*>(list)); }
 
 int64_t Now() { return time(nullptr); }
+
+int64_t Uptime() {
+  timespec since_start = {};
+  (void)clock_gettime(CLOCK_BOOTTIME, &since_start);
+  return since_start.tv_sec;
+}
 
 int LocalTime(int64_t when, OsCalendar* calendar) {
   const time_t seconds = when;
@@ -252,17 +257,29 @@ size_t ProgramPath(char* path, size_t size) {
   return static_cast<size_t>(length);
 }
 
-// What the handler reads. `break_file_set` is raised only while the text is complete, so that a signal that arrives
-// in the middle of a change finds either a whole path or none; the fences keep the compiler to that order.
+// What the handler reads. `break_file_set` is raised only while the texts are complete, so that a signal that arrives
+// in the middle of a change finds either a whole file or none; the fences keep the compiler to that order.
 char break_file[sizeof(NativePath::text)];
+char break_contents[kOsBreakContents + 1];
 std::atomic<bool> break_file_set = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
+
+// Whether the break file holds what was set: another run's file may have taken its place.
+bool HoldsBreakContents() {
+  const int descriptor = open(break_file, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  char found[sizeof break_contents];
+  const ssize_t got = read(descriptor, found, sizeof found);
+  (void)close(descriptor);
+  const size_t size = strlen(break_contents);
+  return got >= 0 && static_cast<size_t>(got) == size && memcmp(found, break_contents, size) == 0;
+}
 
 constexpr int kBreakSignals[] = {SIGINT, SIGQUIT, SIGHUP, SIGTERM};
 
 // Only calls that are safe in a signal handler: remove the file, then let the signal do what it does by default.
 extern "C" void RemoveBreakFileAndDie(int signal_number) {
-  if (break_file_set) (void)unlink(break_file);
+  if (break_file_set && HoldsBreakContents()) (void)unlink(break_file);
   (void)signal(signal_number, SIG_DFL);
   (void)raise(signal_number);
 }
@@ -290,11 +307,14 @@ void InstallBreakHandler() {
   }
 }
 
-void SetBreakFile(const char* path) {
+void SetBreakFile(const char* path, const char* contents) {
   const NativePath native(path);
   break_file_set = false;
   std::atomic_signal_fence(std::memory_order_seq_cst);
   memcpy(break_file, native.text, strlen(native.text) + 1);
+  const size_t size = strnlen(contents, kOsBreakContents);
+  memcpy(break_contents, contents, size);
+  break_contents[size] = '\0';
   std::atomic_signal_fence(std::memory_order_seq_cst);
   break_file_set = break_file[0] != '\0';
 }
@@ -312,13 +332,15 @@ const OsTable kOsNative = {
     .Flush = Flush,
     .SetSize = SetSize,
     .Close = Close,
+    .Touch = Touch,
     .Stat = Stat,
     .SameFile = SameFile,
     .Remove = Remove,
     .RemoveUnchanged = RemoveUnchanged,
-    .Rename = Rename,
+    .Rename = PosixRenameWithoutReplacing,
     .MakeDirectory = MakeDirectory,
-    .HoldDirectory = PosixHoldDirectory,
+    .OpenDirectory = OpenDirectory,
+    .CloseDirectory = CloseDirectory,
     .ListOpen = ListOpen,
     .ListNext = ListNext,
     .ListClose = ListClose,
@@ -326,6 +348,7 @@ const OsTable kOsNative = {
     .Reallocate = CommonReallocate,
     .Release = CommonRelease,
     .Now = Now,
+    .Uptime = Uptime,
     .LocalTime = LocalTime,
     .UtcTime = UtcTime,
     .Sleep = Sleep,

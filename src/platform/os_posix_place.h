@@ -5,6 +5,8 @@
 #include <cstring>
 #include <optional>
 
+#include "platform/os.h"
+
 // A path as this system reads it: configured paths hold backslashes on both platforms, and here each is turned into a
 // slash just before the file system sees it. Of too long a path PATH_MAX characters are kept: the system refuses that
 // many, so that it fails as too long and is not taken for a shorter one.
@@ -18,21 +20,17 @@ struct NativePath {
   }
 };
 
-// A directory's descriptor and a name in that directory, for openat and its kind: the directory that is held and the
-// path's last part when the path leads straight into it, else AT_FDCWD and the whole path. Valid as long as `path` is.
+// A directory's descriptor and a name in that directory, for openat and its kind: the place's open directory and its
+// path's last name, else AT_FDCWD and the whole path. Valid as long as the place is.
 class PosixPlace {
  public:
-  explicit PosixPlace(const char* path);
+  explicit PosixPlace(const OsPlace& place);
 
   int Directory() const { return directory_; }
   const char* Name() const { return native_ ? native_->text : name_; }
 
  private:
   int directory_;
-  const char* name_;
+  const char* name_ = nullptr;
   std::optional<NativePath> native_;
 };
-
-// Holds the directory at `path` in place of the one held so far; an empty path, or one that cannot be opened, holds
-// none.
-void PosixHoldDirectory(const char* path);

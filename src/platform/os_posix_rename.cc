@@ -7,6 +7,8 @@
 
 #include <cerrno>
 
+#include "platform/os_posix_place.h"
+
 namespace {
 
 OsResult ResultOf(int error) { return error == EEXIST ? kOsExists : kOsFailed; }
@@ -28,51 +30,61 @@ int CopyBytes(int source, int target) {
 
 }  // namespace
 
-OsResult PosixRenameWithoutReplacing(const char* from, const char* to) {
-  if (renameat2(AT_FDCWD, from, AT_FDCWD, to, RENAME_NOREPLACE) == 0) return kOsOk;
+OsResult PosixRenameWithoutReplacing(const OsPlace& from, const OsPlace& to) {
+  const PosixPlace source(from);
+  const PosixPlace target(to);
+  if (renameat2(source.Directory(), source.Name(), target.Directory(), target.Name(), RENAME_NOREPLACE) == 0)
+    return kOsOk;
   if (errno == EXDEV) return PosixMoveByCopy(from, to);
   if (errno != EINVAL && errno != ENOSYS && errno != EPERM) return ResultOf(errno);
   return PosixMoveByLink(from, to);
 }
 
-OsResult PosixMoveByLink(const char* from, const char* to) {
-  if (link(from, to) != 0) {
+OsResult PosixMoveByLink(const OsPlace& from, const OsPlace& to) {
+  const PosixPlace source(from);
+  const PosixPlace target(to);
+  if (linkat(source.Directory(), source.Name(), target.Directory(), target.Name(), 0) != 0) {
     const bool cannot_link =
         errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK || errno == EXDEV;
     return cannot_link ? PosixMoveByLooking(from, to) : ResultOf(errno);
   }
-  if (unlink(from) == 0) return kOsOk;
-  (void)unlink(to);
+  if (unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
+  (void)unlinkat(target.Directory(), target.Name(), 0);
   return kOsFailed;
 }
 
 // A file must never be seen half under its new name, so it is not copied; between the look and the rename only the
 // caller's own exclusion keeps others away.
-OsResult PosixMoveByLooking(const char* from, const char* to) {
+OsResult PosixMoveByLooking(const OsPlace& from, const OsPlace& to) {
+  const PosixPlace source(from);
+  const PosixPlace target(to);
   struct stat standing = {};
-  if (lstat(to, &standing) == 0) return kOsExists;
+  if (fstatat(target.Directory(), target.Name(), &standing, AT_SYMLINK_NOFOLLOW) == 0) return kOsExists;
   if (errno != ENOENT) return kOsFailed;
-  if (rename(from, to) == 0) return kOsOk;
+  if (renameat(source.Directory(), source.Name(), target.Directory(), target.Name()) == 0) return kOsOk;
   return errno == EXDEV ? PosixMoveByCopy(from, to) : kOsFailed;
 }
 
 // The copy is on the disk before the source goes: there is no other guard. Nobody may read it who could not before.
-OsResult PosixMoveByCopy(const char* from, const char* to) {
-  const int source = open(from, O_RDONLY | O_CLOEXEC);
-  if (source < 0) return kOsFailed;
+OsResult PosixMoveByCopy(const OsPlace& from, const OsPlace& to) {
+  const PosixPlace source(from);
+  const PosixPlace target(to);
+  const int reader = openat(source.Directory(), source.Name(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (reader < 0) return kOsFailed;
   struct stat status = {};
   status.st_mode = S_IRUSR | S_IWUSR;
-  (void)fstat(source, &status);
-  const int target = open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777);
-  if (target < 0) {
+  (void)fstat(reader, &status);
+  const int writer =
+      openat(target.Directory(), target.Name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777);
+  if (writer < 0) {
     const OsResult result = ResultOf(errno);
-    (void)close(source);
+    (void)close(reader);
     return result;
   }
-  bool whole = CopyBytes(source, target) == 0 && fsync(target) == 0;
-  whole = close(target) == 0 && whole;
-  (void)close(source);
-  if (whole && unlink(from) == 0) return kOsOk;
-  (void)unlink(to);
+  bool whole = CopyBytes(reader, writer) == 0 && fsync(writer) == 0;
+  whole = close(writer) == 0 && whole;
+  (void)close(reader);
+  if (whole && unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
+  (void)unlinkat(target.Directory(), target.Name(), 0);
   return kOsFailed;
 }

@@ -65,11 +65,11 @@ int FlagsOf(OsOpenMode mode) {
   return _O_RDONLY | _O_BINARY;
 }
 
-OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
+OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error) {
   int descriptor = -1;
   int failure = 0;
   const bool opened = AskPatiently([&] {
-    descriptor = _sopen(path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+    descriptor = _sopen(place.path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
     failure = errno;
     SetLastError(_doserrno);
     return descriptor >= 0;
@@ -94,7 +94,7 @@ int64_t ReadAt(intptr_t handle, int64_t at, void* to, size_t size) {
 }
 
 int64_t WriteAt(intptr_t handle, int64_t at, const void* from, size_t size) {
-  if (_lseeki64(static_cast<int>(handle), at, SEEK_SET) != at) return -2;
+  if (_lseeki64(static_cast<int>(handle), at, SEEK_SET) != at) return kOsNoPositions;
   return _write(static_cast<int>(handle), from, OneCall(size));
 }
 
@@ -109,6 +109,13 @@ int SetSize(intptr_t handle, int64_t size) { return _chsize_s(static_cast<int>(h
 
 int Close(intptr_t handle) { return _close(static_cast<int>(handle)); }
 
+// The system sets the time of its own accord when something is written: a byte, by itself.
+int Touch(intptr_t handle) {
+  char first = 0;
+  if (ReadAt(handle, 0, &first, 1) != 1) return -1;
+  return WriteAt(handle, 0, &first, 1) == 1 ? 0 : -1;
+}
+
 int64_t SecondsOf(const FILETIME& time) {
   constexpr int64_t kTicksPerSecond = 10000000;  // a tick is 100 ns
   constexpr int64_t kSecondsFrom1601To1970 = 11644473600;
@@ -116,9 +123,10 @@ int64_t SecondsOf(const FILETIME& time) {
   return ticks / kTicksPerSecond - kSecondsFrom1601To1970;
 }
 
-OsResult AskByHandle(const char* path, BY_HANDLE_FILE_INFORMATION* found) {
+OsResult AskByHandle(const char* path, OsLinks links, BY_HANDLE_FILE_INFORMATION* found) {
+  const DWORD flags = FILE_FLAG_BACKUP_SEMANTICS | (links == kOsFollowLinks ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
   const HANDLE file = CreateFileA(path, 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+                                  OPEN_EXISTING, flags, nullptr);
   if (file == INVALID_HANDLE_VALUE) return ResultOfLastError();
   const OsResult result = GetFileInformationByHandle(file, found) != 0 ? kOsOk : kOsFailed;
   (void)CloseHandle(file);
@@ -137,37 +145,37 @@ void CopyStatus(const Information& found, OsStatus* status) {
 }
 
 // The quick way tells of a link itself; only a handle leads to what it stands for.
-OsResult Stat(const char* path, OsStatus* status) {
+OsResult Stat(const OsPlace& place, OsStatus* status) {
   WIN32_FILE_ATTRIBUTE_DATA found = {};
-  if (GetFileAttributesExA(path, GetFileExInfoStandard, &found) == 0) return ResultOfLastError();
+  if (GetFileAttributesExA(place.path, GetFileExInfoStandard, &found) == 0) return ResultOfLastError();
   if ((found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
     CopyStatus(found, status);
     return kOsOk;
   }
   BY_HANDLE_FILE_INFORMATION behind = {};
-  const OsResult result = AskByHandle(path, &behind);
-  if (result != kOsOk) return kOsFailed;
+  const OsResult result = AskByHandle(place.path, kOsFollowLinks, &behind);
+  if (result != kOsOk) return result == kOsMissing ? kOsDangling : kOsFailed;
   CopyStatus(behind, status);
   return kOsOk;
 }
 
 uint64_t Joined(DWORD high, DWORD low) { return (static_cast<uint64_t>(high) << 32) | low; }
 
-OsResult Identify(const char* path, OsIdentity* identity) {
+OsResult Identify(const OsPlace& place, OsLinks links, OsIdentity* identity) {
   BY_HANDLE_FILE_INFORMATION found = {};
-  const OsResult result = AskByHandle(path, &found);
+  const OsResult result = AskByHandle(place.path, links, &found);
   if (result != kOsOk) return result;
   identity->volume = found.dwVolumeSerialNumber;
   identity->file = Joined(found.nFileIndexHigh, found.nFileIndexLow);
   identity->has_other_names = found.nNumberOfLinks > 1;
-  identity->is_link = (GetFileAttributesA(path) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  identity->is_link = (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
   return kOsOk;
 }
 
-OsResult SameFile(const char* left, const char* right) { return CommonSameFile(Identify, left, right); }
+OsSameness SameFile(const OsPlace& source, const OsPlace& other) { return CommonSameFile(Identify, source, other); }
 
-OsResult Remove(const char* path) {
-  return AskPatiently([&] { return DeleteFileA(path) != 0; }) ? kOsOk : ResultOfLastError();
+OsResult Remove(const OsPlace& place) {
+  return AskPatiently([&] { return DeleteFileA(place.path) != 0; }) ? kOsOk : ResultOfLastError();
 }
 
 // The removal goes through the handle of the very file that was looked at; without FILE_SHARE_DELETE a second process
@@ -196,7 +204,9 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
 }
 
 // A move to another volume is a copy, which counts as done even when the source could not be deleted afterwards.
-OsResult Rename(const char* from, const char* to) {
+OsResult Rename(const OsPlace& source, const OsPlace& target) {
+  const char* const from = source.path;
+  const char* const to = target.path;
   if (AskPatiently([&] { return MoveFileExA(from, to, 0) != 0; })) return kOsOk;
   if (GetLastError() != ERROR_NOT_SAME_DEVICE) return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
   if (MoveFileExA(from, to, MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH) == 0) {
@@ -210,8 +220,9 @@ OsResult Rename(const char* from, const char* to) {
 
 OsResult MakeDirectory(const char* path) { return CreateDirectoryA(path, nullptr) != 0 ? kOsOk : ResultOfLastError(); }
 
-// Every call takes a whole path here.
-void HoldDirectory(const char*) {}
+// Every call takes a whole path here: there is no directory to keep open.
+OsResult OpenDirectory(const char*, intptr_t*) { return kOsOk; }
+void CloseDirectory(intptr_t) {}
 
 // The system hands out the first name together with the handle; it waits here for the first ListNext.
 struct Listing {
@@ -242,21 +253,17 @@ OsResult ListOpen(const char* path, void** list) {
 }
 
 // No name of this system holds a separator, but one that is not in its code page may be shown with one.
-bool IsPlainName(const char* name) { return strpbrk(name, "\\/:") == nullptr; }
-
 OsResult ListNext(void* list, char* name, size_t size) {
   auto* listing = static_cast<Listing*>(list);
   if (listing->find == INVALID_HANDLE_VALUE) return kOsMissing;
-  for (;;) {
-    if (!listing->first_is_waiting && FindNextFileA(listing->find, &listing->found) == 0) {
-      return GetLastError() == ERROR_NO_MORE_FILES ? kOsMissing : kOsFailed;
-    }
-    listing->first_is_waiting = false;
-    const size_t length = strlen(listing->found.cFileName);
-    if (length >= size || !IsPlainName(listing->found.cFileName)) continue;
-    memcpy(name, listing->found.cFileName, length + 1);
-    return kOsOk;
+  if (!listing->first_is_waiting && FindNextFileA(listing->find, &listing->found) == 0) {
+    return GetLastError() == ERROR_NO_MORE_FILES ? kOsMissing : kOsFailed;
   }
+  listing->first_is_waiting = false;
+  const size_t length = strlen(listing->found.cFileName);
+  if (length >= size) return kOsFailed;
+  memcpy(name, listing->found.cFileName, length + 1);
+  return strpbrk(name, "\\/:") == nullptr ? kOsOk : kOsUnaddressable;
 }
 
 void ListClose(void* list) {
@@ -266,6 +273,8 @@ void ListClose(void* list) {
 }
 
 int64_t Now() { return _time64(nullptr); }
+
+int64_t Uptime() { return static_cast<int64_t>(GetTickCount64() / 1000); }
 
 int LocalTime(int64_t when, OsCalendar* calendar) {
   const __time64_t seconds = when;
@@ -305,13 +314,15 @@ const OsTable kOsNative = {
     .Flush = Flush,
     .SetSize = SetSize,
     .Close = Close,
+    .Touch = Touch,
     .Stat = Stat,
     .SameFile = SameFile,
     .Remove = Remove,
     .RemoveUnchanged = RemoveUnchanged,
     .Rename = Rename,
     .MakeDirectory = MakeDirectory,
-    .HoldDirectory = HoldDirectory,
+    .OpenDirectory = OpenDirectory,
+    .CloseDirectory = CloseDirectory,
     .ListOpen = ListOpen,
     .ListNext = ListNext,
     .ListClose = ListClose,
@@ -319,6 +330,7 @@ const OsTable kOsNative = {
     .Reallocate = CommonReallocate,
     .Release = CommonRelease,
     .Now = Now,
+    .Uptime = Uptime,
     .LocalTime = LocalTime,
     .UtcTime = UtcTime,
     .Sleep = SleepFor,

@@ -3,7 +3,7 @@
 
 // As OsInstallBreakHandler and OsSetBreakFile.
 void WindowsInstallBreakHandler();
-void WindowsSetBreakFile(const char* path);
+void WindowsSetBreakFile(const char* path, const char* contents);
 
 // What the handler does about a console event, by its number (0 is Ctrl+C): removes the break file, if one is set, when
 // the process ends of it. Returns whether it does.

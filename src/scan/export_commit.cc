@@ -10,14 +10,14 @@ namespace {
 
 // A SIG file as it was before its line was appended.
 struct SigState {
-  Path path;
+  BasePath path;
   bool existed = false;
   int32_t size = 0;  // bytes
 };
 
-int InspectSig(const char* msg_dir, int32_t conference, SigState* state) {
-  if (FormatSigPath(msg_dir, conference, &state->path) != 0) return -1;
-  return InspectFileSize(state->path.text, &state->existed, &state->size);
+int InspectSig(const MessageBase& base, int32_t conference, SigState* state) {
+  if (FormatSigPath(base, conference, &state->path) != 0) return -1;
+  return InspectFileSize(state->path, &state->existed, &state->size);
 }
 
 int64_t SentByteAt(const ExportRecord& message) {
@@ -27,7 +27,7 @@ int64_t SentByteAt(const ExportRecord& message) {
 int MarkSent(const ExportRecord& message) {
   constexpr uint8_t kSent = 1;
   OsFile file;
-  if (OsOpen(message.ptr_path.text, kOsUpdate, &file) != kOsOk) return -1;
+  if (OsOpen(message.ptr, kOsUpdate, &file) != kOsOk) return -1;
   const bool written = OsWriteAt(file, SentByteAt(message), &kSent, 1) == kOsOk && OsFlush(file) == 0;
   const bool closed = OsClose(&file) == 0;
   return written && closed ? 0 : -1;
@@ -37,22 +37,22 @@ int MarkSent(const ExportRecord& message) {
 bool IsMarkedSent(const ExportRecord& message) {
   OsFile file;
   uint8_t sent = 0;
-  return OsOpen(message.ptr_path.text, kOsRead, &file) == kOsOk &&
-         OsReadAt(file, SentByteAt(message), &sent, 1).bytes == 1 && sent != 0;
+  return OsOpen(message.ptr, kOsRead, &file) == kOsOk && OsReadAt(file, SentByteAt(message), &sent, 1).bytes == 1 &&
+         sent != 0;
 }
 
 // Returns 0 when the message is committed, else -1 after logging what it was left as.
-int CommitExport(const char* msg_dir, const ExportRecord& message) {
+int CommitExport(const MessageBase& base, const ExportRecord& message) {
   const int32_t c = message.conference;
   const int32_t number = message.msg_number;
   SigState sig;
-  if (InspectSig(msg_dir, c, &sig) != 0) {
+  if (InspectSig(base, c, &sig) != 0) {
     LogLine(
         "ERROR: bundle exists, but could not inspect SIG state for conf %d msg #%d; leaving it unsent for safe retry",
         c, number);
     return -1;
   }
-  if (SigAppend(msg_dir, c, message.msgid, number) != 0) {
+  if (SigAppend(base, c, message.msgid, number) != 0) {
     LogLine("ERROR: bundle exists, but could not append SIG for conf %d msg #%d; leaving it unsent for safe retry", c,
             number);
     return -1;
@@ -64,7 +64,7 @@ int CommitExport(const char* msg_dir, const ExportRecord& message) {
         c, number);
     return 0;
   }
-  if (RestoreFileSize(sig.path.text, sig.existed, sig.size) == 0) {
+  if (RestoreFileSize(sig.path, sig.existed, sig.size) == 0) {
     LogLine(
         "ERROR: bundle exists, but could not mark conf %d msg #%d sent; its SIG append was rolled back and it remains safe to retry",
         c, number);
@@ -78,10 +78,11 @@ int CommitExport(const char* msg_dir, const ExportRecord& message) {
 
 }  // namespace
 
-int CommitExports(const char* msg_dir, const ExportQueue& queue) {
+int CommitExports(const ScanSite& site, const ExportQueue& queue) {
   int result = 0;
   for (size_t i = 0; i < queue.count; ++i) {
-    if (CommitExport(msg_dir, GetExport(queue, i)) != 0) result = -1;
+    (void)KeepRunLock(site.lock);
+    if (CommitExport(site.base, GetExport(queue, i)) != 0) result = -1;
   }
   return result;
 }

@@ -10,6 +10,8 @@
 #pragma once
 
 #include "scan/export_queue.h"
+#include "scan/scan_site.h"
 
-// Commits every message of the queue. Returns 0, or -1 when at least one stays unsent (each has been logged).
-int CommitExports(const char* msg_dir, const ExportQueue& queue);
+// Commits every message of the queue; the loss of the run lock does not end it, for the bundle is out. Returns 0, or -1
+// when at least one stays unsent (each has been logged).
+int CommitExports(const ScanSite& site, const ExportQueue& queue);

@@ -5,11 +5,11 @@
 #include <cstdint>
 
 #include "base/byte_buffer.h"
-#include "base/path.h"
+#include "bbs/message_base.h"
 
 // One message: where its header is, and the MSGID that it got.
 struct ExportRecord {
-  Path ptr_path;
+  BasePath ptr;
   int64_t ordinal;  // the header's place in the PTR file, from 0
   int32_t conference;
   int32_t msg_number;

@@ -31,7 +31,7 @@ int StripHighBytes(const ByteBuffer& raw, ByteBuffer* body) {
 
 }  // namespace
 
-ReadMessageResult ReadLocalMessage(const uint8_t* record, int64_t ordinal, const char* dat_path, ByteBuffer* raw,
+ReadMessageResult ReadLocalMessage(const uint8_t* record, int64_t ordinal, const OsPlace& dat, ByteBuffer* raw,
                                    LocalMessage* message) {
   message->header = UnpackPtrRecord(record);
   message->ordinal = ordinal;
@@ -43,7 +43,7 @@ ReadMessageResult ReadLocalMessage(const uint8_t* record, int64_t ordinal, const
         header.MsgNumber, c, ShownText(header.To).text);
     return kMessageSkipped;
   }
-  if (ReadMessageBody(dat_path, header.Where, header.Records, raw) != 0) {
+  if (ReadMessageBody(dat, header.Where, header.Records, raw) != 0) {
     LogLine("  msg #%d in conf %d: could not read body records -- skipping", header.MsgNumber, c);
     return kMessageSkipped;
   }

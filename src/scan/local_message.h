@@ -7,6 +7,7 @@
 #include "bbs/conference_table.h"
 #include "bbs/records.h"
 #include "ftn/address.h"
+#include "platform/os.h"
 
 struct LocalMessage {
   const ConferenceEntry* conference = nullptr;
@@ -27,5 +28,5 @@ enum ReadMessageResult { kMessageRead, kMessageSkipped, kMessageNoMemory };
 
 // Fills `message`, whose conference is set, from the header at `record`, place `ordinal` of the PTR file, and from the
 // text in the DAT file. `raw` is scratch memory for the stored text.
-ReadMessageResult ReadLocalMessage(const uint8_t* record, int64_t ordinal, const char* dat_path, ByteBuffer* raw,
+ReadMessageResult ReadLocalMessage(const uint8_t* record, int64_t ordinal, const OsPlace& dat, ByteBuffer* raw,
                                    LocalMessage* message);

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "base/path.h"
 #include "base/scan_number.h"
 #include "platform/os.h"
 
@@ -28,8 +27,13 @@ int ReadSerial(SerialFile* serial) {
   const bool whole = serial->size == static_cast<int64_t>(serial->text_size);
   const char* const end = serial->text + serial->text_size;
   const char* at = serial->text;
-  // A number that reaches to the end of what was read of a longer file may have more digits.
-  if (ScanUint32(&at, &serial->last)) return whole || at != end ? 0 : -1;
+  // A number that reaches to the end of what was read of a longer file may have more digits. One beyond 32 bits is
+  // damage: cut to its range it would make the next serial 1, and serials would come again.
+  switch (ScanUint32(&at, &serial->last)) {
+    case kNumberFits: return whole || at != end ? 0 : -1;
+    case kNumberTooLarge: return -1;
+    case kNoNumber: break;
+  }
   // An empty file is a fresh one. Anything else that is no number is damage, and starting over could repeat a serial.
   at = serial->text;
   SkipWhiteSpace(&at);
@@ -51,12 +55,12 @@ int WriteSerial(SerialFile* serial, uint32_t next) {
 
 }  // namespace
 
-int NextSerial(const char* msg_dir, uint32_t* serial) {
-  Path path;
-  if (FormatPath(path.text, sizeof path.text, "%s/CVOUTBOUND.SEQ", msg_dir) != 0) return -1;
+int NextSerial(const MessageBase& base, uint32_t* serial) {
+  BasePath path;
+  if (FormatBaseFile(base, "CVOUTBOUND.SEQ", &path) != 0) return -1;
   SerialFile file;
-  OsResult opened = OsOpen(path.text, kOsUpdate, &file.file);
-  if (opened == kOsMissing) opened = OsOpen(path.text, kOsCreateNew, &file.file);
+  OsResult opened = OsOpen(path, kOsUpdate, &file.file);
+  if (opened == kOsMissing) opened = OsOpen(path, kOsCreateNew, &file.file);
   if (opened != kOsOk || ReadSerial(&file) != 0) return -1;
   const uint32_t next = file.last == UINT32_MAX ? 1 : file.last + 1;
   const int written = WriteSerial(&file, next);

@@ -9,5 +9,7 @@
 
 #include <cstdint>
 
+#include "bbs/message_base.h"
+
 // Hands out the next serial, from 1; it is never 0. Returns 0, or -1 when the file cannot be read or written.
-int NextSerial(const char* msg_dir, uint32_t* serial);
+int NextSerial(const MessageBase& base, uint32_t* serial);

@@ -70,15 +70,15 @@ size_t TrimmedSize(const ByteBuffer& body) {
 
 }  // namespace
 
-OutboundKludges MakeKludges(const TosserConfig& config, const LocalMessage& message, uint32_t serial) {
+OutboundKludges MakeKludges(const ScanSite& site, const LocalMessage& message, uint32_t serial) {
   OutboundKludges kludges;
-  const FtnAddress& our = config.OurAddress;
+  const FtnAddress& our = site.config->OurAddress;
   (void)snprintf(kludges.msgid, sizeof kludges.msgid, "%d:%d/%d %08x", our.Zone, our.Net, our.Node, serial);
   FormatTzutc(kludges.tzutc);
   const PtrRecord& header = message.header;
   char parent[kFoundMsgidSize];
   if (header.IsReply && header.ThreadRef != header.MsgNumber &&
-      SigFindMsgid(config.MsgDir, message.conference->Number, header.ThreadRef, parent)) {
+      SigFindMsgid(site.base, message.conference->Number, header.ThreadRef, parent)) {
     (void)snprintf(kludges.reply, sizeof kludges.reply, "\x01REPLY: %s\r", parent);
   }
   return kludges;

@@ -7,6 +7,7 @@
 #include "app/config.h"
 #include "base/byte_buffer.h"
 #include "scan/local_message.h"
+#include "scan/scan_site.h"
 
 constexpr size_t kMsgidSize = 64;  // 63 characters and the NUL
 
@@ -19,7 +20,7 @@ struct OutboundKludges {
 
 // Forms the MSGID from our address and the message's serial, the offset from UTC at this moment, and the REPLY line of
 // a reply whose parent's MSGID is known.
-OutboundKludges MakeKludges(const TosserConfig& config, const LocalMessage& message, uint32_t serial);
+OutboundKludges MakeKludges(const ScanSite& site, const LocalMessage& message, uint32_t serial);
 
 // Puts the text together in `text`, whose memory is used again; it ends with a NUL that its size does not count, and
 // where the stored text holds a NUL it ends there. Returns 0, or -1 after logging that memory ran out.

@@ -37,13 +37,13 @@ int MakeHeader(const TosserConfig& config, uint8_t (&bytes)[kPacketHeaderSize]) 
 
 }  // namespace
 
-int WritePacketFile(const char* path, const TosserConfig& config, const ByteBuffer& messages) {
+int WritePacketFile(const OsPlace& place, const TosserConfig& config, const ByteBuffer& messages) {
   constexpr uint8_t kClosingWord[kPacketWordSize] = {};
   uint8_t header[kPacketHeaderSize];
   if (MakeHeader(config, header) != 0) {
-    (void)OsRemove(path);  // what an earlier run may have left there
+    (void)OsRemove(place);  // what an earlier run may have left there
     return -1;
   }
-  return WriteWholeFile(path,
+  return WriteWholeFile(place,
                         {{header, sizeof header}, {messages.data, messages.size}, {kClosingWord, sizeof kClosingWord}});
 }

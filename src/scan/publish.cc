@@ -12,33 +12,34 @@
 namespace {
 
 // Writes the whole packet to a file, reads it back into `packet` and removes the file.
-int RoundTrip(const TosserConfig& config, ByteBuffer* packet) {
-  char path[600];
-  (void)FormatPath(path, sizeof path, "%s/CVOUTBOUND.PKT", config.MsgDir);
-  if (WritePacketFile(path, config, *packet) != 0) {
-    LogLine("ERROR: could not write temp packet file %s", path);
+int RoundTrip(const ScanSite& site, ByteBuffer* packet) {
+  BasePath path;
+  (void)FormatBaseFile(site.base, "CVOUTBOUND.PKT", &path);
+  if (WritePacketFile(path, *site.config, *packet) != 0) {
+    LogLine("ERROR: could not write temp packet file %s", path.text);
     return -1;
   }
   FreeBytes(packet);
   if (ReadWholeFile(path, packet) != 0) {
-    LogLine("ERROR: could not read back complete temp packet %s", path);
+    LogLine("ERROR: could not read back complete temp packet %s", path.text);
     (void)OsRemove(path);
     return -1;
   }
-  if (OsRemove(path) != kOsOk) LogLine("WARNING: could not remove temp packet %s", path);
+  if (OsRemove(path) != kOsOk) LogLine("WARNING: could not remove temp packet %s", path.text);
   return 0;
 }
 
 }  // namespace
 
-int PublishBundle(const TosserConfig& config, size_t messages, ByteBuffer* packet) {
-  if (RoundTrip(config, packet) != 0) return -1;
+int PublishBundle(const ScanSite& site, size_t messages, ByteBuffer* packet) {
+  const char* const out_dir = site.config->OutDir;
+  if (!KeepRunLock(site.lock) || RoundTrip(site, packet) != 0) return -1;
 
   char bundle_name[kBundleNameSize];
   char published[700];
   char temporary[720];
-  ChooseBundleName(config.OutDir, bundle_name);
-  (void)FormatPath(published, sizeof published, "%s/%s", config.OutDir, bundle_name);
+  ChooseBundleName(out_dir, bundle_name);
+  (void)FormatPath(published, sizeof published, "%s/%s", out_dir, bundle_name);
   (void)FormatPath(temporary, sizeof temporary, "%s.tmp", published);
   (void)OsRemove(temporary);
 
@@ -50,6 +51,10 @@ int PublishBundle(const TosserConfig& config, size_t messages, ByteBuffer* packe
   }
   const size_t packet_size = packet->size;
   FreeBytes(packet);
+  if (!KeepRunLock(site.lock)) {
+    (void)OsRemove(temporary);
+    return -1;
+  }
   if (OsRename(temporary, published) != kOsOk) {
     LogLine("ERROR: could not atomically publish bundle %s", published);
     (void)OsRemove(temporary);

@@ -6,12 +6,12 @@
 // 3. On failure nothing of it is left: neither the temporary packet nor the temporary bundle.
 //
 // Steps: write the packet to a temporary file; read it back; remove it; choose a free name; write the bundle under a
-// temporary name; rename it.
+// temporary name; look at the run lock; rename the bundle.
 #pragma once
 
-#include "app/config.h"
 #include "base/byte_buffer.h"
+#include "scan/scan_site.h"
 
 // Publishes the packed messages in `packet` as one bundle in OUTDIR; the packet's memory is given back on the way.
 // `messages` is their number, for the log. Returns 0, or -1 after logging why.
-int PublishBundle(const TosserConfig& config, size_t messages, ByteBuffer* packet);
+int PublishBundle(const ScanSite& site, size_t messages, ByteBuffer* packet);

@@ -24,7 +24,7 @@ PackedMessageHead MakeHead(const TosserConfig& config, const LocalMessage& messa
   return head;
 }
 
-int AppendToBoth(const TosserConfig& config, const Path& ptr_path, const LocalMessage& message, const char* msgid,
+int AppendToBoth(const TosserConfig& config, const BasePath& ptr, const LocalMessage& message, const char* msgid,
                  Outbound* outbound) {
   OsCalendar now;
   (void)OsLocalTime(OsNow(), &now);
@@ -40,7 +40,7 @@ int AppendToBoth(const TosserConfig& config, const Path& ptr_path, const LocalMe
   packed.text = reinterpret_cast<const char*>(outbound->text.data);
 
   ExportRecord record = {};
-  record.ptr_path = ptr_path;
+  record.ptr = ptr;
   record.ordinal = message.ordinal;
   record.conference = message.conference->Number;
   record.msg_number = message.header.MsgNumber;
@@ -73,15 +73,16 @@ void ReportQueued(const LocalMessage& message, const OutboundKludges& kludges) {
 
 }  // namespace
 
-int QueueMessage(const TosserConfig& config, const Path& ptr_path, const LocalMessage& message, Outbound* outbound) {
+int QueueMessage(const ScanSite& site, const BasePath& ptr, const LocalMessage& message, Outbound* outbound) {
+  const TosserConfig& config = *site.config;
   uint32_t serial = 0;
-  if (NextSerial(config.MsgDir, &serial) != 0) {
+  if (NextSerial(site.base, &serial) != 0) {
     LogLine("ERROR: could not allocate/persist the next outbound MSGID serial");
     return -1;
   }
-  const OutboundKludges kludges = MakeKludges(config, message, serial);
+  const OutboundKludges kludges = MakeKludges(site, message, serial);
   if (AssembleText(config, message, kludges, &outbound->text) != 0 ||
-      AppendToBoth(config, ptr_path, message, kludges.msgid, outbound) != 0) {
+      AppendToBoth(config, ptr, message, kludges.msgid, outbound) != 0) {
     return -1;
   }
   ReportQueued(message, kludges);

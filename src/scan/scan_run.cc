@@ -4,7 +4,6 @@
 #include "app/run_log.h"
 #include "app/version.h"
 #include "base/path.h"
-#include "bbs/base_path.h"
 #include "bbs/readiness.h"
 #include "bbs/records.h"
 #include "platform/os.h"
@@ -13,6 +12,7 @@
 #include "scan/packet_buffer.h"
 #include "scan/publish.h"
 #include "scan/queue_message.h"
+#include "scan/scan_site.h"
 
 namespace {
 
@@ -20,23 +20,24 @@ constexpr size_t kPieceRecords = 512;
 
 // A scan at work: what it has gathered, and scratch memory that each message uses again.
 struct ScanRun {
-  const TosserConfig* config;
-  Outbound outbound;
-  LocalMessage message;
-  ByteBuffer raw_body;
+  ScanSite site;
+  Outbound outbound = {};
+  LocalMessage message = {};
+  ByteBuffer raw_body = {};
 };
 
 // The conference being scanned.
 struct ScanFiles {
-  Path ptr;
-  Path dat;
+  BasePath ptr;
+  BasePath dat;
 };
 
 // Returns 0, or -1 when the scan cannot go on. A message that cannot be exported now is left for a later run.
 int ScanRecord(const ScanFiles& files, const uint8_t* record, int64_t ordinal, ScanRun* run) {
   if (!IsUnsent(record)) return 0;
-  switch (ReadLocalMessage(record, ordinal, files.dat.text, &run->raw_body, &run->message)) {
-    case kMessageRead: return QueueMessage(*run->config, files.ptr, run->message, &run->outbound);
+  if (!KeepRunLock(run->site.lock)) return -1;
+  switch (ReadLocalMessage(record, ordinal, files.dat, &run->raw_body, &run->message)) {
+    case kMessageRead: return QueueMessage(run->site, files.ptr, run->message, &run->outbound);
     case kMessageSkipped: return 0;
     case kMessageNoMemory: return -1;
   }
@@ -62,10 +63,9 @@ int ScanHeaders(const ScanFiles& files, const OsFile& file, ScanRun* run) {
 int ScanConference(const ConferenceEntry& conference, ScanRun* run) {
   ScanFiles files;
   OsFile file;
-  const char* const msg_dir = run->config->MsgDir;
-  if (FormatBasePath(msg_dir, conference.Number, "PTR", &files.ptr) != 0 ||
-      FormatBasePath(msg_dir, conference.Number, "DAT", &files.dat) != 0 ||
-      OsOpen(files.ptr.text, kOsRead, &file) != kOsOk) {
+  const MessageBase& base = run->site.base;
+  if (FormatBasePath(base, conference.Number, "PTR", &files.ptr) != 0 ||
+      FormatBasePath(base, conference.Number, "DAT", &files.dat) != 0 || OsOpen(files.ptr, kOsRead, &file) != kOsOk) {
     return 0;
   }
   run->message.conference = &conference;
@@ -78,19 +78,19 @@ int ScanConference(const ConferenceEntry& conference, ScanRun* run) {
 int ScanAll(const ConferenceTable& conferences, ScanRun* run) {
   for (size_t i = 0; i < conferences.count; ++i) {
     const ConferenceEntry& conference = conferences.entries[i];
-    if (IsNetworked(conference) && ScanConference(conference, run) != 0) return -1;
+    if (!IsNetworked(conference)) continue;
+    if (!KeepRunLock(run->site.lock) || ScanConference(conference, run) != 0) return -1;
   }
   return 0;
 }
 
 // The run under its lock. Returns the exit status.
-int ScanUnderLock(const TosserConfig& config) {
-  const OsHeldDirectory message_base(config.MsgDir);
+int ScanUnderLock(const TosserConfig& config, RunLock* lock) {
   ConferenceTable conferences;
-  if (PrepareMessageBase(config, &conferences) != 0) return 1;
+  OsDirectory directory;
+  if (PrepareMessageBase(config, lock, &conferences, &directory) != 0) return 1;
 
-  ScanRun run;
-  run.config = &config;
+  ScanRun run = {{&config, {config.MsgDir, directory}, lock}};
   ByteBuffer* const packet = &run.outbound.packet;
   if (ReserveBytes(packet, kFirstPacketCapacity) != 0) {
     LogLine("ERROR: out of memory allocating outbound packet buffer");
@@ -104,14 +104,14 @@ int ScanUnderLock(const TosserConfig& config) {
     LogLine("=== cvtoss32 -scan run complete: 0 message(s) exported ===");
     return 0;
   }
-  if (PublishBundle(config, messages, packet) != 0) return 1;
-  if (CommitExports(config.MsgDir, run.outbound.queue) != 0) {
+  if (PublishBundle(run.site, messages, packet) != 0) return 1;
+  if (CommitExports(run.site, run.outbound.queue) != 0) {
     LogLine(
         "=== cvtoss32 -scan completed with COMMIT ERRORS: bundle is valid and retained; review log before retry ===");
     return 1;
   }
   LogLine("=== cvtoss32 -scan run complete: %d message(s) exported and committed ===", static_cast<int>(messages));
-  return 0;
+  return lock->state == kLockLost ? 1 : 0;
 }
 
 }  // namespace
@@ -128,13 +128,12 @@ int RunScan(const TosserConfig& config) {
           config.PacketPassword[0] != '\0' ? "password-protected" : "no password set");
 
   int status = 1;
-  Path lock;
-  if (AcquireRunLock(config.MsgDir, "-scan", &lock) != 0) {
-    status = ScanUnderLock(config);
-    ReleaseRunLock(lock);
-  } else {
-    LogLine("Aborting: another cvtoss32 -toss/-scan instance appears to be running (%s)", lock.text);
+  RunLock lock;
+  if (AcquireRunLock(config.MsgDir, "-scan", &lock)) status = ScanUnderLock(config, &lock);
+  if (lock.state == kLockRefused) {
+    LogLine("Aborting: another cvtoss32 -toss/-scan instance appears to be running (%s)", lock.path.text);
   }
+  ReleaseRunLock(&lock);
   CloseRunLog();
   return status;
 }

@@ -22,7 +22,7 @@ struct PacketWalk {
   bool retain = false;
 };
 
-enum StepResult { kStepOn, kStepEnd, kStepFault, kStepRefused };
+enum StepResult { kStepOn, kStepEnd, kStepFault, kStepRefused, kStepStopped };
 
 // Finds the NUL-terminated text at the walk's position and moves behind it. Returns false when no NUL follows.
 bool TakeText(PacketWalk* walk, const char** text, size_t* size) {
@@ -86,8 +86,10 @@ StepResult TossNextMessage(const TossSite& site, PacketWalk* walk, InboundMessag
     return kStepRefused;
   }
   ++walk->messages;
-  if (RouteMessage(site, walk->messages, *message) == kRouteFailed) walk->retain = true;
-  return kStepOn;
+  if (!KeepRunLock(site.lock)) return kStepStopped;
+  const RouteResult result = RouteMessage(site, walk->messages, *message);
+  if (result == kRouteFailed) walk->retain = true;
+  return result == kRouteStopped ? kStepStopped : kStepOn;
 }
 
 }  // namespace
@@ -114,6 +116,7 @@ TossResult TossPacket(const TossSite& site, const uint8_t* packet, size_t size) 
   InboundMessage message;
   StepResult step = kStepOn;
   while (step == kStepOn) step = TossNextMessage(site, &walk, &message);
+  if (step == kStepStopped) return PacketStopped;
   if (step == kStepRefused) return PacketRetain;
   if (step == kStepEnd) LogLine("  %d message(s) parsed from this packet", walk.messages);
   if (walk.retain) return PacketRetain;

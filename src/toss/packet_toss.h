@@ -6,11 +6,13 @@
 
 #include "toss/toss_site.h"
 
+// What became of a packet, a bundle or the file that held it.
 enum TossResult {
-  NotAPacket = 0,     // the header test failed, nothing was done
+  NotAPacket = 0,     // nothing was done
   PacketDone = 1,     // every message was stored or skipped by a rule
   PacketCorrupt = 2,  // a structural fault ended the walk; a copy was saved for review
   PacketRetain = 3,   // at least one message could not be stored: the source has to be kept
+  PacketStopped = 4,  // the run lock is lost: the source has to be kept and the run has to end
 };
 
 // Whether the bytes begin like a type-2 packet with a believable date (FTS-0001).

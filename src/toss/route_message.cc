@@ -27,7 +27,7 @@ int32_t FindRouted(const ConferenceTable& table, const char* tag) {
 }
 
 int32_t ChooseForUnknownArea(const TossSite& site, int n, const char* area) {
-  RecordBadArea(site.msg_dir, area);
+  RecordBadArea(site.base, area);
   const int32_t catch_all = FindRouted(*site.conferences, "*");
   if (catch_all > 0) {
     LogLine("  msg %d: AREA:%s has no matching conference -- parked in catch-all conf %d (see BADAREAS.LST)", n, area,
@@ -58,9 +58,9 @@ int32_t ChooseConference(const TossSite& site, int n, const InboundMessage& mess
 
 // One reading of the SIG file tells of the duplicate and of the parent; a message that names neither does not read it.
 SigScan AskSig(const TossSite& site, int32_t c, const InboundMessage& message) {
-  Path path;
-  if ((message.msgid[0] == '\0' && message.reply[0] == '\0') || FormatSigPath(site.msg_dir, c, &path) != 0) return {};
-  return ScanSigFile(path.text, message.msgid, message.reply);
+  BasePath path;
+  if ((message.msgid[0] == '\0' && message.reply[0] == '\0') || FormatSigPath(site.base, c, &path) != 0) return {};
+  return ScanSigFile(path, message.msgid, message.reply);
 }
 
 int32_t FindParent(int n, int32_t c, const InboundMessage& message, const SigScan& sig) {
@@ -89,8 +89,8 @@ RouteResult Store(const TossSite& site, int n, int32_t c, int32_t parent, const 
   char date[kMessageBaseDateSize];
   ConvertFtsDate(message.dateTime, date);
 
-  const MessageBaseFiles files = InspectMessageBase(site.msg_dir, c);
-  const PtrScan scan = ScanPtrFile(files.ptr.text, parent, files.found.dat_count);
+  const MessageBaseFiles files = InspectMessageBase(site.base, c);
+  const PtrScan scan = ScanPtrFile(files.ptr, parent, files.found.dat_count);
   if (parent >= 1 && !scan.parent_live) {
     LogLine(
         "  parent MSGID resolved to MsgNumber %d via .SIG tracking, but that message no longer exists (or is marked Deleted) in the current message base -- storing as non-threaded (safe fallback)",
@@ -114,7 +114,12 @@ RouteResult Store(const TossSite& site, int n, int32_t c, int32_t parent, const 
   stored.parent_live = scan.parent_live;
   stored.body = message.body.data;
   stored.body_size = message.body.size;
-  return CheckedAppend(site.msg_dir, c, files.found, stored) == 0 ? kRouteStored : Refuse(n);
+  switch (CheckedAppend(site.base, site.lock, c, files.found, stored)) {
+    case kAppended: return kRouteStored;
+    case kAppendLostLock: return kRouteStopped;
+    case kAppendFailed: break;
+  }
+  return Refuse(n);
 }
 
 }  // namespace

@@ -4,8 +4,13 @@
 #include "toss/inbound_message.h"
 #include "toss/toss_site.h"
 
-// What became of a message. The packet may be disposed of after the first two; after the third it has to be kept.
-enum RouteResult { kRouteStored, kRouteSkipped, kRouteFailed };
+// What became of a message.
+enum RouteResult {
+  kRouteStored,
+  kRouteSkipped,  // by a rule
+  kRouteFailed,   // its packet has to be kept
+  kRouteStopped,  // the run lock is lost: the run has to end
+};
 
 // Stores `message`, the number `n` of its packet (from 1), in the conference that its area tag names, unless it is a
 // duplicate or has nowhere to go. Whatever cannot be decided about its parent stores it without one.

@@ -11,7 +11,7 @@ namespace {
 // whatever spelling or link, that "older file" is the source: it must not be removed. Neither must it when nobody can
 // tell. A second name of the source may go: a run that was killed within a move can have left one.
 int Move(const char* source, const char* target) {
-  if (OsSameFile(source, target) != kOsMissing) return -1;
+  if (OsSameFile(source, target) != kOsDifferent) return -1;
   (void)OsRemove(target);
   return OsRename(source, target) == kOsOk ? 0 : -1;
 }

@@ -11,6 +11,7 @@
 #include "bbs/readiness.h"
 #include "ftn/zip.h"
 #include "platform/os.h"
+#include "toss/inbound_listing.h"
 #include "toss/packet_toss.h"
 #include "toss/source_disposal.h"
 #include "toss/toss_site.h"
@@ -25,85 +26,73 @@ struct TossRun {
   const char* inbound;
   const char* processed_dir;  // nullptr: files that are done with are deleted
   TossSite site;
-  ByteBuffer content;  // of the file being handled
+  ByteBuffer content = {};  // of the file being handled
   int ignored = 0;
   int processed = 0;
   bool failed = false;
 };
 
-enum FileOutcome {
-  kFileDone,       // may be disposed of
-  kFileRetained,   // has to be tossed again
-  kFileLeft,       // stays, and no failure is recorded
-  kFileUnrelated,  // neither a bundle nor a packet
-};
-
-FileOutcome OutcomeOf(BundleResult result) {
-  switch (result) {
-    case kBundleDispose: return kFileDone;
-    case kBundleRetain: return kFileRetained;
-    case kBundleLeave: return kFileLeft;
-  }
-  return kFileLeft;
+TossResult TossLoosePacket(const TossSite& site, const ByteBuffer& content) {
+  const TossResult result = TossPacket(site, content.data, content.size);
+  if (result == PacketRetain) LogLine("  retaining packet in inbound because a message-base append failed");
+  return result;
 }
 
-FileOutcome TossLoosePacket(const TossSite& site, const ByteBuffer& content) {
-  switch (TossPacket(site, content.data, content.size)) {
-    case PacketDone:
-    case PacketCorrupt: return kFileDone;
-    case PacketRetain:
-      LogLine("  retaining packet in inbound because a message-base append failed");
-      return kFileRetained;
-    case NotAPacket: return kFileLeft;
-  }
-  return kFileLeft;
+// Moves or deletes a file that is done with. Returns 0, or -1 after logging why it is still inbound.
+int Dispose(const TossRun& run, const char* path, const char* name) {
+  return run.processed_dir != nullptr ? MoveToProcessed(path, name, run.processed_dir) : DeleteProcessed(path);
 }
 
-// Tells by its content what a file is, never by its name, and tosses it.
-FileOutcome TossContent(const TossSite& site, const char* name, const ByteBuffer& content) {
-  const bool bundle = content.size >= zip_local_layout::signature.width && IsZipLocalHeader(content.data);
-  if (!bundle && !LooksLikePacket(content.data, content.size)) return kFileUnrelated;
-  LogLine("Found: %s", ShownText(name).text);
-  return bundle ? OutcomeOf(TossZipBundle(site, content.data, content.size)) : TossLoosePacket(site, content);
-}
-
-void TossFile(TossRun* run, const char* name) {
+// Tells by its content what a file is, never by its name, and tosses it. Returns whether the run may go on.
+bool TossFile(TossRun* run, const char* name) {
   char path[600];
   OsStatus status;
   if (FormatPath(path, sizeof path, "%s/%s", run->inbound, name) != 0 || OsStat(path, &status) != kOsOk ||
       status.kind != kOsRegularFile || SameWord(name, "TOSSER.LOG")) {
-    return;
+    return true;
   }
-  if (ReadWholeFile(path, &run->content, kLargestSource) != 0) {
+  ByteBuffer* const content = &run->content;
+  if (ReadWholeFile(path, content, kLargestSource) != 0) {
     LogLine("Could not read inbound file %s; skipping", ShownText(name).text);
-    return;
+    return true;
   }
-  switch (TossContent(run->site, name, run->content)) {
-    case kFileUnrelated: ++run->ignored; return;
-    case kFileRetained: run->failed = true; return;
-    case kFileLeft: return;
-    case kFileDone: break;
+  const bool bundle = content->size >= zip_local_layout::signature.width && IsZipLocalHeader(content->data);
+  if (!bundle && !LooksLikePacket(content->data, content->size)) {
+    ++run->ignored;
+    return true;
   }
-  const int disposed =
-      run->processed_dir != nullptr ? MoveToProcessed(path, name, run->processed_dir) : DeleteProcessed(path);
-  if (disposed == 0) {
+  LogLine("Found: %s", ShownText(name).text);
+  const TossResult result =
+      bundle ? TossZipBundle(run->site, content->data, content->size) : TossLoosePacket(run->site, *content);
+  switch (result) {
+    case NotAPacket: return true;  // it stays, and that is no failure
+    case PacketRetain: run->failed = true; return true;
+    case PacketStopped: return false;
+    case PacketDone:
+    case PacketCorrupt: break;
+  }
+  if (!KeepRunLock(run->site.lock)) return false;
+  if (Dispose(*run, path, name) == 0) {
     ++run->processed;
   } else {
     run->failed = true;
   }
+  return true;
 }
 
-// Returns 0, or -1 when the directory cannot be listed.
+// Returns 0, or -1 when the run has to end at once (logged).
 int TossDirectory(TossRun* run) {
-  OsList list;
-  if (OsListOpen(run->inbound, &list) != kOsOk) {
+  InboundListing listing;
+  const ListResult listed = ListInbound(run->inbound, &listing);
+  if (listed == kListNotOpened) {
     LogLine("FATAL: could not open inbound dir %s", run->inbound);
     return -1;
   }
-  char name[kOsNameSize];
-  OsResult listed = kOsOk;
-  while ((listed = OsListNext(&list, name)) == kOsOk) TossFile(run, name);
-  if (listed == kOsFailed) {
+  run->ignored = listing.unaddressable;
+  for (size_t i = 0; i < listing.count; ++i) {
+    if (!TossFile(run, listing.Name(i))) return -1;
+  }
+  if (listed == kListCutShort) {
     LogLine("ERROR: could not read inbound dir %s to its end; the rest waits for the next run", run->inbound);
     run->failed = true;
   }
@@ -111,10 +100,10 @@ int TossDirectory(TossRun* run) {
 }
 
 // The run under its lock. Returns the exit status.
-int TossUnderLock(const TosserConfig& config) {
-  const OsHeldDirectory message_base(config.MsgDir);
+int TossUnderLock(const TosserConfig& config, RunLock* lock) {
   ConferenceTable conferences;
-  if (PrepareMessageBase(config, &conferences) != 0) return 1;
+  OsDirectory directory;
+  if (PrepareMessageBase(config, lock, &conferences, &directory) != 0) return 1;
 
   Path processed_dir;
   if (config.KeepProcessed != 0) {
@@ -128,10 +117,9 @@ int TossUnderLock(const TosserConfig& config) {
   Path bad_msgs_dir;
   (void)FormatPath(bad_msgs_dir.text, sizeof bad_msgs_dir.text, "%s/badmsgs", config.Inbound);
 
-  TossRun run;
-  run.inbound = config.Inbound;
-  run.processed_dir = config.KeepProcessed != 0 ? processed_dir.text : nullptr;
-  run.site = {config.MsgDir, bad_msgs_dir.text, &conferences};
+  TossRun run = {config.Inbound,
+                 config.KeepProcessed != 0 ? processed_dir.text : nullptr,
+                 {{config.MsgDir, directory}, lock, bad_msgs_dir.text, &conferences}};
   if (TossDirectory(&run) != 0) return 1;
 
   if (run.ignored > 0) {
@@ -151,15 +139,14 @@ int RunToss(const TosserConfig& config) {
   LogLine("Processed files: %s", config.KeepProcessed != 0 ? "kept (archived)" : "deleted after processing");
 
   int status = 1;
-  Path lock;
-  if (AcquireRunLock(config.MsgDir, "-toss", &lock) != 0) {
-    status = TossUnderLock(config);
-    ReleaseRunLock(lock);
-  } else {
+  RunLock lock;
+  if (AcquireRunLock(config.MsgDir, "-toss", &lock)) status = TossUnderLock(config, &lock);
+  if (lock.state == kLockRefused) {
     LogLine(
         "Aborting: another instance appears to already be running (%s exists and looks fresh). If you're sure nothing else is running, it'll auto-clear after %d minutes, or delete it manually.",
-        lock.text, kStaleLockSeconds / 60);
+        lock.path.text, kStaleLockSeconds / 60);
   }
+  ReleaseRunLock(&lock);
   CloseRunLog();
   return status;
 }

@@ -79,42 +79,41 @@ int InflateEntry(const ZipEntry& entry, ByteBuffer* content) {
   return 0;
 }
 
-bool IsHandled(TossResult result) { return result == PacketDone || result == PacketCorrupt; }
-
-// Returns true when the entry was handled.
-bool TossEntry(const TossSite& site, const ZipEntry& entry) {
+// Returns what became of the packet in the entry; an entry that cannot be read is retained.
+TossResult TossEntry(const TossSite& site, const ZipEntry& entry) {
   const ZipLocalHeader& header = entry.header;
   if ((header.flags & kZipFlagDataDescriptor) != 0) {
     LogLine("  ERROR: streaming/data-descriptor ZIP entry '%s' is unsupported; retaining bundle", entry.name);
-    return false;
+    return PacketRetain;
   }
   if (header.uncompressed_size > kLargestEntry) {
     LogLine("  ERROR: ZIP entry '%s' expands to %u bytes (limit %u); retaining bundle", entry.name,
             header.uncompressed_size, kLargestEntry);
-    return false;
+    return PacketRetain;
   }
   if (header.method == kZipDeflated) {
     ByteBuffer content;
-    return InflateEntry(entry, &content) == 0 && IsHandled(TossPacket(site, content.data, content.size));
+    if (InflateEntry(entry, &content) != 0) return PacketRetain;
+    return TossPacket(site, content.data, content.size);
   }
   if (header.method == kZipStored) {
     if (header.compressed_size != header.uncompressed_size) {
       LogLine("  ERROR: stored ZIP entry '%s' has inconsistent sizes", entry.name);
-      return false;
+      return PacketRetain;
     }
-    return IsHandled(TossPacket(site, entry.data, header.compressed_size));
+    return TossPacket(site, entry.data, header.compressed_size);
   }
   LogLine("  ERROR: unsupported ZIP compression method %u for entry '%s'", static_cast<unsigned int>(header.method),
           entry.name);
-  return false;
+  return PacketRetain;
 }
 
 }  // namespace
 
-BundleResult TossZipBundle(const TossSite& site, const uint8_t* bundle, size_t size) {
+TossResult TossZipBundle(const TossSite& site, const uint8_t* bundle, size_t size) {
   if (size < kZipLocalHeaderSize || !IsZipLocalHeader(bundle)) {
     LogLine("  no ZIP local file headers found -- not a ZIP bundle after all?");
-    return kBundleLeave;
+    return NotAPacket;
   }
   bool any_handled = false;
   bool any_failed = false;
@@ -127,10 +126,12 @@ BundleResult TossZipBundle(const TossSite& site, const uint8_t* bundle, size_t s
     }
     LogLine("  ZIP entry: %s (method=%u, %u -> %u bytes)", entry.name, static_cast<unsigned int>(entry.header.method),
             entry.header.compressed_size, entry.header.uncompressed_size);
-    (TossEntry(site, entry) ? any_handled : any_failed) = true;
+    const TossResult result = TossEntry(site, entry);
+    if (result == PacketStopped) return PacketStopped;
+    (result == PacketDone || result == PacketCorrupt ? any_handled : any_failed) = true;
   }
   if (!any_handled) LogLine("  ERROR: ZIP contained no successfully handled FidoNet packet entries");
-  if (any_handled && !any_failed) return kBundleDispose;
+  if (any_handled && !any_failed) return PacketDone;
   LogLine("  retaining ZIP in inbound because at least one entry failed");
-  return kBundleRetain;
+  return PacketRetain;
 }

@@ -11,6 +11,7 @@ from formats.node_status import Node
 from harness.compare import assert_run, assert_unchanged
 from harness.run import Run
 from harness.site import LOCK, Site
+from harness.target import posix_only
 
 BANNER = "=== cvtoss32 v1.05 Beta 5 -check starting (read-only diagnostics) ==="
 PASSED = "=== cvtoss32 -check PASSED: configuration and FTN message bases look safe ==="
@@ -301,6 +302,14 @@ def test_a_directory_in_the_place_of_the_lock_is_an_issue_without_owner(site):
     stage = sound(site)
     site.path(LOCK).mkdir()
     check(site, *stage, "ERROR: an CVTOSS.BSY lock already exists", IDLE, issues=1)
+
+
+@posix_only("links need a privilege on Windows")
+def test_a_link_to_nowhere_in_the_place_of_the_lock_is_an_issue_for_no_run_gets_past_it(site):
+    stage = sound(site)
+    site.path(LOCK).symlink_to("nowhere")
+    check(site, *stage, "ERROR: an CVTOSS.BSY lock already exists", IDLE, issues=1)
+    assert site.toss().status == 1
 
 
 def test_a_busy_node_is_an_issue_at_once_the_first_one_named_and_its_user_shown_signed(site):

@@ -136,6 +136,22 @@ def test_a_processeddir_that_is_the_inbound_directory_by_its_whole_path_fails_an
     assert_stays(ready, not_moved("a.pkt", whole.replace("/", "\\")))
 
 
+@posix_only("links need a privilege on Windows")
+@pytest.mark.parametrize("older", ["../../store/mail", "../../other", "nowhere", "../a.pkt"])
+def test_a_link_is_moved_over_an_older_link_of_its_name(ready, older):
+    """A link that makes room loses nothing, not even one that leads to the same file."""
+    mail = ready.write("store/mail", EMPTY.pack())
+    ready.write("other", b"x")
+    ready.path("IN/a.pkt").unlink()
+    ready.path("IN/a.pkt").symlink_to("../store/mail")
+    ready.path("IN/processed").mkdir()
+    ready.path("IN/processed/a.pkt").symlink_to(older)
+    assert_run(ready.toss(), 0, [*head(1), "Found: a.pkt", *EMPTY_LINES, moved("a.pkt"), *tail(1)])
+    assert not ready.path("IN/a.pkt").is_symlink()
+    assert os.readlink(ready.path("IN/processed/a.pkt")) == "../store/mail"
+    assert mail.read_bytes() == EMPTY.pack()
+
+
 def test_a_move_that_fails_keeps_no_other_file_back(ready):
     for number in range(5):
         ready.inbound(f"{number}.pkt", EMPTY)

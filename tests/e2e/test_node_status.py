@@ -1,14 +1,18 @@
 """Node status: what counts as idle, what ends a run at once, and one real wait of ten seconds."""
 
+import os
+import time
+
 import pytest
 
 from formats.conference_table import echo
+from formats.message_base import read_message_base
 from formats.node_status import Node
-from formats.packet import Packet
+from formats.packet import Packet, echomail
 from harness.compare import assert_run, assert_unchanged, banner, moved, parsed, tail
 from harness.run import Run, unstamp
 from harness.site import LOCK, LOG, Site
-from harness.start_up import NODES_UNKNOWN, assert_aborted, loaded
+from harness.start_up import NODES_UNKNOWN, assert_aborted, loaded, locked
 from harness.target import to_line_feeds
 from harness.waiting import kill, waits
 
@@ -84,6 +88,8 @@ def test_the_first_busy_node_is_named_and_waited_for(ready, nodes, line):
 # One real wait. Each of these sites has busy nodes at first; all wait the same ten seconds.
 
 FIRST = [Node(), Node(user=5, mode=0x0A)]
+MESSAGE = echomail("FIDO", "Hello")
+OTHER_OWNER = "cvtoss32 1.05 Beta 5 mode=-scan pid=17 started=1763160000"
 
 
 def becomes_idle(site: Site) -> None:
@@ -91,6 +97,8 @@ def becomes_idle(site: Site) -> None:
 
 
 def stays_busy_elsewhere(site: Site) -> None:
+    """Its lock looks old meanwhile, as after a wait much longer than this one."""
+    os.utime(site.path(LOCK), (time.time() - 1700, time.time() - 1700))
     site.nodes(Node(user=65534, mode=0xF0), Node(user=5, mode=0x0A))
 
 
@@ -108,7 +116,28 @@ def loses_its_lock(site: Site) -> None:
     site.path(LOCK).mkdir()
 
 
-CHANGES = (becomes_idle, stays_busy_elsewhere, loses_its_file, grows_by_a_byte, loses_its_lock)
+def gets_another_message_base(site: Site) -> None:
+    """What a restore from a backup does: another directory stands at the place of MSGDIR, without the lock."""
+    becomes_idle(site)
+    site.path("MSG").rename(site.path("OLD"))
+    site.path("MSG").mkdir()
+    site.inbound("b.pkt", Packet([MESSAGE]))
+
+
+def finds_another_run(site: Site) -> None:
+    becomes_idle(site)
+    site.write(LOCK, OTHER_OWNER.encode() + b"\n")
+
+
+CHANGES = (
+    becomes_idle,
+    stays_busy_elsewhere,
+    loses_its_file,
+    grows_by_a_byte,
+    loses_its_lock,
+    gets_another_message_base,
+    finds_another_run,
+)
 
 
 @pytest.fixture(scope="module")
@@ -145,6 +174,26 @@ def test_a_node_that_becomes_idle_lets_the_run_go_on_at_the_next_look(waited):
     assert_run(run, 0, [*banner(), loaded(1), waits(2), all_idle(2), *TOSSED])
     assert site.path("IN/processed/a.pkt").is_file()
     assert not site.path(LOCK).exists()
+
+
+def test_the_lock_stays_fresh_during_the_wait(waited):
+    site, _ = waited["stays_busy_elsewhere"]
+    assert time.time() - site.path(LOCK).stat().st_mtime < 600
+
+
+def test_the_message_base_is_the_one_that_stands_there_after_the_wait(waited):
+    site, run = waited["gets_another_message_base"]
+    assert run.status == 0
+    assert len(read_message_base(site.path("MSG"), 1).ptr) == 1
+    assert sorted(path.name for path in site.path("OLD").iterdir()) == ["CVTOSS.BSY"]
+    assert not site.path(LOCK).exists()
+
+
+def test_another_runs_lock_after_the_wait_ends_the_run_as_at_its_start(waited):
+    site, run = waited["finds_another_run"]
+    assert_run(run, 1, [*banner(), loaded(1), waits(2), f"Lock owner: {OTHER_OWNER}", locked()])
+    assert site.read(LOCK) == OTHER_OWNER.encode() + b"\n"
+    assert site.path("IN/a.pkt").is_file()
 
 
 def test_each_look_starts_afresh_from_the_first_node(waited):

@@ -16,6 +16,7 @@ constexpr CallName kCalls[] = {
     {Call::kReadAt, "ReadAt"},     {Call::kWriteAt, "WriteAt"},
     {Call::kWrite, "Write"},       {Call::kFlush, "Flush"},
     {Call::kSetSize, "SetSize"},   {Call::kClose, "Close"},
+    {Call::kTouch, "Touch"},       {Call::kOpenDirectory, "OpenDirectory"},
     {Call::kStat, "Stat"},         {Call::kSameFile, "SameFile"},
     {Call::kRemove, "Remove"},     {Call::kRemoveUnchanged, "RemoveUnchanged"},
     {Call::kRename, "Rename"},     {Call::kMakeDirectory, "MakeDirectory"},

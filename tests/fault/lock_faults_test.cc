@@ -41,14 +41,14 @@ bool PlayLock(FoundLock found, const Fault& fault) {
     SetModifiedAt(site.LockFile(), clock.now - (found == FoundLock::kFresh ? kFreshAge : kStaleAge));
   }
   door.Fail(fault);
-  Path lock;
-  const bool held = AcquireRunLock(site.config.MsgDir, "-toss", &lock) == 1;
+  RunLock lock;
+  const bool held = AcquireRunLock(site.config.MsgDir, "-toss", &lock);
   EXPECT_EQ(door.OpenHandles(), 0);
   EXPECT_EQ(process.break_file, held ? site.LockFile() : "");
   if (held) {
     EXPECT_EQ(ReadFile(site.LockFile()), kOwn);
     EXPECT_NE(found, FoundLock::kFresh);
-    ReleaseRunLock(lock);
+    ReleaseRunLock(&lock);
     const bool removed = !PathExists(site.LockFile());
     EXPECT_EQ(process.break_file, removed ? "" : site.LockFile());
   } else if (found == FoundLock::kFresh) {
@@ -60,9 +60,9 @@ bool PlayLock(FoundLock found, const Fault& fault) {
   // Thirty minutes later, without faults, any run gets the lock, unless it cannot even be told how old it is.
   door.Clear();
   if (PathExists(site.LockFile())) SetModifiedAt(site.LockFile(), clock.now - kStaleAge);
-  EXPECT_EQ(AcquireRunLock(site.config.MsgDir, "-toss", &lock), 1);
+  EXPECT_TRUE(AcquireRunLock(site.config.MsgDir, "-toss", &lock));
   EXPECT_EQ(ReadFile(site.LockFile()), kOwn);
-  ReleaseRunLock(lock);
+  ReleaseRunLock(&lock);
   EXPECT_FALSE(PathExists(site.LockFile()));
   EXPECT_EQ(process.break_file, "");
   return struck;

@@ -48,7 +48,15 @@ bool Story::TakeLock(FoundLock found, const std::string& left_line, const std::s
   return false;
 }
 
-void Story::ReleaseLock() { (void)Tell(TakeOne(Part::kLock, Call::kRemove), Use::kRelease); }
+void Story::ReleaseLock() {
+  const FileUse read = TakeFile(Part::kLock);
+  if (read.opened && read.failed != nullptr && read.failed->TheCall() == Call::kReadAt) {
+    (void)Tell(read.failed, Use::kRelease);
+    return;
+  }
+  if (!read.opened && Tell(read.failed, Use::kRelease)) return;
+  (void)Tell(TakeOne(Part::kLock, Call::kRemove), Use::kRelease);
+}
 
 bool Story::LoadConferences() {
   const FileUse table = TakeFile(Part::kConferences);
@@ -79,6 +87,7 @@ bool Story::PrepareMessageBase() {
     return false;
   }
   Say("Node check: 1 node record(s), all idle");
+  (void)Tell(TakeOne(Part::kDirectory, Call::kOpenDirectory), Use::kWalk);
   if (PreflightAll()) return true;
   Say("Aborting: one or more FTN conference message bases failed preflight");
   return false;

@@ -58,16 +58,20 @@ bool TossStory::WalkInbound() {
   if (Tell(opened, Use::kWalk)) return false;
   int processed = 0;
   bool good = true;
-  while (const Step* const listed = TakeOne(Part::kDirectory, Call::kListNext)) {
-    if (Tell(listed, Use::kWalk)) {
-      good = false;
-      break;
-    }
+  const Step* cut_short = nullptr;
+  while (cut_short == nullptr &&
+         (IsNext(Part::kDirectory, Call::kListNext) || IsNext(Part::kMemory, Call::kReallocate))) {
+    const Step* listed = TakeOne(Part::kDirectory, Call::kListNext);
+    if (listed == nullptr) listed = TakeOne(Part::kMemory, Call::kReallocate);
+    if (listed->failed) cut_short = listed;
+  }
+  for (;;) {
     const Step* looked = nullptr;
     for (const Part part : {Part::kInbound, Part::kProcessedDirectory, Part::kBadDirectory}) {
       if (looked == nullptr) looked = TakeOne(part, Call::kStat);
     }
-    if (looked == nullptr || Tell(looked, Use::kWalk) || looked->record->path != site_.In(kSceneSource)) continue;
+    if (looked == nullptr) break;
+    if (Tell(looked, Use::kWalk) || looked->record->path != site_.In(kSceneSource)) continue;
     if (!ReadSource()) continue;
     Say("Found: {name}");
     const bool handled = scene_.packing == Packing::kBundle ? TossBundle() : TossPacket(0, scene_.messages.size());
@@ -80,6 +84,7 @@ bool TossStory::WalkInbound() {
       good = false;
     }
   }
+  if (Tell(cut_short, Use::kWalk)) good = false;
   Say("=== cvtoss32 -toss run complete: " + std::to_string(processed) + " file(s) processed ===");
   return good;
 }

@@ -29,8 +29,8 @@ std::string& Bytes(intptr_t handle) {
   return current->files[file.path];
 }
 
-OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int*) {
-  const std::string name = Slashed(path);
+OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int*) {
+  const std::string name = Slashed(place.path);
   const bool there = current->files.count(name) == 1;
   const bool creates_new = mode == kOsCreateNew || mode == kOsCreateLock;
   if (there && creates_new) return kOsExists;
@@ -85,8 +85,8 @@ int Close(intptr_t handle) {
   return 0;
 }
 
-OsResult Stat(const char* path, OsStatus* status) {
-  const auto found = current->files.find(Slashed(path));
+OsResult Stat(const OsPlace& place, OsStatus* status) {
+  const auto found = current->files.find(Slashed(place.path));
   if (found == current->files.end()) return kOsMissing;
   status->kind = kOsRegularFile;
   status->size = static_cast<int64_t>(found->second.size());
@@ -94,24 +94,30 @@ OsResult Stat(const char* path, OsStatus* status) {
   return kOsOk;
 }
 
-OsResult SameFile(const char* left, const char* right) { return Slashed(left) == Slashed(right) ? kOsOk : kOsMissing; }
+OsSameness SameFile(const OsPlace& source, const OsPlace& other) {
+  return Slashed(source.path) == Slashed(other.path) ? kOsSame : kOsDifferent;
+}
 
-OsResult Remove(const char* path) { return current->files.erase(Slashed(path)) == 1 ? kOsOk : kOsMissing; }
+OsResult Remove(const OsPlace& place) { return current->files.erase(Slashed(place.path)) == 1 ? kOsOk : kOsMissing; }
 
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
   return modified == MemoryFiles::kNow ? Remove(path) : kOsExists;
 }
 
-OsResult Rename(const char* from, const char* to) {
-  if (current->files.count(Slashed(from)) == 0) return kOsFailed;
-  if (current->files.count(Slashed(to)) == 1) return kOsExists;
-  auto moved = current->files.extract(Slashed(from));
-  moved.key() = Slashed(to);
+OsResult Rename(const OsPlace& from, const OsPlace& to) {
+  if (current->files.count(Slashed(from.path)) == 0) return kOsFailed;
+  if (current->files.count(Slashed(to.path)) == 1) return kOsExists;
+  auto moved = current->files.extract(Slashed(from.path));
+  moved.key() = Slashed(to.path);
   current->files.insert(std::move(moved));
   return kOsOk;
 }
 
 OsResult MakeDirectory(const char*) { return kOsOk; }
+
+OsResult OpenDirectory(const char*, intptr_t*) { return kOsOk; }
+
+int Touch(intptr_t) { return 0; }
 
 void* Allocate(size_t size) { return size > MemoryFiles::kMostMemory ? nullptr : kOsNative.Allocate(size); }
 
@@ -147,7 +153,7 @@ void PrepareProcess() {}
 
 void InstallBreakHandler() {}
 
-void SetBreakFile(const char*) {}
+void SetBreakFile(const char*, const char*) {}
 
 int CountOfStart(const std::vector<std::string>& lines, const std::string& start) {
   return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&start](const std::string& line) {
@@ -168,7 +174,9 @@ MemoryFiles::MemoryFiles() : before_(OsInForce()) {
   table.LocalTime = kOsNative.UtcTime;
   table.MakeDirectory = MakeDirectory;
   table.Now = Now;
+  table.Uptime = Now;
   table.Open = Open;
+  table.OpenDirectory = OpenDirectory;
   table.PrepareProcess = PrepareProcess;
   table.ProcessId = ProcessId;
   table.ProgramPath = ProgramPath;
@@ -184,6 +192,7 @@ MemoryFiles::MemoryFiles() : before_(OsInForce()) {
   table.Size = Size;
   table.Sleep = Sleep;
   table.Stat = Stat;
+  table.Touch = Touch;
   table.Write = Write;
   table.WriteAt = WriteAt;
   OsInForce() = table;

@@ -15,8 +15,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   ReadLockOwner("msg/CVTOSS.BSY", owner);
   MustEqual(owner, expected, "the owner is the first line, cut to its buffer");
 
-  Path path;
-  MustEqual(AcquireRunLock("msg", "-scan", &path), 0, "a fresh lock keeps everybody else away");
+  RunLock lock;
+  Must(!AcquireRunLock("msg", "-scan", &lock), "a fresh lock keeps everybody else away");
   MustEqual(system.Content("msg/CVTOSS.BSY"), content, "a fresh lock is left as it is");
   MustEqual(static_cast<long long>(system.log.size()), expected.empty() ? 0 : 1, "an owner is one line");
   if (!expected.empty()) MustEqual(system.log[0], "Lock owner: " + expected, "the owner is named");

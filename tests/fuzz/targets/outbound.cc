@@ -190,8 +190,9 @@ void CheckTossed(const std::string& bundle, const std::vector<Local>& exported, 
   CopyCut(table.entries[0].NetIDName, "GENERAL");
   table.entries[1].Number = table.NetmailConference = 2;
   table.entries[1].NetMailConf = true;
-  const TossSite site = {"there", "there/bad", &table};
-  MustEqual(TossZipBundle(site, copy.Data(), bundle.size()), kBundleDispose, "a bundle that is written can be read");
+  RunLock no_lock;
+  const TossSite site = {"there", &no_lock, "there/bad", &table};
+  MustEqual(TossZipBundle(site, copy.Data(), bundle.size()), PacketDone, "a bundle that is written can be read");
   size_t taken[3] = {};
   for (const Local& message : exported) {
     const int conference = message.ptr[152] != 0 ? 2 : 1;

@@ -113,7 +113,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   system.files = InMessageDirectory(model);
   if (!model.conferences[0].unwritable.empty()) system.unwritable = "msg/CVMSG01." + model.conferences[0].unwritable;
   const ConferenceTable table = TableOf(model);
-  const TossSite site = {"msg", "in/badmsgs", &table};
+  RunLock no_lock;
+  const TossSite site = {"msg", &no_lock, "in/badmsgs", &table};
   const TossResult result = TossPacket(site, copy.Data(), packet.size());
 
   std::map<std::string, std::string> expected;

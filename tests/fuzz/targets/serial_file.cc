@@ -14,17 +14,16 @@ constexpr char kPath[] = "msg/CVOUTBOUND.SEQ";
 constexpr size_t kLongest = 1023;  // far more than a number and a line end
 constexpr char kWhiteSpace[] = " \t\n\v\f\r";
 
-// The number that the file begins with, as "%u" reads it. Returns false when there is none.
+// The number that the file begins with, as "%u" reads it. Returns false when there is none of 32 bits.
 bool LastSerial(const std::string& content, uint32_t* last) {
   const std::string text = TrimmedStart(content, kWhiteSpace);
   const size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
   const std::string digits = text.substr(sign, text.find_first_not_of("0123456789", sign) - sign);
   if (digits.empty()) return false;
   const std::string number = TrimmedStart(digits, "0");
-  *last = number.size() > 10 || strtoull(number.c_str(), nullptr, 10) > UINT32_MAX
-              ? UINT32_MAX
-              : static_cast<uint32_t>(strtoull(number.c_str(), nullptr, 10)) * (text[0] == '-' ? -1U : 1U);
-  if (number.empty()) *last = 0;
+  const unsigned long long value = strtoull(number.c_str(), nullptr, 10);
+  if (number.size() > 10 || value > UINT32_MAX) return false;
+  *last = static_cast<uint32_t>(value) * (text[0] == '-' ? -1U : 1U);
   return true;
 }
 

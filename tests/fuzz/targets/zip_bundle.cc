@@ -38,7 +38,7 @@ bool Inflates(const std::string& data, size_t size, std::string* content) {
 }
 
 struct ModelBundle {
-  BundleResult result = kBundleLeave;
+  TossResult result = NotAPacket;
   int entries = 0;  // that are named in the log
   int tossed = 0;   // that are packets
   bool cut_off = false;
@@ -71,7 +71,7 @@ ModelBundle ReadBundle(const std::string& bundle) {
     if (packet.end == kModelWhole || packet.end == kModelFault) ++handled;
     at = from + size;
   }
-  read.result = handled > 0 && handled == read.entries && !read.cut_off ? kBundleDispose : kBundleRetain;
+  read.result = handled > 0 && handled == read.entries && !read.cut_off ? PacketDone : PacketRetain;
   return read;
 }
 
@@ -83,8 +83,9 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const ExactCopy copy(bundle);
   const ModelBundle model = ReadBundle(bundle);
   const ConferenceTable no_conferences;
-  const TossSite site = {"msg", "in/badmsgs", &no_conferences};
-  const BundleResult result = TossZipBundle(site, copy.Data(), size);
+  RunLock no_lock;
+  const TossSite site = {"msg", &no_lock, "in/badmsgs", &no_conferences};
+  const TossResult result = TossZipBundle(site, copy.Data(), size);
   MustEqual(result, model.result, "a bundle is disposed of when each entry was handled");
   // Whatever an entry is called, its name makes no line.
   MustEqual(system.CountLogged("  ZIP entry: "), model.entries, "each entry is named");
@@ -94,6 +95,6 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                                 system.CountLogged("  ERROR: ZIP entry claims more compressed data than") !=
                             0;
   Must(said_cut_off == model.cut_off, "an entry that is cut off is reported");
-  Must((system.CountLogged("  retaining ZIP in inbound") == 1) == (result == kBundleRetain), "retaining is reported");
+  Must((system.CountLogged("  retaining ZIP in inbound") == 1) == (result == PacketRetain), "retaining is reported");
   return 0;
 }

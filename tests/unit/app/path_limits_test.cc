@@ -67,15 +67,15 @@ TEST_F(PathLimits, OfTheConferenceTable) {
 TEST_F(PathLimits, OfTheNodeFile) {
   ExpectLimit(site_.Conf("WORK"), "CVWHOSON.DAT", [](const char* directory) {
     NodeStatus status;
-    return ReadNodeStatus(directory, &status) == 1;
+    return ReadNodeStatus(directory, &status) == kNodesIdle;
   });
 }
 
 TEST_F(PathLimits, OfTheLock) {
   ExpectLimit(site_.Msg(), "CVTOSS.BSY", [](const char* directory) {
-    Path lock;
-    const bool taken = AcquireRunLock(directory, "-toss", &lock) == 1;
-    if (taken) ReleaseRunLock(lock);
+    RunLock lock;
+    const bool taken = AcquireRunLock(directory, "-toss", &lock);
+    ReleaseRunLock(&lock);
     return taken;
   });
   EXPECT_FALSE(PathExists(site_.LockFile()) && kTakesLongPaths);
@@ -125,14 +125,16 @@ TEST_F(PathLimits, OfTheSigFileOfACommitWhichThenLeavesTheMessageUnsent) {
   unsent.sent = false;
   site_.Base(1).Add(unsent);
   ExportRecord record = {};
-  site_.Base(1).Path("PTR").copy(record.ptr_path.text, sizeof record.ptr_path.text - 1);
+  site_.Base(1).Path("PTR").copy(record.ptr.text, sizeof record.ptr.text - 1);
   record.conference = 1;
   record.msg_number = 1;
   record.msgid[0] = 'm';
   ExportQueue queue;
+  RunLock lock;
   ASSERT_EQ(QueueExport(record, &queue), 0);
-  ExpectLimit(site_.Msg(), "CVMSG01.SIG",
-              [&queue](const char* directory) { return CommitExports(directory, queue) == 0; });
+  ExpectLimit(site_.Msg(), "CVMSG01.SIG", [&](const char* directory) {
+    return CommitExports({&site_.config, directory, &lock}, queue) == 0;
+  });
   const Strings lines = TakeLines();
   ASSERT_EQ(lines.size(), kTakesLongPaths ? 1U : 2U);
   EXPECT_EQ(

@@ -43,9 +43,9 @@ std::string opened;
 std::string LogPathOf(const std::string& program_path) {
   const ScopedDoor door;
   const FakeProcess process(program_path);
-  OsInForce().Open = [](const char* path, OsOpenMode mode, intptr_t*, int*) {
+  OsInForce().Open = [](const OsPlace& place, OsOpenMode mode, intptr_t*, int*) {
     EXPECT_EQ(mode, kOsAppendText);
-    opened = path;
+    opened = place.path;
     return kOsFailed;
   };
   opened.clear();

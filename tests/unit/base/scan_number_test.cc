@@ -21,7 +21,7 @@ Scanned Scan(const char* text) {
 
 std::optional<uint32_t> ScanUnsigned(const char* text) {
   uint32_t value = 0;
-  return ScanUint32(&text, &value) ? std::optional(value) : std::nullopt;
+  return ScanUint32(&text, &value) == kNumberFits ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace
@@ -72,9 +72,13 @@ TEST(ScanUint32, ReadsTheWholeRange) {
   EXPECT_EQ(ScanUnsigned("+7"), 7U);
 }
 
-TEST(ScanUint32, BeyondTheRangeIsTheLargest) {
-  EXPECT_EQ(ScanUnsigned("4294967296"), 4294967295U);
-  EXPECT_EQ(ScanUnsigned("99999999999999999999"), 4294967295U);
+TEST(ScanUint32, TellsWhatIsBeyondTheRange) {
+  for (const char* text : {"4294967296", "99999999999999999999", "-4294967296"}) {
+    uint32_t value = 0;
+    const char* at = text;
+    EXPECT_EQ(ScanUint32(&at, &value), kNumberTooLarge) << text;
+    EXPECT_STREQ(at, "");
+  }
 }
 
 TEST(ScanUint32, AMinusSignCountsDownFromTwoToThe32) {
@@ -90,7 +94,7 @@ TEST(ScanUint32, NeedsADigit) {
 TEST(ScanUint32, StopsBehindTheLastDigit) {
   const char* text = "12 34";
   uint32_t value = 0;
-  ASSERT_TRUE(ScanUint32(&text, &value));
+  ASSERT_EQ(ScanUint32(&text, &value), kNumberFits);
   EXPECT_STREQ(text, " 34");
 }
 

@@ -40,7 +40,7 @@ class AppendFixture : public SiteFixture {
     table = door;
     NewMessage message = message_;
     if (message.highest == 0) message.highest = scan.highest;
-    return CheckedAppend(site_.Msg().c_str(), conference, base, message);
+    return CheckedAppend(site_.Msg().c_str(), &no_lock_, conference, base, message) == kAppended ? 0 : -1;
   }
 
   int Append() { return AppendTo(7); }
@@ -61,7 +61,7 @@ class AppendFixture : public SiteFixture {
     EXPECT_EQ(site_.Files(), before);
   }
 
-  const MessageBase base_ = site_.Base(7);
+  const TestMessageBase base_ = site_.Base(7);
   NewMessage message_;
   std::string body_;
 };

@@ -12,7 +12,7 @@ using AppendStored = AppendFixture;
 using AppendLimits = AppendFixture;
 
 // The one message of a conference that was empty before.
-std::string OnlyHeader(const MessageBase& base) {
+std::string OnlyHeader(const TestMessageBase& base) {
   std::string ptr = ReadFile(base.Path("PTR"));
   EXPECT_EQ(ptr.size(), 256U);
   ptr.resize(256, '\0');
@@ -70,7 +70,7 @@ TEST_F(AppendStored, AMessageGoesBehindTheOthers) {
 
 TEST_F(AppendStored, BodiesFillTheirRecords) {
   for (const size_t size : {0U, 1U, 126U, 127U, 128U, 253U, 254U, 255U, 1270U, 1271U}) {
-    const MessageBase base = site_.Base(static_cast<int>(size));
+    const TestMessageBase base = site_.Base(static_cast<int>(size));
     std::string body;
     for (size_t i = 0; i < size; ++i) body.push_back(static_cast<char>(i % 251));
     SetBody(body);

@@ -6,12 +6,12 @@ namespace {
 
 class NodeFile : public SiteFixture {
  protected:
-  int Read(const std::string& bytes) {
+  NodeState Read(const std::string& bytes) {
     WriteFile(path_, bytes);
     return ReadNodeStatus(site_.Conf("WORK").c_str(), &status_);
   }
 
-  int Wait() { return WaitForIdleNodes(site_.Conf("WORK").c_str()); }
+  bool Wait() { return WaitForIdleNodes(site_.Conf("WORK").c_str(), &no_lock_); }
 
   void ExpectStatus(int32_t count, int32_t node, uint16_t user, uint8_t mode) const {
     EXPECT_EQ(status_.count, count);
@@ -39,47 +39,47 @@ std::string Idle(size_t nodes) {
 }  // namespace
 
 TEST_F(NodeFile, AllIdleGivesTheCount) {
-  EXPECT_EQ(Read(FromHex("FF FF 00 00 00 00  FF FF 07 01 02 03")), 1);
+  EXPECT_EQ(Read(FromHex("FF FF 00 00 00 00  FF FF 07 01 02 03")), kNodesIdle);
   ExpectStatus(2, 0, 65535, 0);
   EXPECT_EQ(TakeLines(), Strings{});
 }
 
 TEST_F(NodeFile, TheFirstBusyNodeIsReported) {
-  EXPECT_EQ(Read(FromHex("FF FF 09 00 00 00  05 00 0A 00 00 00  01 00 FF 00 00 00")), 0);
+  EXPECT_EQ(Read(FromHex("FF FF 09 00 00 00  05 00 0A 00 00 00  01 00 FF 00 00 00")), kNodeBusy);
   ExpectStatus(3, 2, 5, 0x0A);
   EXPECT_EQ(TakeLines(), Strings{});
 }
 
 TEST_F(NodeFile, OnlyUser65535IsIdle) {
   for (const uint16_t user : std::initializer_list<uint16_t>{0, 1, 255, 65280, 32767, 32768, 65534}) {
-    EXPECT_EQ(Read(NodeBytes(user, 0xFF)), 0) << user;
+    EXPECT_EQ(Read(NodeBytes(user, 0xFF)), kNodeBusy) << user;
     ExpectStatus(1, 1, user, 0xFF);
   }
-  EXPECT_EQ(Read(NodeBytes(65535, 0xFF)), 1);
+  EXPECT_EQ(Read(NodeBytes(65535, 0xFF)), kNodesIdle);
 }
 
 TEST_F(NodeFile, ManyNodesAreReadToTheLast) {
   for (const size_t nodes : {255U, 256U, 257U, 1000U}) {
-    EXPECT_EQ(Read(Idle(nodes)), 1) << nodes;
+    EXPECT_EQ(Read(Idle(nodes)), kNodesIdle) << nodes;
     ExpectStatus(static_cast<int32_t>(nodes), 0, 65535, 0);
-    EXPECT_EQ(Read(Idle(nodes) + NodeBytes(9, 3)), 0) << nodes;
+    EXPECT_EQ(Read(Idle(nodes) + NodeBytes(9, 3)), kNodeBusy) << nodes;
     ExpectStatus(static_cast<int32_t>(nodes) + 1, static_cast<int32_t>(nodes) + 1, 9, 3);
   }
 }
 
 TEST_F(NodeFile, TheSizeMustBeAPositiveMultipleOf6) {
   for (const size_t size : {0U, 1U, 5U, 7U, 11U, 13U}) {
-    EXPECT_EQ(Read(std::string(size, '\xFF')), -1) << size;
+    EXPECT_EQ(Read(std::string(size, '\xFF')), kNodesUnknown) << size;
     ExpectStatus(0, 0, 65535, 0);
     EXPECT_EQ(TakeLines(), Strings{"ERROR: " + path_ + " has an invalid size or could not be read"}) << size;
   }
-  EXPECT_EQ(Read(std::string(6, '\xFF')), 1);
+  EXPECT_EQ(Read(std::string(6, '\xFF')), kNodesIdle);
 }
 
 TEST_F(NodeFile, APathOf511CharactersIsTriedAndOneOf512IsTooLong) {
   const std::string work_dir(498, 'w');
-  EXPECT_EQ(ReadNodeStatus(work_dir.c_str(), &status_), -1);
-  EXPECT_EQ(ReadNodeStatus((work_dir + "w").c_str(), &status_), -1);
+  EXPECT_EQ(ReadNodeStatus(work_dir.c_str(), &status_), kNodesUnknown);
+  EXPECT_EQ(ReadNodeStatus((work_dir + "w").c_str(), &status_), kNodesUnknown);
   EXPECT_EQ(TakeLines(),
             (Strings{"ERROR: could not open " + work_dir + "/CVWHOSON.DAT to verify that all Corvane nodes are free",
                      "ERROR: WORKDIR path is too long to locate CVWHOSON.DAT"}));
@@ -89,7 +89,7 @@ TEST_F(NodeFile, APathOf511CharactersIsTriedAndOneOf512IsTooLong) {
 TEST_F(NodeFile, AFailureLeavesTheDefaults) {
   status_ = {9, 9, 9, 9};
   RemoveFile(path_);
-  EXPECT_EQ(ReadNodeStatus(site_.Conf("WORK").c_str(), &status_), -1);
+  EXPECT_EQ(ReadNodeStatus(site_.Conf("WORK").c_str(), &status_), kNodesUnknown);
   ExpectStatus(0, 0, 65535, 0);
 }
 
@@ -104,7 +104,7 @@ TEST_F(NodeFile, EachFailingCallHasItsLineButTheClose) {
         Case{Call::kReadAt, {"ERROR: short read while checking " + path_}}, Case{Call::kClose, {}}}) {
     door_.Clear();
     door_.FailNth(c.call, 1);
-    EXPECT_EQ(Read(Idle(2)), -1);
+    EXPECT_EQ(Read(Idle(2)), kNodesUnknown);
     EXPECT_EQ(TakeLines(), c.lines);
     EXPECT_EQ(door_.OpenHandles(), 0);
   }
@@ -112,13 +112,13 @@ TEST_F(NodeFile, EachFailingCallHasItsLineButTheClose) {
 
 TEST_F(NodeFile, AFileThatShrinksMeanwhileIsAShortRead) {
   door_.BeforeNth(Call::kReadAt, 1, [&] { WriteFile(path_, Idle(1) + "\xFF\xFF"); });
-  EXPECT_EQ(Read(Idle(2)), -1);
+  EXPECT_EQ(Read(Idle(2)), kNodesUnknown);
   EXPECT_EQ(TakeLines(), Strings{"ERROR: short read while checking " + path_});
 }
 
 TEST_F(NodeFile, ABusyNodeBeforeAShortReadIsBusy) {
   door_.BeforeNth(Call::kReadAt, 1, [&] { WriteFile(path_, NodeBytes(4)); });
-  EXPECT_EQ(Read(Idle(2)), 0);
+  EXPECT_EQ(Read(Idle(2)), kNodeBusy);
   ExpectStatus(2, 1, 4, 0);
   EXPECT_EQ(TakeLines(), Strings{});
 }
@@ -127,7 +127,7 @@ TEST_F(NodeFile, ABusyNodeBeforeAShortReadIsBusy) {
 
 TEST_F(NodeWait, IdleNodesAreNotWaitedFor) {
   WriteFile(path_, Idle(2));
-  EXPECT_EQ(Wait(), 1);
+  EXPECT_TRUE(Wait());
   EXPECT_EQ(TakeLines(), Strings{"Node check: 2 node record(s), all idle"});
   EXPECT_TRUE(clock_.pauses.empty());
   EXPECT_EQ(door_.Count(Call::kOpen), 1);
@@ -135,7 +135,7 @@ TEST_F(NodeWait, IdleNodesAreNotWaitedFor) {
 
 TEST_F(NodeWait, ANodeBusyAtThe31stReadingEndsTheWaitWithoutAnotherPause) {
   WriteFile(path_, NodeBytes(65535) + NodeBytes(5, 0x0A));
-  EXPECT_EQ(Wait(), 0);
+  EXPECT_FALSE(Wait());
   Strings lines(30, kWaiting);
   lines.emplace_back("Aborting: node 2 remained in use by UserNo 5 (Mode=0x0A) for 5 minutes");
   EXPECT_EQ(TakeLines(), lines);
@@ -147,7 +147,7 @@ TEST_F(NodeWait, ANodeBusyAtThe31stReadingEndsTheWaitWithoutAnotherPause) {
 TEST_F(NodeWait, ANodeIdleAtThe31stReadingLetsTheRunGoOn) {
   WriteFile(path_, NodeBytes(65535) + NodeBytes(5, 0x0A));
   door_.BeforeNth(Call::kOpen, 31, [&] { WriteFile(path_, Idle(2)); });
-  EXPECT_EQ(Wait(), 1);
+  EXPECT_TRUE(Wait());
   Strings lines(30, kWaiting);
   lines.emplace_back("Node check: 2 node record(s), all idle");
   EXPECT_EQ(TakeLines(), lines);
@@ -160,7 +160,7 @@ TEST_F(NodeWait, EachReadingStartsAfreshAndTheFileIsClosedDuringThePause) {
     WriteFile(path_, NodeBytes(32768) + NodeBytes(1));
   });
   door_.BeforeNth(Call::kOpen, 3, [&] { WriteFile(path_, Idle(1)); });
-  EXPECT_EQ(Wait(), 1);
+  EXPECT_TRUE(Wait());
   EXPECT_EQ(
       TakeLines(),
       (Strings{"Node 2 is in use by UserNo -2 (Mode=0xAB) -- waiting 10 seconds and rechecking CVWHOSON.DAT...",
@@ -171,7 +171,7 @@ TEST_F(NodeWait, EachReadingStartsAfreshAndTheFileIsClosedDuringThePause) {
 TEST_F(NodeWait, TheNumberOfAUserIsShownSigned) {
   WriteFile(path_, NodeBytes(32767, 0xFF));
   door_.BeforeNth(Call::kOpen, 2, [&] { WriteFile(path_, NodeBytes(0)); });
-  EXPECT_EQ(Wait(), 0);
+  EXPECT_FALSE(Wait());
   const Strings lines = TakeLines();
   EXPECT_EQ(lines.front(),
             "Node 1 is in use by UserNo 32767 (Mode=0xFF) -- waiting 10 seconds and rechecking CVWHOSON.DAT...");
@@ -180,7 +180,7 @@ TEST_F(NodeWait, TheNumberOfAUserIsShownSigned) {
 
 TEST_F(NodeWait, AFailureIsNotWaitedFor) {
   RemoveFile(path_);
-  EXPECT_EQ(Wait(), 0);
+  EXPECT_FALSE(Wait());
   EXPECT_EQ(TakeLines(),
             (Strings{"ERROR: could not open " + path_ + " to verify that all Corvane nodes are free", kUnable}));
   EXPECT_TRUE(clock_.pauses.empty());
@@ -189,13 +189,13 @@ TEST_F(NodeWait, AFailureIsNotWaitedFor) {
 TEST_F(NodeWait, AFailureDuringTheWaitEndsIt) {
   WriteFile(path_, NodeBytes(65535) + NodeBytes(5, 0x0A));
   door_.BeforeNth(Call::kOpen, 3, [&] { WriteFile(path_, ""); });
-  EXPECT_EQ(Wait(), 0);
+  EXPECT_FALSE(Wait());
   EXPECT_EQ(TakeLines(),
             (Strings{kWaiting, kWaiting, "ERROR: " + path_ + " has an invalid size or could not be read", kUnable}));
 }
 
 TEST_F(NodeWait, AFailedCloseAbortsWithoutALineOfItsOwn) {
   door_.FailNth(Call::kClose, 1);
-  EXPECT_EQ(Wait(), 0);
+  EXPECT_FALSE(Wait());
   EXPECT_EQ(TakeLines(), Strings{kUnable});
 }

@@ -28,7 +28,7 @@ class Preflight : public SiteFixture {
     EXPECT_EQ(result_.ptr_count, 4711) << "a failed preflight measures nothing";
   }
 
-  const MessageBase base_ = site_.Base(7);
+  const TestMessageBase base_ = site_.Base(7);
   PreflightResult result_;
 };
 

@@ -8,7 +8,10 @@ namespace {
 
 class Readiness : public SiteFixture {
  protected:
-  int Prepare() { return PrepareMessageBase(site_.config, table_.get()); }
+  int Prepare() {
+    OsDirectory directory;
+    return PrepareMessageBase(site_.config, &no_lock_, table_.get(), &directory);
+  }
 
   void BreakBase(int conference) const { WriteFile(site_.Base(conference).Path("PTR"), "x"); }
 
@@ -69,7 +72,7 @@ TEST_F(Readiness, AConferenceOutsideTheNetworkIsNotChecked) {
 }
 
 TEST_F(Readiness, TheChecksAreNotVerbose) {
-  const MessageBase base = site_.Base(1);
+  const TestMessageBase base = site_.Base(1);
   base.Add({});
   WriteFile(base.Path("IDX"), "");  // it may trail
   ResizeFile(base.Path("DAT"), 65536 * 128);

@@ -41,7 +41,7 @@ using SigReading = Sig;
 // The path.
 
 TEST(SigPath, HoldsTheNumberInTwoDigitsOrMore) {
-  Path path;
+  BasePath path;
   EXPECT_EQ(FormatSigPath("m", 7, &path), 0);
   EXPECT_STREQ(path.text, "m/CVMSG07.SIG");
   EXPECT_EQ(FormatSigPath("m", 200, &path), 0);
@@ -49,7 +49,7 @@ TEST(SigPath, HoldsTheNumberInTwoDigitsOrMore) {
 }
 
 TEST(SigPath, Of511CharactersFitsAndOf512DoesNot) {
-  Path path;
+  BasePath path;
   EXPECT_EQ(FormatSigPath(std::string(499, 'm').c_str(), 7, &path), 0);
   EXPECT_EQ(strlen(path.text), 511U);
   EXPECT_EQ(FormatSigPath(std::string(500, 'm').c_str(), 7, &path), -1);

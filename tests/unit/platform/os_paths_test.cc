@@ -52,10 +52,10 @@ TEST_F(OsPaths, StatSaysWhenNothingIsThere) { EXPECT_EQ(OsStat(a_.c_str(), &stat
 TEST_F(OsPaths, SameFileRecognisesAnotherSpelling) {
   MakeDirectory(directory_ / "sub");
   WriteFile(a_, "");
-  EXPECT_EQ(OsSameFile(a_.c_str(), a_.c_str()), kOsOk);
-  EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / "./a").c_str()), kOsOk);
-  EXPECT_EQ(OsSameFile((directory_ / "sub/../a").c_str(), a_.c_str()), kOsOk);
-  EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / ".\\a").c_str()), kOsOk);
+  EXPECT_EQ(OsSameFile(a_.c_str(), a_.c_str()), kOsSame);
+  EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / "./a").c_str()), kOsSame);
+  EXPECT_EQ(OsSameFile((directory_ / "sub/../a").c_str(), a_.c_str()), kOsSame);
+  EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / ".\\a").c_str()), kOsSame);
 }
 
 TEST_F(OsPaths, SameFileTakesNamesInTwoDirectoriesForTwoFiles) {
@@ -63,9 +63,9 @@ TEST_F(OsPaths, SameFileTakesNamesInTwoDirectoriesForTwoFiles) {
   WriteFile(a_, "x");
   const std::string other = directory_ / "sub/a";
   std::filesystem::create_hard_link(a_, other);
-  EXPECT_EQ(OsSameFile(a_.c_str(), other.c_str()), kOsMissing);
-  EXPECT_EQ(OsSameFile(other.c_str(), a_.c_str()), kOsMissing);
-  EXPECT_EQ(OsSameFile(other.c_str(), (directory_ / "sub/../sub/a").c_str()), kOsOk);
+  EXPECT_EQ(OsSameFile(a_.c_str(), other.c_str()), kOsDifferent);
+  EXPECT_EQ(OsSameFile(other.c_str(), a_.c_str()), kOsDifferent);
+  EXPECT_EQ(OsSameFile(other.c_str(), (directory_ / "sub/../sub/a").c_str()), kOsSame);
 }
 
 TEST_F(OsPaths, SameFileFindsTheDirectoryOfAPathOfAnyForm) {
@@ -73,21 +73,21 @@ TEST_F(OsPaths, SameFileFindsTheDirectoryOfAPathOfAnyForm) {
   std::filesystem::create_hard_link(a_, b_);
   const std::string before = std::filesystem::current_path().string();
   std::filesystem::current_path(directory_.Path());
-  EXPECT_EQ(OsSameFile("a", a_.c_str()), kOsOk);
-  EXPECT_EQ(OsSameFile("./a", ".\\a"), kOsOk);
+  EXPECT_EQ(OsSameFile("a", a_.c_str()), kOsSame);
+  EXPECT_EQ(OsSameFile("./a", ".\\a"), kOsSame);
   std::filesystem::current_path(before);
 }
 
 TEST_F(OsPaths, SameFileTellsTwoFilesOfEqualContentApart) {
   WriteFile(a_, "x");
   WriteFile(b_, "x");
-  EXPECT_EQ(OsSameFile(a_.c_str(), b_.c_str()), kOsMissing);
+  EXPECT_EQ(OsSameFile(a_.c_str(), b_.c_str()), kOsDifferent);
 }
 
 TEST_F(OsPaths, SameFileNeedsBoth) {
   WriteFile(a_, "");
-  EXPECT_EQ(OsSameFile(a_.c_str(), b_.c_str()), kOsMissing);
-  EXPECT_EQ(OsSameFile(b_.c_str(), a_.c_str()), kOsMissing);
+  EXPECT_EQ(OsSameFile(a_.c_str(), b_.c_str()), kOsDifferent);
+  EXPECT_EQ(OsSameFile(b_.c_str(), a_.c_str()), kOsDifferent);
 }
 
 TEST_F(OsPaths, RemoveTakesAFileAwayAndSaysWhenThereWasNone) {
@@ -122,44 +122,54 @@ TEST_F(OsPaths, RemoveUnchangedSaysWhenNothingIsThere) {
   EXPECT_EQ(OsRemoveUnchanged(a_.c_str(), 1000000000), kOsMissing);
 }
 
-// What a held directory answers is what the walk along the path would answer.
-TEST_F(OsPaths, CallsAnswerAlikeForAHeldDirectory) {
+// What an open directory answers is what the walk along the path would answer.
+TEST_F(OsPaths, CallsAnswerAlikeInAnOpenDirectory) {
   MakeDirectory(directory_ / "sub");
-  WriteFile(directory_ / "sub/c", "deep");
-  WriteFile(directory_.Path() + "x", "a neighbour whose name begins alike");
-  {
-    const OsHeldDirectory held(directory_.Path().c_str());
-    OsFile file;
-    EXPECT_EQ(OsOpen(a_.c_str(), kOsUpdate, &file), kOsMissing);
-    ASSERT_EQ(OsOpen(a_.c_str(), kOsCreate, &file), kOsOk);
-    EXPECT_EQ(OsWrite(file, "abc", 3), 0);
-    EXPECT_EQ(OsClose(&file), 0);
-    EXPECT_EQ(ReadFile(a_), "abc");
-    ASSERT_EQ(OsStat((directory_.Path() + "\\a").c_str(), &status_), kOsOk);
-    EXPECT_EQ(status_.size, 3);
-    EXPECT_EQ(OsStat(b_.c_str(), &status_), kOsMissing);
-    ASSERT_EQ(OsStat((directory_ / "sub/c").c_str(), &status_), kOsOk);
-    EXPECT_EQ(status_.size, 4);
-    EXPECT_EQ(OsStat((directory_.Path() + "x").c_str(), &status_), kOsOk);
-    EXPECT_EQ(OsStat((directory_.Path() + "/").c_str(), &status_), kOsOk);
-    EXPECT_EQ(status_.kind, kOsDirectory);
-    EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / "sub/../a").c_str()), kOsOk);
-    EXPECT_EQ(OsRemove(a_.c_str()), kOsOk);
-    EXPECT_EQ(OsRemove(a_.c_str()), kOsMissing);
-    EXPECT_EQ(OsRemove((directory_ / "sub").c_str()), kOsFailed);
-    EXPECT_FALSE(PathExists(a_));
-  }
-  RemoveFile(directory_.Path() + "x");
+  OsDirectory open;
+  ASSERT_EQ(OsOpenDirectory(directory_.Path().c_str(), &open), kOsOk);
+  const OsPlace a(a_.c_str(), open.handle);
+  const std::string b_path = directory_.Path() + "\\b";
+  const OsPlace b(b_path.c_str(), open.handle);
+  OsFile file;
+  EXPECT_EQ(OsOpen(a, kOsUpdate, &file), kOsMissing);
+  ASSERT_EQ(OsOpen(a, kOsCreate, &file), kOsOk);
+  EXPECT_EQ(OsWrite(file, "abc", 3), 0);
+  EXPECT_EQ(OsClose(&file), 0);
+  EXPECT_EQ(ReadFile(a_), "abc");
+  ASSERT_EQ(OsStat(a, &status_), kOsOk);
+  EXPECT_EQ(status_.size, 3);
+  EXPECT_EQ(OsSameFile(a, (directory_ / "sub/../a").c_str()), kOsSame);
+  EXPECT_EQ(OsSameFile(a, b), kOsDifferent);
+  EXPECT_EQ(OsRename(a, b), kOsOk);
+  EXPECT_EQ(OsStat(a, &status_), kOsMissing);
+  EXPECT_EQ(ReadFile(b_), "abc");
+  EXPECT_EQ(OsRename(b, (directory_ / "sub/b").c_str()), kOsOk);
+  EXPECT_EQ(OsRemove(b), kOsMissing);
+  EXPECT_EQ(OsRename((directory_ / "sub/b").c_str(), a), kOsOk);
+  EXPECT_EQ(OsRemove(a), kOsOk);
+  EXPECT_FALSE(PathExists(a_));
 }
 
-TEST_F(OsPaths, ADirectoryThatCannotBeHeldDoesNotMatter) {
-  for (const std::string& path : {directory_ / "missing", a_, std::string(511, 'd'), std::string(512, 'd')}) {
+TEST_F(OsPaths, ADirectoryThatCannotBeOpenedIsWalkedTo) {
+  for (const std::string& path : {directory_ / "missing", a_, std::string(5000, 'd')}) {
     WriteFile(a_, "abc");
-    const OsHeldDirectory held(path.c_str());
-    EXPECT_EQ(OsStat(a_.c_str(), &status_), kOsOk);
-    EXPECT_EQ(OsStat((directory_ / "missing/a").c_str(), &status_), kOsMissing);
-    EXPECT_EQ(OsRemove(a_.c_str()), kOsOk);
+    OsDirectory open;
+    (void)OsOpenDirectory(path.c_str(), &open);
+    EXPECT_EQ(open.handle, kOsNone);
+    EXPECT_EQ(OsStat({a_.c_str(), open.handle}, &status_), kOsOk);
+    EXPECT_EQ(OsRemove({a_.c_str(), open.handle}), kOsOk);
   }
+}
+
+TEST_F(OsPaths, TouchMakesAFileYoungAndKeepsItsBytes) {
+  WriteFile(a_, "abc");
+  SetModifiedAt(a_, 1000000000);
+  OsFile file;
+  ASSERT_EQ(OsOpen(a_.c_str(), kOsUpdate, &file), kOsOk);
+  EXPECT_EQ(OsTouch(file), 0);
+  EXPECT_EQ(OsClose(&file), 0);
+  EXPECT_LE(OsNow() - ModifiedAt(a_), 60);
+  EXPECT_EQ(ReadFile(a_), "abc");
 }
 
 TEST_F(OsPaths, RenameMovesAFile) {
@@ -244,7 +254,7 @@ TEST_F(OsPaths, FailuresOfTheSystemArePassedOn) {
   char name[kOsNameSize];
   EXPECT_EQ(OsListNext(&list, name), kOsFailed);
   EXPECT_EQ(OsStat(a_.c_str(), &status_), kOsFailed);
-  EXPECT_EQ(OsSameFile(a_.c_str(), a_.c_str()), kOsFailed);
+  EXPECT_EQ(OsSameFile(a_.c_str(), a_.c_str()), kOsNotTold);
   EXPECT_EQ(OsRemove(a_.c_str()), kOsFailed);
   EXPECT_EQ(OsRemoveUnchanged(a_.c_str(), 0), kOsFailed);
   EXPECT_EQ(OsRename(a_.c_str(), b_.c_str()), kOsFailed);

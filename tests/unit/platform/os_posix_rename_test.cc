@@ -16,7 +16,7 @@
 
 namespace {
 
-using Mover = OsResult (*)(const char* from, const char* to);
+using Mover = OsResult (*)(const OsPlace& from, const OsPlace& to);
 
 class PosixMove : public testing::TestWithParam<Mover> {
  protected:

@@ -69,28 +69,27 @@ TEST(OsPosix, APathThatIsTooLongFailsAndIsNeverTakenForAbsent) {
     EXPECT_EQ(OsStat(path.c_str(), &status), kOsFailed);
     EXPECT_EQ(OsOpen(path.c_str(), kOsRead, &file), kOsFailed);
     EXPECT_EQ(OsRemove(path.c_str()), kOsFailed);
-    EXPECT_EQ(OsSameFile(path.c_str(), path.c_str()), kOsFailed);
+    EXPECT_EQ(OsSameFile(path.c_str(), path.c_str()), kOsNotTold);
     EXPECT_EQ(OsRename(path.c_str(), path.c_str()), kOsFailed);
   }
   OsStatus status;
   EXPECT_EQ(OsStat(std::string(4095, '/').c_str(), &status), kOsOk);
 }
 
-// Whoever puts another directory in the place of the held one meanwhile does not tear a message apart.
-TEST(OsPosix, AHeldDirectoryIsTheOneThatStoodThereFirstUntilItIsLetGo) {
+// Whoever puts another directory in the place of an open one meanwhile does not tear a message apart.
+TEST(OsPosix, AnOpenDirectoryIsTheOneThatStoodThereWhenItWasOpened) {
   const TemporaryDirectory directory;
   const std::string path = directory / "msg";
   MakeDirectory(path);
   WriteFile(path + "/a", "first");
+  OsDirectory open;
+  ASSERT_EQ(OsOpenDirectory(path.c_str(), &open), kOsOk);
+  std::filesystem::rename(path, directory / "moved");
+  MakeDirectory(path);
+  WriteFile(path + "/b", "second");
   OsStatus status;
-  {
-    const OsHeldDirectory held(path.c_str());
-    std::filesystem::rename(path, directory / "moved");
-    MakeDirectory(path);
-    WriteFile(path + "/b", "second");
-    EXPECT_EQ(OsStat((path + "/a").c_str(), &status), kOsOk);
-    EXPECT_EQ(OsStat((path + "\\b").c_str(), &status), kOsMissing);
-  }
+  EXPECT_EQ(OsStat({(path + "/a").c_str(), open.handle}, &status), kOsOk);
+  EXPECT_EQ(OsStat({(path + "\\b").c_str(), open.handle}, &status), kOsMissing);
   EXPECT_EQ(OsStat((path + "/a").c_str(), &status), kOsMissing);
   EXPECT_EQ(OsStat((path + "/b").c_str(), &status), kOsOk);
 }
@@ -207,7 +206,7 @@ TEST(OsPosix, ALinkThatLeadsNowhereIsNotAbsent) {
   const TemporaryDirectory directory;
   ASSERT_EQ(symlink("nowhere", (directory / "link").c_str()), 0);
   OsStatus status;
-  EXPECT_EQ(OsStat((directory / "link").c_str(), &status), kOsFailed);
+  EXPECT_EQ(OsStat((directory / "link").c_str(), &status), kOsDangling);
 }
 
 TEST(OsPosix, OnlyALinkOnTheLeftIsTheSameFile) {
@@ -228,8 +227,8 @@ TEST(OsPosix, APathBeyondAllMeasureIsNeverTheSameFile) {
   WriteFile(directory / "a", "");
   std::filesystem::create_hard_link(directory / "a", directory / "b");
   const std::string around(1100, '/');
-  EXPECT_EQ(OsSameFile((directory / "a").c_str(), (directory.Path() + around + "b").c_str()), kOsFailed);
-  EXPECT_EQ(OsSameFile((directory.Path() + around + "b").c_str(), (directory / "a").c_str()), kOsFailed);
+  EXPECT_EQ(OsSameFile((directory / "a").c_str(), (directory.Path() + around + "b").c_str()), kOsNotTold);
+  EXPECT_EQ(OsSameFile((directory.Path() + around + "b").c_str(), (directory / "a").c_str()), kOsNotTold);
 }
 
 TEST(OsPosix, APipeNeitherHangsNorHasPositions) {
@@ -264,11 +263,27 @@ TEST(OsPosixDeathTest, EachBreakSignalRemovesTheFileAndThenKills) {
         {
           (void)signal(number, SIG_DFL);
           OsInstallBreakHandler();
-          OsSetBreakFile((directory / "msg\\CVTOSS.BSY").c_str());
+          OsSetBreakFile((directory / "msg\\CVTOSS.BSY").c_str(), "x");
           (void)raise(number);
         },
         testing::KilledBySignal(number), "");
     EXPECT_FALSE(PathExists(directory / "msg/CVTOSS.BSY")) << number;
+  }
+}
+
+TEST(OsPosixDeathTest, ABreakLeavesAFileThatHoldsSomethingElse) {
+  for (const char* const other : {"", "own", "own line, and more"}) {
+    const TemporaryDirectory directory;
+    WriteFile(directory / "CVTOSS.BSY", other);
+    EXPECT_EXIT(
+        {
+          (void)signal(SIGTERM, SIG_DFL);
+          OsInstallBreakHandler();
+          OsSetBreakFile((directory / "CVTOSS.BSY").c_str(), "own line");
+          (void)raise(SIGTERM);
+        },
+        testing::KilledBySignal(SIGTERM), "");
+    EXPECT_EQ(ReadFile(directory / "CVTOSS.BSY"), other);
   }
 }
 
@@ -279,8 +294,8 @@ TEST(OsPosixDeathTest, ABreakRemovesNothingOnceNoFileIsSet) {
       {
         (void)signal(SIGINT, SIG_DFL);  // a background job of a shell starts with it switched off
         OsInstallBreakHandler();
-        OsSetBreakFile((directory / "CVTOSS.BSY").c_str());
-        OsSetBreakFile("");
+        OsSetBreakFile((directory / "CVTOSS.BSY").c_str(), "x");
+        OsSetBreakFile("", "");
         (void)raise(SIGINT);
       },
       testing::KilledBySignal(SIGINT), "");

@@ -14,7 +14,7 @@ class ExportCommit : public SiteFixture {
     message.sent = false;
     site_.Base(conference).Add(message);
     ExportRecord record = {};
-    CopyCut(record.ptr_path.text, site_.Base(conference).Path("PTR").c_str());
+    CopyCut(record.ptr.text, site_.Base(conference).Path("PTR").c_str());
     record.ordinal = ordinal;
     record.conference = conference;
     record.msg_number = number;
@@ -25,7 +25,8 @@ class ExportCommit : public SiteFixture {
   static std::string Msgid(int32_t number) { return "1:229/426 0000000" + std::to_string(number); }
   static std::string SigLine(int32_t number) { return Msgid(number) + "\t" + std::to_string(number) + "\r\n"; }
 
-  int Commit() { return CommitExports(site_.Msg().c_str(), queue_); }
+  int Commit() { return Commit(queue_); }
+  int Commit(const ExportQueue& queue) { return CommitExports({&site_.config, site_.config.MsgDir, &no_lock_}, queue); }
 
   // What is left of one message whose commit met the fault: its SIG file as it was, unsent, and that line.
   void ExpectUnsent(const Fault& fault, const std::string& line) {
@@ -119,7 +120,7 @@ TEST_F(ExportCommit, ASigFileOf2GigabytesCannotBeInspected) {
   for (const int64_t size : {int64_t{2147483648}, int64_t{-1}}) {
     static int64_t told;
     told = size;
-    table.Stat = [](const char*, OsStatus* status) {
+    table.Stat = [](const OsPlace&, OsStatus* status) {
       status->kind = kOsRegularFile;
       status->size = told;
       return kOsOk;
@@ -302,7 +303,7 @@ TEST_F(ExportCommit, AMessageWithoutMsgidIsMarkedWithoutALine) {
   record.msgid[0] = '\0';
   ExportQueue queue;
   ASSERT_EQ(QueueExport(record, &queue), 0);
-  EXPECT_EQ(CommitExports(site_.Msg().c_str(), queue), 0);
+  EXPECT_EQ(Commit(queue), 0);
   EXPECT_EQ(ReadFile(sig_), "");
   EXPECT_EQ(SentByte(), '\1');
 }

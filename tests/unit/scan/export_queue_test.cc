@@ -9,7 +9,7 @@ namespace {
 
 ExportRecord MakeRecord(int32_t number) {
   ExportRecord record = {};
-  CopyCut(record.ptr_path.text, ("path " + std::to_string(number)).c_str());
+  CopyCut(record.ptr.text, ("path " + std::to_string(number)).c_str());
   record.ordinal = int64_t{number} * 10;
   record.conference = number + 1;
   record.msg_number = -number;
@@ -19,7 +19,7 @@ ExportRecord MakeRecord(int32_t number) {
 
 void ExpectRecord(const ExportQueue& queue, size_t index, int32_t number) {
   const ExportRecord record = GetExport(queue, index);
-  EXPECT_EQ(record.ptr_path.text, "path " + std::to_string(number));
+  EXPECT_EQ(record.ptr.text, "path " + std::to_string(number));
   EXPECT_EQ(record.ordinal, int64_t{number} * 10);
   EXPECT_EQ(record.conference, number + 1);
   EXPECT_EQ(record.msg_number, -number);

@@ -22,7 +22,9 @@ class OutboundTexts : public SiteFixture {
     ASSERT_EQ(AppendBytes(&message_.body, body.data(), body.size()), 0);
   }
 
-  OutboundKludges Make(uint32_t serial = 1) { return MakeKludges(site_.config, message_, serial); }
+  OutboundKludges Make(uint32_t serial = 1) {
+    return MakeKludges({&site_.config, site_.config.MsgDir, &no_lock_}, message_, serial);
+  }
 
   // The offset told when it is `utc` there and local time is `minutes` ahead.
   std::string Tzutc(int64_t utc, int minutes) {

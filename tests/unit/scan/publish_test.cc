@@ -14,7 +14,7 @@ class Publishing : public SiteFixture {
     EXPECT_EQ(AppendBytes(&packet_, "messages", 8), 0);
   }
 
-  int Publish() { return PublishBundle(site_.config, 3, &packet_); }
+  int Publish() { return PublishBundle({&site_.config, site_.config.MsgDir, &no_lock_}, 3, &packet_); }
 
   // Publishing fails with these lines, and nothing is there that was not there before.
   void ExpectFailure(const Strings& lines) {

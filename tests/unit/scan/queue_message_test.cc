@@ -18,11 +18,12 @@ class QueueMessages : public SiteFixture {
     CopyCut(message_.header.Subj, "Hello");
     CopyCut(message_.recipient, "Bob");
     message_.destination = {5, 6, 7, 8};
-    CopyCut(ptr_path_.text, "the PTR file");
+    CopyCut(ptr_.text, "the PTR file");
     clock_.now = 1167987843;  // 2007-01-05 09:04:03 UTC
   }
 
-  int Queue() { return QueueMessage(site_.config, ptr_path_, message_, &outbound_); }
+  int Queue() { return QueueMessage(Where(), ptr_, message_, &outbound_); }
+  ScanSite Where() { return {&site_.config, site_.config.MsgDir, &no_lock_}; }
 
   // The packet so far, each NUL shown as "|" and each CR as "/", the numbers of the head left out.
   std::string Texts() const {
@@ -41,7 +42,7 @@ class QueueMessages : public SiteFixture {
 
   ConferenceEntry conference_;
   LocalMessage message_;
-  Path ptr_path_;
+  BasePath ptr_;
   Outbound outbound_;
 };
 
@@ -91,7 +92,7 @@ TEST_F(QueueMessages, ARecordIsKeptOfEach) {
   ASSERT_EQ(outbound_.queue.count, 2U);
   for (size_t i = 0; i < 2; ++i) {
     const ExportRecord record = GetExport(outbound_.queue, i);
-    EXPECT_STREQ(record.ptr_path.text, "the PTR file");
+    EXPECT_STREQ(record.ptr.text, "the PTR file");
     EXPECT_EQ(record.ordinal, 41 + static_cast<int64_t>(i));
     EXPECT_EQ(record.conference, 2);
     EXPECT_EQ(record.msg_number, 12);
@@ -145,7 +146,7 @@ TEST_F(QueueMessages, WithoutMemoryEachStepHasItsLineAndTheSerialStaysTaken) {
       Outbound fresh;
       door_.Clear();
       door_.FailNth(Call::kReallocate, nth);
-      const int result = QueueMessage(site_.config, ptr_path_, message_, &fresh);
+      const int result = QueueMessage(Where(), ptr_, message_, &fresh);
       const Strings said = TakeLines();
       ++serials;
       if (!door_.HasStruck()) break;

@@ -28,6 +28,7 @@ FakeClock::FakeClock(int64_t start) : now(start), before_(OsInForce()) {
   part_of_a_second = 0;
   OsTable& table = OsInForce();
   table.Now = Now;
+  table.Uptime = Now;
   table.LocalTime = LocalTime;
   table.UtcTime = UtcTime;
   table.Sleep = Sleep;
@@ -36,6 +37,7 @@ FakeClock::FakeClock(int64_t start) : now(start), before_(OsInForce()) {
 FakeClock::~FakeClock() {
   OsTable& table = OsInForce();
   table.Now = before_.Now;
+  table.Uptime = before_.Uptime;
   table.LocalTime = before_.LocalTime;
   table.UtcTime = before_.UtcTime;
   table.Sleep = before_.Sleep;

@@ -6,8 +6,8 @@
 
 #include "platform/os.h"
 
-// While it lives, OsNow answers `now`, OsSleep moves it on and records the pause, and OsLocalTime is UTC plus a fixed
-// number of seconds.
+// While it lives, OsNow and OsUptime answer `now`, OsSleep moves it on and records the pause, and OsLocalTime is UTC
+// plus a fixed number of seconds.
 class FakeClock {
  public:
   static constexpr int64_t kStart = 1763166684;  // 2025-11-15 00:31:24 UTC

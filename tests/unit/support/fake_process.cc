@@ -20,7 +20,10 @@ size_t ProgramPath(char* path, size_t size) {
 
 void InstallBreakHandler() { ++current->break_handlers; }
 
-void SetBreakFile(const char* path) { current->break_file = path; }
+void SetBreakFile(const char* path, const char* contents) {
+  current->break_file = path;
+  current->break_contents = contents;
+}
 
 }  // namespace
 

@@ -17,8 +17,9 @@ class FakeProcess {
 
   std::string program_path;  // an empty one cannot be told
   uint32_t id = 4120;
-  std::string break_file;  // empty: a break removes nothing
-  int break_handlers = 0;  // how often the handler was installed
+  std::string break_file;      // empty: a break removes nothing
+  std::string break_contents;  // what it has to hold to be removed
+  int break_handlers = 0;      // how often the handler was installed
 
  private:
   OsTable before_;

@@ -136,13 +136,13 @@ std::string DatBytes(const std::string& body) {
   return bytes;
 }
 
-std::string MessageBase::Path(const std::string& kind) const {
+std::string TestMessageBase::Path(const std::string& kind) const {
   char name[32];
   (void)snprintf(name, sizeof name, "/CVMSG%02d.", conference_);
   return msg_dir_ + name + kind;
 }
 
-void MessageBase::Add(BaseMessage message) const {
+void TestMessageBase::Add(BaseMessage message) const {
   const std::map<std::string, std::string> files = Bytes();
   const std::string ptr = ContentOf(files, "PTR");
   int32_t highest = 0;
@@ -182,7 +182,7 @@ std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& 
   return messages;
 }
 
-std::map<std::string, std::string> MessageBase::Bytes() const {
+std::map<std::string, std::string> TestMessageBase::Bytes() const {
   std::map<std::string, std::string> files;
   for (const char* kind : {"PTR", "IDX", "DAT", "SIG"}) {
     if (PathExists(Path(kind))) files[kind] = ReadFile(Path(kind));

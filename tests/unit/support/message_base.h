@@ -23,7 +23,7 @@ struct BaseMessage {
   bool deleted = false;
   int32_t number = 0;      // 0: one more than the highest there is
   int32_t thread_ref = 0;  // 0: its own number
-  // Given by MessageBase.
+  // Given by TestMessageBase.
   uint16_t where = 0;
   uint16_t records = 0;
   uint16_t conference = 0;
@@ -50,9 +50,9 @@ std::string PrefixedText(const std::string& text, size_t width);
 std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& files);
 
 // The files of one conference in `msg_dir`.
-class MessageBase {
+class TestMessageBase {
  public:
-  MessageBase(std::string msg_dir, int conference) : msg_dir_(std::move(msg_dir)), conference_(conference) {}
+  TestMessageBase(std::string msg_dir, int conference) : msg_dir_(std::move(msg_dir)), conference_(conference) {}
 
   // The path of the file of that kind: "PTR", "IDX", "DAT" or "SIG".
   std::string Path(const std::string& kind) const;

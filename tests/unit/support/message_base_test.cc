@@ -9,7 +9,7 @@
 
 TEST(MessageBaseBuilder, WhatIsAddedIsReadBack) {
   const Site site;
-  const MessageBase base = site.Base(1);
+  const TestMessageBase base = site.Base(1);
   BaseMessage first;
   first.body = std::string(254, 'x');
   first.msgid = "1:2/3 0a";
@@ -33,7 +33,7 @@ TEST(MessageBaseBuilder, WhatIsAddedIsReadBack) {
 TEST(MessageBaseBuilder, APartOfAMessageIsNoticed) {
   for (const char* kind : {"PTR", "IDX", "DAT", "SIG"}) {
     const Site site;
-    const MessageBase base = site.Base(1);
+    const TestMessageBase base = site.Base(1);
     BaseMessage message;
     message.msgid = "1:2/3 0a";
     base.Add(message);

@@ -49,14 +49,14 @@ Answer Noted(const ScopedDoor::Verdict& verdict, Answer answer) {
   return answer;
 }
 
-OsResult Open(const char* path, OsOpenMode mode, intptr_t* handle, int* error) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kOpen, path, mode);
+OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kOpen, place.path, mode);
   if (verdict.fails) {
     *error = verdict.answer == kOsMissing ? ENOENT : verdict.answer == kOsExists ? EEXIST : EACCES;
     return Noted(verdict, verdict.answer);
   }
-  const OsResult result = next.Open(path, mode, handle, error);
-  if (result == kOsOk) open_files[*handle] = {path, mode};
+  const OsResult result = next.Open(place, mode, handle, error);
+  if (result == kOsOk) open_files[*handle] = {place.path, mode};
   return Noted(verdict, result);
 }
 
@@ -70,7 +70,8 @@ template <class Move>
 int64_t MoveBytes(Call call, intptr_t handle, size_t size, const Move& move) {
   const ScopedDoor::Verdict verdict = JudgeFile(call, handle, size);
   if (verdict.is_short) return Noted(verdict, size < 2 ? 0 : move(size / 2));
-  if (verdict.fails) return Noted(verdict, verdict.answer == kOsUnseekable && call == Call::kWriteAt ? -2 : -1);
+  if (verdict.fails)
+    return Noted(verdict, verdict.answer == kOsUnseekable && call == Call::kWriteAt ? kOsNoPositions : -1);
   return Noted(verdict, move(size));
 }
 
@@ -103,22 +104,27 @@ int Close(intptr_t handle) {
   return Noted(verdict, verdict.fails ? -1 : result);
 }
 
-OsResult Stat(const char* path, OsStatus* status) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kStat, path);
+int Touch(intptr_t handle) {
+  const ScopedDoor::Verdict verdict = JudgeFile(Call::kTouch, handle);
+  return Noted(verdict, verdict.fails ? -1 : next.Touch(handle));
+}
+
+OsResult Stat(const OsPlace& place, OsStatus* status) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kStat, place.path);
   if (verdict.fails) return Noted(verdict, verdict.answer);
-  const OsResult result = next.Stat(path, status);
+  const OsResult result = next.Stat(place, status);
   if (result == kOsOk) current->Record(verdict).found_size = status->size;
   return Noted(verdict, result);
 }
 
-OsResult SameFile(const char* left, const char* right) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kSameFile, left);
-  return Noted(verdict, verdict.fails ? verdict.answer : next.SameFile(left, right));
+OsSameness SameFile(const OsPlace& source, const OsPlace& other) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kSameFile, source.path);
+  return Noted(verdict, verdict.fails ? kOsNotTold : next.SameFile(source, other));
 }
 
-OsResult Remove(const char* path) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kRemove, path);
-  return Noted(verdict, verdict.fails ? verdict.answer : next.Remove(path));
+OsResult Remove(const OsPlace& place) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kRemove, place.path);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.Remove(place));
 }
 
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
@@ -126,14 +132,19 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
   return Noted(verdict, verdict.fails ? verdict.answer : next.RemoveUnchanged(path, modified));
 }
 
-OsResult Rename(const char* from, const char* to) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kRename, to);
+OsResult Rename(const OsPlace& from, const OsPlace& to) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kRename, to.path);
   return Noted(verdict, verdict.fails ? verdict.answer : next.Rename(from, to));
 }
 
 OsResult MakeDirectory(const char* path) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kMakeDirectory, path);
   return Noted(verdict, verdict.fails ? verdict.answer : next.MakeDirectory(path));
+}
+
+OsResult OpenDirectory(const char* path, intptr_t* handle) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kOpenDirectory, path);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.OpenDirectory(path, handle));
 }
 
 OsResult ListOpen(const char* path, void** list) {
@@ -185,12 +196,14 @@ ScopedDoor::ScopedDoor() : before_(OsInForce()) {
   table.Flush = Flush;
   table.SetSize = SetSize;
   table.Close = Close;
+  table.Touch = Touch;
   table.Stat = Stat;
   table.SameFile = SameFile;
   table.Remove = Remove;
   table.RemoveUnchanged = RemoveUnchanged;
   table.Rename = Rename;
   table.MakeDirectory = MakeDirectory;
+  table.OpenDirectory = OpenDirectory;
   table.ListOpen = ListOpen;
   table.ListNext = ListNext;
   table.ListClose = ListClose;

@@ -40,7 +40,7 @@ class Site {
   std::string LockFile() const { return Msg("CVTOSS.BSY"); }
   std::string ProgramFile() const { return directory_ / "cvtoss32"; }
 
-  MessageBase Base(int conference) const { return {Msg(), conference}; }
+  TestMessageBase Base(int conference) const { return {Msg(), conference}; }
 
   void WriteConferences(const std::vector<SiteConference>& conferences) const;
 

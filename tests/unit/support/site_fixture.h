@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "app/run_lock.h"
 #include "unit/support/captured_log.h"
 #include "unit/support/fake_clock.h"
 #include "unit/support/fake_process.h"
@@ -32,4 +33,5 @@ class SiteFixture : public testing::Test {
   FakeProcess process_{site_.ProgramFile()};
   CapturedLog log_;
   ScopedDoor door_;
+  RunLock no_lock_;  // of a step that is tried without a run
 };

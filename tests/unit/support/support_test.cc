@@ -140,9 +140,10 @@ TEST(FakeProcess, TellsItsPathAndIdAndRecordsTheBreakFile) {
   EXPECT_STREQ(path, "/bbs/cvtoss32");
   EXPECT_EQ(OsProgramPath(path, 13), 13U);
   EXPECT_EQ(OsProcessId(), 4120U);
-  OsSetBreakFile("x");
+  OsSetBreakFile("x", "owner");
   OsInstallBreakHandler();
   EXPECT_EQ(process.break_file, "x");
+  EXPECT_EQ(process.break_contents, "owner");
   EXPECT_EQ(process.break_handlers, 1);
 }
 

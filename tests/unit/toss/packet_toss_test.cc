@@ -18,7 +18,7 @@ PacketMessage Echo(const std::string& msgid, const std::string& area = "GENERAL"
 class PacketToss : public TossFixture {
  protected:
   // Tosses a copy of exactly its own size, so that a sanitizer sees any look behind it.
-  TossResult Toss(const std::string& packet) const {
+  TossResult Toss(const std::string& packet) {
     const std::vector<uint8_t> exact(packet.begin(), packet.end());
     return TossPacket(Where(), exact.data(), exact.size());
   }

@@ -18,7 +18,7 @@ class TossFixture : public SiteFixture {
     log_.Clear();
   }
 
-  TossSite Where() const { return {msg_dir_.c_str(), bad_dir_.c_str(), table_.get()}; }
+  TossSite Where() { return {msg_dir_.c_str(), &no_lock_, bad_dir_.c_str(), table_.get()}; }
 
   // The only message of a conference.
   BaseMessage Only(int conference) const {

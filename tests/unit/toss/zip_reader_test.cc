@@ -36,7 +36,7 @@ ZipEntryParts DeflatedEntry(const std::string& content) {
 class ZipReader : public TossFixture {
  protected:
   // Tosses a copy of exactly its own size, so that a sanitizer sees any look behind it.
-  BundleResult Toss(const std::string& bundle) const {
+  TossResult Toss(const std::string& bundle) {
     const std::vector<uint8_t> exact(bundle.begin(), bundle.end());
     return TossZipBundle(Where(), exact.data(), exact.size());
   }
@@ -44,13 +44,13 @@ class ZipReader : public TossFixture {
   // An entry that fails with `line`, after its own line, between two good ones.
   void ExpectEntryFails(const ZipEntryParts& entry, const std::string& line) {
     const std::string good = ZipEntryBytes(Entry(PacketBytes({}), "good"));
-    EXPECT_EQ(Toss(good + ZipEntryBytes(entry) + good), kBundleRetain);
+    EXPECT_EQ(Toss(good + ZipEntryBytes(entry) + good), PacketRetain);
     const Strings lines = TakeLines();
     ASSERT_EQ(lines.size(), 9U) << line;
     EXPECT_EQ(lines[4], line);
     EXPECT_EQ(lines[5].substr(0, 17), "  ZIP entry: good");
     EXPECT_EQ(lines[8], kRetaining);
-    EXPECT_EQ(Toss(ZipEntryBytes(entry)), kBundleRetain);
+    EXPECT_EQ(Toss(ZipEntryBytes(entry)), PacketRetain);
     const Strings alone = TakeLines();
     ASSERT_EQ(alone.size(), 4U) << line;
     EXPECT_EQ(alone[1], line);
@@ -60,7 +60,7 @@ class ZipReader : public TossFixture {
 
   // The bundle ends in a fault of its structure, with those lines.
   void ExpectCut(const std::string& bundle, Strings lines) {
-    EXPECT_EQ(Toss(bundle), kBundleRetain);
+    EXPECT_EQ(Toss(bundle), PacketRetain);
     lines.emplace_back(kRetaining);
     EXPECT_EQ(TakeLines(), lines);
   }
@@ -70,7 +70,7 @@ class ZipReader : public TossFixture {
 
 TEST_F(ZipReader, AStoredPacketIsTossedAndTheBundleDisposedOf) {
   const std::string packet = Packet("a");
-  EXPECT_EQ(Toss(ZipEntryBytes(Entry(packet))), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(Entry(packet))), PacketDone);
   const std::string size = std::to_string(packet.size());
   EXPECT_EQ(TakeLines(), (Strings{"  ZIP entry: a.pkt (method=0, " + size + " -> " + size + " bytes)", kPacketLine,
                                   "  -> wrote conf 1 msg #1  From='Ann Author' To='All' Subj='Hello' (1 records)",
@@ -79,7 +79,7 @@ TEST_F(ZipReader, AStoredPacketIsTossedAndTheBundleDisposedOf) {
 
 TEST_F(ZipReader, ADeflatedPacketIsTossed) {
   const std::string packet = Packet("a");
-  EXPECT_EQ(Toss(ZipEntryBytes(DeflatedEntry(packet))), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(DeflatedEntry(packet))), PacketDone);
   EXPECT_EQ(TakeLines().at(0), "  ZIP entry: a.pkt (method=8, " + std::to_string(Deflated(packet).size()) + " -> " +
                                    std::to_string(packet.size()) + " bytes)");
   EXPECT_EQ(Only(1).msgid, "a");
@@ -90,7 +90,7 @@ TEST_F(ZipReader, EveryFieldOfAHeaderIsReadFromItsOffset) {
                                  "50 4B 03 04  FF FF  F7 FF  00 00  FF FF  FF FF  FF FF FF FF"  // all flags but bit 3
                                  "3C 00 00 00  3C 00 00 00  01 00  02 00") +
                              "nxx" + PacketBytes({});
-  EXPECT_EQ(Toss(bundle), kBundleDispose);
+  EXPECT_EQ(Toss(bundle), PacketDone);
   EXPECT_EQ(TakeLines().at(0), "  ZIP entry: n (method=0, 60 -> 60 bytes)");
 }
 
@@ -99,7 +99,7 @@ TEST_F(ZipReader, ManyEntriesAreTossedInOrderWithNamesAndExtraFieldsOfAnyLength)
   ZipEntryParts extra = DeflatedEntry(Packet("b"));
   extra.extra = std::string(65535, 'e');
   ZipEntryParts named = Entry(Packet("c"), std::string(65535, 'n'));
-  EXPECT_EQ(Toss(ZipEntryBytes(unnamed) + ZipEntryBytes(extra) + ZipEntryBytes(named)), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(unnamed) + ZipEntryBytes(extra) + ZipEntryBytes(named)), PacketDone);
   const std::vector<BaseMessage> messages = site_.Base(1).Read();
   ASSERT_EQ(messages.size(), 3U);
   EXPECT_EQ(messages[0].msgid + messages[1].msgid + messages[2].msgid, "abc");
@@ -108,7 +108,7 @@ TEST_F(ZipReader, ManyEntriesAreTossedInOrderWithNamesAndExtraFieldsOfAnyLength)
 
 TEST_F(ZipReader, NamesAreCutTo259BytesInTheLog) {
   for (const size_t length : {258U, 259U, 260U, 1000U}) {
-    EXPECT_EQ(Toss(ZipEntryBytes(Entry(PacketBytes({}), std::string(length, 'n')))), kBundleDispose);
+    EXPECT_EQ(Toss(ZipEntryBytes(Entry(PacketBytes({}), std::string(length, 'n')))), PacketDone);
     EXPECT_EQ(TakeLines().at(0),
               "  ZIP entry: " + std::string(length < 259 ? length : 259, 'n') + " (method=0, 60 -> 60 bytes)");
   }
@@ -118,18 +118,18 @@ TEST_F(ZipReader, TheWalkEndsAtTheCentralDirectoryOrAnythingElse) {
   const std::string entry = ZipEntryBytes(Entry(PacketBytes({})));
   for (const std::string& rest : {FromHex("50 4B 01 02") + std::string(60, '\0'), std::string(100, 'x'),
                                   std::string("PK\x03\x04") + std::string(25, '\0'), std::string("P")}) {
-    EXPECT_EQ(Toss(entry + rest), kBundleDispose) << ToHex(rest);
+    EXPECT_EQ(Toss(entry + rest), PacketDone) << ToHex(rest);
     EXPECT_EQ(log_.CountOfStart("  ZIP entry:"), 1);
     log_.Clear();
   }
-  EXPECT_EQ(Toss(entry + "PK\x03\x04" + std::string(26, '\0')), kBundleRetain) << "30 bytes are an entry";
+  EXPECT_EQ(Toss(entry + "PK\x03\x04" + std::string(26, '\0')), PacketRetain) << "30 bytes are an entry";
 }
 
 TEST_F(ZipReader, AFileWithoutALocalHeaderIsLeft) {
   const std::string whole = ZipEntryBytes(Entry(PacketBytes({}), ""));
   for (const std::string& bundle : {whole.substr(0, 20), whole.substr(0, 29), std::string(), std::string("PK\x03\x04"),
                                     FromHex("50 4B 05 06") + std::string(40, '\0')}) {
-    EXPECT_EQ(Toss(bundle), kBundleLeave);
+    EXPECT_EQ(Toss(bundle), NotAPacket);
     EXPECT_EQ(TakeLines(), Strings{"  no ZIP local file headers found -- not a ZIP bundle after all?"});
   }
 }
@@ -157,7 +157,7 @@ TEST_F(ZipReader, AnEntryExpandsToAtMost67108864Bytes) {
   }
   std::string largest = PacketBytes({});
   largest.resize(67108864, '\0');
-  EXPECT_EQ(Toss(ZipEntryBytes(DeflatedEntry(largest))), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(DeflatedEntry(largest))), PacketDone);
 }
 
 TEST_F(ZipReader, StoredSizesMustAgree) {
@@ -193,7 +193,7 @@ TEST_F(ZipReader, DeflatedDataThatIsCutOrDamagedIsRefused) {
   ZipEntryParts entry = Entry(data.substr(0, data.size() - 1));
   entry.method = 8;
   entry.uncompressed_size = 60;
-  EXPECT_EQ(Toss(ZipEntryBytes(entry)), kBundleRetain);
+  EXPECT_EQ(Toss(ZipEntryBytes(entry)), PacketRetain);
   EXPECT_EQ(
       log_.CountOfStart("  ERROR: inflate failed/incomplete (code " + std::to_string(Z_BUF_ERROR) + ", produced "), 1);
   log_.Clear();
@@ -206,7 +206,7 @@ TEST_F(ZipReader, WhatFollowsTheDeflatedDataDoesNotMatter) {
   ZipEntryParts entry = Entry(Deflated(PacketBytes({})) + "trailing");
   entry.method = 8;
   entry.uncompressed_size = 60;
-  EXPECT_EQ(Toss(ZipEntryBytes(entry)), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(entry)), PacketDone);
 }
 
 TEST_F(ZipReader, AnEntryThatIsNoPacketFails) {
@@ -219,20 +219,20 @@ TEST_F(ZipReader, AnEntryThatIsNoPacketFails) {
 TEST_F(ZipReader, NoMemoryForAnEntryFailsIt) {
   const std::string bundle = ZipEntryBytes(DeflatedEntry(PacketBytes({})));
   door_.FailNth(Call::kReallocate, 1);
-  EXPECT_EQ(Toss(bundle), kBundleRetain);
+  EXPECT_EQ(Toss(bundle), PacketRetain);
   EXPECT_EQ(TakeLines().at(1), "  ERROR: out of memory inflating ZIP entry 'a.pkt'");
   door_.Clear();
   door_.FailNth(Call::kAllocate, 1);
-  EXPECT_EQ(Toss(bundle), kBundleRetain);
+  EXPECT_EQ(Toss(bundle), PacketRetain);
   EXPECT_EQ(TakeLines().at(1),
             "  ERROR: inflateInit2 failed (code " + std::to_string(Z_MEM_ERROR) + ") for entry 'a.pkt'");
 }
 
 TEST_F(ZipReader, AnEntryIsInflatedIntoOneBufferOfItsSize) {
-  EXPECT_EQ(Toss(ZipEntryBytes(DeflatedEntry(PacketBytes({})))), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(DeflatedEntry(PacketBytes({})))), PacketDone);
   EXPECT_EQ(door_.Count(Call::kReallocate), 1);
   const int before = door_.Count(Call::kAny);
-  EXPECT_EQ(Toss(ZipEntryBytes(Entry(PacketBytes({})))), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(Entry(PacketBytes({})))), PacketDone);
   EXPECT_EQ(door_.Count(Call::kAny), before) << "a stored entry needs no memory";
 }
 
@@ -240,21 +240,21 @@ TEST_F(ZipReader, AnEntryIsInflatedIntoOneBufferOfItsSize) {
 
 TEST_F(ZipReader, ACorruptPacketIsHandled) {
   const std::string packet = Packet("a").substr(0, Packet("a").size() - 1) + "\x07";
-  EXPECT_EQ(Toss(ZipEntryBytes(Entry(packet))), kBundleDispose);
+  EXPECT_EQ(Toss(ZipEntryBytes(Entry(packet))), PacketDone);
   EXPECT_EQ(ReadFile(bad_file_), packet) << "the entry is saved, not the bundle";
 }
 
 TEST_F(ZipReader, ARetainedPacketFailsAndTheOthersAreTossed) {
   door_.FailNth(Call::kWriteAt, 1, ".PTR");
-  EXPECT_EQ(Toss(ZipEntryBytes(Entry(Packet("a"))) + ZipEntryBytes(DeflatedEntry(Packet("b")))), kBundleRetain);
+  EXPECT_EQ(Toss(ZipEntryBytes(Entry(Packet("a"))) + ZipEntryBytes(DeflatedEntry(Packet("b")))), PacketRetain);
   EXPECT_EQ(TakeLines().back(), kRetaining);
   EXPECT_EQ(Only(1).msgid, "b");
 }
 
 TEST_F(ZipReader, ABundleTossedAgainDropsItsDuplicates) {
   const std::string bundle = ZipEntryBytes(Entry(Packet("a"))) + ZipEntryBytes(Entry("Read me", "README"));
-  EXPECT_EQ(Toss(bundle), kBundleRetain);
-  EXPECT_EQ(Toss(bundle), kBundleRetain);
+  EXPECT_EQ(Toss(bundle), PacketRetain);
+  EXPECT_EQ(Toss(bundle), PacketRetain);
   EXPECT_EQ(Only(1).msgid, "a");
 }
 

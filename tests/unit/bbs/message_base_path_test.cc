@@ -1,4 +1,4 @@
-#include "bbs/base_path.h"
+#include "bbs/message_base.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 namespace {
 
 std::string Formed(const std::string& msg_dir, int32_t conference, const char* kind) {
-  Path path;
+  BasePath path;
   EXPECT_EQ(FormatBasePath(msg_dir.c_str(), conference, kind, &path), 0);
   return path.text;
 }
@@ -31,7 +31,7 @@ TEST(BasePath, Of511CharactersFitsAndOf512DoesNot) {
     const size_t name = conference < 100 ? 12 : 13;  // "/CVMSG07.PTR"
     const std::string fits(511 - name, 'm');
     EXPECT_EQ(Formed(fits, conference, "PTR").size(), 511U);
-    Path path = {"left over"};
+    BasePath path = {"left over"};
     for (size_t more = 1; more <= 16; ++more) {
       EXPECT_EQ(FormatBasePath((fits + std::string(more, 'm')).c_str(), conference, "PTR", &path), -1);
       EXPECT_STREQ(path.text, "");

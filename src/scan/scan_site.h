@@ -1,0 +1,12 @@
+// What every step of a scan needs to know of the system it scans.
+#pragma once
+
+#include "app/config.h"
+#include "app/run_lock.h"
+#include "bbs/message_base.h"
+
+struct ScanSite {
+  const TosserConfig* config;
+  MessageBase base;
+  RunLock* lock;
+};
