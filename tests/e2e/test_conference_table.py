@@ -6,7 +6,7 @@ from formats.conference_table import Conference, echo, netmail
 from formats.message_base import MessageBase, body_lines, message_files
 from formats.packet import Packet, echomail
 from formats.packet import netmail as letter
-from formats.text import Text, length_prefixed, raw, shown
+from formats.text import Text, raw, shown
 from harness.compare import ALL_IDLE, GONE, assert_changes, assert_run, banner, moved, parsed, tail
 from harness.site import Site
 from harness.start_up import BAD_CONFERENCES, assert_aborted, loaded
@@ -50,12 +50,6 @@ def assert_refused(site: Site, conferences: list[Conference], *errors: str) -> N
     """The table loads, and its routing is refused with these errors."""
     site.conferences(*conferences)
     assert_aborted(site, loaded(len(conferences)), *errors, BAD_CONFERENCES)
-
-
-def assert_accepted(site: Site, conferences: list[Conference], *warnings: str) -> None:
-    """The table loads and its routing is taken; no message is tossed."""
-    site.conferences(*conferences)
-    assert_run(site.toss(), 0, [*banner(), loaded(len(conferences)), *warnings, ALL_IDLE, *tail(0)])
 
 
 # The file.
@@ -105,48 +99,6 @@ def test_conferences_are_numbered_from_1_to_200_in_file_order(site):
 # Names and tags.
 
 
-def test_names_are_cut_to_their_field_and_trimmed(site):
-    names = [
-        ("Sysop's  corner", "Sysop's  corner"),
-        (" \t Talk", "Talk"),
-        ("Talk \t\r\n ", "Talk"),
-        ("\r Talk", "\r Talk"),  # at the front only blanks and tabs go
-        (" \t\r\n", ""),
-        ("", ""),
-        ("n" * 40, "n" * 40),
-        ("\x9cble %s", "\x9cble %s"),
-        ("Talk\0after", "Talk"),
-        ("Talk \0", "Talk "),  # the NUL is what the trimming stops at
-        ("Talk\0  ", "Talk"),
-    ]
-    conferences = [echo("", name) for name, _ in names]
-    for length in (41, 200, 255):
-        names.append(("", "N" * 40))
-        conferences.append(echo("", raw_name=bytes([length]) + b"N" * 40))
-    errors = [malformed(number, kept) for number, (_, kept) in enumerate(names, 1)]
-    assert_refused(site, conferences, *errors)
-
-
-def test_a_tag_is_cut_to_its_field_trimmed_and_upper_cased(site):
-    tags = [
-        ("  echo.net\r", "ECHO.NET"),
-        ("\t a-z_{|} \t\r\n", "A-Z_{|}"),
-        ("fifteen-letters", "FIFTEEN-LETTERS"),
-        ("\xe4\xf6\xfc", "\xe4\xf6\xfc"),  # only ASCII has a case
-        ("nul\0after", "NUL"),
-    ]
-    errors = []
-    conferences = []
-    for tag, kept in tags:
-        conferences += [echo(kept), echo(tag)]
-        errors.append(duplicate(kept, len(conferences) - 1, len(conferences)))
-    for length in (16, 200, 255):
-        tag = f"{length}".ljust(15, "X")
-        conferences += [echo(tag), echo("", raw_tag=bytes([length]) + raw(tag))]
-        errors.append(duplicate(tag, len(conferences) - 1, len(conferences)))
-    assert_refused(site, conferences, *errors)
-
-
 def test_a_tag_stored_in_lower_case_takes_mail_in_any_case(site):
     site.conferences(echo("  echo.net\r"))
     base = MessageBase(1)
@@ -157,23 +109,6 @@ def test_a_tag_stored_in_lower_case_takes_mail_in_any_case(site):
     assert run.blocks()["a.pkt"] == [Packet().log_line(), *wrote, parsed(3), moved("a.pkt")]
 
 
-def test_a_routed_conference_needs_a_tag_of_visible_characters_without_a_colon(site):
-    bad = ["", "   ", " \t\r\n", "MY AREA", "A:", ":", "A\x7f", "\x01A", "A\x1fB", "A\tB", "\x0bA", "* *", "\0"]
-    conferences = [echo(tag) for tag in bad]
-    assert_refused(site, conferences, *(malformed(number) for number in range(1, len(bad) + 1)))
-    good = ["!", "~", "9", ";", "A/B", "**", "*A", "\x80", "\xff", "*", "\xe4", "\xc4", "'%s%n'"]
-    assert_accepted(site, [echo(tag) for tag in good])
-
-
-def test_any_byte_but_0_sets_a_flag(site):
-    flags = (1, 2, 128, 255)
-    assert_refused(site, [Conference(routed=flag) for flag in flags], *(malformed(number) for number in (1, 2, 3, 4)))
-    assert_refused(site, [netmail(public=flag) for flag in flags], ambiguous("1, 2, 3, 4"))
-    private = [Conference(netmail=flag) for flag in flags]
-    assert_refused(site, private, several("1, 2, 3, 4"))
-    assert_accepted(site, [Conference(), Conference(tag="a b"), Conference(public=1)])
-
-
 # Duplicate tags.
 
 
@@ -181,18 +116,6 @@ def test_a_tag_of_three_routed_conferences_is_reported_once_for_the_second_and_t
     conferences = [echo("FIDO"), echo("*"), echo("fido"), echo("OTHER"), echo(" Fido"), echo("*")]
     errors = [duplicate("FIDO", 1, 3), duplicate("FIDO", 1, 5), duplicate("FIDO", 3, 5), duplicate("*", 2, 6)]
     assert_refused(site, conferences, *errors)
-
-
-def test_a_malformed_tag_may_be_a_duplicate_as_well_but_an_empty_one_is_not(site):
-    conferences = [echo("MY AREA"), echo(""), echo("my area"), echo("")]
-    errors = [malformed(1), malformed(2), malformed(3), duplicate("MY AREA", 1, 3), malformed(4)]
-    assert_refused(site, conferences, *errors)
-
-
-def test_a_conference_that_is_not_routed_may_have_any_tag(site):
-    others = [Conference(tag="FIDO"), Conference(tag="my area"), Conference(tag=":"), netmail()]
-    others[-1].tag = "FIDO"
-    assert_accepted(site, [others[0], echo("FIDO"), *others[1:]])
 
 
 # The netmail conference.
@@ -232,12 +155,6 @@ def test_without_a_netmail_conference_nothing_is_said_until_netmail_comes(site):
     assert_letter(site, [echo("A"), Conference(public=1)], None)
 
 
-def test_two_public_netmail_conferences_are_ambiguous(site):
-    plain = Conference()
-    conferences = [plain, plain, netmail(public=1), plain, netmail(public=1)]
-    assert_refused(site, conferences, ambiguous("3, 5"))
-
-
 def test_two_private_netmail_conferences_are_an_error_that_names_only_the_private_ones(site):
     assert_refused(site, [netmail(public=1), netmail(), netmail(public=1), netmail()], several("2, 4"))
 
@@ -245,41 +162,3 @@ def test_two_private_netmail_conferences_are_an_error_that_names_only_the_privat
 def test_a_netmail_error_comes_after_the_errors_of_every_tag(site):
     conferences = [netmail(), echo(""), netmail(), echo("A"), echo("A")]
     assert_refused(site, conferences, malformed(2), duplicate("A", 4, 5), several("1, 3"))
-
-
-def test_a_netmail_warning_comes_after_the_errors_of_every_tag(site):
-    assert_refused(site, [netmail(public=1), echo("")], malformed(2), sole(1))
-
-
-def test_a_list_of_netmail_conferences_is_cut_at_255_characters(site):
-    numbers = ", ".join(str(number) for number in range(1, 201))
-    assert len(numbers) > 255
-    assert_refused(site, [netmail(public=1)] * 200, ambiguous(numbers[:255]))
-    assert_refused(site, [netmail()] * 200, several(numbers[:255]))
-
-
-# What is not used.
-
-
-def test_the_line_width_changes_nothing(site):
-    widths = (0, 1, 79, 80, 126, 127, 128, 200, 65535)
-    site.conferences(*(echo(f"TAG{width}", line_width=width) for width in widths))
-    messages = [echomail(f"TAG{width}", "a" * 300) for width in widths]
-    site.inbound("a.pkt", Packet(messages))
-    bases = [MessageBase(number) for number in range(1, len(widths) + 1)]
-    wrote = [base.store(message, body_lines("a" * 300)) for base, message in zip(bases, messages)]
-    run = site.toss()
-    assert run.blocks()["a.pkt"] == [Packet().log_line(), *wrote, parsed(len(widths)), moved("a.pkt")]
-    for path, content in message_files(*bases).items():
-        assert site.read(path) == content
-
-
-def test_bytes_that_are_not_read_may_be_anything(site):
-    for filling in (0x00, 0xFF):
-        record = bytearray(bytes([filling]) * 128)
-        record[2] = record[45] = 0
-        record[3:44] = length_prefixed("Talk", 40)
-        record[110] = 1
-        record[112:128] = length_prefixed("FIDO", 15)
-        site.write(FILE, bytes(record))
-        assert_run(site.toss(), 0, [*banner(), loaded(1), ALL_IDLE, *tail(0)])

@@ -27,18 +27,13 @@ def all_idle(count: int) -> str:
     return f"Node check: {count} node record(s), all idle"
 
 
-@pytest.mark.parametrize("count", [1, 2, 255, 1000])
+@pytest.mark.parametrize("count", [1, 1000])
 def test_a_run_goes_on_when_every_node_is_idle(ready, count):
     ready.nodes(*[Node()] * count)
     assert_run(ready.toss(), 0, [*banner(), loaded(1), all_idle(count), *tail(0)])
 
 
-def test_neither_mode_nor_other_bytes_make_a_node_busy(ready):
-    ready.write(FILE, b"".join(b"\xff\xff" + bytes([mode]) * 4 for mode in range(256)))
-    assert_run(ready.toss(), 0, [*banner(), loaded(1), all_idle(256), *tail(0)])
-
-
-@pytest.mark.parametrize("size", [0, 1, 5, 7, 11, 13])
+@pytest.mark.parametrize("size", [0, 5, 13])
 def test_the_file_is_at_least_one_record_and_only_whole_ones(ready, size):
     ready.write(FILE, b"\xff" * size)
     assert_aborted(ready, loaded(1), INVALID_SIZE, NODES_UNKNOWN)
@@ -65,14 +60,8 @@ def test_the_file_is_looked_for_in_workdir(ready):
     ("nodes", "line"),
     [
         ([Node(user=0)], waits(1, 0, 0)),
-        ([Node(), Node(user=5, mode=0x0A)], waits(2, 5, 0x0A)),
         ([Node(), Node(user=1, mode=0xFF), Node(user=2, mode=3), Node()], waits(2, 1, 0xFF)),
-        ([Node(user=32767, mode=1)], waits(1, 32767, 1)),
-        ([Node(user=32768)], waits(1, -32768, 0)),
         ([Node(user=65534, mode=0xBC)], waits(1, -2, 0xBC)),
-        ([Node(user=0x00FF)], waits(1, 255, 0)),
-        ([Node(user=0xFF00)], waits(1, -256, 0)),
-        ([Node()] * 999 + [Node(user=7)], waits(1000, 7, 0)),
     ],
     ids=lambda value: value[:40] if isinstance(value, str) else "",
 )

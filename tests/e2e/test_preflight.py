@@ -1,7 +1,5 @@
 """Preflight: a toss does not begin unless the message base of every conference that it may write is sound."""
 
-import struct
-
 import pytest
 
 from formats.conference_table import Conference, echo, netmail
@@ -69,18 +67,12 @@ def test_a_new_conference_has_no_files_at_all(site):
     assert_sound(site, echo("FIDO"), netmail())
 
 
-def test_empty_files_are_as_good_as_none(site):
-    sizes(site, 0, 0, 0)
-    assert_sound(site)
-
-
 @pytest.mark.parametrize(
     ("ptr", "idx", "dat"),
     [
         (PTR_SIZE, IDX_SIZE, DAT_SIZE),
         (2 * PTR_SIZE, IDX_SIZE, DAT_SIZE),  # the BBS itself leaves the index short at times
         (3 * PTR_SIZE, None, DAT_SIZE),
-        (PTR_SIZE, 0, 5 * DAT_SIZE),
     ],
 )
 def test_the_index_may_be_shorter_than_the_headers_without_a_word(site, ptr, idx, dat):
@@ -91,14 +83,8 @@ def test_the_index_may_be_shorter_than_the_headers_without_a_word(site, ptr, idx
 @pytest.mark.parametrize(
     ("ptr", "idx", "dat"),
     [
-        (1, None, None),
         (PTR_SIZE - 1, 0, 0),
-        (PTR_SIZE + 1, IDX_SIZE, DAT_SIZE),
-        (PTR_SIZE, IDX_SIZE - 1, DAT_SIZE),
         (PTR_SIZE, IDX_SIZE + 1, DAT_SIZE),
-        (PTR_SIZE, IDX_SIZE, DAT_SIZE - 1),
-        (PTR_SIZE, IDX_SIZE, DAT_SIZE + 1),
-        (None, 1, None),
         (None, None, 1),
         (PTR_SIZE + 1, IDX_SIZE * 2, DAT_SIZE * (DAT_LIMIT + 1)),  # the first of several faults is named
     ],
@@ -116,25 +102,9 @@ def test_index_or_text_without_headers_is_refused(site, ptr, idx, dat):
     assert_unsound(site, NO_PTR.format(1))
 
 
-@pytest.mark.parametrize(("headers", "entries"), [(1, 2), (3, 4), (1, 1000)])
-def test_an_index_longer_than_the_headers_is_refused(site, headers, entries):
-    sizes(site, headers * PTR_SIZE, entries * IDX_SIZE, DAT_SIZE)
-    assert_unsound(site, f"ERROR: conference 1 IDX has {entries} records but PTR has only {headers}")
-
-
-def test_65536_text_records_are_addressable_and_65537_are_not(site):
-    base = one_message(where=65535)
-    site.put(base)
-    for count in (65535, DAT_LIMIT, DAT_LIMIT + 1, 70000):
-        with open(site.path(f"MSG/{DAT}"), "wb") as file:
-            file.truncate(count * DAT_SIZE)
-        if count > DAT_LIMIT:
-            error = f"ERROR: conference 1 DAT has {count} records, beyond Corvane's 16-bit addressable range"
-            assert_unsound(site, error)
-        elif count == DAT_LIMIT:
-            assert_sound(site)
-        else:
-            assert_unsound(site, past_dat(1, 65535, 1, 65535))
+def test_an_index_longer_than_the_headers_is_refused(site):
+    sizes(site, 3 * PTR_SIZE, 4 * IDX_SIZE, DAT_SIZE)
+    assert_unsound(site, "ERROR: conference 1 IDX has 4 records but PTR has only 3")
 
 
 # Headers.
@@ -149,12 +119,8 @@ def test_a_live_message_has_at_least_one_text_record(site):
     ("where", "records", "count"),
     [
         (0, 2, 1),
-        (1, 1, 1),
-        (2, 3, 4),
-        (65535, 1, 4),
         (65535, 65535, 4),  # their sum does not fit 16 bits
         (65535, 2, 65536),
-        (1, 65535, 65535),
     ],
 )
 def test_a_live_message_lies_within_the_text_file(site, where, records, count):
@@ -170,21 +136,6 @@ def test_a_live_message_lies_within_the_text_file(site, where, records, count):
         assert_unsound(site, past_dat(-3, where, records, DAT_LIMIT))
 
 
-def test_headers_without_a_text_file_are_refused(site):
-    sizes(site, PTR_SIZE, IDX_SIZE, None)
-    assert_unsound(site, past_dat(1, 0, 1, 0))
-
-
-@pytest.mark.parametrize("deleted", [1, 2, 255])
-def test_a_deleted_message_may_point_anywhere(site, deleted):
-    base = one_message()
-    base.add(b"", deleted=deleted, records=0)
-    base.add(b"", deleted=deleted, where=65535, records=65535)
-    base.add(b"last")
-    site.put(base)
-    assert_sound(site)
-
-
 def test_only_the_first_bad_message_of_a_conference_is_named(site):
     base = one_message()
     for number in (5, 3, 2147483647):
@@ -193,7 +144,7 @@ def test_only_the_first_bad_message_of_a_conference_is_named(site):
     assert_unsound(site, "ERROR: conference 1 message #5 has zero body records")
 
 
-@pytest.mark.parametrize("position", [1, 255, 256, 257, 511, 512, 513, 1023, 1024, 1025, 1499])
+@pytest.mark.parametrize("position", [511, 512, 1499])
 def test_a_bad_message_is_found_wherever_it_stands_in_a_long_file(site, position):
     base = MessageBase(1)
     base.dat = bytes(DAT_SIZE)
@@ -201,17 +152,6 @@ def test_a_bad_message_is_found_wherever_it_stands_in_a_long_file(site, position
     base.ptr[position].where = 1
     site.put(base)
     assert_unsound(site, past_dat(position + 1, 1, 1, 1))
-
-
-def test_no_message_and_no_index_entry_is_looked_at_beyond_what_counts(site):
-    """Overlapping and unused text records, odd numbers and a nonsense index are the BBS's affair."""
-    base = one_message(number=-2147483648, thread=99, conference=65535, is_reply=7, is_root=9, netmail=3)
-    base.add(b"x" * 500, number=1, where=0, records=5)
-    base.add(b"y", number=1, where=0)
-    base.idx = [b"\xa5" * IDX_SIZE] * 3
-    site.put(base)
-    site.write("MSG/CVMSG01.SIG", b"\0nonsense" * 100)
-    assert_sound(site)
 
 
 # Which conferences.
@@ -230,26 +170,7 @@ def test_every_routed_or_netmail_conference_is_checked_and_no_other(site):
     assert_sound(site, *conferences)
 
 
-def test_conferences_have_two_digits_in_their_files_names_and_three_from_100_on(site):
-    conferences = [echo(f"TAG{number}") for number in range(1, 201)]
-    for name in ("CVMSG09.PTR", "CVMSG10.DAT", "CVMSG99.IDX", "CVMSG100.PTR", "CVMSG200.DAT"):
-        site.write(f"MSG/{name}", b"x")
-    for name in ("CVMSG1.PTR", "CVMSG001.PTR", "CVMSG0100.PTR", "CVMSG201.PTR", "CVMSG00.PTR"):
-        site.write(f"MSG/{name}", b"x")
-    errors = [UNALIGNED.format(number) for number in (9, 10, 99, 100, 200)]
-    assert_unsound(site, *errors, conferences=tuple(conferences))
-
-
 # Files that cannot be read.
-
-
-@pytest.mark.parametrize("cut", range(1, PTR_SIZE, 51))
-def test_headers_cut_at_any_byte_are_refused(site, cut):
-    base = one_message()
-    content = base.files()[PTR]
-    site.put(base)
-    site.write(f"MSG/{PTR}", content[:cut])
-    assert_unsound(site, UNALIGNED.format(1))
 
 
 @pytest.mark.parametrize("name", [PTR, IDX, DAT])
@@ -267,13 +188,3 @@ def test_a_directory_in_the_place_of_a_file_takes_no_message_and_loses_none(site
     after = site.snapshot("MSG", "IN")
     after.pop("IN/processed/", None)
     assert after == before
-
-
-def test_the_longest_numbers_are_shown_whole(site):
-    base = MessageBase(1)
-    for number in (-2147483648, 2147483647):
-        base.ptr = [PtrRecord(number=number, records=65535, where=65535)]
-        base.dat = bytes(DAT_SIZE)
-        site.put(base)
-        assert_unsound(site, past_dat(number, 65535, 65535, 1))
-    assert struct.unpack_from("<i", site.read(f"MSG/{PTR}"), 166) == (2147483647,)
