@@ -2,7 +2,7 @@
 
 from formats.conference_table import echo
 from formats.conference_table import netmail as netmail_conference
-from formats.message_base import body_lines, sig_filler
+from formats.message_base import body_lines
 from formats.packet import Packet, echomail, netmail
 from formats.text import Text, raw, reported
 from harness.cases import Cases
@@ -43,139 +43,6 @@ def test_a_first_field_that_equals_the_msgid_makes_a_duplicate_wherever_its_line
             (f"{others}{X}\t17", X, True),
             (others, X, False),
             ("", X, False),
-        ],
-    )
-
-
-def test_no_sig_file_means_no_duplicate(site):
-    packet = OnePacket(site)
-    base = packet.conference()
-    message = echomail("CASE1", "Hi", msgid=X)
-    packet.add(message, base.store(message, body_lines("Hi"), msgid=X))
-    packet.toss()
-
-
-def test_case_blanks_and_length_count(site):
-    line = f"{X}\t17\n"
-    near = [X.upper(), X.replace(" ", "  "), X + " ", X + "0", X[:-1], X[1:], "a" + X, X.replace("/", ":"), "17"]
-    rows = [(line, msgid, False) for msgid in near]
-    assert_judged(site, [*rows, (f"{X} \t17\n", X, False), (f" {X}\t17\n", X, False)])
-
-
-def test_msgids_of_one_and_of_127_bytes(site):
-    longest = ("0123456789abcdef" * 8)[:127]
-    assert_judged(
-        site,
-        [
-            ("x\t1\n", "x", True),
-            ("xx\t1\n", "x", False),
-            (f"{longest}\t1\n", longest, True),
-            (f"{longest[:-1]}\t1\n", longest, False),
-            (f"{longest}\t1\n", longest[:-1], False),
-            (f"{longest}\t-2147483648\n", longest, True),
-        ],
-    )
-
-
-def test_any_byte_may_stand_in_a_msgid(site):
-    every = bytes(byte for byte in range(1, 256) if byte not in b"\t\r\n \x1a")
-    pieces = [every[at : at + 100] for at in range(0, len(every), 100)]
-    assert_judged(site, [(piece + b"\t1\n", piece, True) for piece in pieces])
-
-
-def test_lines_that_end_in_lf_cr_lf_or_not_at_all_are_read_alike(site):
-    assert_judged(
-        site,
-        [
-            (f"{X}\t17\r\n", X, True),
-            (f"a\t1\r\n{X}\t17\r\nb\t2\r\n", X, True),
-            (f"a\t1\n{X}\t17\r\nb\t2\n", X, True),
-            (f"{X}\n", X, True),
-            (f"{X}\r\n", X, True),
-            (f"{X}\r\r\n", X, True),
-            (f"{X}\r", X, True),
-            (f"{X}", X, True),
-            (f"\n\n\r\n{X}\t1\n", X, True),
-        ],
-    )
-
-
-def test_a_line_without_a_tab_is_compared_whole(site):
-    assert_judged(
-        site,
-        [
-            (f"a\t1\n{X}\nb\t2\n", X, True),
-            (f"{X} 17\n", X, False),
-            (f"{X} 17\n", f"{X} 17", True),
-            ("17\n", "17", True),
-        ],
-    )
-
-
-def test_a_line_is_cut_at_its_first_tab(site):
-    assert_judged(
-        site,
-        [
-            (f"{X}\tother\t17\n", X, True),
-            (f"other\t{X}\t17\n", X, False),
-            (f"\t{X}\n", X, False),
-            (f"{X}\t\n", X, True),
-            (f"{X}\tno number\n", X, True),
-            ("a\tb\t17\n", "a\tb", False),
-            ("a\tb\t17\n", "a", True),
-        ],
-    )
-
-
-def test_a_line_of_more_than_255_bytes_is_read_in_pieces_each_a_line_of_its_own(site):
-    assert_judged(
-        site,
-        [
-            ("y" * 254 + f"{X}\t1\n", X, False),
-            ("y" * 255 + f"{X}\t1\n", X, True),
-            ("y" * 256 + f"{X}\t1\n", X, False),
-            ("y" * 255 + X, X, True),
-            ("y" * 255 + f"{X}\r\n", X, True),
-            ("y" * 255 + f"{X}z\n", X, False),
-            ("y" * 509 + f"{X}\t1\n", X, False),
-            ("y" * 510 + f"{X}\t1\n", X, True),
-            ("y" * 511 + f"{X}\t1\n", X, False),
-            ("y" * 255 * 100 + f"{X}\t1\n", X, True),
-            ("y\t" * 127 + f"y{X}\t1\n", X, True),
-            ("y\n" + "y" * 253 + f"{X}\t1\n", X, False),
-            ("y\n" + "y" * 255 + f"{X}\t1\n", X, True),
-            ("y" * 255 + "\n" + f"{X}\t1\n", X, True),
-            ("y" * 254 + "\n" + f"{X}\t1\n", X, True),
-            (X[:7].rjust(255, "y") + f"{X[7:]}\t1\n", X, False),
-            (X[:7].rjust(255, "y") + f"{X[7:]}\t1\n", X[7:], True),
-            (f"{X}\t" + "y" * 1000 + "\n", X, True),
-            (X + "y" * (255 - len(X)) + "\t1\n", X, False),
-        ],
-    )
-
-
-def test_lines_and_pieces_are_the_same_wherever_a_reader_of_blocks_may_cut_a_large_file(site):
-    line = raw(f"{X}\t17\n")
-    rows: list[tuple[Text, Text, bool]] = []
-    for block in (4096, 65536, 131072, 262144):
-        rows += [(sig_filler(block - back) + line, X, True) for back in range(len(line) + 1)]
-        rows += [(sig_filler(block - back) + b"z" + line, X, False) for back in range(3)]
-        whole_pieces = b"y" * (block // 255 * 255)
-        rows += [(whole_pieces + line, X, True), (whole_pieces + b"y" + line, X, False)]
-        rows += [(b"z\n" + whole_pieces + line, X, True), (b"z\n" + whole_pieces[1:] + line, X, False)]
-    assert_judged(site, rows)
-
-
-def test_what_surrounds_a_nul_byte_in_the_file_does_no_harm(site):
-    assert_judged(
-        site,
-        [
-            (b"\0\n" + raw(X) + b"\t1\n", X, True),
-            (b"a\0b\t1\n" + raw(X) + b"\t2\n", X, True),
-            (b"\0" * 1000 + b"\n" + raw(X) + b"\t2\n", X, True),
-            (raw(X[:5]) + b"\0" + raw(X[5:]) + b"\t1\n", X, False),
-            (b"\0" + raw(X) + b"\t1\n", X, False),
-            (b"\0\0\0\n\0\0", X, False),
         ],
     )
 

@@ -142,6 +142,13 @@ TEST_F(SigReading, ALongLineAcrossASeamKeepsItsPieces) {
   }
 }
 
+TEST_F(SigReading, ADosEndOfFileMarkIsAByteLikeAnyOther) {
+  Lay("ev\x1Ail\t1\n1:2/3 a\t2\n");
+  EXPECT_TRUE(Contains("ev\x1Ail"));
+  EXPECT_EQ(Number("1:2/3 a"), "2");
+  EXPECT_EQ(Msgid(2), "1:2/3 a");
+}
+
 // Duplicates.
 
 TEST_F(SigDuplicate, TheFirstFieldMustBeExactlyTheMsgid) {
