@@ -113,7 +113,8 @@ class QuietSite {
  private:
   ConferenceTable table_;
   RunLock no_lock_;
-  TossSite site_ = {"/dev/null", &no_lock_, "/dev/null", &table_};  // nothing is to be stored
+  BadPackets bad_packets_ = {"/dev/null"};
+  TossSite site_ = {"/dev/null", &no_lock_, &bad_packets_, &table_};  // nothing is to be stored
 };
 
 void LookUp(benchmark::State& state, const std::string& content, const std::string& msgid, const std::string& reply) {

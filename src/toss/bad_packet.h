@@ -4,6 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 
-// Writes the packet to BAD_<seconds>.PKT in `bad_msgs_dir`, which is created when missing, and logs where and why, or
-// that it could not be written.
-void SaveBadPacket(const char* bad_msgs_dir, const uint8_t* packet, size_t size, const char* reason);
+// Where they are kept for review.
+struct BadPackets {
+  const char* directory;
+  bool lost = false;  // since it was last cleared, a copy was not written whole
+};
+
+// Writes the packet to BAD_<seconds>.PKT in the directory, which is created when missing, and logs where and why, or
+// that the file could not be opened.
+void SaveBadPacket(BadPackets* bad_packets, const uint8_t* packet, size_t size, const char* reason);

@@ -48,7 +48,7 @@ bool CopyText(PacketWalk* walk, char (&destination)[kSize]) {
 }
 
 StepResult Fault(const TossSite& site, const PacketWalk& walk, const char* reason) {
-  SaveBadPacket(site.bad_msgs_dir, walk.packet, walk.size, reason);
+  SaveBadPacket(site.bad_packets, walk.packet, walk.size, reason);
   return kStepFault;
 }
 

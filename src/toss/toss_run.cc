@@ -62,6 +62,7 @@ bool TossFile(TossRun* run, const char* name) {
     return true;
   }
   LogLine("Found: %s", ShownText(name).text);
+  run->site.bad_packets->lost = false;
   const TossResult result =
       bundle ? TossZipBundle(run->site, content->data, content->size) : TossLoosePacket(run->site, *content);
   switch (result) {
@@ -72,6 +73,11 @@ bool TossFile(TossRun* run, const char* name) {
     case PacketCorrupt: break;
   }
   if (!KeepRunLock(run->site.lock)) return false;
+  if (run->processed_dir == nullptr && run->site.bad_packets->lost) {  // nothing else holds the damaged rest
+    LogLine("  ERROR: could not make stored mail durable; source remains inbound");
+    run->failed = true;
+    return true;
+  }
   if (Dispose(*run, path, name) == 0) {
     ++run->processed;
   } else {
@@ -116,10 +122,11 @@ int TossUnderLock(const TosserConfig& config, RunLock* lock) {
   }
   Path bad_msgs_dir;
   (void)FormatPath(bad_msgs_dir.text, sizeof bad_msgs_dir.text, "%s/badmsgs", config.Inbound);
+  BadPackets bad_packets = {bad_msgs_dir.text};
 
   TossRun run = {config.Inbound,
                  config.KeepProcessed != 0 ? processed_dir.text : nullptr,
-                 {{config.MsgDir, directory}, lock, bad_msgs_dir.text, &conferences}};
+                 {{config.MsgDir, directory}, lock, &bad_packets, &conferences}};
   if (TossDirectory(&run) != 0) return 1;
 
   if (run.ignored > 0) {

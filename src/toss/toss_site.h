@@ -4,10 +4,11 @@
 #include "app/run_lock.h"
 #include "bbs/conference_table.h"
 #include "bbs/message_base.h"
+#include "toss/bad_packet.h"
 
 struct TossSite {
   MessageBase base;
   RunLock* lock;
-  const char* bad_msgs_dir;  // where packets that cannot be finished are kept for review
+  BadPackets* bad_packets;
   const ConferenceTable* conferences;
 };

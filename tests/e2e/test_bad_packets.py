@@ -10,7 +10,7 @@ from formats.message_base import DAT_LIMIT, MessageBase, body_lines, dat_records
 from formats.packet import CLOSING_WORD, Packet, echomail
 from formats.zip_bundle import DEFLATED, Entry, bundle
 from harness.cases import Cases
-from harness.compare import REFUSED, moved, not_appended, saved
+from harness.compare import REFUSED, assert_run, banner, head, moved, not_appended, saved, tail
 
 FIRST = echomail("CASE1", "First", msgid="1:2/3 first")
 SECOND = echomail("CASE1", "Second", msgid="1:2/3 second").pack()
@@ -131,6 +131,20 @@ def test_a_bad_packet_that_cannot_be_saved_counts_as_processed_all_the_same(site
     lost = "  ERROR: could not save bad packet for review (tried IN/badmsgs/BAD_#.PKT)"
     cases.file("a.pkt", packet.pack(), packet.log_line(), stored_first(base), STRING[0], lost, moved("a.pkt"))
     cases.toss()
+
+
+def test_what_could_not_be_saved_is_not_deleted_either(site):
+    site.conferences(echo("CASE1"))
+    site.add_config("KEEPPROCESSED no\n")
+    site.write("IN/badmsgs", "a file in the place of the directory")
+    packet = Packet(closing=b"\x02\x00")
+    data = site.inbound("a.pkt", packet)
+    run = site.toss()
+    lost = "  ERROR: could not save bad packet for review (tried IN/badmsgs/BAD_#.PKT)"
+    stays = "  ERROR: could not make stored mail durable; source remains inbound"
+    lines = ["Found: a.pkt", packet.log_line(), HEADER[0], lost, stays, *tail(0, ignored=1)]
+    assert_run(run, 1, [*banner(kept=False), *head(1)[3:], *lines])
+    assert site.read("IN/a.pkt") == data
 
 
 def test_of_a_bundle_the_entry_is_saved_and_not_the_bundle(site):

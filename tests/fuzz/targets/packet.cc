@@ -114,7 +114,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!model.conferences[0].unwritable.empty()) system.unwritable = "msg/CVMSG01." + model.conferences[0].unwritable;
   const ConferenceTable table = TableOf(model);
   RunLock no_lock;
-  const TossSite site = {"msg", &no_lock, "in/badmsgs", &table};
+  BadPackets bad_packets = {"in/badmsgs"};
+  const TossSite site = {"msg", &no_lock, &bad_packets, &table};
   const TossResult result = TossPacket(site, copy.Data(), packet.size());
 
   std::map<std::string, std::string> expected;

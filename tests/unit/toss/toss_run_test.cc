@@ -293,6 +293,24 @@ TEST_F(TossDisposal, ACorruptPacketIsProcessedAndKeptForReview) {
   EXPECT_EQ(ReadFile(bad_file_), packet);
 }
 
+// Deleting the packet would lose its damaged rest; the processed directory keeps it.
+TEST_F(TossDisposal, ACorruptPacketIsDeletedOnlyWhenItsCopyIsWhole) {
+  for (const bool kept : {false, true}) {
+    for (const Call call : {Call::kOpen, Call::kWrite, Call::kClose}) {
+      site_.config.KeepProcessed = kept ? 1 : 0;
+      LayInbound("a.pkt", PacketHeaderBytes() + Word(2));
+      door_.Clear();
+      door_.FailNth(call, 1, "BAD_1763166684.PKT");
+      const Strings lines = Run(kept ? 0 : 1);
+      EXPECT_EQ(lines.at(lines.size() - 2),
+                kept ? "  moved to " + site_.Done("a.pkt")
+                     : "  ERROR: could not make stored mail durable; source remains inbound");
+      EXPECT_EQ(lines.back(), kept ? kComplete1 : kComplete0);
+      EXPECT_EQ(PathExists(site_.In("a.pkt")), !kept);
+    }
+  }
+}
+
 TEST_F(TossDisposal, APacketOfUnknownAreasIsProcessed) {
   LayInbound("a.pkt", Packet("a", "NOWHERE"));
   EXPECT_EQ(Run(0).back(), kComplete1);
