@@ -70,6 +70,14 @@ int OsFlush(const OsFile& file) { return in_force.Flush(file.handle); }
 
 int OsSetSize(const OsFile& file, int64_t size) { return in_force.SetSize(file.handle, size); }
 
+int OsSyncFile(const OsFile& file) { return in_force.SyncFile(file.handle); }
+
+int OsSyncFiles(const OsPlace& directory, const OsSyncItem* items, size_t count) {
+  return in_force.SyncFiles(directory, items, count);
+}
+
+int OsSyncDirectory(const OsPlace& directory) { return in_force.SyncDirectory(directory); }
+
 int OsClose(OsFile* file) {
   if (!file->IsOpen()) return 0;
   const intptr_t handle = file->handle;

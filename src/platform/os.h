@@ -71,6 +71,12 @@ struct OsPlace {
   OsPlace(const char* whole_path, intptr_t open_directory) : path(whole_path), directory(open_directory) {}
 };
 
+// A file of a request to OsSyncFiles.
+struct OsSyncItem {
+  const char* name;   // in the directory of the request, without a separator
+  bool last = false;  // where files are synced one by one: its writing is not started before all others are on the disk
+};
+
 // The platform's own line end, for text written through a mode that does not turn "\n" into it.
 extern const char* const kOsLineEnd;
 
@@ -83,6 +89,9 @@ struct OsTable {
   int64_t (*Write)(intptr_t handle, const void* from, size_t size);                // bytes, or -1
   int (*Flush)(intptr_t handle);
   int (*SetSize)(intptr_t handle, int64_t size);
+  int (*SyncFile)(intptr_t handle);
+  int (*SyncFiles)(const OsPlace& directory, const OsSyncItem* items, size_t count);
+  int (*SyncDirectory)(const OsPlace& directory);
   int (*Close)(intptr_t handle);
   int (*Touch)(intptr_t handle);
   OsResult (*Stat)(const OsPlace& place, OsStatus* status);
@@ -161,6 +170,20 @@ int OsFlush(const OsFile& file);
 
 // Cuts or lengthens the file to `size` bytes. Returns 0 or -1.
 int OsSetSize(const OsFile& file, int64_t size);
+
+// The next three return when the disk says that it holds what was written, so that the loss of power cannot take it. A
+// `directory` is given by its own path; with the handle of an OsDirectory it is that directory.
+
+// The bytes and the length of a file that is open for writing. Returns 0 or -1.
+int OsSyncFile(const OsFile& file);
+
+// Files of one directory and their names, in one request: a few are synced one by one, many by one call for their whole
+// file system where there is one. An absent file is passed over; a directory that may not be read, or whose file system
+// does not sync directories, is no failure. Returns 0 or -1.
+int OsSyncFiles(const OsPlace& directory, const OsSyncItem* items, size_t count);
+
+// The names in a directory. Where that cannot be asked for, nothing is done. Returns 0 or -1.
+int OsSyncDirectory(const OsPlace& directory);
 
 // Closes the file; it is no longer open whatever the answer. Returns 0 or -1; a file that is not open answers 0.
 int OsClose(OsFile* file);

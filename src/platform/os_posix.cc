@@ -17,6 +17,7 @@
 #include "platform/os_common.h"
 #include "platform/os_posix_place.h"
 #include "platform/os_posix_rename.h"
+#include "platform/os_posix_sync.h"
 
 namespace {
 
@@ -41,24 +42,9 @@ int FlagsOf(OsOpenMode mode) {
   return O_RDONLY;
 }
 
-// Opens again when a signal comes between. O_NONBLOCK: a pipe that stands where a file belongs must not hang an
-// unattended run. A file that another program holds under a lease answers so too; that one is worth the wait.
-int OpenPatiently(const PosixPlace& place, int flags, mode_t mode) {
-  int descriptor = -1;
-  int nonblock = O_NONBLOCK;
-  do {
-    descriptor = openat(place.Directory(), place.Name(), flags | nonblock | O_CLOEXEC | O_NOCTTY, mode);
-    if (descriptor < 0 && errno == EWOULDBLOCK && nonblock != 0) {
-      nonblock = 0;
-      errno = EINTR;
-    }
-  } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
-}
-
 OsResult Open(const OsPlace& where, OsOpenMode mode, intptr_t* handle, int* error) {
   const PosixPlace place(where);
-  const int descriptor = OpenPatiently(place, FlagsOf(mode), mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
+  const int descriptor = PosixOpenPatiently(place, FlagsOf(mode), mode == kOsCreateLock ? S_IRUSR | S_IWUSR : 0666);
   if (descriptor < 0) {
     *error = errno;
     return ResultOf(errno);
@@ -143,16 +129,6 @@ OsResult Remove(const OsPlace& where) {
   return unlinkat(place.Directory(), place.Name(), 0) == 0 ? kOsOk : ResultOf(errno);
 }
 
-// Cuts the name off a path: what is left names its directory.
-void CutToDirectory(NativePath* path) {
-  char* const slash = strrchr(path->text, '/');
-  if (slash == nullptr) {
-    memcpy(path->text, ".", 2);
-  } else {
-    slash[slash == path->text ? 1 : 0] = '\0';
-  }
-}
-
 OsResult RemoveIfUnchanged(const char* native, int64_t modified) {
   struct stat found = {};
   if (stat(native, &found) != 0) return ResultOf(errno);
@@ -183,7 +159,7 @@ void LockDirectory(int descriptor) {
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
   const NativePath native(path);
   NativePath directory(path);
-  CutToDirectory(&directory);
+  directory.CutToDirectory();
   const int descriptor = open(directory.text, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor >= 0) LockDirectory(descriptor);
   const OsResult result = RemoveIfUnchanged(native.text, modified);
@@ -331,6 +307,9 @@ const OsTable kOsNative = {
     .Write = Write,
     .Flush = Flush,
     .SetSize = SetSize,
+    .SyncFile = PosixSyncFile,
+    .SyncFiles = PosixSyncFiles,
+    .SyncDirectory = PosixSyncDirectory,
     .Close = Close,
     .Touch = Touch,
     .Stat = Stat,

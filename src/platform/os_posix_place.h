@@ -1,6 +1,8 @@
 // Where a path leads, on POSIX systems.
 #pragma once
 
+#include <sys/types.h>
+
 #include <climits>
 #include <cstring>
 #include <optional>
@@ -18,6 +20,9 @@ struct NativePath {
     for (size_t i = 0; i < length; ++i) text[i] = path[i] == '\\' ? '/' : path[i];
     text[length] = '\0';
   }
+
+  // Cuts the name off: what is left names its directory.
+  void CutToDirectory();
 };
 
 // A directory's descriptor and a name in that directory, for openat and its kind: the place's open directory and its
@@ -34,3 +39,7 @@ class PosixPlace {
   const char* name_ = nullptr;
   std::optional<NativePath> native_;
 };
+
+// openat that calls again when a signal comes between. A pipe that stands where a file belongs does not hang it; a file
+// that another program holds under a lease is worth the wait.
+int PosixOpenPatiently(const PosixPlace& place, int flags, mode_t mode);

@@ -8,6 +8,7 @@
 #include <cerrno>
 
 #include "platform/os_posix_place.h"
+#include "platform/os_posix_sync.h"
 
 namespace {
 
@@ -65,7 +66,8 @@ OsResult PosixMoveByLooking(const OsPlace& from, const OsPlace& to) {
   return errno == EXDEV ? PosixMoveByCopy(from, to) : kOsFailed;
 }
 
-// The copy is on the disk before the source goes: there is no other guard. Nobody may read it who could not before.
+// The copy and its name are on the disk before the source goes: there is no other guard. Nobody may read it who could
+// not before.
 OsResult PosixMoveByCopy(const OsPlace& from, const OsPlace& to) {
   const PosixPlace source(from);
   const PosixPlace target(to);
@@ -84,6 +86,7 @@ OsResult PosixMoveByCopy(const OsPlace& from, const OsPlace& to) {
   bool whole = CopyBytes(reader, writer) == 0 && fsync(writer) == 0;
   whole = close(writer) == 0 && whole;
   (void)close(reader);
+  whole = whole && PosixSyncDirectoryOf(to) == 0;
   if (whole && unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
   (void)unlinkat(target.Directory(), target.Name(), 0);
   return kOsFailed;

@@ -15,6 +15,8 @@
 #include "platform/os.h"
 #include "platform/os_common.h"
 #include "platform/os_windows_break.h"
+#include "platform/os_windows_patience.h"
+#include "platform/os_windows_sync.h"
 
 namespace {
 
@@ -35,20 +37,6 @@ OsResult ResultOfLastError() {
     case ERROR_ALREADY_EXISTS:
     case ERROR_FILE_EXISTS: return kOsExists;
     default: return kOsFailed;
-  }
-}
-
-// Asks again for a while when somebody else has the file open in a way that forbids what is asked: a virus scanner, an
-// indexer, another run that looks at the lock. `ask` returns whether it succeeded; the system's error is that of the
-// last time.
-template <class Ask>
-bool AskPatiently(Ask ask) {
-  constexpr int kTries = 10;
-  for (int tries = 1;; ++tries) {
-    if (ask()) return true;
-    const DWORD error = GetLastError();
-    if (error != ERROR_SHARING_VIOLATION || tries == kTries) return false;
-    Sleep(20);
   }
 }
 
@@ -218,6 +206,9 @@ OsResult Rename(const OsPlace& source, const OsPlace& target) {
   return kOsFailed;
 }
 
+// The system has no call for it.
+int SyncDirectory(const OsPlace&) { return 0; }
+
 OsResult MakeDirectory(const char* path) { return CreateDirectoryA(path, nullptr) != 0 ? kOsOk : ResultOfLastError(); }
 
 // Every call takes a whole path here: there is no directory to keep open.
@@ -313,6 +304,9 @@ const OsTable kOsNative = {
     .Write = Write,
     .Flush = Flush,
     .SetSize = SetSize,
+    .SyncFile = WindowsSyncFile,
+    .SyncFiles = WindowsSyncFiles,
+    .SyncDirectory = SyncDirectory,
     .Close = Close,
     .Touch = Touch,
     .Stat = Stat,

@@ -21,6 +21,9 @@ bool HasFailed(const CallRecord& record) {
     case Call::kSize:
     case Call::kFlush:
     case Call::kSetSize:
+    case Call::kSyncFile:
+    case Call::kSyncFiles:
+    case Call::kSyncDirectory:
     case Call::kClose:
     case Call::kTouch:
     case Call::kAllocate:

@@ -78,6 +78,10 @@ int SetSize(intptr_t handle, int64_t size) {
   return 0;
 }
 
+int SyncFile(intptr_t) { return 0; }
+int SyncFiles(const OsPlace&, const OsSyncItem*, size_t) { return 0; }
+int SyncDirectory(const OsPlace&) { return 0; }
+
 int Close(intptr_t handle) {
   OpenFile& file = open_files.at(static_cast<size_t>(handle));
   Must(file.open, "a file is closed once");
@@ -192,6 +196,9 @@ MemoryFiles::MemoryFiles() : before_(OsInForce()) {
   table.Size = Size;
   table.Sleep = Sleep;
   table.Stat = Stat;
+  table.SyncDirectory = SyncDirectory;
+  table.SyncFile = SyncFile;
+  table.SyncFiles = SyncFiles;
   table.Touch = Touch;
   table.Write = Write;
   table.WriteAt = WriteAt;

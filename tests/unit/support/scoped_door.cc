@@ -97,6 +97,21 @@ int SetSize(intptr_t handle, int64_t size) {
   return Noted(verdict, verdict.fails ? -1 : next.SetSize(handle, size));
 }
 
+int SyncFile(intptr_t handle) {
+  const ScopedDoor::Verdict verdict = JudgeFile(Call::kSyncFile, handle);
+  return Noted(verdict, verdict.fails ? -1 : next.SyncFile(handle));
+}
+
+int SyncFiles(const OsPlace& directory, const OsSyncItem* items, size_t count) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kSyncFiles, directory.path);
+  return Noted(verdict, verdict.fails ? -1 : next.SyncFiles(directory, items, count));
+}
+
+int SyncDirectory(const OsPlace& directory) {
+  const ScopedDoor::Verdict verdict = current->Judge(Call::kSyncDirectory, directory.path);
+  return Noted(verdict, verdict.fails ? -1 : next.SyncDirectory(directory));
+}
+
 int Close(intptr_t handle) {
   const ScopedDoor::Verdict verdict = JudgeFile(Call::kClose, handle);
   open_files.erase(handle);
@@ -195,6 +210,9 @@ ScopedDoor::ScopedDoor() : before_(OsInForce()) {
   table.Write = Write;
   table.Flush = Flush;
   table.SetSize = SetSize;
+  table.SyncFile = SyncFile;
+  table.SyncFiles = SyncFiles;
+  table.SyncDirectory = SyncDirectory;
   table.Close = Close;
   table.Touch = Touch;
   table.Stat = Stat;

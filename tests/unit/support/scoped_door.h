@@ -16,6 +16,9 @@ enum class Call {
   kWrite,
   kFlush,
   kSetSize,
+  kSyncFile,
+  kSyncFiles,  // its path is the directory
+  kSyncDirectory,
   kClose,
   kTouch,
   kStat,
