@@ -6,7 +6,6 @@ from formats.conference_table import echo, netmail
 from harness.scan import NO_SERIAL, SERIAL_FILE, Scan, serial_text, unaddressed
 
 UNSENT = {"sent": 0}
-LARGEST = 4294967295
 
 
 def test_without_serial_file_the_first_message_gets_1_and_the_file_holds_it(site):
@@ -27,59 +26,6 @@ def test_serials_go_on_over_messages_conferences_and_runs_as_eight_hexadecimal_d
         letter = scan.base(2).add(b"x", sent=0, netmail=1, to="Bob@1:2/3")
         scan.netmail(scan.base(2), letter, "Bob", "1:2/3", b"x")
         scan.run()
-
-
-def test_serial_255_is_written_as_000000ff(site):
-    scan = Scan(site, echo("FIDO"))
-    site.write(SERIAL_FILE, serial_text(254))
-    base = scan.base()
-    base.add(b"x", **UNSENT)
-    scan.put()
-    run = site.run("-scan")
-    assert run.lines[5].endswith("MSGID=2:250/10 000000ff")
-    assert site.read("MSG/CVMSG01.SIG") == b"2:250/10 000000ff\t1\r\n"
-
-
-CONTENTS = {
-    "empty": (b"", 0),
-    "zero": (b"0\n", 0),
-    "blanks only": (b" \t\r\n \n", 0),
-    "no line end": (b"41", 41),
-    "LF": (b"41\n", 41),
-    "CR LF": (b"41\r\n", 41),
-    "blanks in front": (b" \n\t 41\n", 41),
-    "leading zeros": (b"00000041\n", 41),
-    "a sign": (b"+41\n", 41),
-    "text behind the number": (b"41 was the last\n", 41),
-    "more lines": (b"41\n99\n", 41),
-    "fewer digits than before": (b"0000000000000000000000000000041\n", 41),
-    "one before the largest": (b"4294967294\n", LARGEST - 1),
-    "a negative number": (b"-2\n", LARGEST - 1),
-}
-
-
-@pytest.mark.parametrize("name", CONTENTS)
-def test_the_serial_is_the_number_in_the_file_plus_1(site, name):
-    content, last = CONTENTS[name]
-    scan = Scan(site, echo("FIDO"))
-    site.write(SERIAL_FILE, content)
-    scan.serial = last
-    base = scan.base()
-    scan.echomail(base, base.add(b"x", **UNSENT), b"x")
-    scan.run()
-
-
-@pytest.mark.parametrize(
-    "content", [b"4294967295\n", b"4294967295", b"-1\n"]
-)
-def test_after_the_largest_number_comes_1_and_never_0(site, content):
-    scan = Scan(site, echo("FIDO"))
-    site.write(SERIAL_FILE, content)
-    base = scan.base()
-    for _ in range(2):
-        scan.echomail(base, base.add(b"x", **UNSENT), b"x")
-    scan.run()
-    assert site.read(SERIAL_FILE) == serial_text(2)
 
 
 NO_NUMBERS = [b"x", b"x41\n", b"-\n", b"- 1\n", b"\x00", b"\x0041", b"\xff\xfe", b" \n."]

@@ -128,21 +128,6 @@ def test_a_body_with_a_nul_ends_its_text_there_and_the_messages_behind_it_are_wh
     scan.run()
 
 
-def test_a_body_of_any_length_is_joined_from_its_records(site):
-    scan = Scan(site, echo("FIDO"))
-    base = scan.base()
-    for size in (1, 126, 127, 128, 253, 254, 255, 4000, 40_000, 1_000_000):
-        body = (b"0123456789abcdef" * (size // 16 + 1))[:size]
-        scan.echomail(base, base.add(body, **UNSENT), body)
-    # The records of a message need not be full.
-    record = base.add(b"x" * 300, **UNSENT)
-    base.dat = base.dat[: -3 * 128] + b"".join(
-        bytes([len(part)]) + part.ljust(127, b"?") for part in (b"one\x01", b"", b"two\x01")
-    )
-    scan.echomail(base, record, b"one\rtwo")
-    scan.run()
-
-
 def test_a_reply_whose_parent_is_not_in_the_sig_file_goes_out_as_a_plain_message(site):
     scan = Scan(site, echo("ONE"), echo("TWO"))
     without_file, with_file = scan.base(1), scan.base(2)
@@ -162,15 +147,6 @@ def test_a_message_is_a_reply_only_when_marked_so_and_to_another_message(site):
     scan.echomail(base, base.add(b"x", **UNSENT, number=21, is_reply=255, thread=9), b"x", reply="1:2/3 9")
     scan.echomail(base, base.add(b"x", **UNSENT, number=22, is_reply=1, thread=-4), b"x", reply="1:2/3 -4")
     scan.echomail(base, base.add(b"x", **UNSENT, number=23, is_reply=1, thread=0), b"x", reply="1:2/3 0")
-    scan.run()
-
-
-def test_the_first_line_of_the_parent_counts_whatever_its_line_end(site):
-    scan = Scan(site, echo("FIDO"))
-    base = scan.base()
-    base.sig = b"no tab 5\nno number\tx\r\n1:2/3 five\t5\r\nlater five\t5\nsix\t 6 and more\r\r\nseven\t7"
-    for number, reply in ((5, "1:2/3 five"), (6, "six"), (7, "seven"), (0, "no number")):
-        scan.echomail(base, base.add(b"x", **UNSENT, number=number + 100, is_reply=1, thread=number), b"x", reply=reply)
     scan.run()
 
 

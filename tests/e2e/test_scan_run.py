@@ -1,30 +1,12 @@
 """The scan from its first line to its last: which messages are taken, and in which order."""
 
-import random
-import struct
-
-import pytest
-
 from formats.conference_table import Conference, echo, netmail
-from formats.message_base import PtrRecord, body_lines, dat_records, read_ptr_record
+from formats.message_base import body_lines, dat_records
 from harness.compare import assert_run, assert_unchanged
 from harness.scan import NOTHING, Scan, banner, head, unaddressed
 
 UNSENT = {"sent": 0}
 UNSENT_NETMAIL = {"sent": 0, "netmail": 1}
-
-
-class RawRecord:
-    """A header of given bytes in the place of a PtrRecord; its MsgSent byte is the record's, when there is one."""
-
-    def __init__(self, data: bytes, record: PtrRecord | None = None):
-        assert len(data) == 256
-        self.data = data
-        self.record = record
-        self.number = record.number if record else 0
-
-    def pack(self) -> bytes:
-        return self.data[:153] + bytes([self.record.sent]) + self.data[154:] if self.record else self.data
 
 
 def test_one_message_is_exported_and_everything_else_stays_as_it_was(site):
@@ -176,60 +158,6 @@ def test_a_ptr_file_with_a_tail_shorter_than_a_record_fails_the_preflight(site):
         assert_unchanged(site, before)
 
 
-def test_length_bytes_beyond_their_field_are_capped(site):
-    """DAT records give 127 bytes at the most, names 30 and subjects 40, whatever their length bytes say."""
-    scan = Scan(site, echo("FIDO"))
-    base = scan.base()
-    full = bytes(range(32, 127)) + b"a" * 32
-    for length in (126, 127, 128, 200, 255):
-        record = base.add(b"x", **UNSENT)
-        base.dat = base.dat[:-128] + bytes([length]) + full
-        scan.echomail(base, record, full[: min(length, 127)])
-    names = {"sender": "S" * 30, "to": "T" * 30, "subject": "U" * 40}
-    for length in (30, 31, 41, 255):
-        record = base.add(**UNSENT, **names)
-        data = bytearray(record.pack())
-        data[18] = data[49] = length
-        data[111] = max(length, 40)
-        scan.echomail(base, record)
-        base.ptr[-1] = RawRecord(bytes(data), record)  # type: ignore[call-overload]
-    scan.run()
-
-
-def test_ptr_records_of_any_bytes_do_no_harm(site):
-    """Deleted and sent headers are skipped whatever their bytes; unsent ones are taken at their word."""
-    scan = Scan(site, echo("FIDO"))
-    base = scan.base()
-    last = base.add(b"x", **UNSENT)
-    garbage = [bytes([value]) * 256 for value in (1, 64, 127, 128, 255)]
-    garbage += [bytes((index * step + step) % 256 for index in range(256)) for step in (1, 7, 11, 13)]
-    for data in garbage:
-        assert data[158] != 0 or data[153] != 0
-        if data[158] == 0:
-            data = data[:158] + b"\x01" + data[159:]
-        base.ptr.insert(0, RawRecord(data))  # type: ignore[arg-type]
-    scan.echomail(base, last, b"x")
-    scan.run()
-
-
-def test_unsent_headers_of_any_bytes_are_exported_with_their_texts_up_to_the_first_nul(site):
-    scan = Scan(site, echo("FIDO"))
-    base = scan.base()
-    base.dat = dat_records(b"body")
-    dice = random.Random(1)
-    printable = [byte for byte in range(256) if byte >= 32] + [0] * 8
-    for _ in range(60):
-        data = bytearray(dice.choices(printable, k=256))
-        data[152] = data[153] = data[158] = 0
-        data[160:164] = struct.pack("<HH", 0, 1)
-        record = read_ptr_record(bytes(data))
-        base.ptr.append(RawRecord(bytes(data), record))  # type: ignore[arg-type]
-        for name in ("sender", "to", "subject"):
-            setattr(record, name, getattr(record, name).split(b"\0")[0])
-        scan.echomail(base, record, b"body")
-    scan.run()
-
-
 def test_all_conferences_are_preflighted_before_a_failure_ends_the_run(site):
     scan = Scan(site, echo("ONE"), echo("TWO"), Conference(tag="LOCAL"), netmail(), echo("FIVE"))
     scan.base(2).add(b"x", sent=0)
@@ -301,19 +229,6 @@ def test_a_node_file_that_cannot_be_read_ends_the_run_and_the_lock_goes(site):
     assert_unchanged(site, before)
 
 
-@pytest.mark.parametrize("unsent", [[0], [5000], [0, 1023, 1024, 1025, 5000]])
-def test_unsent_messages_are_found_wherever_they_stand_in_a_long_file(site, unsent):
-    scan = Scan(site, echo("FIDO"))
-    base = scan.base()
-    base.add(b"x", sent=1)
-    sent = base.ptr[0]
-    base.ptr = [sent] * 5001
-    for index in unsent:
-        base.ptr[index] = type(sent)(**(sent.__dict__ | {"sent": 0, "number": index}))
-        scan.echomail(base, base.ptr[index], b"x")
-    scan.run()
-
-
 def test_forty_conferences_and_a_thousand_messages_make_one_bundle(site):
     conferences = 40
     scan = Scan(site, *[echo(f"AREA{number}") for number in range(1, conferences + 1)])
@@ -321,17 +236,6 @@ def test_forty_conferences_and_a_thousand_messages_make_one_bundle(site):
         for index in range(25):
             body = b"%d.%d" % (number, index)
             scan.echomail(scan.base(number), scan.base(number).add(body, **UNSENT), body)
-    scan.run()
-
-
-def test_where_and_records_are_read_as_unsigned(site):
-    """A body at the very end of the largest DAT file that the headers can address."""
-    scan = Scan(site, echo("FIDO"))
-    base = scan.base()
-    base.dat = bytes(128 * 65535)
-    record = base.add(b"the last record", **UNSENT)
-    assert struct.unpack("<H", record.pack()[160:162]) == (65535,)
-    scan.echomail(base, record, b"the last record")
     scan.run()
 
 

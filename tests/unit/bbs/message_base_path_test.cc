@@ -31,7 +31,7 @@ TEST(BasePath, Of511CharactersFitsAndOf512DoesNot) {
     const size_t name = conference < 100 ? 12 : 13;  // "/CVMSG07.PTR"
     const std::string fits(511 - name, 'm');
     EXPECT_EQ(Formed(fits, conference, "PTR").size(), 511U);
-    BasePath path = {"left over"};
+    BasePath path = {{"left over"}};
     for (size_t more = 1; more <= 16; ++more) {
       EXPECT_EQ(FormatBasePath((fits + std::string(more, 'm')).c_str(), conference, "PTR", &path), -1);
       EXPECT_STREQ(path.text, "");

@@ -58,20 +58,9 @@ constexpr int64_t kNovember11 = 1762819200;  // 2025-11-11 00:00:00 UTC
 constexpr int64_t kHour = 3600;
 constexpr char kTrailer[] =
     "\r\r\r--- cvtoss32 1.05\r * Origin: Harbour BBS (1:229/426)\rSEEN-BY: 229/426 100\r\x01PATH: 229/426\r";
-constexpr char kNetmailTrailer[] = "\r\r\r--- cvtoss32 1.05\r * Origin: Harbour BBS (1:229/426)\r";
-constexpr char kHeader[] = "AREA:FIDO\r\x01MSGID: 1:229/426 0000002a\r\x01TZUTC: +0100\r";
 constexpr char kNetmailHeader[] = "\x01MSGID: 1:229/426 0000002a\r\x01TZUTC: +0100\r";
 
 }  // namespace
-
-TEST_F(OutboundTexts, TheMsgidIsOurAddressWithoutPointAndTheSerialInEightHexadecimalDigits) {
-  site_.config.OurAddress = {2, 250, 10, 77};
-  EXPECT_STREQ(Make(255).msgid, "2:250/10 000000ff");
-  EXPECT_STREQ(Make(1).msgid, "2:250/10 00000001");
-  EXPECT_STREQ(Make(4294967295).msgid, "2:250/10 ffffffff");
-  site_.config.OurAddress = {-2147483647, -2147483647, -2147483647, 0};
-  EXPECT_STREQ(Make(0xABCDEF).msgid, "-2147483647:-2147483647/-2147483647 00abcdef");
-}
 
 TEST_F(OutboundTexts, TzutcIsTheOffsetOfLocalTime) {
   const int64_t noon = kNovember11 + 12 * kHour;
@@ -105,30 +94,6 @@ TEST_F(OutboundTexts, TzutcHoldsAcrossTheEndsOfMonthAndYear) {
   EXPECT_EQ(Tzutc(kJanuary1, -720), "-1200");
 }
 
-TEST_F(OutboundTexts, AReplyNamesTheMsgidOfItsParent) {
-  WriteFile(site_.Base(2).Path("SIG"), "other\t7\r\nfirst\t8\r\nsecond\t8\n");
-  EXPECT_EQ(ReplyTo(8), "\x01REPLY: first\r");
-  EXPECT_EQ(ReplyTo(7), "\x01REPLY: other\r");
-  EXPECT_EQ(ReplyTo(9), "");
-  message_.header.IsReply = false;
-  message_.header.ThreadRef = 8;
-  EXPECT_STREQ(Make().reply, "");
-}
-
-TEST_F(OutboundTexts, AMessageDoesNotReplyToItself) {
-  WriteFile(site_.Base(2).Path("SIG"), "self\t12\n");
-  EXPECT_EQ(ReplyTo(12), "");
-  message_.header.MsgNumber = 13;
-  EXPECT_EQ(ReplyTo(12), "\x01REPLY: self\r");
-}
-
-TEST_F(OutboundTexts, TheParentsMsgidIsCutTo63Characters) {
-  for (const size_t size : {1, 62, 63, 64, 127}) {
-    WriteFile(site_.Base(2).Path("SIG"), std::string(size, 'm') + "\t8\n");
-    EXPECT_EQ(ReplyTo(8), "\x01REPLY: " + std::string(size < 63 ? size : 63, 'm') + "\r");
-  }
-}
-
 TEST_F(OutboundTexts, ASigFileThatIsMissingOrCannotBeOpenedMeansNoReply) {
   EXPECT_EQ(ReplyTo(8), "");
   WriteFile(site_.Base(2).Path("SIG"), "first\t8\n");
@@ -138,49 +103,11 @@ TEST_F(OutboundTexts, ASigFileThatIsMissingOrCannotBeOpenedMeansNoReply) {
   EXPECT_EQ(TakeLines(), Strings{});
 }
 
-TEST_F(OutboundTexts, EchomailStandsBetweenAreaAndPath) {
-  EXPECT_EQ(Text(), kHeader + std::string("Hello") + kTrailer);
-  CopyCut(kludges_.reply, "\x01REPLY: x\r");
-  EXPECT_EQ(Text(), kHeader + std::string("\x01REPLY: x\rHello") + kTrailer);
-}
-
-TEST_F(OutboundTexts, NetmailHasNeitherAreaNorSeenByNorPath) {
-  message_.header.NetMail = true;
-  EXPECT_EQ(Text(), kNetmailHeader + std::string("Hello") + kNetmailTrailer);
-  CopyCut(kludges_.reply, "\x01REPLY: x\r");
-  EXPECT_EQ(Text(), kNetmailHeader + std::string("\x01REPLY: x\rHello") + kNetmailTrailer);
-}
-
 TEST_F(OutboundTexts, SeenByHasTheHubsNodeOnOurNet) {
   site_.config.OurAddress = {2, 250, 10, 3};
   site_.config.HubAddress = {3, 251, 20, 4};
   const std::string text = Text();
   EXPECT_NE(text.find(" (2:250/10)\rSEEN-BY: 250/10 20\r\x01PATH: 250/10\r"), std::string::npos) << text;
-}
-
-TEST_F(OutboundTexts, LineEndsAtTheEndOfTheBodyAreTrimmed) {
-  for (const char* body : {"Hello\r", "Hello\n", "Hello\r\n\r\n", "Hello\n\r\r\r"}) {
-    SetBody(body);
-    EXPECT_EQ(Text(), kHeader + std::string("Hello") + kTrailer);
-  }
-  SetBody("\rHello\r\nyou \r");
-  EXPECT_EQ(Text(), kHeader + std::string("\rHello\r\nyou ") + kTrailer);
-}
-
-TEST_F(OutboundTexts, AnEmptyBodyLeavesNothingBetweenHeaderAndTheThreeLineEnds) {
-  for (const char* body : {"", "\r", "\n\n\r"}) {
-    SetBody(body);
-    EXPECT_EQ(Text(), std::string(kHeader) + kTrailer);
-  }
-}
-
-TEST_F(OutboundTexts, TheTextEndsAtANulOfTheBody) {
-  SetBody(std::string("be\0fore", 7));
-  EXPECT_EQ(Text(), kHeader + std::string("be"));
-  SetBody(std::string("\0", 1));
-  EXPECT_EQ(Text(), kHeader);
-  SetBody("after");
-  EXPECT_EQ(Text(), kHeader + std::string("after") + kTrailer);
 }
 
 TEST_F(OutboundTexts, TheLongestOfEverythingFits) {

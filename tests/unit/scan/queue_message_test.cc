@@ -32,8 +32,6 @@ class QueueMessages : public SiteFixture {
     return texts;
   }
 
-  std::string Head() const { return ToHex(outbound_.packet.data, 14); }
-
   void LayParent() {
     message_.header.IsReply = true;
     message_.header.ThreadRef = 3;
@@ -46,44 +44,11 @@ class QueueMessages : public SiteFixture {
   Outbound outbound_;
 };
 
-constexpr char kQueued[] = "  queued conf 2 msg #12  From='Ann Author' To='Bob@5:6/7.8' Subj='Hello'  MSGID=1:229/426 ";
 constexpr char kQueuedNetmail[] =
     "  queued conf 2 msg #12 (NETMAIL)  From='Ann Author' To='Bob'  Dest=5:6/7  Subj='Hello'  MSGID=1:229/426 ";
 constexpr char kNoSerial[] = "ERROR: could not allocate/persist the next outbound MSGID serial";
 
 }  // namespace
-
-TEST_F(QueueMessages, EchomailGoesToTheHubUnderTheNameAsStored) {
-  ASSERT_EQ(Queue(), 0);
-  EXPECT_EQ(TakeLines(), Strings{std::string(kQueued) + "00000001"});
-  EXPECT_EQ(Head(), "02 00 AA 01 64 00 E5 00 E5 00 00 00 00 00");
-  EXPECT_EQ(Texts(),
-            "05 Jan 07  09:04:03|Bob@5:6/7.8|Ann Author|Hello|"
-            "AREA:FIDO/^MSGID: 1:229/426 00000001/^TZUTC: +0000////--- cvtoss32 1.05/ * Origin: Harbour BBS "
-            "(1:229/426)/SEEN-BY: 229/426 100/^PATH: 229/426/|");
-}
-
-TEST_F(QueueMessages, NetmailGoesToItsOwnNetAndNodeUnderTheNameBeforeTheAtSign) {
-  message_.header.NetMail = true;
-  message_.header.Private = true;
-  ASSERT_EQ(Queue(), 0);
-  EXPECT_EQ(TakeLines(), Strings{std::string(kQueuedNetmail) + "00000001"});
-  EXPECT_EQ(Head(), "02 00 AA 01 07 00 E5 00 06 00 01 00 00 00");
-  EXPECT_EQ(Texts(),
-            "05 Jan 07  09:04:03|Bob|Ann Author|Hello|"
-            "^MSGID: 1:229/426 00000001/^TZUTC: +0000////--- cvtoss32 1.05/ * Origin: Harbour BBS (1:229/426)/|");
-}
-
-TEST_F(QueueMessages, TheAttributeIsTheMessagesPrivateFlagInBothKinds) {
-  message_.header.Private = true;
-  ASSERT_EQ(Queue(), 0);
-  EXPECT_EQ(Head(), "02 00 AA 01 64 00 E5 00 E5 00 01 00 00 00");
-  outbound_.packet.size = 0;
-  message_.header.Private = false;
-  message_.header.NetMail = true;
-  ASSERT_EQ(Queue(), 0);
-  EXPECT_EQ(Head(), "02 00 AA 01 07 00 E5 00 06 00 00 00 00 00");
-}
 
 TEST_F(QueueMessages, ARecordIsKeptOfEach) {
   ASSERT_EQ(Queue(), 0);
@@ -98,24 +63,6 @@ TEST_F(QueueMessages, ARecordIsKeptOfEach) {
     EXPECT_EQ(record.msg_number, 12);
     EXPECT_EQ(record.msgid, "1:229/426 0000000" + std::to_string(i + 1));
   }
-}
-
-TEST_F(QueueMessages, AReplyIsMarkedAsThreaded) {
-  LayParent();
-  ASSERT_EQ(Queue(), 0);
-  message_.header.NetMail = true;
-  ASSERT_EQ(Queue(), 0);
-  EXPECT_EQ(TakeLines(), (Strings{std::string(kQueued) + "00000001  (threaded reply)",
-                                  std::string(kQueuedNetmail) + "00000002  (threaded reply)"}));
-  EXPECT_NE(Texts().find("^TZUTC: +0000/^REPLY: 1:2/3 abc////"), std::string::npos);
-}
-
-TEST_F(QueueMessages, AReplyWhoseParentIsUnknownIsNotMarked) {
-  LayParent();
-  message_.header.ThreadRef = 4;
-  ASSERT_EQ(Queue(), 0);
-  EXPECT_EQ(TakeLines(), Strings{std::string(kQueued) + "00000001"});
-  EXPECT_EQ(Texts().find("REPLY"), std::string::npos);
 }
 
 TEST_F(QueueMessages, TheDateIsReadAgainAfterTheOffset) {

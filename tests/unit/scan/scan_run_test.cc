@@ -97,23 +97,6 @@ TEST_F(ScanRuns, TheLockIsHeldFromTheTableToTheCommitForAScan) {
   EXPECT_EQ(at_commit, at_load);
 }
 
-TEST_F(ScanRuns, NothingToExportLeavesEverythingAsItWas) {
-  site_.Base(1).Add({});
-  const auto before = site_.Files();
-  EXPECT_EQ(Run(), 0);
-  EXPECT_EQ(TakeLines(), Ready(kNothing));
-  EXPECT_EQ(site_.Files(), before);
-}
-
-TEST_F(ScanRuns, ALockThatIsHeldEndsTheRun) {
-  AddUnsent(1, 5);
-  WriteFile(site_.LockFile(), "");
-  SetModifiedAt(site_.LockFile(), clock_.now);
-  const std::string other = "Aborting: another cvtoss32 -toss/-scan instance appears to be running (";
-  ExpectFailure(Lines({other + site_.LockFile() + ")"}));
-  EXPECT_EQ(door_.Count(Call::kOpen, "CVMCONF.DAT"), 0);
-}
-
 TEST_F(ScanRuns, ALockThatCannotBeRemovedIsAWarningAndTheStatusStays) {
   const std::string warning = "WARNING: could not remove lock file " + site_.LockFile();
   Strings lines = Ready(kNothing);
