@@ -16,9 +16,9 @@
 #include "ftn/packet.h"
 #include "ftn/zip.h"
 #include "platform/os.h"
+#include "toss/bundle_toss.h"
 #include "toss/inbound_text.h"
 #include "toss/packet_toss.h"
-#include "toss/zip_reader.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "app/shown_text.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "base/fixed_text.h"
@@ -19,6 +20,13 @@ void MakeShowable(char* text) {
 
 ShownText::ShownText(const char* from) {
   CopyCut(text, from);
+  MakeShowable(text);
+}
+
+ShownText::ShownText(const char* from, size_t size) {
+  const size_t kept = std::min(size, sizeof text - 1);
+  memcpy(text, from, kept);
+  text[kept] = '\0';
   MakeShowable(text);
 }
 

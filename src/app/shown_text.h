@@ -15,6 +15,7 @@ struct ShownText {
   char text[1024];
 
   explicit ShownText(const char* from);
+  ShownText(const char* from, size_t size);  // of a text that is not NUL-terminated
 };
 
 // A copy of a path to be shown whose last name, behind the last "/", came with mail; the directory stays as it is.

@@ -73,11 +73,7 @@ int RefuseText(int32_t c) {
 }
 
 int CheckRange(int32_t c, const PreflightResult& found, size_t records) {
-  constexpr uint64_t kLargestWord = 65535;
-  const auto where = static_cast<uint64_t>(found.dat_count);
-  if (where <= kLargestWord && records <= kLargestWord && where + records <= static_cast<uint64_t>(kMostDatRecords)) {
-    return 0;
-  }
+  if (FitsDatRange(found.dat_count, records)) return 0;
   LogLine("ERROR: conf %d append would exceed Corvane's 16-bit DAT address range; refusing to append", c);
   return -1;
 }

@@ -15,7 +15,7 @@
 #include <cstdint>
 
 #include "app/run_lock.h"
-#include "bbs/preflight.h"
+#include "bbs/base_files.h"
 
 // A message to be added. The texts are NUL-terminated and longer ones than a field holds are cut there.
 struct NewMessage {

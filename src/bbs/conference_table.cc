@@ -6,7 +6,6 @@
 #include "app/run_log.h"
 #include "base/ascii.h"
 #include "base/bytes.h"
-#include "base/path.h"
 #include "ftn/area_tag.h"
 #include "platform/os.h"
 
@@ -63,15 +62,15 @@ ConferenceEntry UnpackConference(const uint8_t* record, int32_t number) {
   return entry;
 }
 
-int ReadRecords(const OsFile& file, const char* path, size_t records, ConferenceTable* table) {
+// Reads so many records. Returns the number of the first conference that cannot be read, or 0.
+int32_t ReadRecords(const OsFile& file, size_t records, ConferenceTable* table) {
   table->count = 0;
   table->NetmailConference = kNoConference;
   for (size_t i = 0; i < records; ++i) {
     const auto number = static_cast<int32_t>(i + 1);
     uint8_t record[layout::kSize];
     if (OsReadAt(file, static_cast<int64_t>(i * layout::kSize), record, sizeof record).bytes != sizeof record) {
-      LogLine("FATAL: short read in %s at conference %d", path, number);
-      return -1;
+      return number;
     }
     table->entries[table->count++] = UnpackConference(record, number);
   }
@@ -110,86 +109,83 @@ int CheckTag(const ConferenceTable& table, size_t index) {
 struct NumberList {
   char text[256] = {};
   int count = 0;
-  int32_t last = kNoConference;
 };
 
 void AddNumber(NumberList* list, int32_t number) {
   const size_t used = strlen(list->text);
   (void)snprintf(list->text + used, sizeof list->text - used, "%s%d", list->count == 0 ? "" : ", ", number);
   ++list->count;
-  list->last = number;
-}
-
-int ChooseNetmailConference(const NumberList& netmail, const NumberList& private_netmail, ConferenceTable* table) {
-  if (private_netmail.count > 1) {
-    LogLine("ERROR: multiple conferences qualify as the dedicated netmail area (NetMailConf=1, PublicMsgConf=0): %s",
-            private_netmail.text);
-    return -1;
-  }
-  if (private_netmail.count == 1) {
-    table->NetmailConference = private_netmail.last;
-    return 0;
-  }
-  if (netmail.count > 1) {
-    LogLine(
-        "ERROR: netmail routing is ambiguous: no dedicated private netmail conference and multiple NetMailConf conferences exist: %s",
-        netmail.text);
-    return -1;
-  }
-  if (netmail.count == 1) {
-    table->NetmailConference = netmail.last;
-    LogLine(
-        "WARNING: no conference has NetMailConf=1 with PublicMsgConf=0; using conference %d as the sole NetMailConf conference",
-        netmail.last);
-  }
-  return 0;
 }
 
 }  // namespace
 
-int LoadConferences(const char* conf_dir, ConferenceTable* table) {
-  Path path;
-  if (FormatPath(path.text, sizeof path.text, "%s/CVMCONF.DAT", conf_dir) != 0) {
-    LogLine("FATAL: CONFDIR path is too long to locate CVMCONF.DAT");
-    return -1;
+TableReading ReadConferenceTable(const char* conf_dir, ConferenceTable* table) {
+  TableReading reading;
+  const auto fails = [&reading](TableFault fault) {
+    reading.fault = fault;
+    return reading;
+  };
+  if (FormatPath(reading.path.text, sizeof reading.path.text, "%s/CVMCONF.DAT", conf_dir) != 0) {
+    return fails(kTablePathTooLong);
   }
   OsFile file;
-  if (OsOpen(path.text, kOsRead, &file) != kOsOk) {
-    LogLine("FATAL: could not open %s", path.text);
-    return -1;
-  }
+  if (OsOpen(reading.path.text, kOsRead, &file) != kOsOk) return fails(kTableNotOpened);
   const int64_t size = OsSize(file);
   constexpr auto kRecordSize = static_cast<int64_t>(layout::kSize);
-  if (size < 0) {
-    LogLine("FATAL: could not size %s", path.text);
-    return -1;
+  if (size < 0) return fails(kTableNotSized);
+  if (size % kRecordSize != 0) return fails(kTableNotAligned);
+  if (size == 0) return fails(kTableEmpty);
+  reading.records = size / kRecordSize;
+  if (reading.records > static_cast<int64_t>(kMostConferences)) return fails(kTableTooLong);
+  reading.unread = ReadRecords(file, static_cast<size_t>(reading.records), table);
+  if (reading.unread != 0) return fails(kTableReadShort);
+  return OsClose(&file) == 0 ? reading : fails(kTableNotClosed);
+}
+
+int LoadConferences(const char* conf_dir, ConferenceTable* table) {
+  const TableReading reading = ReadConferenceTable(conf_dir, table);
+  const char* const path = reading.path.text;
+  switch (reading.fault) {
+    case kTableRead: LogLine("Loaded %d conference(s) from CVMCONF.DAT", static_cast<int>(table->count)); return 0;
+    case kTablePathTooLong: LogLine("FATAL: CONFDIR path is too long to locate CVMCONF.DAT"); break;
+    case kTableNotOpened: LogLine("FATAL: could not open %s", path); break;
+    case kTableNotSized: LogLine("FATAL: could not size %s", path); break;
+    case kTableNotAligned:
+      LogLine("FATAL: %s is not aligned to %lu-byte MsgSystem records", path,
+              static_cast<unsigned long>(layout::kSize));
+      break;
+    case kTableEmpty: LogLine("FATAL: %s contains no conference records", path); break;
+    case kTableTooLong:
+      LogLine("FATAL: %s contains %ld conferences; build limit is %d", path, static_cast<long>(reading.records),
+              static_cast<int>(kMostConferences));
+      break;
+    case kTableReadShort: LogLine("FATAL: short read in %s at conference %d", path, reading.unread); break;
+    case kTableNotClosed: LogLine("FATAL: could not close %s cleanly", path); break;
   }
-  if (size % kRecordSize != 0) {
-    LogLine("FATAL: %s is not aligned to %lu-byte MsgSystem records", path.text,
-            static_cast<unsigned long>(layout::kSize));
-    return -1;
+  return -1;
+}
+
+NetmailChoice ChooseNetmailConference(const ConferenceTable& table) {
+  int takers = 0;
+  int private_takers = 0;
+  int32_t taker = kNoConference;
+  int32_t private_taker = kNoConference;
+  for (size_t i = 0; i < table.count; ++i) {
+    const ConferenceEntry& entry = table.entries[i];
+    if (!entry.NetMailConf) continue;
+    ++takers;
+    taker = entry.Number;
+    if (entry.PublicMsgConf) continue;
+    ++private_takers;
+    private_taker = entry.Number;
   }
-  if (size == 0) {
-    LogLine("FATAL: %s contains no conference records", path.text);
-    return -1;
-  }
-  const int64_t records = size / kRecordSize;
-  if (records > static_cast<int64_t>(kMostConferences)) {
-    LogLine("FATAL: %s contains %ld conferences; build limit is %d", path.text, static_cast<long>(records),
-            static_cast<int>(kMostConferences));
-    return -1;
-  }
-  if (ReadRecords(file, path.text, static_cast<size_t>(records), table) != 0) return -1;
-  if (OsClose(&file) != 0) {
-    LogLine("FATAL: could not close %s cleanly", path.text);
-    return -1;
-  }
-  LogLine("Loaded %d conference(s) from CVMCONF.DAT", static_cast<int>(table->count));
-  return 0;
+  if (private_takers > 1) return {kNetmailTwoPrivate};
+  if (private_takers == 1) return {kNetmailPrivate, private_taker};
+  if (takers > 1) return {kNetmailTwoPublic};
+  return takers == 1 ? NetmailChoice{kNetmailPublic, taker} : NetmailChoice{kNetmailNowhere};
 }
 
 int ValidateConferences(bool verbose, ConferenceTable* table) {
-  table->NetmailConference = kNoConference;
   int errors = 0;
   NumberList netmail;
   NumberList private_netmail;
@@ -200,6 +196,25 @@ int ValidateConferences(bool verbose, ConferenceTable* table) {
     if (entry.NetMailConf) AddNumber(&netmail, entry.Number);
     if (entry.NetMailConf && !entry.PublicMsgConf) AddNumber(&private_netmail, entry.Number);
   }
-  if (ChooseNetmailConference(netmail, private_netmail, table) != 0) return -1;
+  const NetmailChoice choice = ChooseNetmailConference(*table);
+  table->NetmailConference = choice.conference;
+  switch (choice.kind) {
+    case kNetmailNowhere:
+    case kNetmailPrivate: break;
+    case kNetmailPublic:
+      LogLine(
+          "WARNING: no conference has NetMailConf=1 with PublicMsgConf=0; using conference %d as the sole NetMailConf conference",
+          choice.conference);
+      break;
+    case kNetmailTwoPrivate:
+      LogLine("ERROR: multiple conferences qualify as the dedicated netmail area (NetMailConf=1, PublicMsgConf=0): %s",
+              private_netmail.text);
+      return -1;
+    case kNetmailTwoPublic:
+      LogLine(
+          "ERROR: netmail routing is ambiguous: no dedicated private netmail conference and multiple NetMailConf conferences exist: %s",
+          netmail.text);
+      return -1;
+  }
   return errors == 0 ? 0 : -1;
 }

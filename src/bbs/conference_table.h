@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "base/path.h"
+
 constexpr size_t kMostConferences = 200;
 constexpr int32_t kNoConference = -1;
 
@@ -28,6 +30,45 @@ struct ConferenceTable {
 
 // Whether this system reads and writes the conference at all.
 inline bool IsNetworked(const ConferenceEntry& entry) { return entry.Routed || entry.NetMailConf; }
+
+enum TableFault {
+  kTableRead,
+  kTablePathTooLong,
+  kTableNotOpened,
+  kTableNotSized,
+  kTableNotAligned,  // it is not whole records
+  kTableEmpty,
+  kTableTooLong,  // more than kMostConferences
+  kTableReadShort,
+  kTableNotClosed,
+};
+
+// What became of reading the table.
+struct TableReading {
+  TableFault fault = kTableRead;
+  Path path;
+  int64_t records = 0;  // by the size of the file
+  int32_t unread = 0;   // the number of the first conference that could not be read
+};
+
+// Reads CVMCONF.DAT from `conf_dir`; nothing is logged, and no netmail conference is chosen.
+TableReading ReadConferenceTable(const char* conf_dir, ConferenceTable* table);
+
+enum NetmailKind {
+  kNetmailNowhere,     // no conference takes netmail
+  kNetmailPrivate,     // the one that takes netmail and is not public
+  kNetmailPublic,      // the only one that takes netmail, which is public
+  kNetmailTwoPrivate,  // several could be the one
+  kNetmailTwoPublic,
+};
+
+struct NetmailChoice {
+  NetmailKind kind = kNetmailNowhere;
+  int32_t conference = kNoConference;
+};
+
+// Chooses where inbound netmail goes; nothing is logged.
+NetmailChoice ChooseNetmailConference(const ConferenceTable& table);
 
 // Reads CVMCONF.DAT from `conf_dir`. Returns 0, or -1 after logging why.
 int LoadConferences(const char* conf_dir, ConferenceTable* table);

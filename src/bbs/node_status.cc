@@ -4,7 +4,6 @@
 
 #include "app/run_log.h"
 #include "base/bytes.h"
-#include "base/path.h"
 #include "platform/os.h"
 
 namespace {
@@ -35,7 +34,7 @@ constexpr int kLongestWaitSeconds = 300;
 constexpr int kRecheckSeconds = 10;
 
 // Looks for the first busy node.
-NodeState FindBusyNode(const OsFile& file, const char* path, NodeStatus* status) {
+NodeState FindBusyNode(const OsFile& file, NodeStatus* status) {
   uint8_t records[layout::kSize * 256];
   for (int64_t node = 0; node < status->count;) {
     const auto wanted = static_cast<size_t>(std::min<int64_t>((status->count - node) * kRecordSize, sizeof records));
@@ -50,7 +49,7 @@ NodeState FindBusyNode(const OsFile& file, const char* path, NodeStatus* status)
       return kNodeBusy;
     }
     if (got < wanted) {
-      LogLine("ERROR: short read while checking %s", path);
+      status->fault = kNodesReadShort;
       return kNodesUnknown;
     }
   }
@@ -61,29 +60,34 @@ NodeState FindBusyNode(const OsFile& file, const char* path, NodeStatus* status)
 
 NodeState ReadNodeStatus(const char* work_dir, NodeStatus* status) {
   *status = NodeStatus{};
-  Path path;
-  if (FormatPath(path.text, sizeof path.text, "%s/CVWHOSON.DAT", work_dir) != 0) {
-    LogLine("ERROR: WORKDIR path is too long to locate CVWHOSON.DAT");
+  const auto fails = [status](NodeFault fault) {
+    status->fault = fault;
     return kNodesUnknown;
-  }
+  };
+  char* const path = status->path.text;
+  if (FormatPath(path, sizeof status->path.text, "%s/CVWHOSON.DAT", work_dir) != 0) return fails(kNodesPathTooLong);
   OsFile file;
-  if (OsOpen(path.text, kOsRead, &file) != kOsOk) {
-    LogLine("ERROR: could not open %s to verify that all Corvane nodes are free", path.text);
-    return kNodesUnknown;
-  }
+  if (OsOpen(path, kOsRead, &file) != kOsOk) return fails(kNodesNotOpened);
   const int64_t size = OsSize(file);
-  if (size < 0) {
-    LogLine("ERROR: could not seek %s", path.text);
-    return kNodesUnknown;
-  }
-  if (size < 1 || size % kRecordSize != 0 || size / kRecordSize > INT32_MAX) {
-    LogLine("ERROR: %s has an invalid size or could not be read", path.text);
-    return kNodesUnknown;
-  }
+  if (size < 0) return fails(kNodesNotSized);
+  if (size < 1 || size % kRecordSize != 0 || size / kRecordSize > INT32_MAX) return fails(kNodesBadSize);
   status->count = static_cast<int32_t>(size / kRecordSize);
-  const NodeState state = FindBusyNode(file, path.text, status);
+  const NodeState state = FindBusyNode(file, status);
   if (state != kNodesIdle) return state;
-  return OsClose(&file) == 0 ? kNodesIdle : kNodesUnknown;
+  return OsClose(&file) == 0 ? kNodesIdle : fails(kNodesNotClosed);
+}
+
+void ReportNodeFault(const NodeStatus& status) {
+  const char* const path = status.path.text;
+  switch (status.fault) {
+    case kNodesRead:
+    case kNodesNotClosed: return;
+    case kNodesPathTooLong: LogLine("ERROR: WORKDIR path is too long to locate CVWHOSON.DAT"); return;
+    case kNodesNotOpened: LogLine("ERROR: could not open %s to verify that all Corvane nodes are free", path); return;
+    case kNodesNotSized: LogLine("ERROR: could not seek %s", path); return;
+    case kNodesBadSize: LogLine("ERROR: %s has an invalid size or could not be read", path); return;
+    case kNodesReadShort: LogLine("ERROR: short read while checking %s", path); return;
+  }
 }
 
 bool WaitForIdleNodes(const char* work_dir, RunLock* lock) {
@@ -95,6 +99,7 @@ bool WaitForIdleNodes(const char* work_dir, RunLock* lock) {
       return true;
     }
     if (state == kNodesUnknown) {
+      ReportNodeFault(status);
       LogLine("Aborting: unable to verify that Corvane nodes are free");
       return false;
     }

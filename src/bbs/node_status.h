@@ -7,19 +7,34 @@
 #include <cstdint>
 
 #include "app/run_lock.h"
+#include "base/path.h"
+
+enum NodeFault {
+  kNodesRead,
+  kNodesPathTooLong,
+  kNodesNotOpened,
+  kNodesNotSized,
+  kNodesBadSize,  // empty, or not whole records
+  kNodesReadShort,
+  kNodesNotClosed,
+};
 
 struct NodeStatus {
   int32_t count = 0;        // how many nodes there are
   int32_t node = 0;         // the first busy node, from 1; 0 for none
   uint16_t UserNo = 65535;  // who is on it
   uint8_t Mode = 0;         // what they do, only reported
+  NodeFault fault = kNodesRead;
+  Path path;  // of the file
 };
 
 enum NodeState { kNodesIdle, kNodeBusy, kNodesUnknown };
 
-// Reads the file in `work_dir` once. When the state could not be told the reason has been logged, but for a failed
-// close.
+// Reads the file in `work_dir` once; nothing is logged. When the state could not be told the fault says why.
 NodeState ReadNodeStatus(const char* work_dir, NodeStatus* status);
+
+// Logs why the state could not be told; of a failed close nothing is said.
+void ReportNodeFault(const NodeStatus& status);
 
 // Waits up to five minutes until all nodes are idle, and renews the lock after each pause. Returns whether it is safe
 // to go on; if not, the reason has been logged.

@@ -78,8 +78,9 @@ bool Begins(const char* piece, const char* end, SigWanted* wanted) {
 bool TryPiece(const SigPass& pass, const char* piece) {
   if (IsAsked(*pass.msgid) && Begins(piece, pass.end, pass.msgid)) {
     SigPiece copy = CopyPiece(piece, SigPieceEnd(piece, pass.end));
-    (void)CutAtTab(&copy);
+    const char* const after_tab = CutAtTab(&copy);
     pass.scan->has_msgid = strcmp(copy.text, pass.msgid->text) == 0;
+    if (pass.scan->has_msgid && after_tab != nullptr) pass.scan->number = LeadingInt32(after_tab);
   }
   if (IsAsked(*pass.reply) && !pass.scan->has_parent && Begins(piece, pass.end, pass.reply)) {
     SigPiece copy = CopyPiece(piece, SigPieceEnd(piece, pass.end));

@@ -25,6 +25,7 @@ struct SigWanted {
 // What a pass over a SIG file has found.
 struct SigScan {
   bool has_msgid = false;   // the MSGID is the first field of some line; a line without a tab counts as a first field
+  int32_t number = 0;       // the number on that line; 0 without one
   bool has_parent = false;  // the reply's MSGID is the first field of some line with a tab
   int32_t parent = 0;       // the number on the first such line
 };

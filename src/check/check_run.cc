@@ -73,6 +73,7 @@ int CheckNodes(const TosserConfig& config) {
     LogLine("Node status: %d record(s), all idle", status.count);
     return 0;
   }
+  ReportNodeFault(status);
   if (state == kNodeBusy) {
     LogLine("NOT SAFE TO TOSS/SCAN: node %d is occupied by UserNo %d (Mode=0x%02X)", status.node,
             static_cast<int>(static_cast<int16_t>(status.UserNo)), static_cast<unsigned int>(status.Mode));

@@ -3,8 +3,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "app/run_log.h"
-#include "app/shown_text.h"
 #include "base/ascii.h"
 #include "bbs/records.h"
 #include "ftn/area_tag.h"
@@ -55,46 +53,36 @@ Line TakeLine(LineWalk* walk) {
 }
 
 // Takes the tag from a line that begins with "AREA:".
-int TakeArea(const Line& line, InboundMessage* message) {
+ParsedText TakeArea(const Line& line, InboundMessage* message) {
   constexpr size_t kWordSize = 5;
   const char* tag = line.text + kWordSize;
   size_t size = line.size - kWordSize;
   while (size > 0 && *tag == ' ') ++tag, --size;
   while (size > 0 && (tag[size - 1] == ' ' || tag[size - 1] == '\t')) --size;
-  if (size >= sizeof message->area || !IsAreaTag(tag, size)) {
-    char shown[1024] = {};  // as much as a log line takes
-    memcpy(shown, tag, size < sizeof shown ? size : sizeof shown - 1);
-    MakeShowable(shown);
-    LogLine("ERROR: inbound AREA tag is empty, malformed, or too long: '%s'", shown);
-    return -1;
-  }
+  if (size >= sizeof message->area || !IsAreaTag(tag, size)) return {kTextBadArea, tag, size};
   memcpy(message->area, tag, size);
   message->area[size] = '\0';
-  return 0;
+  return {};
 }
 
-// Copies a kludge's value, which starts after the blanks behind its colon. Returns 0, or -1 when it is too long.
+// Copies a kludge's value, which starts after the blanks behind its colon.
 template <size_t kSize>
-int CheckKludgeValue(const char* name, const char* value, size_t size, char (&destination)[kSize]) {
+ParsedText CopyKludgeValue(const char* name, const char* value, size_t size, char (&destination)[kSize]) {
   while (size > 0 && *value == ' ') ++value, --size;
-  if (size >= kSize) {
-    LogLine("ERROR: inbound %s value is too long (%lu bytes; maximum %lu)", name, static_cast<unsigned long>(size),
-            static_cast<unsigned long>(kSize - 1));
-    return -1;
-  }
+  if (size >= kSize) return {kTextLongKludge, value, size, name, kSize - 1};
   memcpy(destination, value, size);
   destination[size] = '\0';
-  return 0;
+  return {};
 }
 
 // Takes the value from a kludge line, if it is one of the three that the toss needs.
-int TakeKludge(const Line& line, InboundMessage* message) {
+ParsedText TakeKludge(const Line& line, InboundMessage* message) {
   const char* const word = line.text + 1;
   const size_t size = line.size - 1;
-  if (BeginsWithWord(word, size, "CHRS:")) return CheckKludgeValue("CHRS", word + 5, size - 5, message->charset);
-  if (BeginsWithWord(word, size, "MSGID:")) return CheckKludgeValue("MSGID", word + 6, size - 6, message->msgid);
-  if (BeginsWithWord(word, size, "REPLY:")) return CheckKludgeValue("REPLY", word + 6, size - 6, message->reply);
-  return 0;
+  if (BeginsWithWord(word, size, "CHRS:")) return CopyKludgeValue("CHRS", word + 5, size - 5, message->charset);
+  if (BeginsWithWord(word, size, "MSGID:")) return CopyKludgeValue("MSGID", word + 6, size - 6, message->msgid);
+  if (BeginsWithWord(word, size, "REPLY:")) return CopyKludgeValue("REPLY", word + 6, size - 6, message->reply);
+  return {};
 }
 
 bool IsRoutingLine(const Line& line) {
@@ -108,31 +96,26 @@ void KeepLine(const Line& line, ByteBuffer* body) {
   body->data[body->size++] = static_cast<uint8_t>(kLineEndByte);
 }
 
-int TakeNextLine(const Line& line, bool first, InboundMessage* message) {
-  if (line.size > kLongestLine) {
-    LogLine("ERROR: inbound logical line is %lu bytes; safety limit is %u", static_cast<unsigned long>(line.size),
-            static_cast<unsigned int>(kLongestLine));
-    return -1;
-  }
+ParsedText TakeNextLine(const Line& line, bool first, InboundMessage* message) {
+  if (line.size > kLongestLine) return {kTextLongLine, line.text, line.size, "", kLongestLine};
   if (first && BeginsWithWord(line.text, line.size, "AREA:")) return TakeArea(line, message);
   if (line.size != 0 && line.text[0] == kKludgeByte) return TakeKludge(line, message);
   if (!IsRoutingLine(line)) KeepLine(line, &message->body);
-  return 0;
+  return {};
 }
 
 }  // namespace
 
-int ParseInboundText(const char* text, size_t size, InboundMessage* message) {
+ParsedText ParseInboundText(const char* text, size_t size, InboundMessage* message) {
   message->body.size = 0;
-  if (ReserveBytes(&message->body, size + 1) != 0) return -1;
+  if (ReserveBytes(&message->body, size + 1) != 0) return {kTextNoMemory};
   LineWalk walk(text, size);
   for (bool first = true; walk.at != walk.end; first = false) {
-    if (TakeNextLine(TakeLine(&walk), first, message) != 0) return -1;
+    const ParsedText line = TakeNextLine(TakeLine(&walk), first, message);
+    if (line.fault != kTextSound) return line;
   }
   if (BeginsWithWord(message->charset, strlen(message->charset), "UTF-8")) {
     message->body.size = Utf8ToCp437(message->body.data, message->body.size);
   }
-  return 0;
+  return {};
 }
-
-bool LooksLikeReplySubject(const char* subject) { return BeginsWithWord(subject, strlen(subject), "re:"); }

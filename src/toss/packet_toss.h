@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "toss/inbound_text.h"
 #include "toss/toss_site.h"
 
 // What became of a packet, a bundle or the file that held it.
@@ -15,8 +16,8 @@ enum TossResult {
   PacketStopped = 4,  // the run lock is lost: the source has to be kept and the run has to end
 };
 
-// Whether the bytes begin like a type-2 packet with a believable date (FTS-0001).
-bool LooksLikePacket(const uint8_t* packet, size_t size);
-
 // Stores the messages of the packet. The bytes are only read; what becomes of their source is for the caller to do.
 TossResult TossPacket(const TossSite& site, const uint8_t* packet, size_t size);
+
+// Logs what is wrong with a text; of want of memory, and of a sound text, there is nothing to say.
+void ReportTextFault(const ParsedText& parsed);

@@ -1,59 +1,35 @@
 #include "toss/route_message.h"
 
-#include <cstring>
-
 #include "app/run_log.h"
 #include "app/shown_text.h"
-#include "base/ascii.h"
 #include "bbs/checked_append.h"
 #include "bbs/preflight.h"
 #include "bbs/ptr_scan.h"
 #include "bbs/sig_file.h"
 #include "ftn/fts_date.h"
 #include "toss/bad_areas.h"
-#include "toss/inbound_text.h"
+#include "toss/route_judge.h"
 
 namespace {
 
-constexpr int32_t kNoParent = -1;
-
-// The first routed conference with that tag, in capitals; kNoConference when there is none.
-int32_t FindRouted(const ConferenceTable& table, const char* tag) {
-  for (size_t i = 0; i < table.count; ++i) {
-    const ConferenceEntry& entry = table.entries[i];
-    if (entry.Routed && strcmp(entry.NetIDName, tag) == 0) return entry.Number;
+// Logs a destination that is not the message's own conference, and records the area that none carries.
+void ReportDestination(const TossSite& site, int n, const InboundMessage& message, const Destination& destination) {
+  switch (destination.kind) {
+    case kToNetmail:
+    case kToArea: return;
+    case kNoNetmail: LogLine("  msg %d: netmail with no NetMailConf=1 conference configured -- SKIPPED", n); return;
+    case kToCatchAll:
+      RecordBadArea(site.base, message.area);
+      LogLine("  msg %d: AREA:%s has no matching conference -- parked in catch-all conf %d (see BADAREAS.LST)", n,
+              message.area, destination.conference);
+      return;
+    case kNoCatchAll:
+      RecordBadArea(site.base, message.area);
+      LogLine(
+          "  msg %d: AREA:%s has no matching conference and no catch-all configured -- SKIPPED (logged to BADAREAS.LST)",
+          n, message.area);
+      return;
   }
-  return kNoConference;
-}
-
-int32_t ChooseForUnknownArea(const TossSite& site, int n, const char* area) {
-  RecordBadArea(site.base, area);
-  const int32_t catch_all = FindRouted(*site.conferences, "*");
-  if (catch_all > 0) {
-    LogLine("  msg %d: AREA:%s has no matching conference -- parked in catch-all conf %d (see BADAREAS.LST)", n, area,
-            catch_all);
-    return catch_all;
-  }
-  LogLine(
-      "  msg %d: AREA:%s has no matching conference and no catch-all configured -- SKIPPED (logged to BADAREAS.LST)", n,
-      area);
-  return kNoConference;
-}
-
-// Returns kNoConference, after logging why, when the message has nowhere to go.
-int32_t ChooseConference(const TossSite& site, int n, const InboundMessage& message) {
-  if (message.area[0] == '\0') {
-    const int32_t netmail = site.conferences->NetmailConference;
-    if (netmail == kNoConference) {
-      LogLine("  msg %d: netmail with no NetMailConf=1 conference configured -- SKIPPED", n);
-    }
-    return netmail;
-  }
-  char tag[sizeof message.area];
-  memcpy(tag, message.area, sizeof tag);
-  UpperText(tag);
-  const int32_t routed = FindRouted(*site.conferences, tag);
-  return routed >= 0 ? routed : ChooseForUnknownArea(site, n, message.area);
 }
 
 // One reading of the SIG file tells of the duplicate and of the parent; a message that names neither does not read it.
@@ -63,20 +39,22 @@ SigScan AskSig(const TossSite& site, int32_t c, const InboundMessage& message) {
   return ScanSigFile(path, message.msgid, message.reply);
 }
 
-int32_t FindParent(int n, int32_t c, const InboundMessage& message, const SigScan& sig) {
-  if (message.reply[0] == '\0') {
-    if (LooksLikeReplySubject(message.subject)) {
+// Logs a parent that cannot be linked to.
+void ReportParent(int n, int32_t c, const InboundMessage& message, const Parent& parent) {
+  switch (parent.kind) {
+    case kNotAReply:
+    case kParentFound: return;
+    case kReplyBySubjectOnly:
       LogLine(
           "  msg %d: subject looks like a reply but no REPLY: kludge present -- storing as non-threaded (safe fallback)",
           n);
-    }
-    return kNoParent;
+      return;
+    case kParentNotFound:
+      LogLine(
+          "  msg %d: reply to MSGID %s, but parent not found locally in conf %d -- storing as non-threaded (safe fallback)",
+          n, ShownText(message.reply).text, c);
+      return;
   }
-  if (sig.has_parent && sig.parent >= 0) return sig.parent;
-  LogLine(
-      "  msg %d: reply to MSGID %s, but parent not found locally in conf %d -- storing as non-threaded (safe fallback)",
-      n, ShownText(message.reply).text, c);
-  return kNoParent;
 }
 
 RouteResult Refuse(int n) {
@@ -96,7 +74,9 @@ RouteResult Store(const TossSite& site, int n, int32_t c, int32_t parent, const 
         "  parent MSGID resolved to MsgNumber %d via .SIG tracking, but that message no longer exists (or is marked Deleted) in the current message base -- storing as non-threaded (safe fallback)",
         parent);
   }
-  if (JudgeMessageBase(c, files, scan) != 0) {
+  const BaseFault fault = JudgeMessageBase(files, scan);
+  if (fault != kBaseSound) {
+    ReportBaseFault(c, fault, files, scan);
     LogLine("ERROR: conference %d failed message-base preflight; refusing to append", c);
     return Refuse(n);
   }
@@ -125,7 +105,9 @@ RouteResult Store(const TossSite& site, int n, int32_t c, int32_t parent, const 
 }  // namespace
 
 RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& message) {
-  const int32_t c = ChooseConference(site, n, message);
+  const Destination destination = ChooseConference(*site.conferences, message);
+  ReportDestination(site, n, message, destination);
+  const int32_t c = destination.conference;
   if (c == kNoConference) return kRouteSkipped;
 
   const SigScan sig = AskSig(site, c, message);
@@ -133,5 +115,7 @@ RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& mess
     LogLine("  msg %d: duplicate (MSGID %s already seen in conf %d) -- SKIPPED", n, ShownText(message.msgid).text, c);
     return kRouteSkipped;
   }
-  return Store(site, n, c, FindParent(n, c, message, sig), message);
+  const Parent parent = JudgeParent(message, sig);
+  ReportParent(n, c, message, parent);
+  return Store(site, n, c, parent.number, message);
 }

@@ -9,13 +9,14 @@
 #include "base/path.h"
 #include "base/whole_file.h"
 #include "bbs/readiness.h"
-#include "ftn/zip.h"
+#include "ftn/packet_reader.h"
+#include "ftn/zip_reader.h"
 #include "platform/os.h"
+#include "toss/bundle_toss.h"
 #include "toss/inbound_listing.h"
 #include "toss/packet_toss.h"
 #include "toss/source_disposal.h"
 #include "toss/toss_site.h"
-#include "toss/zip_reader.h"
 
 namespace {
 
@@ -56,7 +57,7 @@ bool TossFile(TossRun* run, const char* name) {
     LogLine("Could not read inbound file %s; skipping", ShownText(name).text);
     return true;
   }
-  const bool bundle = content->size >= zip_local_layout::signature.width && IsZipLocalHeader(content->data);
+  const bool bundle = LooksLikeZip(content->data, content->size);
   if (!bundle && !LooksLikePacket(content->data, content->size)) {
     ++run->ignored;
     return true;

@@ -14,7 +14,7 @@
 #include "fuzz/support/memory_files.h"
 #include "fuzz/support/rule.h"
 #include "scan/scan_run.h"
-#include "toss/zip_reader.h"
+#include "toss/bundle_toss.h"
 
 namespace {
 

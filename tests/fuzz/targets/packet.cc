@@ -6,6 +6,7 @@
 
 #include "base/fixed_text.h"
 #include "bbs/preflight.h"
+#include "ftn/packet_reader.h"
 #include "fuzz/model/packet_model.h"
 #include "fuzz/model/records_model.h"
 #include "fuzz/model/toss_model.h"

@@ -8,7 +8,7 @@
 #include "fuzz/support/input.h"
 #include "fuzz/support/memory_files.h"
 #include "fuzz/support/rule.h"
-#include "toss/zip_reader.h"
+#include "toss/bundle_toss.h"
 
 namespace {
 

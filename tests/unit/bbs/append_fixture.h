@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "bbs/checked_append.h"
+#include "bbs/preflight.h"
 #include "unit/support/site_fixture.h"
 
 class AppendFixture : public SiteFixture {

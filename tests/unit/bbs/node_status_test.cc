@@ -8,7 +8,9 @@ class NodeFile : public SiteFixture {
  protected:
   NodeState Read(const std::string& bytes) {
     WriteFile(path_, bytes);
-    return ReadNodeStatus(site_.Conf("WORK").c_str(), &status_);
+    const NodeState state = ReadNodeStatus(site_.Conf("WORK").c_str(), &status_);
+    ReportNodeFault(status_);
+    return state;
   }
 
   bool Wait() { return WaitForIdleNodes(site_.Conf("WORK").c_str(), &no_lock_); }
@@ -79,7 +81,9 @@ TEST_F(NodeFile, TheSizeMustBeAPositiveMultipleOf6) {
 TEST_F(NodeFile, APathOf511CharactersIsTriedAndOneOf512IsTooLong) {
   const std::string work_dir(498, 'w');
   EXPECT_EQ(ReadNodeStatus(work_dir.c_str(), &status_), kNodesUnknown);
+  ReportNodeFault(status_);
   EXPECT_EQ(ReadNodeStatus((work_dir + "w").c_str(), &status_), kNodesUnknown);
+  ReportNodeFault(status_);
   EXPECT_EQ(TakeLines(),
             (Strings{"ERROR: could not open " + work_dir + "/CVWHOSON.DAT to verify that all Corvane nodes are free",
                      "ERROR: WORKDIR path is too long to locate CVWHOSON.DAT"}));
@@ -87,7 +91,8 @@ TEST_F(NodeFile, APathOf511CharactersIsTriedAndOneOf512IsTooLong) {
 }
 
 TEST_F(NodeFile, AFailureLeavesTheDefaults) {
-  status_ = {9, 9, 9, 9};
+  status_.count = status_.node = 9;
+  status_.UserNo = status_.Mode = 9;
   RemoveFile(path_);
   EXPECT_EQ(ReadNodeStatus(site_.Conf("WORK").c_str(), &status_), kNodesUnknown);
   ExpectStatus(0, 0, 65535, 0);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "toss/packet_toss.h"
 #include "unit/support/site_fixture.h"
 
 namespace {
@@ -12,7 +13,9 @@ class InboundText : public SiteFixture {
   bool Parse(const std::string& text) {
     ClearInboundMessage(&message_);
     const std::vector<char> exact(text.begin(), text.end());
-    return ParseInboundText(exact.data(), exact.size(), &message_) == 0;
+    const ParsedText parsed = ParseInboundText(exact.data(), exact.size(), &message_);
+    ReportTextFault(parsed);
+    return parsed.fault == kTextSound;
   }
 
   std::string Body() const { return {reinterpret_cast<const char*>(message_.body.data), message_.body.size}; }
@@ -344,16 +347,6 @@ TEST_F(InboundCharset, ASequenceDoesNotReachAcrossTheEndOfALine) {
       "CHRS: UTF-8 4\ra\xC3\rb\xE2\x80\xA6\xF0\x9F\x98\x80\xC3",
       "a?\x01"
       "b.??\x01");
-}
-
-// Subjects.
-
-TEST(ReplySubject, BeginsWithReAndAColonInAnyCase) {
-  for (const char* subject : {"Re:", "RE:x", "re: x", "rE: Re: x"})
-    EXPECT_TRUE(LooksLikeReplySubject(subject)) << subject;
-  for (const char* subject : {"", "R", "Re", "Re^2: x", "Re : x", " Re: x", "Reply: x", "x Re:"}) {
-    EXPECT_FALSE(LooksLikeReplySubject(subject)) << subject;
-  }
 }
 
 // The record.

@@ -1,4 +1,5 @@
 #include "toss/packet_toss.h"
+#include "ftn/packet_reader.h"
 
 #include "unit/toss/toss_fixture.h"
 

@@ -1,4 +1,4 @@
-#include "toss/zip_reader.h"
+#include "toss/bundle_toss.h"
 
 #include <zlib.h>
 

@@ -1,7 +1,6 @@
 // Tossing a ZIP bundle held in memory.
 //
-// The bundle is read by its local headers from the front; the central directory is never looked at. Whatever could not
-// be handled keeps the whole bundle in the inbound directory.
+// Whatever could not be handled keeps the whole bundle in the inbound directory.
 #pragma once
 
 #include <cstddef>

@@ -1,0 +1,58 @@
+// The files of a conference's message base: what the file system shows of them, and whether they are sound. Nothing is
+// logged or changed here.
+#pragma once
+
+#include <cstdint>
+
+#include "bbs/message_base.h"
+#include "bbs/ptr_scan.h"
+
+// Which files are there, their sizes in bytes and their record counts.
+struct PreflightResult {
+  bool ptr_exists = false;
+  bool dat_exists = false;
+  bool idx_exists = false;
+  int32_t ptr_size = 0;
+  int32_t dat_size = 0;
+  int32_t idx_size = 0;
+  int32_t ptr_count = 0;
+  int32_t dat_count = 0;
+  int32_t idx_count = 0;
+};
+
+// The three files of a conference as the file system shows them.
+struct MessageBaseFiles {
+  BasePath ptr;
+  BasePath dat;
+  BasePath idx;
+  bool paths_fit = false;  // else they are empty
+  bool inspected = false;  // the status of each could be read, or it is absent
+  PreflightResult found;   // what could not be inspected counts as absent
+};
+
+MessageBaseFiles InspectMessageBase(const MessageBase& base, int32_t conference);
+
+// What is wrong with a message base; the first that holds.
+enum BaseFault {
+  kBaseSound,
+  kBasePathTooLong,
+  kBaseNotInspected,
+  kBaseNotAligned,  // a file is not whole records
+  kBaseWithoutPtr,  // IDX or DAT records, but no header
+  kBaseIdxTooLong,  // more IDX records than headers
+  kBaseDatTooLong,  // more DAT records than 16 bits can address
+  kBaseNotOpened,   // the PTR file
+  kBaseNoRecords,   // a live header without text
+  kBasePastDat,     // a live header whose text lies beyond the DAT file
+  kBaseReadShort,   // the PTR file ended before its size
+  kBaseNotClosed,   // the PTR file
+};
+
+// Judges the sizes, up to kBaseIdxTooLong.
+BaseFault JudgeBaseSizes(const MessageBaseFiles& files);
+
+// Judges the sizes and, by one ScanPtrFile over `files.ptr` with `files.found.dat_count`, the headers.
+BaseFault JudgeMessageBase(const MessageBaseFiles& files, const PtrScan& scan);
+
+// Whether so many more DAT records fit behind those that are there, as headers can address them.
+bool FitsDatRange(int64_t dat_count, uint64_t records);

@@ -1,0 +1,53 @@
+// Walking the entries of a ZIP file that is held in memory, by its local headers from the front; the central directory
+// is never looked at. Nothing is logged or changed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "base/byte_buffer.h"
+#include "ftn/zip.h"
+
+// Whether the bytes begin with a local header's signature.
+bool LooksLikeZip(const uint8_t* bytes, size_t size);
+
+// One entry as it lies in the file.
+struct ZipEntryView {
+  size_t offset = 0;  // of its local header in the file
+  ZipLocalHeader header;
+  char name[260] = {};            // NUL-terminated, as it came, cut to the room there is
+  const uint8_t* data = nullptr;  // header.compressed_size bytes
+};
+
+enum ZipStep {
+  kZipEntry,
+  kZipEnd,      // no local header follows
+  kZipCutName,  // the file ends within the entry's name or extra field
+  kZipCutData,  // the file ends within the entry's data
+};
+
+// A file being walked.
+struct ZipReader {
+  const uint8_t* bytes;
+  size_t size;    // bytes
+  size_t at = 0;  // where the next local header should stand
+};
+
+// Takes the next entry apart and moves behind it.
+ZipStep ReadZipEntry(ZipReader* reader, ZipEntryView* entry);
+
+enum InflateResult {
+  kInflated,
+  kInflateNoMemory,    // for the content
+  kInflateNotStarted,  // zlib could not begin, with `code`
+  kInflateIncomplete,  // bad data, or another size than declared: `code` and `produced`
+};
+
+struct Inflation {
+  InflateResult result = kInflated;
+  int code = 0;                // zlib's
+  unsigned long produced = 0;  // bytes
+};
+
+// Inflates a deflated entry, whole, into exactly the bytes that its header declares. The content is empty on failure.
+Inflation InflateZipEntry(const ZipEntryView& entry, ByteBuffer* content);
