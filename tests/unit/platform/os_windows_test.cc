@@ -49,12 +49,17 @@ TEST(OsWindows, TheEventsThatEndAProcessRemoveTheBreakFile) {
                 {4, false},           {CTRL_LOGOFF_EVENT, true}, {CTRL_SHUTDOWN_EVENT, true}, {7, false}};
   for (const auto& one : kCases) {
     WriteFile(path, "x");
-    WindowsSetBreakFile(path.c_str());
+    WindowsSetBreakFile(path.c_str(), "x");
     EXPECT_EQ(WindowsBreak(one.event), one.ends) << one.event;
     EXPECT_EQ(PathExists(path), !one.ends) << one.event;
   }
+  for (const char* const other : {"", "xx", "y"}) {
+    WriteFile(path, other);
+    EXPECT_TRUE(WindowsBreak(CTRL_C_EVENT));
+    EXPECT_TRUE(PathExists(path)) << "another run's lock: " << other;
+  }
   WriteFile(path, "x");
-  WindowsSetBreakFile("");
+  WindowsSetBreakFile("", "");
   EXPECT_TRUE(WindowsBreak(CTRL_C_EVENT));
   EXPECT_TRUE(PathExists(path));
 }
@@ -79,9 +84,9 @@ TEST(OsWindows, AFileThatStaysHeldOpenIsNeitherRemovedNorMoved) {
   EXPECT_EQ(OsRemove(path.c_str()), kOsFailed);
   EXPECT_EQ(OsRemoveUnchanged(path.c_str(), ModifiedAt(path)), kOsFailed);
   EXPECT_EQ(OsRename(path.c_str(), (directory / "b").c_str()), kOsFailed);
-  WindowsSetBreakFile(path.c_str());
+  WindowsSetBreakFile(path.c_str(), "x");
   EXPECT_TRUE(WindowsBreak(CTRL_C_EVENT));
-  WindowsSetBreakFile("");
+  WindowsSetBreakFile("", "");
   (void)CloseHandle(held);
   EXPECT_TRUE(PathExists(path));
 }
