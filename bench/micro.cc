@@ -113,7 +113,7 @@ class QuietSite {
  private:
   ConferenceTable table_;
   RunLock no_lock_;
-  BadPackets bad_packets_ = {"/dev/null"};
+  BadPackets bad_packets_ = {{"/dev/null", kOsTrustPath}};
   TossSite site_ = {"/dev/null", &no_lock_, &bad_packets_, &table_};  // nothing is to be stored
 };
 

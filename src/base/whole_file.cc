@@ -2,9 +2,10 @@
 
 namespace {
 
-int ReadFile(const OsPlace& place, int64_t limit, ByteBuffer* content) {
+int ReadFile(const OsPlace& place, int64_t limit, ByteBuffer* content, OsIdentity* identity) {
   OsFile file;
   if (OsOpen(place, kOsRead, &file) != kOsOk) return -1;
+  if (identity != nullptr && OsIdentify(file, identity) != kOsOk) return -1;
   const int64_t length = OsSize(file);
   if (length < 0 || length > limit || static_cast<uint64_t>(length) > SIZE_MAX) return -1;
   const auto size = static_cast<size_t>(length);
@@ -24,9 +25,9 @@ int WriteParts(const OsFile& file, std::initializer_list<FilePart> parts) {
 
 }  // namespace
 
-int ReadWholeFile(const OsPlace& place, ByteBuffer* content, int64_t limit) {
+int ReadWholeFile(const OsPlace& place, ByteBuffer* content, int64_t limit, OsIdentity* identity) {
   content->size = 0;
-  if (ReadFile(place, limit, content) == 0) return 0;
+  if (ReadFile(place, limit, content, identity) == 0) return 0;
   content->size = 0;
   return -1;
 }

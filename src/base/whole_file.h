@@ -11,8 +11,10 @@
 
 // Reads the whole file at `place` into `content`, whose memory is used again where it suffices. Returns 0, or -1 when
 // the file cannot be opened, measured, held in memory, read to its length or closed (the content is then empty). One of
-// more than `limit` bytes is refused before memory is taken for it.
-int ReadWholeFile(const OsPlace& place, ByteBuffer* content, int64_t limit = std::numeric_limits<int64_t>::max());
+// more than `limit` bytes is refused before memory is taken for it. `identity`, when given, receives what the file was
+// when it was opened.
+int ReadWholeFile(const OsPlace& place, ByteBuffer* content, int64_t limit = std::numeric_limits<int64_t>::max(),
+                  OsIdentity* identity = nullptr);
 
 struct FilePart {
   const void* bytes;

@@ -21,7 +21,7 @@ int PrepareMessageBase(const TosserConfig& config, RunLock* lock, ConferenceTabl
     return -1;
   }
   if (!WaitForIdleNodes(config.WorkDir, lock)) return -1;
-  (void)OsOpenDirectory(config.MsgDir, directory);
+  (void)OsOpenDirectory(config.MsgDir, kOsTrustPath, directory);
   if (PreflightAll({config.MsgDir, *directory}, *table, false, lock) == 0) return 0;
   if (lock->state == kLockLost) return -1;
   LogLine("Aborting: one or more FTN conference message bases failed preflight");

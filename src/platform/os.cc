@@ -22,6 +22,8 @@ OsResult OsOpen(const OsPlace& place, OsOpenMode mode, OsFile* file, int* error)
   return in_force.Open(place, mode, &file->handle, error != nullptr ? error : &ignored);
 }
 
+OsResult OsIdentify(const OsFile& file, OsIdentity* identity) { return in_force.Identify(file.handle, identity); }
+
 int64_t OsSize(const OsFile& file) { return in_force.Size(file.handle); }
 
 OsReadResult OsReadAt(const OsFile& file, int64_t at, void* to, size_t size) {
@@ -91,11 +93,13 @@ OsResult OsStat(const OsPlace& place, OsStatus* status) { return in_force.Stat(p
 
 OsSameness OsSameFile(const OsPlace& source, const OsPlace& other) { return in_force.SameFile(source, other); }
 
-OsResult OsRemove(const OsPlace& place) { return in_force.Remove(place); }
+OsResult OsRemove(const OsPlace& place, const OsIdentity* only) { return in_force.Remove(place, only); }
 
 OsResult OsRemoveUnchanged(const char* path, int64_t modified) { return in_force.RemoveUnchanged(path, modified); }
 
-OsResult OsRename(const OsPlace& from, const OsPlace& to) { return in_force.Rename(from, to); }
+OsResult OsRename(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
+  return in_force.Rename(from, to, only);
+}
 
 OsResult OsMakeDirectory(const char* path) { return in_force.MakeDirectory(path); }
 
@@ -103,8 +107,8 @@ OsDirectory::~OsDirectory() {
   if (handle != kOsNone) in_force.CloseDirectory(handle);
 }
 
-OsResult OsOpenDirectory(const char* path, OsDirectory* directory) {
-  return in_force.OpenDirectory(path, &directory->handle);
+OsResult OsOpenDirectory(const char* path, OsTrust trust, OsDirectory* directory) {
+  return in_force.OpenDirectory(path, trust, &directory->handle);
 }
 
 OsResult OsListOpen(const char* path, OsList* list) { return in_force.ListOpen(path, &list->handle); }

@@ -35,6 +35,13 @@ enum OsOpenMode {
 // Whether removing one file would lose another.
 enum OsSameness { kOsSame, kOsDifferent, kOsNotTold };
 
+// Whether the last name of a directory's path may be a link that anybody has made.
+enum OsTrust {
+  kOsTrustPath,    // the path leads where it leads
+  kOsTrustOwners,  // a link is followed only if it belongs to root or to this process's user, or if it stands in a
+                   // directory that nobody else may write in
+};
+
 enum OsKind { kOsRegularFile, kOsDirectory, kOsOtherKind };
 // The console's two outputs.
 enum OsStream { kOsStdout, kOsStderr };
@@ -43,6 +50,17 @@ struct OsStatus {
   OsKind kind = kOsOtherKind;
   int64_t size = 0;      // bytes
   int64_t modified = 0;  // seconds since 1970-01-01 UTC
+};
+
+// What one open file was when it was looked at. A file that has taken its name since, and one that was written to
+// since, differ from it.
+struct OsIdentity {
+  uint64_t volume = 0;
+  uint64_t file = 0;     // its number on the volume
+  int64_t size = 0;      // bytes; this and the time only where files are easily swapped: 0 on Windows
+  int64_t modified = 0;  // nanoseconds since 1970-01-01 UTC
+
+  bool operator==(const OsIdentity&) const = default;
 };
 
 // Broken-down time as a calendar shows it.
@@ -83,6 +101,7 @@ extern const char* const kOsLineEnd;
 // The table. Entries answer for one call of the system each; the functions below add the loops.
 struct OsTable {
   OsResult (*Open)(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error);
+  OsResult (*Identify)(intptr_t handle, OsIdentity* identity);
   int64_t (*Size)(intptr_t handle);                                                // bytes, or -1
   int64_t (*ReadAt)(intptr_t handle, int64_t at, void* to, size_t size);           // bytes, 0 at the end, -1 on failure
   int64_t (*WriteAt)(intptr_t handle, int64_t at, const void* from, size_t size);  // bytes, -1 or kOsNoPositions
@@ -96,11 +115,11 @@ struct OsTable {
   int (*Touch)(intptr_t handle);
   OsResult (*Stat)(const OsPlace& place, OsStatus* status);
   OsSameness (*SameFile)(const OsPlace& left, const OsPlace& right);
-  OsResult (*Remove)(const OsPlace& place);
+  OsResult (*Remove)(const OsPlace& place, const OsIdentity* only);
   OsResult (*RemoveUnchanged)(const char* path, int64_t modified);
-  OsResult (*Rename)(const OsPlace& from, const OsPlace& to);
+  OsResult (*Rename)(const OsPlace& from, const OsPlace& to, const OsIdentity* only);
   OsResult (*MakeDirectory)(const char* path);
-  OsResult (*OpenDirectory)(const char* path, intptr_t* handle);
+  OsResult (*OpenDirectory)(const char* path, OsTrust trust, intptr_t* handle);
   void (*CloseDirectory)(intptr_t handle);
   OsResult (*ListOpen)(const char* path, void** list);
   OsResult (*ListNext)(void* list, char* name, size_t size);
@@ -142,6 +161,9 @@ struct OsFile {
 // Opens the file at `place` into `file`, which is not open before. Returns kOsOk, kOsMissing, kOsExists or kOsFailed;
 // `error`, when given, receives the C library's error number of a failure.
 OsResult OsOpen(const OsPlace& place, OsOpenMode mode, OsFile* file, int* error = nullptr);
+
+// Tells what file is open. Returns kOsOk, or kOsFailed (also of what is no regular file).
+OsResult OsIdentify(const OsFile& file, OsIdentity* identity);
 
 // The file's length in bytes, or -1.
 int64_t OsSize(const OsFile& file);
@@ -200,8 +222,9 @@ OsResult OsStat(const OsPlace& place, OsStatus* status);
 // the other. A link may always go, unless it is `source` itself. What is absent is different from everything.
 OsSameness OsSameFile(const OsPlace& source, const OsPlace& other);
 
-// Removes a file, never a directory. Returns kOsOk, kOsMissing or kOsFailed.
-OsResult OsRemove(const OsPlace& place);
+// Removes a file, never a directory; with `only`, unless something else than that file, or a link to it, is seen there.
+// Returns kOsOk, kOsMissing or kOsFailed.
+OsResult OsRemove(const OsPlace& place, const OsIdentity* only = nullptr);
 
 // Removes a file only while its last modification is still the given one, in seconds. Of several processes that try at
 // once through this call at most one removes it, and none removes the file that the winner has then put in its place.
@@ -209,9 +232,10 @@ OsResult OsRemove(const OsPlace& place);
 // (it has changed) or kOsFailed.
 OsResult OsRemoveUnchanged(const char* path, int64_t modified);
 
-// Moves a file, across file systems too, and never replaces one. Returns kOsOk, kOsExists or kOsFailed (the source is
-// still there).
-OsResult OsRename(const OsPlace& from, const OsPlace& to);
+// Moves a file, across file systems too, and never replaces one; with `only`, no other than that file, or a link to it.
+// What takes its name at the last moment is put back unless that name is taken again. Returns kOsOk, kOsExists or
+// kOsFailed (the source is still there, or what has taken its name).
+OsResult OsRename(const OsPlace& from, const OsPlace& to, const OsIdentity* only = nullptr);
 
 // Returns kOsOk, kOsExists, kOsMissing (the directory to make it in is absent) or kOsFailed.
 OsResult OsMakeDirectory(const char* path);
@@ -229,8 +253,8 @@ struct OsDirectory {
 };
 
 // Opens the directory at `path` into `directory`, which is not open before. Returns kOsOk, or another value when it
-// cannot be opened (each call on its files then walks).
-OsResult OsOpenDirectory(const char* path, OsDirectory* directory);
+// cannot be opened or is not to be trusted (each call on its files then walks).
+OsResult OsOpenDirectory(const char* path, OsTrust trust, OsDirectory* directory);
 
 // A directory being listed; closed when it goes out of scope.
 struct OsList {

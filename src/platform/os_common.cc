@@ -6,26 +6,26 @@
 
 namespace {
 
-bool IsSame(const OsIdentity& left, const OsIdentity& right) {
+bool IsSame(const OsEntry& left, const OsEntry& right) {
   return left.volume == right.volume && left.file == right.file;
 }
 
-using Identify = OsResult (*)(const OsPlace& place, OsLinks links, OsIdentity* identity);
+using Identify = OsResult (*)(const OsPlace& place, OsLinks links, OsEntry* entry);
 
 // Identifies the directory that a place's last name stands in.
-OsResult IdentifyDirectory(Identify identify, const OsPlace& place, OsIdentity* identity) {
+OsResult IdentifyDirectory(Identify identify, const OsPlace& place, OsEntry* entry) {
   char directory[1100];
   size_t size = strlen(place.path);
   if (size + 2 > sizeof directory) return kOsFailed;
   while (size > 0 && place.path[size - 1] != '/' && place.path[size - 1] != '\\') --size;
   memcpy(directory, place.path, size);
   memcpy(directory + size, ".", 2);
-  return identify(OsPlace(directory, place.directory), kOsFollowLinks, identity);
+  return identify(OsPlace(directory, place.directory), kOsFollowLinks, entry);
 }
 
 OsSameness AreSameEntry(Identify identify, const OsPlace& source, const OsPlace& other) {
-  OsIdentity left;
-  OsIdentity right;
+  OsEntry left;
+  OsEntry right;
   if (IdentifyDirectory(identify, source, &left) != kOsOk || IdentifyDirectory(identify, other, &right) != kOsOk) {
     return kOsNotTold;
   }
@@ -55,15 +55,15 @@ OsCalendar CalendarOf(const tm& broken_down) {
 }
 
 OsSameness CommonSameFile(Identify identify, const OsPlace& source, const OsPlace& other) {
-  OsIdentity left;
-  OsIdentity right;
+  OsEntry left;
+  OsEntry right;
   const OsResult source_result = identify(source, kOsLinksThemselves, &left);
   const OsResult other_result = identify(other, kOsLinksThemselves, &right);
   if (source_result == kOsMissing || other_result == kOsMissing) return kOsDifferent;
   if (source_result != kOsOk || other_result != kOsOk) return kOsNotTold;
   if (IsSame(left, right)) return left.has_other_names ? AreSameEntry(identify, source, other) : kOsSame;
   if (right.is_link || !left.is_link) return kOsDifferent;
-  OsIdentity behind;
+  OsEntry behind;
   if (identify(source, kOsFollowLinks, &behind) != kOsOk) return kOsNotTold;
   return IsSame(behind, right) ? kOsSame : kOsDifferent;
 }

@@ -12,8 +12,8 @@ void CommonShow(OsStream stream, const char* text, size_t size);
 
 OsCalendar CalendarOf(const tm& broken_down);
 
-// What tells one file from another.
-struct OsIdentity {
+// What stands under a name, as far as names of one file are told apart.
+struct OsEntry {
   uint64_t volume = 0;
   uint64_t file = 0;
   bool has_other_names = false;  // hard links
@@ -24,5 +24,5 @@ enum OsLinks { kOsFollowLinks, kOsLinksThemselves };
 
 // OsSameFile, given how this system identifies what stands at a place; `identify` returns kOsOk, kOsMissing or
 // kOsFailed.
-OsSameness CommonSameFile(OsResult (*identify)(const OsPlace& place, OsLinks links, OsIdentity* identity),
+OsSameness CommonSameFile(OsResult (*identify)(const OsPlace& place, OsLinks links, OsEntry* entry),
                           const OsPlace& source, const OsPlace& other);

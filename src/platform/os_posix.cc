@@ -15,6 +15,8 @@
 
 #include "platform/os.h"
 #include "platform/os_common.h"
+#include "platform/os_posix_directory.h"
+#include "platform/os_posix_identity.h"
 #include "platform/os_posix_place.h"
 #include "platform/os_posix_rename.h"
 #include "platform/os_posix_sync.h"
@@ -110,22 +112,24 @@ OsResult Stat(const OsPlace& where, OsStatus* status) {
   return kOsOk;
 }
 
-OsResult Identify(const OsPlace& where, OsLinks links, OsIdentity* identity) {
+OsResult FindEntry(const OsPlace& where, OsLinks links, OsEntry* entry) {
   const PosixPlace place(where);
   struct stat found = {};
   const int flags = links == kOsFollowLinks ? 0 : AT_SYMLINK_NOFOLLOW;
   if (fstatat(place.Directory(), place.Name(), &found, flags) != 0) return ResultOf(errno);
-  identity->volume = found.st_dev;
-  identity->file = found.st_ino;
-  identity->has_other_names = found.st_nlink > 1;
-  identity->is_link = S_ISLNK(found.st_mode);
+  entry->volume = found.st_dev;
+  entry->file = found.st_ino;
+  entry->has_other_names = found.st_nlink > 1;
+  entry->is_link = S_ISLNK(found.st_mode);
   return kOsOk;
 }
 
-OsSameness SameFile(const OsPlace& source, const OsPlace& other) { return CommonSameFile(Identify, source, other); }
+OsSameness SameFile(const OsPlace& source, const OsPlace& other) { return CommonSameFile(FindEntry, source, other); }
 
-OsResult Remove(const OsPlace& where) {
+OsResult Remove(const OsPlace& where, const OsIdentity* only) {
   const PosixPlace place(where);
+  OsIdentity entry;
+  if (only != nullptr && !PosixFind(place, only, &entry)) return kOsFailed;
   return unlinkat(place.Directory(), place.Name(), 0) == 0 ? kOsOk : ResultOf(errno);
 }
 
@@ -170,13 +174,6 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
 OsResult MakeDirectory(const char* path) {
   const NativePath native(path);
   return mkdir(native.text, 0777) == 0 ? kOsOk : ResultOf(errno);
-}
-
-OsResult OpenDirectory(const char* path, intptr_t* handle) {
-  const int descriptor = open(NativePath(path).text, O_PATH | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return ResultOf(errno);
-  *handle = descriptor;
-  return kOsOk;
 }
 
 void CloseDirectory(intptr_t handle) { (void)close(static_cast<int>(handle)); }
@@ -301,6 +298,7 @@ const char* const kOsLineEnd = "\n";
 
 const OsTable kOsNative = {
     .Open = Open,
+    .Identify = PosixIdentify,
     .Size = Size,
     .ReadAt = ReadAt,
     .WriteAt = WriteAt,
@@ -318,7 +316,7 @@ const OsTable kOsNative = {
     .RemoveUnchanged = RemoveUnchanged,
     .Rename = PosixRenameWithoutReplacing,
     .MakeDirectory = MakeDirectory,
-    .OpenDirectory = OpenDirectory,
+    .OpenDirectory = PosixOpenDirectory,
     .CloseDirectory = CloseDirectory,
     .ListOpen = ListOpen,
     .ListNext = ListNext,

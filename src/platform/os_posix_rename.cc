@@ -5,8 +5,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
+#include "platform/os_posix_identity.h"
 #include "platform/os_posix_place.h"
 #include "platform/os_posix_sync.h"
 
@@ -14,80 +16,119 @@ namespace {
 
 OsResult ResultOf(int error) { return error == EEXIST ? kOsExists : kOsFailed; }
 
-int CopyBytes(int source, int target) {
+int RenameWithoutReplacing(const PosixPlace& from, const PosixPlace& to) {
+  return renameat2(from.Directory(), from.Name(), to.Directory(), to.Name(), RENAME_NOREPLACE);
+}
+
+int Rename(const PosixPlace& from, const PosixPlace& to) {
+  return renameat(from.Directory(), from.Name(), to.Directory(), to.Name());
+}
+
+int RenameAfterALook(const PosixPlace& from, const PosixPlace& to) {
+  OsIdentity standing;
+  return PosixFind(to, nullptr, &standing) ? -1 : Rename(from, to);
+}
+
+// After a rename: whether what arrived is what was to be moved. Anything else is put back.
+OsResult Arrived(const PosixPlace& source, const PosixPlace& target, const OsIdentity* only, const OsIdentity& entry,
+                 int (*rename_back)(const PosixPlace& from, const PosixPlace& to)) {
+  if (only == nullptr || PosixIsEntry(target, entry)) return kOsOk;
+  (void)rename_back(target, source);
+  return kOsFailed;
+}
+
+// Copies that many bytes, of a file that may be growing.
+int CopyBytes(int source, int target, int64_t left) {
   char piece[65536];
-  for (;;) {
-    const ssize_t got = read(source, piece, sizeof piece);
+  while (left > 0) {
+    const ssize_t got = read(source, piece, static_cast<size_t>(std::min<int64_t>(left, sizeof piece)));
     if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got == 0 ? 0 : -1;
+    if (got <= 0) return -1;
     for (ssize_t done = 0; done < got;) {
       const ssize_t put = write(target, piece + done, static_cast<size_t>(got - done));
       if (put < 0 && errno == EINTR) continue;
       if (put <= 0) return -1;
       done += put;
     }
+    left -= got;
   }
+  return 0;
+}
+
+// Nobody may read the copy who could not read the source.
+OsResult CopyWithoutReplacing(int reader, const PosixPlace& target, const OsIdentity* only) {
+  struct stat status = {};
+  OsIdentity before;
+  if (PosixIdentify(reader, &before) != kOsOk || fstat(reader, &status) != 0) return kOsFailed;
+  if (only != nullptr && before != *only) return kOsFailed;
+  const int writer =
+      openat(target.Directory(), target.Name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777);
+  if (writer < 0) return ResultOf(errno);
+  OsIdentity after;
+  bool whole = CopyBytes(reader, writer, before.size) == 0 && fsync(writer) == 0;
+  whole = PosixIdentify(reader, &after) == kOsOk && after == before && whole;
+  whole = close(writer) == 0 && whole;
+  if (whole) return kOsOk;
+  (void)unlinkat(target.Directory(), target.Name(), 0);
+  return kOsFailed;
 }
 
 }  // namespace
 
-OsResult PosixRenameWithoutReplacing(const OsPlace& from, const OsPlace& to) {
+OsResult PosixRenameWithoutReplacing(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
   const PosixPlace source(from);
   const PosixPlace target(to);
-  if (renameat2(source.Directory(), source.Name(), target.Directory(), target.Name(), RENAME_NOREPLACE) == 0)
-    return kOsOk;
-  if (errno == EXDEV) return PosixMoveByCopy(from, to);
+  OsIdentity entry;
+  if (only != nullptr && !PosixFind(source, only, &entry)) return kOsFailed;
+  if (RenameWithoutReplacing(source, target) == 0) {
+    return Arrived(source, target, only, entry, RenameWithoutReplacing);
+  }
+  if (errno == EXDEV) return PosixMoveByCopy(from, to, only);
   if (errno != EINVAL && errno != ENOSYS && errno != EPERM) return ResultOf(errno);
-  return PosixMoveByLink(from, to);
+  return PosixMoveByLink(from, to, only);
 }
 
-OsResult PosixMoveByLink(const OsPlace& from, const OsPlace& to) {
+OsResult PosixMoveByLink(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
   const PosixPlace source(from);
   const PosixPlace target(to);
+  OsIdentity entry;
+  if (only != nullptr && !PosixFind(source, only, &entry)) return kOsFailed;
   if (linkat(source.Directory(), source.Name(), target.Directory(), target.Name(), 0) != 0) {
     const bool cannot_link =
         errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK || errno == EXDEV;
-    return cannot_link ? PosixMoveByLooking(from, to) : ResultOf(errno);
+    return cannot_link ? PosixMoveByLooking(from, to, only) : ResultOf(errno);
   }
-  if (unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
+  const bool is_it = only == nullptr || (PosixIsEntry(target, entry) && PosixIsEntry(source, entry));
+  if (is_it && unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
   (void)unlinkat(target.Directory(), target.Name(), 0);
   return kOsFailed;
 }
 
 // A file must never be seen half under its new name, so it is not copied; between the look and the rename only the
 // caller's own exclusion keeps others away.
-OsResult PosixMoveByLooking(const OsPlace& from, const OsPlace& to) {
+OsResult PosixMoveByLooking(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
   const PosixPlace source(from);
   const PosixPlace target(to);
-  struct stat standing = {};
-  if (fstatat(target.Directory(), target.Name(), &standing, AT_SYMLINK_NOFOLLOW) == 0) return kOsExists;
-  if (errno != ENOENT) return kOsFailed;
-  if (renameat(source.Directory(), source.Name(), target.Directory(), target.Name()) == 0) return kOsOk;
-  return errno == EXDEV ? PosixMoveByCopy(from, to) : kOsFailed;
+  OsIdentity standing;
+  OsIdentity entry;
+  if (PosixFind(target, nullptr, &standing)) return kOsExists;
+  if (errno != ENOENT || !PosixFind(source, only, &entry)) return kOsFailed;
+  if (Rename(source, target) == 0) return Arrived(source, target, only, entry, RenameAfterALook);
+  return errno == EXDEV ? PosixMoveByCopy(from, to, only) : kOsFailed;
 }
 
-// The copy and its name are on the disk before the source goes: there is no other guard. Nobody may read it who could
-// not before.
-OsResult PosixMoveByCopy(const OsPlace& from, const OsPlace& to) {
+// The copy and its name are on the disk before the source goes: there is no other guard.
+OsResult PosixMoveByCopy(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
   const PosixPlace source(from);
   const PosixPlace target(to);
-  const int reader = openat(source.Directory(), source.Name(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  OsIdentity entry;
+  const int reader = openat(source.Directory(), source.Name(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   if (reader < 0) return kOsFailed;
-  struct stat status = {};
-  status.st_mode = S_IRUSR | S_IWUSR;
-  (void)fstat(reader, &status);
-  const int writer =
-      openat(target.Directory(), target.Name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777);
-  if (writer < 0) {
-    const OsResult result = ResultOf(errno);
-    (void)close(reader);
-    return result;
-  }
-  bool whole = CopyBytes(reader, writer) == 0 && fsync(writer) == 0;
-  whole = close(writer) == 0 && whole;
+  const OsResult copied = CopyWithoutReplacing(reader, target, only);
   (void)close(reader);
-  whole = whole && PosixSyncDirectoryOf(to) == 0;
-  if (whole && unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
+  if (copied != kOsOk) return copied;
+  const bool may_go = PosixSyncDirectoryOf(to) == 0 && PosixFind(source, only, &entry);
+  if (may_go && unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
   (void)unlinkat(target.Directory(), target.Name(), 0);
   return kOsFailed;
 }

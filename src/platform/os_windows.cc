@@ -149,20 +149,37 @@ OsResult Stat(const OsPlace& place, OsStatus* status) {
 
 uint64_t Joined(DWORD high, DWORD low) { return (static_cast<uint64_t>(high) << 32) | low; }
 
-OsResult Identify(const OsPlace& place, OsLinks links, OsIdentity* identity) {
+OsResult FindEntry(const OsPlace& place, OsLinks links, OsEntry* entry) {
   BY_HANDLE_FILE_INFORMATION found = {};
   const OsResult result = AskByHandle(place.path, links, &found);
   if (result != kOsOk) return result;
-  identity->volume = found.dwVolumeSerialNumber;
-  identity->file = Joined(found.nFileIndexHigh, found.nFileIndexLow);
-  identity->has_other_names = found.nNumberOfLinks > 1;
-  identity->is_link = (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  entry->volume = found.dwVolumeSerialNumber;
+  entry->file = Joined(found.nFileIndexHigh, found.nFileIndexLow);
+  entry->has_other_names = found.nNumberOfLinks > 1;
+  entry->is_link = (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
   return kOsOk;
 }
 
-OsSameness SameFile(const OsPlace& source, const OsPlace& other) { return CommonSameFile(Identify, source, other); }
+OsResult Identify(intptr_t handle, OsIdentity* identity) {
+  BY_HANDLE_FILE_INFORMATION found = {};
+  const auto file = reinterpret_cast<HANDLE>(_get_osfhandle(static_cast<int>(handle)));
+  if (GetFileInformationByHandle(file, &found) == 0) return kOsFailed;
+  identity->volume = found.dwVolumeSerialNumber;
+  identity->file = Joined(found.nFileIndexHigh, found.nFileIndexLow);
+  return kOsOk;
+}
 
-OsResult Remove(const OsPlace& place) {
+// Whether the file that stands there, or that a link there leads to, is the given one, if any.
+bool IsOnly(const OsPlace& place, const OsIdentity* only) {
+  OsEntry found;
+  return only == nullptr || (FindEntry(place, kOsFollowLinks, &found) == kOsOk && found.volume == only->volume &&
+                             found.file == only->file);
+}
+
+OsSameness SameFile(const OsPlace& source, const OsPlace& other) { return CommonSameFile(FindEntry, source, other); }
+
+OsResult Remove(const OsPlace& place, const OsIdentity* only) {
+  if (!IsOnly(place, only)) return kOsFailed;
   return AskPatiently([&] { return DeleteFileA(place.path) != 0; }) ? kOsOk : ResultOfLastError();
 }
 
@@ -192,9 +209,10 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
 }
 
 // A move to another volume is a copy, which counts as done even when the source could not be deleted afterwards.
-OsResult Rename(const OsPlace& source, const OsPlace& target) {
+OsResult Rename(const OsPlace& source, const OsPlace& target, const OsIdentity* only) {
   const char* const from = source.path;
   const char* const to = target.path;
+  if (!IsOnly(source, only)) return kOsFailed;
   if (AskPatiently([&] { return MoveFileExA(from, to, 0) != 0; })) return kOsOk;
   if (GetLastError() != ERROR_NOT_SAME_DEVICE) return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
   if (MoveFileExA(from, to, MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH) == 0) {
@@ -212,7 +230,7 @@ int SyncDirectory(const OsPlace&) { return 0; }
 OsResult MakeDirectory(const char* path) { return CreateDirectoryA(path, nullptr) != 0 ? kOsOk : ResultOfLastError(); }
 
 // Every call takes a whole path here: there is no directory to keep open.
-OsResult OpenDirectory(const char*, intptr_t*) { return kOsOk; }
+OsResult OpenDirectory(const char*, OsTrust, intptr_t*) { return kOsOk; }
 void CloseDirectory(intptr_t) {}
 
 // The system hands out the first name together with the handle; it waits here for the first ListNext.
@@ -298,6 +316,7 @@ const char* const kOsLineEnd = "\r\n";
 
 const OsTable kOsNative = {
     .Open = Open,
+    .Identify = Identify,
     .Size = Size,
     .ReadAt = ReadAt,
     .WriteAt = WriteAt,

@@ -4,12 +4,25 @@
 #include "base/path.h"
 #include "platform/os.h"
 
+namespace {
+
+// A file of that name goes first: through a link there the packet would overwrite whatever the link leads to.
+int OpenCopy(FilingDirectory* filing, const char* path, OsFile* file) {
+  (void)OsMakeDirectory(filing->path);
+  if (OpenFilingDirectory(filing) != 0) return -1;
+  const OsPlace place(path, filing->directory.handle);
+  (void)OsRemove(place);
+  return OsOpen(place, kOsCreateNew, file) == kOsOk ? 0 : -1;
+}
+
+}  // namespace
+
 void SaveBadPacket(BadPackets* bad_packets, const uint8_t* packet, size_t size, const char* reason) {
-  (void)OsMakeDirectory(bad_packets->directory);
+  FilingDirectory* const filing = &bad_packets->directory;
   char path[600];
   OsFile file;
-  if (FormatPath(path, sizeof path, "%s/BAD_%ld.PKT", bad_packets->directory, static_cast<long>(OsNow())) != 0 ||
-      OsOpen(path, kOsCreate, &file) != kOsOk) {
+  if (FormatPath(path, sizeof path, "%s/BAD_%ld.PKT", filing->path, static_cast<long>(OsNow())) != 0 ||
+      OpenCopy(filing, path, &file) != 0) {
     LogLine("  ERROR: could not save bad packet for review (tried %s)", path);
     bad_packets->lost = true;
     return;

@@ -10,17 +10,22 @@ namespace {
 // An older file of that name makes room first. When the processed directory is the inbound directory itself, by
 // whatever spelling or link, that "older file" is the source: it must not be removed. Neither must it when nobody can
 // tell. A second name of the source may go: a run that was killed within a move can have left one.
-int Move(const char* source, const char* target) {
-  if (OsSameFile(source, target) != kOsDifferent) return -1;
-  (void)OsRemove(target);
-  return OsRename(source, target) == kOsOk ? 0 : -1;
+int Move(const TossSource& source, const OsPlace& target) {
+  if (OsSameFile(source.path, target) != kOsDifferent) return -1;
+  OsResult moved = OsRename(source.path, target, &source.identity);
+  if (moved == kOsExists) {
+    (void)OsRemove(target);
+    moved = OsRename(source.path, target, &source.identity);
+  }
+  return moved == kOsOk ? 0 : -1;
 }
 
 }  // namespace
 
-int MoveToProcessed(const char* source, const char* name, const char* processed_dir) {
+int MoveToProcessed(const TossSource& source, FilingDirectory* processed) {
   char target[1024];
-  if (FormatPath(target, sizeof target, "%s/%s", processed_dir, name) != 0 || Move(source, target) != 0) {
+  if (FormatPath(target, sizeof target, "%s/%s", processed->path, source.name) != 0 ||
+      OpenFilingDirectory(processed) != 0 || Move(source, {target, processed->directory.handle}) != 0) {
     LogLine("  ERROR: processed but could not move to %s; source remains inbound", ShownPath(target).text);
     return -1;
   }
@@ -28,9 +33,9 @@ int MoveToProcessed(const char* source, const char* name, const char* processed_
   return 0;
 }
 
-int DeleteProcessed(const char* source) {
-  if (OsRemove(source) != kOsOk) {
-    LogLine("  ERROR: processed but could not delete %s", ShownPath(source).text);
+int DeleteProcessed(const TossSource& source) {
+  if (OsRemove(source.path, &source.identity) != kOsOk) {
+    LogLine("  ERROR: processed but could not delete %s", ShownPath(source.path).text);
     return -1;
   }
   LogLine("  deleted (KEEPPROCESSED no)");

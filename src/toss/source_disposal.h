@@ -1,9 +1,19 @@
 // What becomes of an inbound file that is done with.
 #pragma once
 
-// Moves the file at `source`, whose name is `name`, to the processed directory `processed_dir`, replacing an older file
-// of that name. Returns 0, or -1 after logging why; the source is then still where it was.
-int MoveToProcessed(const char* source, const char* name, const char* processed_dir);
+#include "platform/os.h"
+#include "toss/filing_directory.h"
+
+// An inbound file that was read.
+struct TossSource {
+  const char* path;
+  const char* name;
+  OsIdentity identity;  // nothing else that has taken its name is moved or deleted
+};
+
+// Moves the file to the processed directory, replacing an older file of that name. Returns 0, or -1 after logging why;
+// the source is then still where it was.
+int MoveToProcessed(const TossSource& source, FilingDirectory* processed);
 
 // Deletes the file. Returns 0, or -1 after logging why.
-int DeleteProcessed(const char* source);
+int DeleteProcessed(const TossSource& source);

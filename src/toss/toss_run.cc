@@ -25,7 +25,7 @@ constexpr int64_t kLargestSource = 2147483647;  // bytes: a larger inbound file 
 // A run over the inbound directory: where things are, and what has been counted so far.
 struct TossRun {
   const char* inbound;
-  const char* processed_dir;  // nullptr: files that are done with are deleted
+  FilingDirectory* processed_dir;  // nullptr: files that are done with are deleted
   TossSite site;
   ByteBuffer content = {};  // of the file being handled
   int ignored = 0;
@@ -40,8 +40,8 @@ TossResult TossLoosePacket(const TossSite& site, const ByteBuffer& content) {
 }
 
 // Moves or deletes a file that is done with. Returns 0, or -1 after logging why it is still inbound.
-int Dispose(const TossRun& run, const char* path, const char* name) {
-  return run.processed_dir != nullptr ? MoveToProcessed(path, name, run.processed_dir) : DeleteProcessed(path);
+int Dispose(const TossRun& run, const TossSource& source) {
+  return run.processed_dir != nullptr ? MoveToProcessed(source, run.processed_dir) : DeleteProcessed(source);
 }
 
 // Tells by its content what a file is, never by its name, and tosses it. Returns whether the run may go on.
@@ -53,7 +53,8 @@ bool TossFile(TossRun* run, const char* name) {
     return true;
   }
   ByteBuffer* const content = &run->content;
-  if (ReadWholeFile(path, content, kLargestSource) != 0) {
+  TossSource source = {path, name, {}};
+  if (ReadWholeFile(path, content, kLargestSource, &source.identity) != 0) {
     LogLine("Could not read inbound file %s; skipping", ShownText(name).text);
     return true;
   }
@@ -79,7 +80,7 @@ bool TossFile(TossRun* run, const char* name) {
     run->failed = true;
     return true;
   }
-  if (Dispose(*run, path, name) == 0) {
+  if (Dispose(*run, source) == 0) {
     ++run->processed;
   } else {
     run->failed = true;
@@ -113,20 +114,20 @@ int TossUnderLock(const TosserConfig& config, RunLock* lock) {
   if (PrepareMessageBase(config, lock, &conferences, &directory) != 0) return 1;
 
   Path processed_dir;
-  if (config.KeepProcessed != 0) {
-    if (config.ProcessedDir[0] != '\0') {
-      (void)FormatPath(processed_dir.text, sizeof processed_dir.text, "%s", config.ProcessedDir);
-    } else {
-      (void)FormatPath(processed_dir.text, sizeof processed_dir.text, "%s/processed", config.Inbound);
-    }
-    (void)OsMakeDirectory(processed_dir.text);
+  FilingDirectory processed = {processed_dir.text, kOsTrustPath};  // PROCESSEDDIR is the administrator's word
+  if (config.ProcessedDir[0] != '\0') {
+    (void)FormatPath(processed_dir.text, sizeof processed_dir.text, "%s", config.ProcessedDir);
+  } else {
+    (void)FormatPath(processed_dir.text, sizeof processed_dir.text, "%s/processed", config.Inbound);
+    processed.trust = kOsTrustOwners;  // whoever puts mail into INBOUND can put a link there as well
   }
+  if (config.KeepProcessed != 0) (void)OsMakeDirectory(processed_dir.text);
   Path bad_msgs_dir;
   (void)FormatPath(bad_msgs_dir.text, sizeof bad_msgs_dir.text, "%s/badmsgs", config.Inbound);
-  BadPackets bad_packets = {bad_msgs_dir.text};
+  BadPackets bad_packets = {{bad_msgs_dir.text, kOsTrustOwners}};
 
   TossRun run = {config.Inbound,
-                 config.KeepProcessed != 0 ? processed_dir.text : nullptr,
+                 config.KeepProcessed != 0 ? &processed : nullptr,
                  {{config.MsgDir, directory}, lock, &bad_packets, &conferences}};
   if (TossDirectory(&run) != 0) return 1;
 

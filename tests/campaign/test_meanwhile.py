@@ -49,12 +49,13 @@ def test_a_source_deleted_meanwhile_is_said_to_be_gone(sites):
     assert stored(site) == ALL_STORED
 
 
-def test_a_file_that_takes_the_name_of_a_source_meanwhile_is_kept_with_the_processed_ones(sites):
+def test_a_file_that_takes_the_name_of_a_source_meanwhile_stays_inbound(sites):
     point = after_last(sites, TOSS, *STORED)
     site = fresh(sites, TOSS)
     run = run_with_halt(site, "-toss", point, lambda: site.inbound(SOURCE, b"the next mail"))
-    assert run.status == 0
-    assert site.read(f"{PROCESSED}/{SOURCE}") == b"the next mail"
+    assert f"  ERROR: processed but could not move to {PROCESSED}/{SOURCE}; source remains inbound" in run.lines
+    assert run.status == 1
+    assert site.read(f"IN/{SOURCE}") == b"the next mail"
     assert stored(site) == ALL_STORED
 
 

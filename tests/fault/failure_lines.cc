@@ -16,7 +16,8 @@ struct Case {
 
 constexpr Part kNoMemory = Part::kMemory;
 const std::vector<Call> kReading = {Call::kSize, Call::kReadAt};
-const std::vector<Call> kReadingWhole = {Call::kOpen, Call::kSize, Call::kReadAt, Call::kClose, Call::kReallocate};
+const std::vector<Call> kReadingWhole = {Call::kOpen,   Call::kIdentify, Call::kSize,
+                                         Call::kReadAt, Call::kClose,    Call::kReallocate};
 const std::vector<Call> kWritingWhole = {Call::kOpen, Call::kWrite, Call::kFlush, Call::kClose};
 const std::vector<Part> kBase = {Part::kDat, Part::kIdx, Part::kPtr, Part::kSig};
 
@@ -79,6 +80,11 @@ const Case kCases[] = {
      {Call::kReallocate},
      "  ERROR: could not allocate/clean message body; source packet will be retained"},
     {Use::kSave, {Part::kBadDirectory}, {Call::kMakeDirectory}, nullptr},
+    {Use::kSave,
+     {Part::kBadDirectory},
+     {Call::kOpenDirectory},
+     "  ERROR: could not save bad packet for review (tried {path}/BAD_1763166684.PKT)"},
+    {Use::kSave, {Part::kBadCopy}, {Call::kRemove}, nullptr},
     {Use::kSave, {Part::kBadCopy}, {Call::kOpen}, "  ERROR: could not save bad packet for review (tried {path})"},
     {Use::kSave, {Part::kBadCopy}, {Call::kWrite, Call::kClose}, nullptr},
 
@@ -107,8 +113,8 @@ const Case kCases[] = {
      "CRITICAL: conf {conf} append failed and at least one rollback also failed; message base requires inspection"},
 
     {Use::kDispose,
-     {Part::kProcessed, Part::kInbound},
-     {Call::kRename, Call::kSameFile},
+     {Part::kProcessedDirectory, Part::kProcessed, Part::kInbound},
+     {Call::kOpenDirectory, Call::kRename, Call::kSameFile},
      "  ERROR: processed but could not move to {target}; source remains inbound"},
     {Use::kDispose, {Part::kProcessed}, {Call::kRemove}, nullptr},
     {Use::kDispose, {Part::kInbound}, {Call::kRemove}, "  ERROR: processed but could not delete {path}"},

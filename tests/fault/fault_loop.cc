@@ -14,6 +14,7 @@ struct CallName {
 constexpr CallName kCalls[] = {
     {Call::kOpen, "Open"},
     {Call::kSize, "Size"},
+    {Call::kIdentify, "Identify"},
     {Call::kReadAt, "ReadAt"},
     {Call::kWriteAt, "WriteAt"},
     {Call::kWrite, "Write"},

@@ -13,6 +13,7 @@ bool HasFailed(const CallRecord& record) {
     case Call::kOpen:
       return record.answer == kOsFailed || (record.answer == kOsMissing && record.mode == kOsCreate);  // no directory
     case Call::kSameFile: return record.answer == kOsNotTold;
+    case Call::kOpenDirectory:
     case Call::kRename: return record.answer != kOsOk;  // what stands in the way is a failure as well
     case Call::kReadAt:  // of one byte half is none; else no bytes are the end of the file
       return record.answer < 0 || (record.struck && record.size < 2 && record.answer == 0);

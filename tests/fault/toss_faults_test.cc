@@ -95,6 +95,14 @@ TEST(TossFaults, ADamagedPacket) {
   TryTossFaults(scene, AtLeast(150));
 }
 
+TEST(TossFaults, ADamagedPacketThatIsDeletedWhenItsCopyIsWhole) {
+  TossScene scene;
+  scene.packing = Packing::kDamagedPacket;
+  scene.lay = [](Site* site) { site->config.KeepProcessed = 0; };
+  scene.messages = {Echo(1, "first", "1:2/3 a")};
+  TryTossFaults(scene, AtLeast(150));
+}
+
 TEST(TossFaults, ARetainedPacketTossedAgain) {
   TossScene scene;
   scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};

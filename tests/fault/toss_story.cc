@@ -90,7 +90,7 @@ bool TossStory::WalkInbound() {
 }
 
 bool TossStory::ReadSource() {
-  const FileUse opened = TakeFile(Part::kInbound, {Call::kOpen, Call::kSize});
+  const FileUse opened = TakeFile(Part::kInbound, {Call::kOpen, Call::kIdentify, Call::kSize});
   const Step* const memory = opened.failed == nullptr ? TakeOne(Part::kMemory, Call::kReallocate) : nullptr;
   const FileUse read = TakeFile(Part::kInbound, {Call::kReadAt, Call::kClose});
   return !Tell(opened.failed, Use::kSource) && !Tell(memory, Use::kSource) && !Tell(read.failed, Use::kSource);
@@ -249,8 +249,10 @@ void TossStory::SaveBadPacket() {
   const size_t damaged_at = Found(std::string("in/") + kSceneSource).size() - 2;
   Say("  unexpected message-type word 0x0001 at offset " + std::to_string(damaged_at) + ", stopping");
   (void)Tell(TakeOne(Part::kBadDirectory, Call::kMakeDirectory), Use::kSave);
+  const Step* const opened = TakeOne(Part::kBadDirectory, Call::kOpenDirectory);
+  (void)Tell(TakeOne(Part::kBadCopy, Call::kRemove), Use::kSave);
   const FileUse copy = TakeFile(Part::kBadCopy);
-  (void)Tell(copy.failed, Use::kSave);
+  copy_is_whole_ = !Tell(opened, Use::kSave) && !Tell(copy.failed, Use::kSave);
   if (copy.opened) {
     Say("  saved unprocessable packet data to <site>/in/badmsgs/BAD_1763166684.PKT for review (unexpected message-type word mid-packet)");
   }
@@ -258,15 +260,24 @@ void TossStory::SaveBadPacket() {
 
 bool TossStory::Dispose() {
   if (site_.config.KeepProcessed == 0) {
+    if (!copy_is_whole_) {
+      Say("  ERROR: could not make stored mail durable; source remains inbound");
+      return false;
+    }
     if (Tell(TakeOne(Part::kInbound, Call::kRemove), Use::kDispose)) return false;
     Say("  deleted (KEEPPROCESSED no)");
     return true;
   }
   const char* const directory = site_.config.ProcessedDir[0] != '\0' ? "<site>/done/" : "<site>/in/processed/";
   SetWord("target", std::string(directory) + kSceneSource);
+  if (Tell(TakeOne(Part::kProcessedDirectory, Call::kOpenDirectory), Use::kDispose)) return false;
   if (Tell(TakeOne(Part::kInbound, Call::kSameFile), Use::kDispose)) return false;
-  (void)Tell(TakeOne(Part::kProcessed, Call::kRemove), Use::kDispose);
-  if (Tell(TakeOne(Part::kProcessed, Call::kRename), Use::kDispose)) return false;
+  const Step* moved = TakeOne(Part::kProcessed, Call::kRename);
+  if (moved != nullptr && moved->Answer() == kOsExists) {
+    (void)Tell(TakeOne(Part::kProcessed, Call::kRemove), Use::kDispose);
+    moved = TakeOne(Part::kProcessed, Call::kRename);
+  }
+  if (Tell(moved, Use::kDispose)) return false;
   Say("  moved to {target}");
   return true;
 }

@@ -27,4 +27,5 @@ class TossStory : public Story {
   bool Dispose();
 
   const TossScene& scene_;
+  bool copy_is_whole_ = true;  // of the bad packet, if there is one
 };

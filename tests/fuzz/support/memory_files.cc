@@ -102,13 +102,15 @@ OsSameness SameFile(const OsPlace& source, const OsPlace& other) {
   return Slashed(source.path) == Slashed(other.path) ? kOsSame : kOsDifferent;
 }
 
-OsResult Remove(const OsPlace& place) { return current->files.erase(Slashed(place.path)) == 1 ? kOsOk : kOsMissing; }
-
-OsResult RemoveUnchanged(const char* path, int64_t modified) {
-  return modified == MemoryFiles::kNow ? Remove(path) : kOsExists;
+OsResult Remove(const OsPlace& place, const OsIdentity*) {
+  return current->files.erase(Slashed(place.path)) == 1 ? kOsOk : kOsMissing;
 }
 
-OsResult Rename(const OsPlace& from, const OsPlace& to) {
+OsResult RemoveUnchanged(const char* path, int64_t modified) {
+  return modified == MemoryFiles::kNow ? Remove(path, nullptr) : kOsExists;
+}
+
+OsResult Rename(const OsPlace& from, const OsPlace& to, const OsIdentity*) {
   if (current->files.count(Slashed(from.path)) == 0) return kOsFailed;
   if (current->files.count(Slashed(to.path)) == 1) return kOsExists;
   auto moved = current->files.extract(Slashed(from.path));
@@ -119,7 +121,7 @@ OsResult Rename(const OsPlace& from, const OsPlace& to) {
 
 OsResult MakeDirectory(const char*) { return kOsOk; }
 
-OsResult OpenDirectory(const char*, intptr_t*) { return kOsOk; }
+OsResult OpenDirectory(const char*, OsTrust, intptr_t*) { return kOsOk; }
 
 int Touch(intptr_t) { return 0; }
 

@@ -191,7 +191,7 @@ void CheckTossed(const std::string& bundle, const std::vector<Local>& exported, 
   table.entries[1].Number = table.NetmailConference = 2;
   table.entries[1].NetMailConf = true;
   RunLock no_lock;
-  BadPackets bad_packets = {"there/bad"};
+  BadPackets bad_packets = {{"there/bad", kOsTrustPath}};
   const TossSite site = {"there", &no_lock, &bad_packets, &table};
   MustEqual(TossZipBundle(site, copy.Data(), bundle.size()), PacketDone, "a bundle that is written can be read");
   size_t taken[3] = {};

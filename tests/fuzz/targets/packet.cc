@@ -115,7 +115,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (!model.conferences[0].unwritable.empty()) system.unwritable = "msg/CVMSG01." + model.conferences[0].unwritable;
   const ConferenceTable table = TableOf(model);
   RunLock no_lock;
-  BadPackets bad_packets = {"in/badmsgs"};
+  BadPackets bad_packets = {{"in/badmsgs", kOsTrustPath}};
   const TossSite site = {"msg", &no_lock, &bad_packets, &table};
   const TossResult result = TossPacket(site, copy.Data(), packet.size());
 

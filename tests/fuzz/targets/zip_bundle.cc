@@ -84,7 +84,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const ModelBundle model = ReadBundle(bundle);
   const ConferenceTable no_conferences;
   RunLock no_lock;
-  BadPackets bad_packets = {"in/badmsgs"};
+  BadPackets bad_packets = {{"in/badmsgs", kOsTrustPath}};
   const TossSite site = {"msg", &no_lock, &bad_packets, &no_conferences};
   const TossResult result = TossZipBundle(site, copy.Data(), size);
   MustEqual(result, model.result, "a bundle is disposed of when each entry was handled");

@@ -159,13 +159,24 @@ TEST_F(PathLimits, OfAnInboundFile) {
 TEST_F(PathLimits, OfAProcessedFile) {
   const std::string source = site_.In("a.pkt");
   WriteFile(source, "packet");
+  TossSource read = {source.c_str(), "a.pkt", {}};
+  {
+    OsFile file;
+    ASSERT_EQ(kOsNative.Open(source.c_str(), kOsRead, &file.handle, nullptr), kOsOk);
+    ASSERT_EQ(kOsNative.Identify(file.handle, &read.identity), kOsOk);
+    (void)kOsNative.Close(file.handle);
+    file.handle = kOsNone;
+  }
   const size_t longest = 1023 - strlen("/a.pkt");
-  EXPECT_EQ(MoveToProcessed(source.c_str(), "a.pkt", DrawnOut(site_.Done(), longest + 1).c_str()), -1);
+  const std::string too_long = DrawnOut(site_.Done(), longest + 1);
+  FilingDirectory processed = {too_long.c_str(), kOsTrustPath};
+  EXPECT_EQ(MoveToProcessed(read, &processed), -1);
   EXPECT_EQ(log_.CountOfStart("  ERROR: processed but could not move to "), 1);
   EXPECT_EQ(ReadFile(source), "packet");
   EXPECT_EQ(door_.Count(Call::kAny), 0);
   const std::string fits = DrawnOut(site_.Done(), longest);
-  const int moved = MoveToProcessed(source.c_str(), "a.pkt", fits.c_str());
+  processed.path = fits.c_str();
+  const int moved = MoveToProcessed(read, &processed);
   EXPECT_GT(door_.Count(Call::kAny), 0);
   if (!kTakesLongPaths) return;
   EXPECT_EQ(moved, 0);

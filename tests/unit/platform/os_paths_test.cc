@@ -126,7 +126,7 @@ TEST_F(OsPaths, RemoveUnchangedSaysWhenNothingIsThere) {
 TEST_F(OsPaths, CallsAnswerAlikeInAnOpenDirectory) {
   MakeDirectory(directory_ / "sub");
   OsDirectory open;
-  ASSERT_EQ(OsOpenDirectory(directory_.Path().c_str(), &open), kOsOk);
+  ASSERT_EQ(OsOpenDirectory(directory_.Path().c_str(), kOsTrustPath, &open), kOsOk);
   const OsPlace a(a_.c_str(), open.handle);
   const std::string b_path = directory_.Path() + "\\b";
   const OsPlace b(b_path.c_str(), open.handle);
@@ -154,7 +154,7 @@ TEST_F(OsPaths, ADirectoryThatCannotBeOpenedIsWalkedTo) {
   for (const std::string& path : {directory_ / "missing", a_, std::string(5000, 'd')}) {
     WriteFile(a_, "abc");
     OsDirectory open;
-    (void)OsOpenDirectory(path.c_str(), &open);
+    (void)OsOpenDirectory(path.c_str(), kOsTrustPath, &open);
     EXPECT_EQ(open.handle, kOsNone);
     EXPECT_EQ(OsStat({a_.c_str(), open.handle}, &status_), kOsOk);
     EXPECT_EQ(OsRemove({a_.c_str(), open.handle}), kOsOk);

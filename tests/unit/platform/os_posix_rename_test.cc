@@ -16,7 +16,7 @@
 
 namespace {
 
-using Mover = OsResult (*)(const OsPlace& from, const OsPlace& to);
+using Mover = OsResult (*)(const OsPlace& from, const OsPlace& to, const OsIdentity* only);
 
 class PosixMove : public testing::TestWithParam<Mover> {
  protected:
@@ -24,7 +24,7 @@ class PosixMove : public testing::TestWithParam<Mover> {
   const std::string from_ = directory_ / "from";
   const std::string to_ = directory_ / "to";
 
-  OsResult Move() const { return GetParam()(from_.c_str(), to_.c_str()); }
+  OsResult Move() const { return GetParam()(from_.c_str(), to_.c_str(), nullptr); }
 };
 
 // While it lives, no file of this process grows beyond `bytes`.
@@ -73,7 +73,7 @@ TEST_P(PosixMove, FailsWithoutASourceOrADirectoryToMoveTo) {
   EXPECT_EQ(Move(), kOsFailed);
   EXPECT_FALSE(PathExists(to_));
   WriteFile(from_, "new");
-  EXPECT_EQ(GetParam()(from_.c_str(), (directory_ / "missing/to").c_str()), kOsFailed);
+  EXPECT_EQ(GetParam()(from_.c_str(), (directory_ / "missing/to").c_str(), nullptr), kOsFailed);
   EXPECT_EQ(ReadFile(from_), "new");
 }
 
@@ -100,7 +100,7 @@ INSTANTIATE_TEST_SUITE_P(EachWay, PosixMoveAcross,
 TEST_P(PosixMoveAcross, CopiesWhatOnlyItsOwnerMayReadForItsOwnerOnly) {
   WriteFile(from_, "private");
   ASSERT_EQ(chmod(from_.c_str(), 0600), 0);
-  EXPECT_EQ(GetParam()(from_.c_str(), to_.c_str()), kOsOk);
+  EXPECT_EQ(GetParam()(from_.c_str(), to_.c_str(), nullptr), kOsOk);
   EXPECT_FALSE(PathExists(from_));
   EXPECT_EQ(ReadFile(to_), "private");
   struct stat copy = {};
@@ -111,7 +111,7 @@ TEST_P(PosixMoveAcross, CopiesWhatOnlyItsOwnerMayReadForItsOwnerOnly) {
 TEST_P(PosixMoveAcross, NeverReplacesAFile) {
   WriteFile(from_, "new");
   WriteFile(to_, "old");
-  EXPECT_EQ(GetParam()(from_.c_str(), to_.c_str()), kOsExists);
+  EXPECT_EQ(GetParam()(from_.c_str(), to_.c_str(), nullptr), kOsExists);
   EXPECT_EQ(ReadFile(from_), "new");
   EXPECT_EQ(ReadFile(to_), "old");
 }
@@ -124,7 +124,7 @@ TEST(PosixMoveByCopyAlone, AHalfCopyIsRemovedAgain) {
   WriteFile(from, content);
   {
     const FileSizeLimit limit(70000);
-    EXPECT_EQ(PosixMoveByCopy(from.c_str(), to.c_str()), kOsFailed);
+    EXPECT_EQ(PosixMoveByCopy(from.c_str(), to.c_str(), nullptr), kOsFailed);
   }
   EXPECT_EQ(ReadFile(from), content);
   EXPECT_FALSE(PathExists(to));
@@ -134,7 +134,7 @@ TEST(PosixMoveByCopyAlone, AHalfCopyIsRemovedAgain) {
 TEST(PosixMoveByLinkAlone, WhatCannotBeLinkedIsRenamed) {
   const TemporaryDirectory directory;
   MakeDirectory(directory / "from");
-  EXPECT_EQ(PosixMoveByLink((directory / "from").c_str(), (directory / "to").c_str()), kOsOk);
+  EXPECT_EQ(PosixMoveByLink((directory / "from").c_str(), (directory / "to").c_str(), nullptr), kOsOk);
   EXPECT_FALSE(PathExists(directory / "from"));
   EXPECT_TRUE(PathExists(directory / "to"));
 }

@@ -83,7 +83,7 @@ TEST(OsPosix, AnOpenDirectoryIsTheOneThatStoodThereWhenItWasOpened) {
   MakeDirectory(path);
   WriteFile(path + "/a", "first");
   OsDirectory open;
-  ASSERT_EQ(OsOpenDirectory(path.c_str(), &open), kOsOk);
+  ASSERT_EQ(OsOpenDirectory(path.c_str(), kOsTrustPath, &open), kOsOk);
   std::filesystem::rename(path, directory / "moved");
   MakeDirectory(path);
   WriteFile(path + "/b", "second");

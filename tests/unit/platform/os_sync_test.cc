@@ -46,7 +46,7 @@ INSTANTIATE_TEST_SUITE_P(FewAndMany, OsSyncing, testing::Values(1U, 4U, 40U));
 TEST_P(OsSyncing, FilesByPathAndInAnOpenDirectory) {
   EXPECT_EQ(Sync(), 0);
   OsDirectory open;
-  ASSERT_EQ(OsOpenDirectory(directory_.Path().c_str(), &open), kOsOk);
+  ASSERT_EQ(OsOpenDirectory(directory_.Path().c_str(), kOsTrustPath, &open), kOsOk);
   EXPECT_EQ(Sync(open.handle), 0);
 }
 

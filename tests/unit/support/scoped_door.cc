@@ -60,6 +60,11 @@ OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* erro
   return Noted(verdict, result);
 }
 
+OsResult Identify(intptr_t handle, OsIdentity* identity) {
+  const ScopedDoor::Verdict verdict = JudgeFile(Call::kIdentify, handle);
+  return Noted(verdict, verdict.fails ? verdict.answer : next.Identify(handle, identity));
+}
+
 int64_t Size(intptr_t handle) {
   const ScopedDoor::Verdict verdict = JudgeFile(Call::kSize, handle);
   return Noted(verdict, verdict.fails ? -1 : next.Size(handle));
@@ -137,9 +142,9 @@ OsSameness SameFile(const OsPlace& source, const OsPlace& other) {
   return Noted(verdict, verdict.fails ? kOsNotTold : next.SameFile(source, other));
 }
 
-OsResult Remove(const OsPlace& place) {
+OsResult Remove(const OsPlace& place, const OsIdentity* only) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kRemove, place.path);
-  return Noted(verdict, verdict.fails ? verdict.answer : next.Remove(place));
+  return Noted(verdict, verdict.fails ? verdict.answer : next.Remove(place, only));
 }
 
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
@@ -147,9 +152,9 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
   return Noted(verdict, verdict.fails ? verdict.answer : next.RemoveUnchanged(path, modified));
 }
 
-OsResult Rename(const OsPlace& from, const OsPlace& to) {
+OsResult Rename(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kRename, to.path);
-  return Noted(verdict, verdict.fails ? verdict.answer : next.Rename(from, to));
+  return Noted(verdict, verdict.fails ? verdict.answer : next.Rename(from, to, only));
 }
 
 OsResult MakeDirectory(const char* path) {
@@ -157,9 +162,9 @@ OsResult MakeDirectory(const char* path) {
   return Noted(verdict, verdict.fails ? verdict.answer : next.MakeDirectory(path));
 }
 
-OsResult OpenDirectory(const char* path, intptr_t* handle) {
+OsResult OpenDirectory(const char* path, OsTrust trust, intptr_t* handle) {
   const ScopedDoor::Verdict verdict = current->Judge(Call::kOpenDirectory, path);
-  return Noted(verdict, verdict.fails ? verdict.answer : next.OpenDirectory(path, handle));
+  return Noted(verdict, verdict.fails ? verdict.answer : next.OpenDirectory(path, trust, handle));
 }
 
 OsResult ListOpen(const char* path, void** list) {
@@ -204,6 +209,7 @@ ScopedDoor::ScopedDoor() : before_(OsInForce()) {
   next = before_;
   OsTable& table = OsInForce();
   table.Open = Open;
+  table.Identify = Identify;
   table.Size = Size;
   table.ReadAt = ReadAt;
   table.WriteAt = WriteAt;

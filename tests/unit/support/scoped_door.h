@@ -10,6 +10,7 @@
 
 enum class Call {
   kOpen,
+  kIdentify,
   kSize,
   kReadAt,
   kWriteAt,

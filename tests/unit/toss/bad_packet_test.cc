@@ -10,7 +10,7 @@ class BadPacket : public TossFixture {
  protected:
   // Returns whether the copy is whole.
   bool Save(const std::string& bytes, const std::string& bad_dir) const {
-    BadPackets bad_packets = {bad_dir.c_str()};
+    BadPackets bad_packets = {{bad_dir.c_str(), kOsTrustOwners}};
     SaveBadPacket(&bad_packets, BytesOf(bytes), bytes.size(), "a reason");
     return !bad_packets.lost;
   }

@@ -11,7 +11,21 @@ class SourceDisposal : public TossFixture {
  protected:
   SourceDisposal() { WriteFile(source_, "packet"); }
 
-  int Move(const std::string& directory) const { return MoveToProcessed(source_.c_str(), "a.pkt", directory.c_str()); }
+  // As a run does it that has just read the file.
+  TossSource Source(const char* name = "a.pkt") const {
+    TossSource source = {source_.c_str(), name, {}};
+    OsFile file;
+    EXPECT_EQ(OsOpen(source_.c_str(), kOsRead, &file), kOsOk);
+    EXPECT_EQ(OsIdentify(file, &source.identity), kOsOk);
+    return source;
+  }
+
+  static int Move(const TossSource& source, const std::string& directory, OsTrust trust = kOsTrustPath) {
+    FilingDirectory processed = {directory.c_str(), trust};
+    return MoveToProcessed(source, &processed);
+  }
+
+  int Move(const std::string& directory) const { return Move(Source(), directory); }
 
   // The move fails with its line, and the source stays as it is.
   void ExpectNotMoved(const std::string& directory) {
@@ -69,13 +83,8 @@ TEST_F(SourceDisposal, AnOlderFileThatCannotBeRemovedKeepsTheSource) {
   EXPECT_EQ(ReadFile(target_), "an older packet");
 }
 
-TEST_F(SourceDisposal, ARemovalThatFailsDoesNotMatterWhenNothingIsThere) {
-  door_.FailNth(Call::kRemove, 1);
-  EXPECT_EQ(Move(site_.Done()), 0);
-}
-
 TEST_F(SourceDisposal, ARenameOrAComparisonThatFailsKeepsTheSource) {
-  for (const Call call : {Call::kRename, Call::kSameFile}) {
+  for (const Call call : {Call::kOpenDirectory, Call::kSameFile, Call::kRename}) {
     WriteFile(target_, "an older packet");
     door_.Clear();
     door_.FailNth(call, 1);
@@ -85,31 +94,31 @@ TEST_F(SourceDisposal, ARenameOrAComparisonThatFailsKeepsTheSource) {
 
 TEST_F(SourceDisposal, APathOf1023CharactersIsTriedAndOneOf1024IsNot) {
   const std::string directory(1023 - strlen("/a.pkt"), 'd');
-  door_.FailFrom(Call::kSameFile, 1);
+  door_.FailFrom(Call::kOpenDirectory, 1);
   EXPECT_EQ(Move(directory), -1);
-  EXPECT_EQ(door_.Count(Call::kSameFile), 1);
+  EXPECT_EQ(door_.Count(Call::kOpenDirectory), 1);
   EXPECT_EQ(Move(directory + "d"), -1);
-  EXPECT_EQ(door_.Count(Call::kSameFile), 1);
+  EXPECT_EQ(door_.Count(Call::kOpenDirectory), 1);
   EXPECT_EQ(log_.CountOfStart("  ERROR: processed but could not move to "), 2);
 }
 
 TEST_F(SourceDisposal, ASourceIsDeleted) {
-  EXPECT_EQ(DeleteProcessed(source_.c_str()), 0);
+  EXPECT_EQ(DeleteProcessed(Source()), 0);
   EXPECT_EQ(TakeLines(), Strings{"  deleted (KEEPPROCESSED no)"});
   EXPECT_FALSE(PathExists(source_));
 }
 
 TEST_F(SourceDisposal, ASourceThatCannotBeDeletedStays) {
   door_.FailNth(Call::kRemove, 1);
-  EXPECT_EQ(DeleteProcessed(source_.c_str()), -1);
+  EXPECT_EQ(DeleteProcessed(Source()), -1);
   EXPECT_EQ(TakeLines(), Strings{"  ERROR: processed but could not delete " + source_});
   EXPECT_EQ(ReadFile(source_), "packet");
 }
 
 TEST_F(SourceDisposal, TheNameOfASourceForgesNoLine) {
   const std::string none = site_.Root() + "/none";
-  EXPECT_EQ(MoveToProcessed(source_.c_str(), "a\r\n\x1B.pkt", none.c_str()), -1);
-  EXPECT_EQ(DeleteProcessed((none + "/a\b\x1A.pkt").c_str()), -1);
+  EXPECT_EQ(Move(Source("a\r\n\x1B.pkt"), none), -1);
+  EXPECT_EQ(DeleteProcessed({(none + "/a\b\x1A.pkt").c_str(), "", {}}), -1);
   EXPECT_EQ(TakeLines(),
             (Strings{"  ERROR: processed but could not move to " + none + "/a???.pkt; source remains inbound",
                      "  ERROR: processed but could not delete " + none + "/a??.pkt"}));

@@ -31,7 +31,7 @@ class TossFixture : public SiteFixture {
 
   const std::string msg_dir_ = site_.Msg();
   const std::string bad_dir_ = site_.In("badmsgs");
-  BadPackets bad_packets_ = {bad_dir_.c_str()};
+  BadPackets bad_packets_ = {{bad_dir_.c_str(), kOsTrustOwners}};
   const std::string bad_file_ = bad_dir_ + "/BAD_1763166684.PKT";
   std::unique_ptr<ConferenceTable> table_ = std::make_unique<ConferenceTable>();
 };
