@@ -6,7 +6,7 @@ function(cvtoss_floor name)
   cmake_parse_arguments(PARSE_ARGV 1 floor "" "" "SOURCES;LINKS")
   add_library(cvtoss_${name} STATIC ${floor_SOURCES})
   target_include_directories(cvtoss_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src)
-  target_link_libraries(cvtoss_${name} PUBLIC cvtoss_options ${floor_LINKS} PRIVATE cvtoss_warnings)
+  target_link_libraries(cvtoss_${name} PUBLIC cvtoss_options ${floor_LINKS} PRIVATE cvtoss_dialect cvtoss_warnings)
   # Loops over paths, headers and lines are worth vectorizing.
   target_compile_options(cvtoss_${name} PRIVATE $<$<CONFIG:Release>:-O3>)
   # The fuzzers see which code an input reaches.

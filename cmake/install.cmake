@@ -1,6 +1,12 @@
 include(GNUInstallDirs)
 
 install(TARGETS cvtoss32 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+if(CVTOSS_KIT)
+  install(TARGETS cvkit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES docs/cvkit.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(FILES packaging/cvkit.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME cvkit)
+  install(FILES packaging/cvkit.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+endif()
 install(FILES docs/cvtoss32.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 # Laid out as in the tree, so that the documents find each other.
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md)

@@ -1,9 +1,11 @@
-# How everything here is compiled and linked, in two interface targets:
+# How everything here is compiled and linked, in three interface targets:
 #   cvtoss_options    needed for the parts to fit together; the tests and GoogleTest use it as well
+#   cvtoss_dialect    C++ without exceptions and RTTI: cvtoss32 and its tests, not cvkit
 #   cvtoss_warnings   for our own code only
 
 add_library(cvtoss_options INTERFACE)
-target_compile_options(cvtoss_options INTERFACE -fno-exceptions -fno-rtti)
+add_library(cvtoss_dialect INTERFACE)
+target_compile_options(cvtoss_dialect INTERFACE -fno-exceptions -fno-rtti)
 
 if(MINGW)
   # The C99 formats ("%zu", "%lld") in printf and its family, whatever C runtime the target has.

@@ -8,3 +8,8 @@
 // message base has no byte for, and each byte that is not UTF-8, becomes "?"; dashes, curly quotes and the ellipsis
 // become their plain forms. Overlong forms are decoded like any other.
 size_t Utf8ToCp437(uint8_t* text, size_t length);
+
+constexpr size_t kLongestUtf8 = 3;  // bytes that a character of code page 437 takes
+
+// Writes the character that a byte stands for; a byte below 0x80 stands for itself. Returns its length in bytes.
+size_t Cp437ToUtf8(uint8_t byte, char (&utf8)[kLongestUtf8]);

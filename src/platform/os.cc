@@ -135,6 +135,8 @@ void OsSleep(uint32_t milliseconds) { in_force.Sleep(milliseconds); }
 uint32_t OsProcessId() { return in_force.ProcessId(); }
 size_t OsProgramPath(char* path, size_t size) { return in_force.ProgramPath(path, size); }
 void OsShow(OsStream stream, const char* text, size_t size) { in_force.Show(stream, text, size); }
+bool OsIsTerminal(OsStream stream) { return in_force.IsTerminal(stream); }
+void OsShowUtf8(OsStream stream, const char* text, size_t size) { in_force.ShowUtf8(stream, text, size); }
 void OsPrepareProcess() { in_force.PrepareProcess(); }
 void OsInstallBreakHandler() { in_force.InstallBreakHandler(); }
 void OsSetBreakFile(const char* path, const char* contents) { in_force.SetBreakFile(path, contents); }

@@ -24,6 +24,7 @@ enum OsResult {
 
 enum OsOpenMode {
   kOsRead,        // existing file, read only; never a directory
+  kOsReadShared,  // as kOsRead; on Windows other programs may move and delete it meanwhile
   kOsUpdate,      // existing file, read and write, contents kept
   kOsCreate,      // write, created or emptied
   kOsCreateNew,   // read and write, fails with kOsExists if anything is there
@@ -135,6 +136,8 @@ struct OsTable {
   uint32_t (*ProcessId)();
   size_t (*ProgramPath)(char* path, size_t size);
   void (*Show)(OsStream stream, const char* text, size_t size);
+  bool (*IsTerminal)(OsStream stream);
+  void (*ShowUtf8)(OsStream stream, const char* text, size_t size);
   void (*PrepareProcess)();
   void (*InstallBreakHandler)();
   void (*SetBreakFile)(const char* path, const char* contents);
@@ -303,6 +306,12 @@ size_t OsProgramPath(char* path, size_t size);
 
 // Writes to the console, buffered as the C library does. Failures are ignored.
 void OsShow(OsStream stream, const char* text, size_t size);
+
+// Whether somebody may be looking: the output is neither a file nor a pipe.
+bool OsIsTerminal(OsStream stream);
+
+// As OsShow for UTF-8 text, which a Windows console shows whatever its code page; files and pipes get the bytes.
+void OsShowUtf8(OsStream stream, const char* text, size_t size);
 
 // Makes this process fit to run unattended: a console whose reader has gone away, a file that reaches a size limit or a
 // missing standard stream fails the call in hand, and neither ends the run in the middle of a message nor lets the

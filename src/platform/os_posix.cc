@@ -33,7 +33,8 @@ OsResult ResultOf(int error) {
 
 int FlagsOf(OsOpenMode mode) {
   switch (mode) {
-    case kOsRead: return O_RDONLY;
+    case kOsRead:
+    case kOsReadShared: return O_RDONLY;
     case kOsUpdate: return O_RDWR;
     case kOsCreate: return O_WRONLY | O_CREAT | O_TRUNC;
     case kOsCreateNew: return O_RDWR | O_CREAT | O_EXCL;
@@ -51,7 +52,7 @@ OsResult Open(const OsPlace& where, OsOpenMode mode, intptr_t* handle, int* erro
     *error = errno;
     return ResultOf(errno);
   }
-  if (mode == kOsRead) {  // a directory opens for reading here; nobody wants to read one
+  if (mode == kOsRead || mode == kOsReadShared) {  // a directory opens for reading here; nobody wants to read one
     struct stat status = {};
     if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
       (void)close(descriptor);
@@ -292,6 +293,8 @@ void SetBreakFile(const char* path, const char* contents) {
   break_file_set = break_file[0] != '\0';
 }
 
+bool IsTerminal(OsStream stream) { return isatty(stream == kOsStdout ? STDOUT_FILENO : STDERR_FILENO) == 1; }
+
 }  // namespace
 
 const char* const kOsLineEnd = "\n";
@@ -332,6 +335,8 @@ const OsTable kOsNative = {
     .ProcessId = ProcessId,
     .ProgramPath = ProgramPath,
     .Show = CommonShow,
+    .IsTerminal = IsTerminal,
+    .ShowUtf8 = CommonShow,
     .PrepareProcess = PrepareProcess,
     .InstallBreakHandler = InstallBreakHandler,
     .SetBreakFile = SetBreakFile,

@@ -17,6 +17,7 @@
 #include "platform/os_windows_break.h"
 #include "platform/os_windows_patience.h"
 #include "platform/os_windows_sync.h"
+#include "platform/os_windows_view.h"
 
 namespace {
 
@@ -42,7 +43,8 @@ OsResult ResultOfLastError() {
 
 int FlagsOf(OsOpenMode mode) {
   switch (mode) {
-    case kOsRead: return _O_RDONLY | _O_BINARY;
+    case kOsRead:
+    case kOsReadShared: return _O_RDONLY | _O_BINARY;
     case kOsUpdate: return _O_RDWR | _O_BINARY;
     case kOsCreate: return _O_WRONLY | _O_CREAT | _O_TRUNC | _O_BINARY;
     case kOsCreateNew: return _O_RDWR | _O_CREAT | _O_EXCL | _O_BINARY;
@@ -57,7 +59,9 @@ OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* erro
   int descriptor = -1;
   int failure = 0;
   const bool opened = AskPatiently([&] {
-    descriptor = _sopen(place.path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+    descriptor = mode == kOsReadShared
+                     ? WindowsOpenShared(place.path)
+                     : _sopen(place.path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
     failure = errno;
     SetLastError(_doserrno);
     return descriptor >= 0;
@@ -350,6 +354,8 @@ const OsTable kOsNative = {
     .ProcessId = ProcessId,
     .ProgramPath = ProgramPath,
     .Show = CommonShow,
+    .IsTerminal = WindowsIsTerminal,
+    .ShowUtf8 = WindowsShowUtf8,
     .PrepareProcess = PrepareProcess,
     .InstallBreakHandler = WindowsInstallBreakHandler,
     .SetBreakFile = WindowsSetBreakFile,

@@ -1,6 +1,7 @@
 """The program under test and the platform it is for.
 
     CVTOSS32_PROGRAM  the program; build/release/cvtoss32 in the source tree when not set
+                      (cvkit is taken from beside it)
     CVTOSS32_RUNNER   what runs it: empty, or "wine" for a Windows program
 """
 
@@ -18,6 +19,7 @@ LINE_END = b"\r\n" if WINDOWS else b"\n"
 
 if not PROGRAM.is_absolute():
     PROGRAM = ROOT / PROGRAM
+KIT = PROGRAM.with_name("cvkit" + PROGRAM.suffix)
 
 
 def environment(**changes: str) -> dict[str, str]:

@@ -45,6 +45,10 @@ def test_plain_build_installs(tmp_path):
     assert (BUILD / "cvtoss32").is_file()
 
     cmake("--install", BUILD)
+    kit = subprocess.run([tmp_path / "bin" / "cvkit", "--version"], stdout=subprocess.PIPE, text=True, check=True)
+    assert kit.stdout == "cvkit 1.05 Beta 5\n"
+    for name in ("man/man1/cvkit.1", "bash-completion/completions/cvkit", "fish/vendor_completions.d/cvkit.fish"):
+        assert (tmp_path / "share" / name).is_file(), name
     program = tmp_path / "bin" / "cvtoss32"
     assert program.is_file()
     done = subprocess.run([program, "-?"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
@@ -60,6 +64,11 @@ def test_plain_build_installs(tmp_path):
     assert [(document.name, link) for document, link in links if not leads_somewhere(document, link)] == []
     manual = tmp_path / "share" / "man" / "man1" / "cvtoss32.1"
     assert manual.read_text(encoding="ascii").startswith(".TH CVTOSS32 1 ")
+
+
+def test_the_tosser_alone_needs_none_of_the_libraries_of_cvkit(tmp_path):
+    cmake("-B", tmp_path, "-DCVTOSS_KIT=OFF")
+    assert not (tmp_path / "kit_include").exists()
 
 
 def test_a_compiler_that_hardens_by_itself_gives_no_warning(tmp_path):

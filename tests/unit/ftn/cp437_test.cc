@@ -143,3 +143,16 @@ TEST(Cp437, CodePointsBeyondUnicodeAndSurrogatesAreOneQuestionMarkEach) {
   EXPECT_EQ(Convert("ED A0 80"), "3F");
   EXPECT_EQ(Convert("EF BF BD"), "3F");
 }
+
+TEST(Cp437ToUtf8, EachByteIsItsCharacter) {
+  const auto decode = [](uint8_t byte) {
+    char utf8[kLongestUtf8];
+    return std::string(utf8, Cp437ToUtf8(byte, utf8));
+  };
+  EXPECT_EQ(decode('A'), "A");
+  EXPECT_EQ(decode(0x1B), "\x1B");
+  EXPECT_EQ(decode(0x80), Encode(0xC7));    // C with cedilla
+  EXPECT_EQ(decode(0xC4), Encode(0x2500));  // a line
+  EXPECT_EQ(decode(0xE1), Encode(0xDF));    // sharp s
+  EXPECT_EQ(decode(0xFF), Encode(0xA0));    // the blank that does not break
+}

@@ -231,3 +231,16 @@ TEST_F(OsFiles, PositionsBeyondFourGigabytesAreKept) {
   EXPECT_EQ(OsSize(file_), kFar + 1);
   EXPECT_EQ(ReadAt(kFar, 2), "x");
 }
+
+TEST_F(OsFiles, WhatIsOnlyLookedAtCanBeMovedAndDeleted) {
+  WriteFile(path_, "text");
+  ASSERT_EQ(Open(kOsReadShared), kOsOk);
+  ASSERT_EQ(OsRename(path_.c_str(), (directory_ / "b").c_str()), kOsOk);
+  EXPECT_EQ(OsRemove((directory_ / "b").c_str()), kOsOk);
+  EXPECT_EQ(ReadAt(0, 4), "text");
+}
+
+TEST_F(OsFiles, NeitherADirectoryNorAMissingFileCanBeLookedAt) {
+  EXPECT_EQ(Open(kOsReadShared), kOsMissing);
+  EXPECT_EQ(OsOpen(directory_.Path().c_str(), kOsReadShared, &file_), kOsFailed);
+}

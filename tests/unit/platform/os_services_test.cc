@@ -131,3 +131,10 @@ TEST(OsShow, WritesAsManyBytesAsToldToTheStreamOfItsName) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "err");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "out");
 }
+
+TEST(OsTerminal, TextForAFileOrAPipeIsWrittenAsItIs) {
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(OsIsTerminal(kOsStdout));
+  OsShowUtf8(kOsStdout, "caf\xC3\xA9", 5);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "caf\xC3\xA9");
+}

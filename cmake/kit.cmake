@@ -1,0 +1,31 @@
+# cvkit, the companion: everything in src/kit but its main is the library cvkit_core. It stands on the floors of
+# cvtoss32 (cmake/floors.cmake) but for "entry", and is compiled with exceptions and RTTI, which its libraries need.
+
+# The libraries are headers alone and serve every target. They are taken out of the system's directory, for the rest of
+# that directory belongs to the system that builds.
+set(kit_include ${PROJECT_BINARY_DIR}/kit_include)
+foreach(header CLI/CLI.hpp nlohmann/json.hpp fmt/format.h)
+  string(MAKE_C_IDENTIFIER ${header} name)
+  find_path(kit_${name} ${header} PATHS /usr/include /usr/local/include NO_CMAKE_FIND_ROOT_PATH)
+  if(NOT kit_${name})
+    message(FATAL_ERROR "No <${header}>: run script/bootstrap, or leave cvkit out with -DCVTOSS_KIT=OFF.")
+  endif()
+  get_filename_component(folder ${header} DIRECTORY)
+  file(COPY ${kit_${name}}/${folder} DESTINATION ${kit_include})
+endforeach()
+
+file(GLOB kit_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/kit/*.cc)
+set(kit_main ${PROJECT_SOURCE_DIR}/src/kit/kit_main.cc)
+list(REMOVE_ITEM kit_sources ${kit_main})
+
+add_library(cvkit_core STATIC ${kit_sources})
+target_include_directories(cvkit_core PUBLIC ${PROJECT_SOURCE_DIR}/src)
+target_include_directories(cvkit_core SYSTEM PUBLIC ${kit_include})
+target_compile_definitions(cvkit_core PUBLIC FMT_HEADER_ONLY)
+target_link_libraries(cvkit_core PUBLIC cvtoss_toss cvtoss_scan ZLIB::ZLIB PRIVATE cvtoss_warnings)
+if(CVTOSS_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  target_compile_options(cvkit_core PRIVATE -fsanitize=fuzzer-no-link)
+endif()
+
+add_executable(cvkit ${kit_main})
+target_link_libraries(cvkit PRIVATE cvkit_core cvtoss_warnings)

@@ -1,0 +1,15 @@
+# Completion of cvkit's commands, options and files for bash.
+_cvkit() {
+  local word=${COMP_WORDS[COMP_CWORD]} commands="" options
+  case ${COMP_WORDS[1]} in
+    *) options="--help --version" ;;
+  esac
+  if ((COMP_CWORD == 1)); then
+    mapfile -t COMPREPLY < <(compgen -W "$commands $options" -- "$word")
+  elif [[ $word == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+  else
+    mapfile -t COMPREPLY < <(compgen -f -- "$word")
+  fi
+}
+complete -o filenames -F _cvkit cvkit

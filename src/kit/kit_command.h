@@ -1,0 +1,27 @@
+// What the commands of cvkit have in common. Each has a file of its own, NAME_command.cc.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <stdexcept>
+#include <string>
+
+constexpr int kAllIsWell = 0;
+constexpr int kNeedsAttention = 1;
+constexpr int kNotAnswered = 2;
+
+// Why a question cannot be answered. The text is shown as it stands: what it has of names and mail is showable already.
+struct NotAnswered : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+struct CommonOptions {
+  std::string config = "CVTOSS32.CFG";
+  bool json = false;
+};
+
+// Adds --config and --json to a command.
+void AddCommonOptions(CLI::App* command, CommonOptions* options);
+
+// Each adds its command to the program; when that is the one that is called, it runs and leaves its exit status.
+// (The list of commands is in kit_command_line.cc.)
+using AddCommand = void (*)(CLI::App* program, int* status);

@@ -1,0 +1,67 @@
+#include "kit/kit_command_line.h"
+
+#include <exception>
+#include <sstream>
+
+#include "app/version.h"
+#include "kit/kit_command.h"
+#include "kit/kit_output.h"
+#include "platform/os.h"
+
+namespace {
+
+constexpr std::initializer_list<AddCommand> kCommands = {};
+
+constexpr char kDescription[] =
+    "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";
+constexpr char kStatuses[] =
+    "Exit status: 0 nothing needs attention, 1 something does, 2 the question could not be answered.";
+
+// A run must be able to move and delete what is being looked at.
+OsResult OpenShared(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error) {
+  return kOsNative.Open(place, mode == kOsRead ? kOsReadShared : mode, handle, error);
+}
+
+// Shows what the parser has to say: help, the version, or what is wrong with the arguments.
+int ShowParsed(const CLI::App& program, const CLI::ParseError& parsed) {
+  std::ostringstream output;
+  std::ostringstream errors;
+  const int status = program.exit(parsed, output, errors);
+  Show(Escaped(output.str()));
+  Complain(Escaped(errors.str()));
+  return status == 0 ? kAllIsWell : kNotAnswered;
+}
+
+int Run(int argc, const char* const* argv) {
+  CLI::App program(kDescription, "cvkit");
+  program.footer(kStatuses);
+  program.set_version_flag("--version", std::string("cvkit ") + kVersion + " " + kReleaseLabel);
+  program.require_subcommand(1);
+  int status = kNotAnswered;
+  for (const AddCommand add : kCommands) add(&program, &status);
+  try {
+    program.parse(argc, argv);
+  } catch (const CLI::ParseError& parsed) {
+    return ShowParsed(program, parsed);
+  }
+  return status;
+}
+
+}  // namespace
+
+void AddCommonOptions(CLI::App* command, CommonOptions* options) {
+  command->add_option("--config", options->config, "The configuration of cvtoss32 (default: CVTOSS32.CFG)")
+      ->type_name("FILE");
+  command->add_flag("--json", options->json, "Print one JSON object instead of text");
+}
+
+int RunKit(int argc, const char* const* argv) {
+  OsPrepareProcess();
+  OsInForce().Open = OpenShared;
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& error) {
+    Complain(std::string("cvkit: ") + error.what() + "\n");
+    return kNotAnswered;
+  }
+}

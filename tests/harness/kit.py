@@ -1,0 +1,57 @@
+"""cvkit, called as its users call it."""
+
+import json
+import re
+import subprocess
+from dataclasses import dataclass
+
+from harness.site import RUN_LIMIT, Site
+from harness.target import KIT, RUNNER, environment, to_line_feeds
+
+CONTROL = re.compile("[\x00-\x09\x0b-\x1f\x7f-\x9f]")
+OPTION = re.compile(r"(?m)^  +(?:-\w,)?(--[a-z-]+)")
+
+
+@dataclass
+class Answer:
+    """What one call gave back; both texts hold no control character but line feeds."""
+
+    status: int
+    text: str
+    errors: str
+
+    @property
+    def json(self) -> dict:
+        return json.loads(self.text)
+
+
+class Kit:
+    """The program, called in the directory of a site, or anywhere."""
+
+    def __init__(self, site: Site | None = None):
+        self.site = site
+
+    def __call__(self, *arguments: object, status: int | None = 0, **changes: str) -> Answer:
+        """Calls the program; it has to end with `status`, unless that is None."""
+        done = subprocess.run([*RUNNER, str(KIT), *map(str, arguments)], cwd=self.site and self.site.root,
+                              env=environment(**changes), stdin=subprocess.DEVNULL, capture_output=True,
+                              timeout=RUN_LIMIT, check=False)
+        answer = Answer(done.returncode, *(to_line_feeds(text).decode("utf-8") for text in (done.stdout, done.stderr)))
+        assert not CONTROL.search(answer.text + answer.errors), "a control character is shown"
+        assert status is None or answer.status == status, (answer.status, answer.text, answer.errors)
+        return answer
+
+    def json(self, *arguments: object, status: int | None = 0) -> dict:
+        """What the program says to --json."""
+        return self(*arguments, "--json", status=status).json
+
+
+def commands_of(kit: Kit) -> list[str]:
+    """The commands, by the program's own help."""
+    _, _, listed = kit("--help").text.partition("Subcommands:\n")
+    return re.findall(r"(?m)^  (\w+)", listed.partition("\n\n")[0])
+
+
+def options_of(kit: Kit, *command: str) -> list[str]:
+    """The long options of the program or of a command, by its own help."""
+    return OPTION.findall(kit(*command, "--help").text)
