@@ -1,33 +1,22 @@
 // Taking and giving back the run lock while every call fails in turn.
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include "app/run_lock.h"
+#include "fault/alarms.h"
 #include "fault/fault_loop.h"
 #include "fault/run_promises.h"
-#include "fault/story.h"
 #include "unit/support/fake_clock.h"
 #include "unit/support/test_files.h"
 
 namespace {
 
-constexpr char kStale[] = "cvtoss32 1.05 Beta 5 mode=-scan pid=17 started=1763160000\n";
+constexpr char kLeft[] = "cvtoss32 1.05 Beta 5 mode=-scan pid=17 started=1763160000\n";
 constexpr char kOwn[] = "cvtoss32 1.05 Beta 5 mode=-toss pid=4120 started=1763166684\n";
 
 constexpr int64_t kFreshAge = 60;
 constexpr int64_t kStaleAge = 1800;
 
-// What taking the lock, and giving it back when it was taken, have to say.
-class LockStory : public Story {
- public:
-  LockStory(FoundLock found, const Site& site, std::vector<Step> steps) : Story(site, kNoFiles, std::move(steps)) {
-    if (TakeLock(found, kStale, kOwn)) ReleaseLock();
-  }
-
- private:
-  static inline const SiteFiles kNoFiles;
-};
+enum class FoundLock { kNone, kFresh, kStale };
 
 // A lock is held only while its file is whole and registered; it is never another run's.
 bool PlayLock(FoundLock found, const Fault& fault) {
@@ -37,7 +26,7 @@ bool PlayLock(FoundLock found, const Fault& fault) {
   const CapturedLog log;
   ScopedDoor door;
   if (found != FoundLock::kNone) {
-    WriteFile(site.LockFile(), kStale);
+    WriteFile(site.LockFile(), kLeft);
     SetModifiedAt(site.LockFile(), clock.now - (found == FoundLock::kFresh ? kFreshAge : kStaleAge));
   }
   door.Fail(fault);
@@ -52,10 +41,10 @@ bool PlayLock(FoundLock found, const Fault& fault) {
     const bool removed = !PathExists(site.LockFile());
     EXPECT_EQ(process.break_file, removed ? "" : site.LockFile());
   } else if (found == FoundLock::kFresh) {
-    EXPECT_EQ(ReadFile(site.LockFile()), kStale);
+    EXPECT_EQ(ReadFile(site.LockFile()), kLeft);
   }
   const bool struck = door.HasStruck();
-  LockStory(found, site, SiteMap(site).StepsFrom(0, door)).ExpectToldBy(LinesOf(log, site), 0);
+  (void)ExpectAlarmsOf(SiteMap(site).StepsFrom(0, door), LinesOf(log, site), site);
 
   // Thirty minutes later, without faults, any run gets the lock, unless it cannot even be told how old it is.
   door.Clear();

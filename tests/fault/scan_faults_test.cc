@@ -2,7 +2,10 @@
 
 #include <initializer_list>
 
+#include "fault/run_promises.h"
 #include "fault/scan_scene.h"
+#include "scan/scan_run.h"
+#include "unit/support/fake_clock.h"
 #include "unit/support/test_files.h"
 
 namespace {
@@ -43,6 +46,37 @@ FaultLoop AtLeast(int points) {
 }
 
 }  // namespace
+
+// Of one failure the whole log; of all others the loops ask for the line of the call and for no other alarm.
+TEST(ScanFaults, TheWholeLogWhenAMessageCannotBeMarkedSent) {
+  const Site site;
+  BaseMessage unsent;
+  unsent.sent = false;
+  unsent.from = "Ann Author";
+  unsent.to = "All";
+  unsent.subject = "Hello";
+  for (const int conference : {1, 2}) site.Base(conference).Add(unsent);
+  const FakeClock clock;
+  const FakeProcess process(site.ProgramFile());
+  const CapturedLog log;
+  ScopedDoor door;
+  door.FailFrom(Call::kWriteAt, 1, "CVMSG01.PTR");
+  EXPECT_EQ(RunScan(site.config), 1);
+  const std::vector<std::string> expected = {
+      "=== cvtoss32 v1.05 Beta 5 -scan run starting ===",
+      "Config dir: <site>/conf   Work dir: <site>/conf/WORK   Message dir: <site>/msg   Outbound dir: <site>/out",
+      "Our address: 1:229/426   Hub address: 1:229/100   System name: Harbour BBS   Packet: no password set",
+      "Loaded 4 conference(s) from CVMCONF.DAT",
+      "Node check: 1 node record(s), all idle",
+      "  queued conf 1 msg #1  From='Ann Author' To='All' Subj='Hello'  MSGID=1:229/426 00000001",
+      "  queued conf 2 msg #1  From='Ann Author' To='All' Subj='Hello'  MSGID=1:229/426 00000002",
+      "Published complete bundle: <site>/out/6917c9dc.sa0  (471 byte packet, entry '6917c9dc.pkt', 2 message(s))",
+      "ERROR: bundle exists, but could not mark conf 1 msg #1 sent; its SIG append was rolled back and it remains safe to retry",
+      "=== cvtoss32 -scan completed with COMMIT ERRORS: bundle is valid and retained; review log before retry ===",
+  };
+  EXPECT_EQ(LinesOf(log, site), expected);
+  CountFaultPoints(1);
+}
 
 TEST(ScanFaults, TheFirstMessageOfANewSystem) {
   ScanScene scene;

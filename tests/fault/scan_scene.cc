@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <set>
 
+#include "fault/alarms.h"
 #include "fault/operator.h"
 #include "fault/run_promises.h"
 #include "fault/run_stage.h"
-#include "fault/scan_story.h"
 #include "scan/scan_run.h"
 #include "unit/support/message_base.h"
 #include "unit/support/test_files.h"
@@ -119,7 +119,7 @@ class ScanPlay : public RunStage {
 
   Outcome Run() {
     Outcome outcome{Play(RunScan), {}};
-    ScanStory(scene_, site_, Found(), Steps()).ExpectToldBy(outcome.lines, outcome.status);
+    EXPECT_EQ(outcome.status, ExpectAlarmsOf(Steps(), outcome.lines, site_));
     for (const auto& [path, bytes] : outcome.files) {
       if (!BeginsWith(path, "out/") || EndsWith(path, ".tmp")) continue;
       const std::vector<Exported> messages = ReadBundle(bytes);

@@ -1,3 +1,4 @@
+#include "fault/run_promises.h"
 #include "fault/toss_scene.h"
 
 #include <gtest/gtest.h>
@@ -45,6 +46,39 @@ FaultLoop AtLeast(int points) {
 }
 
 }  // namespace
+
+// Of one failure the whole log; of all others the loops ask for the line of the call and for no other alarm.
+TEST(TossFaults, TheWholeLogWhenAnIndexCannotBeWritten) {
+  const Site site;
+  PacketMessage messages[2];
+  messages[0].text = EchoText("GENERAL", "1:2/3 a", "Hello\r");
+  messages[1].text = EchoText("FIDO", "1:2/3 b", "Hello\r");
+  WriteFile(site.In("a.pkt"), PacketBytes({messages[0], messages[1]}));
+  const FakeClock clock;
+  const FakeProcess process(site.ProgramFile());
+  const CapturedLog log;
+  ScopedDoor door;
+  door.FailNth(Call::kWriteAt, 1, "CVMSG01.IDX");
+  EXPECT_EQ(RunToss(site.config), 1);
+  const std::vector<std::string> expected = {
+      "=== cvtoss32 v1.05 Beta 5 -toss run starting ===",
+      "Inbound dir: <site>/in   Config dir: <site>/conf   Work dir: <site>/conf/WORK   Message dir: <site>/msg",
+      "Processed files: kept (archived)",
+      "Loaded 4 conference(s) from CVMCONF.DAT",
+      "Node check: 1 node record(s), all idle",
+      "Found: a.pkt",
+      "  packet: orig 1:229/426.0 -> dest 1:229/100.0  (month field is 0-based; 2025-01-05)",
+      "ERROR: checked message-base append failed for conf 1",
+      "  conf 1 append failed; DAT/IDX/PTR/SIG restored to their original sizes",
+      "  msg 1: message-base append failed; source packet will be retained",
+      "  -> wrote conf 2 msg #1  From='Ann Author' To='All' Subj='Hello' (1 records)",
+      "  2 message(s) parsed from this packet",
+      "  retaining packet in inbound because a message-base append failed",
+      "=== cvtoss32 -toss run complete: 0 file(s) processed ===",
+  };
+  EXPECT_EQ(LinesOf(log, site), expected);
+  CountFaultPoints(1);
+}
 
 TEST(TossFaults, IntoNewConferences) {
   TossScene scene;

@@ -7,10 +7,10 @@
 #include <utility>
 
 #include "check/check_run.h"
+#include "fault/alarms.h"
 #include "fault/operator.h"
 #include "fault/run_promises.h"
 #include "fault/run_stage.h"
-#include "fault/toss_story.h"
 #include "toss/toss_run.h"
 #include "unit/support/packet_bytes.h"
 #include "unit/support/test_files.h"
@@ -111,7 +111,7 @@ class TossPlay : public RunStage {
 
   Outcome Run() {
     Outcome outcome = Play(RunToss);
-    TossStory(scene_, site_, Found(), Steps()).ExpectToldBy(outcome.lines, outcome.status);
+    EXPECT_EQ(outcome.status, ExpectAlarmsOf(Steps(), outcome.lines, site_));
     return outcome;
   }
 
