@@ -19,10 +19,10 @@ def calls(site: Site, mode: str, call: str, path: str) -> list[Point]:
     return points
 
 
-def run_with_halt(site: Site, mode: str, point: Point, meanwhile: Callable[[], None]) -> Run:
+def run_with_halt(site: Site, mode: str, point: Point, meanwhile: Callable[[], None], *options: str) -> Run:
     """Runs to the end of that call, then lets `meanwhile` happen, then runs on to its end."""
     trace_file(site).write_text("")
-    process = strace(site, mode, "-e", f"inject={point.call}:signal=STOP:when={point.nth}")
+    process = strace(site, mode, *options, "-e", f"inject={point.call}:signal=STOP:when={point.nth}")
     try:
         site.wait_for(lambda: STOPPED.search(trace_file(site).read_text(encoding="latin-1")) is not None, process)
         program = int(STOPPED.search(trace_file(site).read_text(encoding="latin-1")).group(1))
