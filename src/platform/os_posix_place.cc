@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <ctime>
 
 namespace {
 
@@ -34,16 +35,14 @@ PosixPlace::PosixPlace(const OsPlace& place) : directory_(AT_FDCWD) {
   name_ = LastName(place.path);
 }
 
-// O_NONBLOCK is for the pipe; a lease answers to it with EWOULDBLOCK.
+// O_NONBLOCK is for the pipe; a lease answers to it with EWOULDBLOCK, and whoever holds it has 45 seconds to let go. An
+// open that waits for that could meet a pipe that has taken the name meanwhile, and wait for ever: it is tried again.
 int PosixOpenPatiently(const PosixPlace& place, int flags, mode_t mode) {
-  int descriptor = -1;
-  int nonblock = O_NONBLOCK;
-  do {
-    descriptor = openat(place.Directory(), place.Name(), flags | nonblock | O_CLOEXEC | O_NOCTTY, mode);
-    if (descriptor < 0 && errno == EWOULDBLOCK && nonblock != 0) {
-      nonblock = 0;
-      errno = EINTR;
-    }
-  } while (descriptor < 0 && errno == EINTR);
-  return descriptor;
+  constexpr timespec kPause = {0, 20000000};  // 20 ms
+  int tries_left = 3000;
+  for (;;) {
+    const int descriptor = openat(place.Directory(), place.Name(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, mode);
+    if (descriptor >= 0 || (errno != EINTR && errno != EWOULDBLOCK) || --tries_left == 0) return descriptor;
+    if (errno == EWOULDBLOCK) (void)nanosleep(&kPause, nullptr);
+  }
 }

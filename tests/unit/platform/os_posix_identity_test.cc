@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -43,6 +44,14 @@ class PosixMoveOnly : public testing::TestWithParam<Mover> {
   const std::string other_ = directory_ / "other";
   OsIdentity read_;
 };
+
+const char* leased;
+
+// What its holder does when somebody opens the leased file.
+extern "C" void PutPipeInPlace(int) {
+  (void)unlink(leased);
+  (void)mkfifo(leased, 0600);
+}
 
 }  // namespace
 
@@ -97,6 +106,25 @@ TEST(PosixIdentity, OnlyARegularFileHasOne) {
   OsIdentity identity;
   ASSERT_EQ(OsOpen("/dev/null", kOsRead, &file), kOsOk);
   EXPECT_EQ(OsIdentify(file, &identity), kOsFailed);
+}
+
+// Run in a child: what hangs there is ended by its alarm.
+TEST(OsPosixDeathTest, APipeThatTakesTheNameOfALeasedFileDoesNotHang) {
+  const TemporaryDirectory directory;
+  const std::string path = directory / "a";
+  EXPECT_EXIT(
+      {
+        leased = path.c_str();
+        WriteFile(path, "x");
+        const int holder = open(leased, O_RDWR | O_CLOEXEC);
+        (void)signal(SIGIO, PutPipeInPlace);
+        (void)alarm(30);
+        if (fcntl(holder, F_SETLEASE, F_WRLCK) != 0) _exit(7);  // a file system without leases
+        OsFile file;
+        const bool opened = OsOpen(leased, kOsRead, &file) == kOsOk;
+        _exit(opened && OsSize(file) == -1 ? 7 : 8);
+      },
+      testing::ExitedWithCode(7), "");
 }
 
 // A link of one's own is followed; whose links are not can be seen as root only, in the end-to-end tests.
