@@ -212,11 +212,21 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
   return result;
 }
 
+bool AreOneFile(const OsPlace& left, const OsPlace& right) {
+  OsEntry one;
+  OsEntry other;
+  return FindEntry(left, kOsLinksThemselves, &one) == kOsOk && FindEntry(right, kOsLinksThemselves, &other) == kOsOk &&
+         one.volume == other.volume && one.file == other.file;
+}
+
+// A move onto another name of the same file would count as done, with both names left.
+//
 // A move to another volume is a copy, which counts as done even when the source could not be deleted afterwards.
 OsResult Rename(const OsPlace& source, const OsPlace& target, const OsIdentity* only) {
   const char* const from = source.path;
   const char* const to = target.path;
   if (!IsOnly(source, only)) return kOsFailed;
+  if (AreOneFile(source, target)) return kOsExists;
   if (AskPatiently([&] { return MoveFileExA(from, to, 0) != 0; })) return kOsOk;
   if (GetLastError() != ERROR_NOT_SAME_DEVICE) return ResultOfLastError() == kOsExists ? kOsExists : kOsFailed;
   if (MoveFileExA(from, to, MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH) == 0) {
