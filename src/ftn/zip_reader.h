@@ -8,6 +8,8 @@
 #include "base/byte_buffer.h"
 #include "ftn/zip.h"
 
+constexpr uint32_t kLargestEntry = 67108864;  // bytes that one entry may expand to
+
 // Whether the bytes begin with a local header's signature.
 bool LooksLikeZip(const uint8_t* bytes, size_t size);
 

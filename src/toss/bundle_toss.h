@@ -9,8 +9,6 @@
 #include "toss/packet_toss.h"
 #include "toss/toss_site.h"
 
-constexpr uint32_t kLargestEntry = 67108864;  // bytes that one entry may expand to
-
 // Tosses the packets in the bundle. Returns PacketDone when every entry was handled, PacketRetain when an entry failed
 // or there was nothing to handle, NotAPacket when it is no bundle after all, or PacketStopped.
 TossResult TossZipBundle(const TossSite& site, const uint8_t* bundle, size_t size);

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/byte_buffer.h"
+#include "ftn/packet_reader.h"
 
 // Every text is NUL-terminated. The head comes from the packet, the rest from the message text.
 struct InboundMessage {
@@ -22,3 +23,6 @@ struct InboundMessage {
 
 // Clears every text for the next message; the body keeps its memory.
 void ClearInboundMessage(InboundMessage* message);
+
+// Clears the message and fills in what its packet has of it beside the text.
+void TakePackedHead(const PackedMessageView& packed, InboundMessage* message);

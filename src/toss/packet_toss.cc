@@ -1,8 +1,5 @@
 #include "toss/packet_toss.h"
 
-#include <cstdio>
-#include <cstring>
-
 #include "app/run_log.h"
 #include "app/shown_text.h"
 #include "ftn/packet_reader.h"
@@ -12,25 +9,6 @@
 #include "toss/route_message.h"
 
 namespace {
-
-// Copies a text; what does not fit is cut off.
-template <size_t kSize>
-void CopyText(const PackedText& from, char (&to)[kSize]) {
-  const size_t size = from.size < kSize ? from.size : kSize - 1;
-  memcpy(to, from.text, size);
-  to[size] = '\0';
-}
-
-void TakeHead(const PackedMessageView& packed, InboundMessage* message) {
-  ClearInboundMessage(message);
-  message->attribute = packed.head.attribute;
-  (void)snprintf(message->origin, sizeof message->origin, "%u/%u", static_cast<unsigned int>(packed.head.origNet),
-                 static_cast<unsigned int>(packed.head.origNode));
-  CopyText(packed.dateTime, message->dateTime);
-  CopyText(packed.toUserName, message->toUserName);
-  CopyText(packed.fromUserName, message->fromUserName);
-  CopyText(packed.subject, message->subject);
-}
 
 // What the rest of a packet that cannot be read on is saved for, after the line of its fault.
 const char* ReportFault(PacketStep fault, const PackedMessageView& message) {
@@ -85,7 +63,7 @@ TossResult TossPacket(const TossSite& site, const uint8_t* packet, size_t size) 
   bool retain = false;
   PacketStep step = ReadPackedMessage(&reader, &packed);
   for (; step == kPacketMessage; step = ReadPackedMessage(&reader, &packed)) {
-    TakeHead(packed, &message);
+    TakePackedHead(packed, &message);
     const ParsedText parsed = ParseInboundText(packed.text.text, packed.text.size, &message);
     ReportTextFault(parsed);
     if (parsed.fault != kTextSound) {
