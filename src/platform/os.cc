@@ -133,6 +133,7 @@ int OsLocalTime(int64_t when, OsCalendar* calendar) { return in_force.LocalTime(
 int OsUtcTime(int64_t when, OsCalendar* calendar) { return in_force.UtcTime(when, calendar); }
 void OsSleep(uint32_t milliseconds) { in_force.Sleep(milliseconds); }
 uint32_t OsProcessId() { return in_force.ProcessId(); }
+OsResult OsFindProcess(uint32_t id) { return in_force.FindProcess(id); }
 size_t OsProgramPath(char* path, size_t size) { return in_force.ProgramPath(path, size); }
 void OsShow(OsStream stream, const char* text, size_t size) { in_force.Show(stream, text, size); }
 bool OsIsTerminal(OsStream stream) { return in_force.IsTerminal(stream); }

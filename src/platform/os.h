@@ -134,6 +134,7 @@ struct OsTable {
   int (*UtcTime)(int64_t when, OsCalendar* calendar);
   void (*Sleep)(uint32_t milliseconds);
   uint32_t (*ProcessId)();
+  OsResult (*FindProcess)(uint32_t id);
   size_t (*ProgramPath)(char* path, size_t size);
   void (*Show)(OsStream stream, const char* text, size_t size);
   bool (*IsTerminal)(OsStream stream);
@@ -287,7 +288,7 @@ void OsRelease(void* block);
 // Seconds since 1970-01-01 UTC.
 int64_t OsNow();
 
-// Seconds since some moment before this process began; goes on while the machine is suspended, and is never set.
+// Seconds since the machine was started; goes on while it is suspended, and is never set.
 int64_t OsUptime();
 
 // Return 0, or -1 when the time cannot be expressed.
@@ -299,6 +300,10 @@ void OsSleep(uint32_t milliseconds);
 
 // The number of this process, as the system's tools show it.
 uint32_t OsProcessId();
+
+// Whether a process of that number runs on this machine, whoever owns it. Returns kOsOk, kOsMissing or kOsFailed (it
+// cannot be told).
+OsResult OsFindProcess(uint32_t id);
 
 // Copies the path of the running program, NUL-terminated. Returns its length; `size` or more when it does not fit,
 // 0 when it cannot be told.

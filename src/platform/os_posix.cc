@@ -224,6 +224,12 @@ int UtcTime(int64_t when, OsCalendar* calendar) {
 
 uint32_t ProcessId() { return static_cast<uint32_t>(getpid()); }
 
+OsResult FindProcess(uint32_t id) {
+  if (id == 0 || id > INT32_MAX) return kOsMissing;  // no process has such a number, and kill takes it for a group
+  if (kill(static_cast<pid_t>(id), 0) == 0 || errno == EPERM) return kOsOk;
+  return errno == ESRCH ? kOsMissing : kOsFailed;
+}
+
 size_t ProgramPath(char* path, size_t size) {
   const ssize_t length = readlink("/proc/self/exe", path, size);
   if (length <= 0) return 0;
@@ -333,6 +339,7 @@ const OsTable kOsNative = {
     .UtcTime = UtcTime,
     .Sleep = Sleep,
     .ProcessId = ProcessId,
+    .FindProcess = FindProcess,
     .ProgramPath = ProgramPath,
     .Show = CommonShow,
     .IsTerminal = IsTerminal,

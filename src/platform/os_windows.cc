@@ -319,6 +319,17 @@ void SleepFor(uint32_t milliseconds) { Sleep(milliseconds); }
 
 uint32_t ProcessId() { return GetCurrentProcessId(); }
 
+OsResult FindProcess(uint32_t id) {
+  const HANDLE process = OpenProcess(SYNCHRONIZE, FALSE, id);
+  if (process == nullptr) {
+    const DWORD error = GetLastError();
+    return error == ERROR_INVALID_PARAMETER ? kOsMissing : error == ERROR_ACCESS_DENIED ? kOsOk : kOsFailed;
+  }
+  const bool ended = WaitForSingleObject(process, 0) == WAIT_OBJECT_0;  // somebody may still hold a handle to it
+  (void)CloseHandle(process);
+  return ended ? kOsMissing : kOsOk;
+}
+
 size_t ProgramPath(char* path, size_t size) { return GetModuleFileNameA(nullptr, path, static_cast<DWORD>(size)); }
 
 // Nothing to do: no signal comes of writing here, and a missing standard stream has no number that a file could get.
@@ -362,6 +373,7 @@ const OsTable kOsNative = {
     .UtcTime = UtcTime,
     .Sleep = SleepFor,
     .ProcessId = ProcessId,
+    .FindProcess = FindProcess,
     .ProgramPath = ProgramPath,
     .Show = CommonShow,
     .IsTerminal = WindowsIsTerminal,

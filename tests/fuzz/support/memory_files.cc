@@ -185,6 +185,7 @@ MemoryFiles::MemoryFiles() : before_(OsInForce()) {
   table.OpenDirectory = OpenDirectory;
   table.PrepareProcess = PrepareProcess;
   table.ProcessId = ProcessId;
+  table.FindProcess = [](uint32_t) { return kOsMissing; };
   table.ProgramPath = ProgramPath;
   table.ReadAt = ReadAt;
   table.Reallocate = Reallocate;

@@ -75,6 +75,11 @@ TEST(OsProcess, HasAnIdThatStays) {
   EXPECT_EQ(OsProcessId(), OsProcessId());
 }
 
+TEST(OsProcess, FindsItselfAndNoProcessWithoutANumber) {
+  EXPECT_EQ(OsFindProcess(OsProcessId()), kOsOk);
+  EXPECT_EQ(OsFindProcess(0xFFFFFFFF), kOsMissing);
+}
+
 TEST(OsProcess, KnowsThePathOfItsProgram) {
   char path[4096];
   const size_t length = OsProgramPath(path, sizeof path);
