@@ -1,7 +1,8 @@
 # Completion of cvkit's commands, options and files for bash.
 _cvkit() {
-  local word=${COMP_WORDS[COMP_CWORD]} commands="" options
+  local word=${COMP_WORDS[COMP_CWORD]} commands="verify" options
   case ${COMP_WORDS[1]} in
+    verify) options="--help --config --json" ;;
     *) options="--help --version" ;;
   esac
   if ((COMP_CWORD == 1)); then

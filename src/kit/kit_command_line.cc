@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::initializer_list<AddCommand> kCommands = {};
+constexpr std::initializer_list<AddCommand> kCommands = {AddVerify};
 
 constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";

@@ -1,0 +1,145 @@
+#include "kit/base_model.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/scan_number.h"
+#include "base/whole_file.h"
+#include "bbs/name_crc.h"
+#include "bbs/sig_file.h"
+#include "kit/kit_command.h"
+
+namespace {
+
+constexpr int64_t kLargestBaseFile = 2147483647;  // bytes: no run takes a larger one
+
+bool IsZero(const uint8_t* bytes, size_t size) { return bytes[0] == 0 && memcmp(bytes, bytes + 1, size - 1) == 0; }
+
+BaseFile Look(const MessageBase& base, int32_t conference, const char* kind) {
+  BaseFile file;
+  if (FormatBasePath(base, conference, kind, &file.place) != 0) {
+    throw NotAnswered(std::string("the path of MSGDIR is too long: ") + base.path);
+  }
+  OsStatus status;
+  const OsResult found = OsStat(file.place, &status);
+  if (found == kOsMissing) return file;
+  if (found != kOsOk || status.kind != kOsRegularFile) throw NotAnswered(file.Path() + " cannot be read");
+  file.exists = true;
+  file.size = status.size;
+  file.modified = status.modified;
+  return file;
+}
+
+// Reads the file; its size becomes that of what was read.
+void Read(BaseFile* file, ByteBuffer* content) {
+  content->size = 0;
+  if (!file->exists) return;
+  if (ReadWholeFile(file->place, content, kLargestBaseFile) != 0) throw NotAnswered(file->Path() + " cannot be read");
+  file->size = static_cast<int64_t>(content->size);
+}
+
+NameModel ModelName(const uint8_t* record, Field field) {
+  char name[256];
+  const size_t size = GetPrefixedText(record, field, name, sizeof name);
+  return {NameCrc(name), record[field.at] < field.width - 1 && strlen(name) == size};
+}
+
+HeaderModel ModelHeader(const uint8_t* record) {
+  namespace layout = ptr_layout;
+  const PtrVitals vitals = UnpackPtrVitals(record);
+  HeaderModel header;
+  header.number = vitals.MsgNumber;
+  header.thread = GetI32(record + layout::ThreadRef.at);
+  header.where = vitals.Where;
+  header.records = vitals.Records;
+  header.from = ModelName(record, layout::From);
+  header.to = ModelName(record, layout::To);
+  header.blank = IsZero(record, layout::kSize);
+  header.deleted = vitals.Deleted;
+  header.sent = record[layout::MsgSent.at] != 0;
+  header.reply = record[layout::IsReply.at] != 0;
+  header.netmail = record[layout::NetMail.at] != 0;
+  header.inbound = header.sent && record[layout::OrigNetNode.at] != 0;
+  return header;
+}
+
+IdxRecord ModelIndex(const uint8_t* record) {
+  return {GetU32(record + idx_layout::FromCrc.at), GetU32(record + idx_layout::ToCrc.at),
+          GetI32(record + idx_layout::MsgNumber.at), GetI32(record + idx_layout::ThreadRef.at)};
+}
+
+// Takes the whole records of a file apart, one after another.
+template <class Take>
+void EachRecord(const ByteBuffer& content, size_t size, Take take) {
+  for (size_t at = 0; content.size - at >= size; at += size) take(content.data + at);
+}
+
+SigLine ModelLine(const std::string& text, size_t at, size_t end) {
+  SigLine line;
+  line.at = at;
+  line.ended = text[end - 1] == '\n';
+  if (line.ended) --end;
+  if (line.ended && end > at && text[end - 1] == '\r') --end;
+  line.size = end - at;
+  const std::string piece = text.substr(at, line.size);
+  const size_t tab = piece.find('\t');
+  line.has_tab = tab != std::string::npos;
+  line.msgid_size = line.has_tab ? tab : line.size;
+  if (line.has_tab) line.number = LeadingInt32(piece.c_str() + tab + 1);
+  return line;
+}
+
+void ModelLines(BaseModel* model) {
+  const std::string& text = model->sig_text;
+  const char* const end = text.data() + text.size();
+  for (const char* piece = text.data(); piece != end;) {
+    const char* const next = SigPieceEnd(piece, end);
+    model->lines.push_back(
+        ModelLine(text, static_cast<size_t>(piece - text.data()), static_cast<size_t>(next - text.data())));
+    piece = next;
+  }
+}
+
+bool IsSteady(const BaseFile& file) {
+  OsStatus status;
+  const OsResult found = OsStat(file.place, &status);
+  if (!file.exists) return found == kOsMissing;
+  return found == kOsOk && status.size == file.size && status.modified == file.modified;
+}
+
+}  // namespace
+
+int32_t BaseModel::Highest() const {
+  int32_t highest = 0;
+  for (const HeaderModel& header : headers) highest = std::max(highest, header.number);
+  return highest;
+}
+
+BaseModel ReadBaseModel(const MessageBase& base, int32_t conference) {
+  BaseModel model;
+  model.conference = conference;
+  model.ptr = Look(base, conference, "PTR");
+  model.idx = Look(base, conference, "IDX");
+  model.dat = Look(base, conference, "DAT");
+  model.sig = Look(base, conference, "SIG");
+
+  ByteBuffer content;
+  Read(&model.ptr, &content);
+  model.headers.reserve(content.size / kPtrRecordSize);
+  EachRecord(content, kPtrRecordSize, [&](const uint8_t* record) { model.headers.push_back(ModelHeader(record)); });
+  Read(&model.idx, &content);
+  model.index.reserve(content.size / kIdxRecordSize);
+  EachRecord(content, kIdxRecordSize, [&](const uint8_t* record) { model.index.push_back(ModelIndex(record)); });
+  Read(&model.dat, &content);
+  model.blank_texts.reserve(content.size / kDatRecordSize);
+  EachRecord(content, kDatRecordSize,
+             [&](const uint8_t* record) { model.blank_texts.push_back(IsZero(record, kDatRecordSize)); });
+  Read(&model.sig, &content);
+  if (content.size != 0) model.sig_text.assign(reinterpret_cast<const char*>(content.data), content.size);
+  ModelLines(&model);
+
+  for (const BaseFile* file : {&model.ptr, &model.idx, &model.dat, &model.sig}) {
+    if (!IsSteady(*file)) model.steady = false;
+  }
+  return model;
+}

@@ -1,0 +1,32 @@
+// The mail that lies in INBOUND: what the next toss would store, and where.
+//
+// A toss moves a source away only when its mail is on the disk. So after a run that did not end, what is still inbound
+// tells which messages of the base may be unfinished.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "app/config.h"
+#include "bbs/conference_table.h"
+
+struct InboundItem {
+  size_t source = 0;  // its place among the sources
+  int32_t conference = 0;
+  std::string msgid;     // as it came; empty for none
+  std::string identity;  // as IdentityOfInbound
+};
+
+struct InboundSource {
+  std::string name;
+  int64_t size = 0;  // bytes
+};
+
+struct InboundMail {
+  std::vector<InboundSource> sources;  // packets and bundles, in the order of their names
+  std::vector<InboundItem> items;      // in the order in which a toss takes them; what has nowhere to go is left out
+};
+
+// Reads every packet and bundle in INBOUND; nothing when the configuration names none.
+InboundMail ReadInboundMail(const TosserConfig& config, const ConferenceTable& table);

@@ -1,0 +1,105 @@
+#include "kit/leftovers.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <set>
+
+#include "kit/packet_walk.h"
+#include "kit/sha256.h"
+#include "kit/site_files.h"
+
+namespace {
+
+void Add(std::vector<Leftover>* found, const char* code, std::string path, std::string text) {
+  found->push_back({code, std::move(path), std::move(text)});
+}
+
+// A copy that is shorter than its source, and the same as far as it goes.
+bool IsBegunCopy(const std::string& copy, const std::string& source) {
+  ByteBuffer begun;
+  ByteBuffer whole;
+  return ReadSiteFile(copy, &begun) && ReadSiteFile(source, &whole) && begun.size < whole.size &&
+         (begun.size == 0 || memcmp(begun.data, whole.data, begun.size) == 0);
+}
+
+void FindHalfMoved(const TosserConfig& config, const InboundMail& inbound, std::vector<Leftover>* found) {
+  const std::string processed = ProcessedDirectory(config);
+  if (processed.empty()) return;
+  for (const InboundSource& source : inbound.sources) {
+    const std::string copy = processed + "/" + source.name;
+    const FoundFile file = LookAtFile(copy);
+    if (!file.exists || file.status.size >= source.size) continue;
+    if (IsBegunCopy(copy, std::string(config.Inbound) + "/" + source.name)) {
+      Add(found, "half-copy", copy, "a copy of an inbound file was begun and not finished");
+    }
+  }
+}
+
+// The saved packets that may be half of one, by their size in bytes and their hash.
+using SavedPackets = std::map<size_t, std::multimap<std::string, std::string>>;
+
+SavedPackets ReadSavedPackets(const std::string& directory) {
+  SavedPackets saved;
+  ByteBuffer content;
+  for (const std::string& name : ListNames(directory)) {
+    const std::string path = directory + "/" + name;
+    if (name.rfind("BAD_", 0) != 0 || !ReadSiteFile(path, &content)) continue;
+    Sha256 hash;
+    hash.Add(content.data, content.size);
+    saved[content.size].emplace(hash.Value(), path);
+  }
+  return saved;
+}
+
+// Notes the saved packets that are the beginning of this one.
+void CompareWith(const SavedPackets& saved, const uint8_t* packet, size_t size, std::set<std::string>* halves) {
+  Sha256 hash;
+  size_t hashed = 0;
+  for (const auto& [saved_size, files] : saved) {
+    if (saved_size >= size) break;
+    hash.Add(packet + hashed, saved_size - hashed);
+    hashed = saved_size;
+    const auto [from, to] = files.equal_range(hash.Value());
+    for (auto file = from; file != to; ++file) halves->insert(file->second);
+  }
+}
+
+void FindHalfSaved(const TosserConfig& config, const InboundMail& inbound, std::vector<Leftover>* found) {
+  const std::string directory = std::string(config.Inbound) + "/badmsgs";
+  const SavedPackets saved = ReadSavedPackets(directory);
+  if (saved.empty()) return;
+  std::set<std::string> halves;
+  const auto empty = saved.find(0);
+  if (empty != saved.end()) {
+    for (const auto& [hash, path] : empty->second) halves.insert(path);
+  }
+  ByteBuffer content;
+  for (const InboundSource& source : inbound.sources) {
+    if (!ReadSiteFile(std::string(config.Inbound) + "/" + source.name, &content)) continue;
+    EachPacket(content, [&](const uint8_t* packet, size_t size) { CompareWith(saved, packet, size, &halves); });
+  }
+  for (const std::string& path : halves) {
+    Add(found, "half-saved", path, "saving a bad packet was begun and not finished");
+  }
+}
+
+}  // namespace
+
+std::string ProcessedDirectory(const TosserConfig& config) {
+  if (config.KeepProcessed == 0 || config.HaveInbound == 0) return {};
+  return config.ProcessedDir[0] != '\0' ? config.ProcessedDir : std::string(config.Inbound) + "/processed";
+}
+
+std::vector<Leftover> FindLeftovers(const TosserConfig& config, const InboundMail& inbound,
+                                    const OutboundMail& outbound) {
+  std::vector<Leftover> found;
+  const std::string packet = std::string(config.MsgDir) + "/CVOUTBOUND.PKT";
+  if (LookAtFile(packet).exists) Add(&found, "outbound-packet", packet, "a packet of a scan that did not end");
+  for (const std::string& path : outbound.temporaries) {
+    Add(&found, "bundle-temporary", path, "a bundle that was begun and not published");
+  }
+  FindHalfMoved(config, inbound, &found);
+  if (config.HaveInbound != 0) FindHalfSaved(config, inbound, &found);
+  return found;
+}

@@ -1,0 +1,19 @@
+// What a message is known by again: the hash of what is stored of it, but for its number, its place and its marks.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "toss/inbound_message.h"
+
+// Of a stored message: the kPtrRecordSize bytes of its header, and its text with CR line ends as ReadMessageBody
+// returns it.
+std::string IdentityOfStored(const uint8_t* header, std::string_view body);
+
+// Of a message that a toss would store.
+std::string IdentityOfInbound(const InboundMessage& message);
+
+// Of a message that a scan sends: its names, its subject, and the user's text as it is packed.
+std::string IdentityOfOutbound(std::string_view from, std::string_view to, std::string_view subject,
+                               std::string_view body);

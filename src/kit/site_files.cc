@@ -1,0 +1,41 @@
+#include "kit/site_files.h"
+
+#include <algorithm>
+
+#include "base/whole_file.h"
+#include "kit/kit_command.h"
+#include "kit/kit_output.h"
+
+namespace {
+
+constexpr int64_t kLargestFile = 2147483647;  // bytes
+
+}  // namespace
+
+std::vector<std::string> ListNames(const std::string& directory) {
+  std::vector<std::string> names;
+  OsStatus status;
+  if (OsStat(directory.c_str(), &status) == kOsMissing) return names;
+  OsList list;
+  if (OsListOpen(directory.c_str(), &list) != kOsOk) throw NotAnswered("could not read " + ShownName(directory));
+  char name[kOsNameSize];
+  for (;;) {
+    const OsResult listed = OsListNext(&list, name);
+    if (listed == kOsMissing) break;
+    if (listed == kOsUnaddressable) continue;
+    if (listed != kOsOk) throw NotAnswered("could not read " + ShownName(directory));
+    names.emplace_back(name);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+FoundFile LookAtFile(const std::string& path) {
+  FoundFile found;
+  found.exists = OsStat(path.c_str(), &found.status) == kOsOk && found.status.kind == kOsRegularFile;
+  return found;
+}
+
+bool ReadSiteFile(const std::string& path, ByteBuffer* content) {
+  return LookAtFile(path).exists && ReadWholeFile(path.c_str(), content, kLargestFile) == 0;
+}

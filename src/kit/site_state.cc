@@ -1,0 +1,67 @@
+#include "kit/site_state.h"
+
+#include <cstdio>
+
+#include "app/run_lock.h"
+#include "bbs/node_status.h"
+#include "platform/os.h"
+
+namespace {
+
+// What the owner's line tells of the run that wrote it.
+struct OwnerLine {
+  unsigned long process = 0;
+  long long started = 0;
+};
+
+bool ReadOwnerLine(const std::string& line, OwnerLine* owner) {
+  const size_t at = line.find(" mode=-");
+  if (line.rfind("cvtoss32 ", 0) != 0 || at == std::string::npos) return false;
+  char mode[16];
+  return sscanf(line.c_str() + at, " mode=-%15[a-z] pid=%lu started=%lld", mode, &owner->process, &owner->started) == 3;
+}
+
+// A lock of an earlier start of the machine is nobody's, whoever has the process number now. Clocks are set now and
+// then: a lock counts as older only when it is so by more than a minute.
+bool IsOfEarlierStart(const OwnerLine& owner) {
+  constexpr int64_t kClockSet = 60;
+  return owner.started + kClockSet < OsNow() - OsUptime();
+}
+
+// By its owner; a lock without one that can be read is judged by its age, as a run does it.
+LockHolder JudgeLock(const std::string& line, int64_t modified) {
+  OwnerLine owner;
+  if (!ReadOwnerLine(line, &owner) || owner.process > UINT32_MAX) {
+    return OsNow() - modified < kStaleLockSeconds ? LockHolder::kAtWork : LockHolder::kAbandoned;
+  }
+  if (IsOfEarlierStart(owner)) return LockHolder::kAbandoned;
+  const OsResult found = OsFindProcess(static_cast<uint32_t>(owner.process));
+  return found == kOsMissing ? LockHolder::kAbandoned : LockHolder::kAtWork;
+}
+
+void LookAtLock(const TosserConfig& config, SiteState* state) {
+  state->lock_path = std::string(config.MsgDir) + "/CVTOSS.BSY";
+  OsStatus status;
+  if (OsStat(state->lock_path.c_str(), &status) != kOsOk) return;
+  char line[192];
+  ReadLockOwner(state->lock_path.c_str(), line);
+  state->owner = line;
+  state->holder = JudgeLock(state->owner, status.modified);
+}
+
+}  // namespace
+
+std::string SiteState::Unsettled() const {
+  if (holder == LockHolder::kAtWork) return "a run is at work";
+  return caller ? "a caller is on the BBS" : "";
+}
+
+SiteState LookAtSite(const TosserConfig& config) {
+  SiteState state;
+  LookAtLock(config, &state);
+  NodeStatus nodes;
+  const NodeState found = ReadNodeStatus(config.WorkDir, &nodes);
+  state.caller = found == kNodeBusy;
+  state.nodes_unknown = found == kNodesUnknown;
+  return state;
+}

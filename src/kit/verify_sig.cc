@@ -1,0 +1,130 @@
+#include "kit/verify_sig.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "kit/kit_format.h"
+#include "kit/kit_output.h"
+
+namespace {
+
+struct Judging {
+  const BaseModel& model;
+  Findings* findings;
+
+  void Add(const char* code, Severity severity, const BaseFile& file, size_t record, std::string text,
+           std::string repair = {}) const {
+    findings->push_back({code, severity, model.conference, file.Path(), static_cast<int64_t>(record), std::move(text),
+                         std::move(repair)});
+  }
+};
+
+// Counts what is alike and reports it as one.
+struct Several {
+  size_t count = 0;
+  size_t first = 0;
+
+  void Add(size_t record) {
+    if (count++ == 0) first = record;
+  }
+};
+
+void JudgeLines(const Judging& judging, const LostLines& lost) {
+  const BaseModel& model = judging.model;
+  std::unordered_set<int32_t> numbers;
+  for (const HeaderModel& header : model.headers) numbers.insert(header.number);
+  std::unordered_set<std::string_view> msgids;
+  std::unordered_set<int32_t> named;
+  Several without_tab;
+  Several without_header;
+  Several twice;
+  for (size_t i = 0; i < model.lines.size(); ++i) {
+    const SigLine& line = model.lines[i];
+    if (!line.ended && i + 1 == model.lines.size()) {
+      judging.Add("sig-cut", Severity::kDamage, model.sig, i,
+                  fmt::format("the last line has no end: '{}'",
+                              ShownMail(std::string_view(model.sig_text).substr(line.at, line.size))),
+                  "remove it");
+      continue;
+    }
+    const bool again = !msgids.insert(model.Msgid(line)).second;
+    if (!line.has_tab) {
+      without_tab.Add(i);
+    } else if (lost.IsLost(line)) {
+      judging.Add("sig-beyond", Severity::kDamage, model.sig, i,
+                  fmt::format("the line of '{}' names message #{}, which is lost; its mail is inbound and would be "
+                              "dropped as a duplicate",
+                              ShownMail(model.Msgid(line)), line.number),
+                  "remove the line");
+    } else if (!numbers.contains(line.number)) {
+      without_header.Add(i);
+    } else if (again || !named.insert(line.number).second) {
+      twice.Add(i);
+    }
+  }
+  if (without_tab.count != 0) {
+    judging.Add("sig-no-tab", Severity::kNote, model.sig, without_tab.first,
+                Count(without_tab.count, "line") + " without a message number");
+  }
+  if (without_header.count != 0) {
+    judging.Add("sig-no-header", Severity::kNote, model.sig, without_header.first,
+                Count(without_header.count, "line") + " of messages that are not there");
+  }
+  if (twice.count != 0) {
+    judging.Add("sig-twice", Severity::kNote, model.sig, twice.first,
+                Count(twice.count, "line") + " with a MSGID or a number that stands before; the first counts");
+  }
+}
+
+void JudgeUnsigned(const Judging& judging, const MissingLines& missing) {
+  const BaseModel& model = judging.model;
+  std::unordered_set<int32_t> named;
+  for (const SigLine& line : model.lines) {
+    if (line.has_tab && line.ended) named.insert(line.number);
+  }
+  std::unordered_set<size_t> reported;
+  for (const MissingLine& line : missing.lines) {
+    reported.insert(line.header);
+    judging.Add("sig-missing", Severity::kDamage, model.ptr, line.header,
+                fmt::format("message #{} was stored without its SIG line; its source {} is inbound and would store it "
+                            "again",
+                            model.headers[line.header].number, ShownName(line.source)),
+                "add the line of '" + ShownMail(line.msgid) + "'");
+  }
+  for (const size_t header : missing.twins) {
+    reported.insert(header);
+    judging.Add("sig-missing-twins", Severity::kDamage, model.ptr, header,
+                fmt::format("message #{} and others of the same text have no SIG line, and a source that is inbound "
+                            "has fewer of them: which is whose cannot be told",
+                            model.headers[header].number));
+  }
+  Several rest;
+  for (size_t i = 0; i < model.headers.size(); ++i) {
+    const HeaderModel& header = model.headers[i];
+    if (header.inbound && !header.deleted && !named.contains(header.number) && !reported.contains(i)) rest.Add(i);
+  }
+  if (rest.count != 0) {
+    judging.Add("sig-none", Severity::kNote, model.ptr, rest.first,
+                Count(rest.count, "message") + " from the network without a SIG line");
+  }
+}
+
+}  // namespace
+
+LostLines::LostLines(const BaseModel& model, const InboundMail& mail) : model_(model), highest_(model.Highest()) {
+  for (const InboundItem& item : mail.items) {
+    if (item.conference == model.conference && !item.msgid.empty()) inbound_.push_back(item.msgid);
+  }
+  std::sort(inbound_.begin(), inbound_.end());
+}
+
+bool LostLines::IsLost(const SigLine& line) const {
+  return line.ended && line.has_tab && line.number > highest_ &&
+         std::binary_search(inbound_.begin(), inbound_.end(), model_.Msgid(line));
+}
+
+void JudgeSig(const BaseModel& model, const InboundMail& mail, const MissingLines& missing, Findings* findings) {
+  const Judging judging = {model, findings};
+  JudgeLines(judging, LostLines(model, mail));
+  JudgeUnsigned(judging, missing);
+}

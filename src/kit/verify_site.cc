@@ -1,0 +1,114 @@
+#include "kit/verify_site.h"
+
+#include <map>
+
+#include "kit/base_model.h"
+#include "kit/inbound_mail.h"
+#include "kit/kit_command.h"
+#include "kit/kit_format.h"
+#include "kit/kit_output.h"
+#include "kit/leftovers.h"
+#include "kit/mail_match.h"
+#include "kit/outbound_mail.h"
+#include "kit/serial_judge.h"
+#include "kit/site_state.h"
+#include "kit/verify_base.h"
+#include "kit/verify_sig.h"
+
+namespace {
+
+// What is seen while others work is looked at again so often, with a pause between.
+constexpr int kLooks = 5;
+constexpr uint32_t kPauseMilliseconds = 200;
+
+// The mail around the base, and what all conferences add to.
+struct Verifying {
+  const TosserConfig& config;
+  InboundMail inbound;
+  OutboundMail outbound;
+  Serials serials;
+  bool changing = false;  // a file did not hold still
+};
+
+Findings JudgeConference(const BaseModel& model, const ConferenceEntry& entry, const Verifying& verifying) {
+  Findings findings;
+  JudgeBase(model, &findings);
+  JudgeSig(model, verifying.inbound, FindMissingLines(model, verifying.inbound), &findings);
+  std::map<size_t, size_t> pending;  // by bundle
+  for (const PendingExport& unsent : FindPendingExports(model, entry, verifying.outbound)) ++pending[unsent.bundle];
+  for (const auto& [bundle, count] : pending) {
+    const std::string& path = verifying.outbound.bundles[bundle];
+    findings.push_back({"bundle-unsent", Severity::kDamage, model.conference, path, -1,
+                        fmt::format("{} of this bundle {} still unsent in conference {}: the next scan would send {}",
+                                    Count(count, "message"), count == 1 ? "is" : "are", model.conference,
+                                    count == 1 ? "it again" : "them again"),
+                        "mark them sent, with their SIG lines"});
+  }
+  return findings;
+}
+
+// A run at work finishes what looks like damage: such a conference is read again before it is believed.
+void VerifyConference(const ConferenceEntry& entry, bool unsettled, Verifying* verifying, Findings* findings) {
+  for (int look = 1;; ++look) {
+    const BaseModel model = ReadBaseModel(verifying->config.MsgDir, entry.Number);
+    Findings found = JudgeConference(model, entry, *verifying);
+    const bool believed = model.steady && (!unsettled || !NeedsAttention(found));
+    if (!believed && look < kLooks) {
+      OsSleep(kPauseMilliseconds);
+      continue;
+    }
+    if (!model.steady) verifying->changing = true;
+    for (const SigLine& line : model.lines) verifying->serials.See(model.Msgid(line));
+    findings->insert(findings->end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
+    return;
+  }
+}
+
+void JudgeLock(const SiteState& state, Findings* findings) {
+  if (state.holder != LockHolder::kAbandoned) return;
+  findings->push_back(
+      {"lock-abandoned", Severity::kLeftover, 0, state.lock_path, -1,
+       "the lock of a run that did not end" + (state.owner.empty() ? std::string() : ": " + ShownName(state.owner)),
+       "remove it"});
+}
+
+std::string WhyUnread(const TableReading& reading) {
+  switch (reading.fault) {
+    case kTableNotAligned: return "is not whole conference records";
+    case kTableEmpty: return "holds no conference";
+    case kTableTooLong: return fmt::format("holds more than {} conferences", kMostConferences);
+    default: return "cannot be read";
+  }
+}
+
+}  // namespace
+
+void ReadSiteTable(const TosserConfig& config, ConferenceTable* table) {
+  const TableReading reading = ReadConferenceTable(config.ConfDir, table);
+  if (reading.fault != kTableRead) throw NotAnswered(ShownName(reading.path.text) + " " + WhyUnread(reading));
+  table->NetmailConference = ChooseNetmailConference(*table).conference;
+}
+
+Verification VerifySite(const TosserConfig& config) {
+  ConferenceTable table;
+  ReadSiteTable(config, &table);
+  const SiteState state = LookAtSite(config);
+  Verifying verifying = {config, ReadInboundMail(config, table), ReadOutboundMail(config), Serials(config)};
+  for (const OutboundItem& item : verifying.outbound.items) verifying.serials.See(item.msgid);
+
+  Verification verification;
+  Findings& findings = verification.findings;
+  for (size_t i = 0; i < table.count; ++i) {
+    VerifyConference(table.entries[i], state.IsUnsettled(), &verifying, &findings);
+  }
+  verifying.serials.Judge(&findings);
+  JudgeLock(state, &findings);
+  if (state.holder != LockHolder::kAtWork) {
+    for (Leftover& left : FindLeftovers(config, verifying.inbound, verifying.outbound)) {
+      findings.push_back({left.code, Severity::kLeftover, 0, left.path, -1, left.text, "move it to the backup"});
+    }
+  }
+  verification.unsettled = state.Unsettled();
+  if (verification.unsettled.empty() && verifying.changing) verification.unsettled = "files change while they are read";
+  return verification;
+}
