@@ -114,7 +114,8 @@ class QuietSite {
   ConferenceTable table_;
   RunLock no_lock_;
   BadPackets bad_packets_ = {{"/dev/null", kOsTrustPath}};
-  TossSite site_ = {"/dev/null", &no_lock_, &bad_packets_, &table_};  // nothing is to be stored
+  ConferenceSet touched_;
+  TossSite site_ = {"/dev/null", &no_lock_, &bad_packets_, &table_, &touched_};  // nothing is to be stored
 };
 
 void LookUp(benchmark::State& state, const std::string& content, const std::string& msgid, const std::string& reply) {

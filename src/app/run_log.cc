@@ -67,7 +67,6 @@ void LogLine(const char* format, ...) {
   OsShow(kOsStdout, line, static_cast<size_t>(length));
   if (!run_log.IsOpen()) return;
   (void)OsWrite(run_log, line, static_cast<size_t>(length));
-  (void)OsFlush(run_log);
 }
 
 void CloseRunLog() { (void)OsClose(&run_log); }

@@ -16,11 +16,11 @@ int ReadFile(const OsPlace& place, int64_t limit, ByteBuffer* content, OsIdentit
   return OsClose(&file);
 }
 
-int WriteParts(const OsFile& file, std::initializer_list<FilePart> parts) {
+int WriteParts(const OsFile& file, std::initializer_list<FilePart> parts, DiskWait wait) {
   for (const FilePart& part : parts) {
     if (OsWrite(file, part.bytes, part.size) != 0) return -1;
   }
-  return OsFlush(file);
+  return wait == kWaitForDisk ? OsSyncFile(file) : 0;
 }
 
 }  // namespace
@@ -32,9 +32,9 @@ int ReadWholeFile(const OsPlace& place, ByteBuffer* content, int64_t limit, OsId
   return -1;
 }
 
-int WriteWholeFile(const OsPlace& place, std::initializer_list<FilePart> parts) {
+int WriteWholeFile(const OsPlace& place, std::initializer_list<FilePart> parts, DiskWait wait) {
   OsFile file;
-  int result = OsOpen(place, kOsCreate, &file) == kOsOk ? WriteParts(file, parts) : -1;
+  int result = OsOpen(place, kOsCreate, &file) == kOsOk ? WriteParts(file, parts, wait) : -1;
   if (OsClose(&file) != 0) result = -1;
   if (result != 0) (void)OsRemove(place);
   return result;

@@ -21,6 +21,9 @@ struct FilePart {
   size_t size;
 };
 
-// Creates or empties the file at `place`, writes the parts one after another, flushes and closes it. Returns 0, or -1
+enum DiskWait { kDoNotWait, kWaitForDisk };
+
+// Creates or empties the file at `place`, writes the parts one after another, waits until the disk holds them if that
+// is wanted, and closes it. Returns 0, or -1
 // when any step failed; then no file is left there, not even an earlier one.
-int WriteWholeFile(const OsPlace& place, std::initializer_list<FilePart> parts);
+int WriteWholeFile(const OsPlace& place, std::initializer_list<FilePart> parts, DiskWait wait = kDoNotWait);

@@ -181,19 +181,14 @@ OsResult WriteText(const NewMessage& message, const AppendPlan& plan) {
   return result;
 }
 
-bool FlushAll(const AppendPlan& plan) {
-  return OsFlush(plan.dat.file) == 0 && OsFlush(plan.idx.file) == 0 && OsFlush(plan.ptr.file) == 0 &&
-         (!plan.has_sig || OsFlush(plan.sig.file) == 0);
-}
-
-// Writes and flushes all four files. Returns 0, or -1 after logging which step failed.
+// Writes all four files. Returns 0, or -1 after logging which step failed.
 int WriteAll(int32_t c, const NewMessage& message, const AppendPlan& plan) {
   const OsResult text = WriteText(message, plan);
   OsResult rest = text;
   if (rest == kOsOk) rest = Write(plan.idx);
   if (rest == kOsOk) rest = Write(plan.ptr);
   if (rest == kOsOk && plan.has_sig) rest = Write(plan.sig);
-  if (rest == kOsOk && FlushAll(plan)) return 0;
+  if (rest == kOsOk) return 0;
   if (rest == kOsUnseekable) {
     LogLine("ERROR: could not seek to append positions for conf %d", c);
   } else if (text != kOsOk) {

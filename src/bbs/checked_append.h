@@ -8,7 +8,7 @@
 // 4. Every file is closed before anything is taken back, for a late close may still write.
 // 5. A failure at any step gives every file back its old size, or removes it, and then verifies that.
 //
-// Steps: plan; look at the run lock; open DAT, IDX, PTR, SIG; write them; flush them; close them; log, or roll back.
+// Steps: plan; look at the run lock; open DAT, IDX, PTR, SIG; write them; close them; log, or roll back.
 #pragma once
 
 #include <cstddef>

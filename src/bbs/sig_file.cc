@@ -82,6 +82,5 @@ int SigAppend(const MessageBase& base, int32_t conference, const char* msgid, in
     const int length = snprintf(line, sizeof line, "%s\t%d\r\n", kept, number);
     result = OsWrite(file, line, static_cast<size_t>(length));
   }
-  if (result == 0) result = OsFlush(file);
   return OsClose(&file) == 0 ? result : -1;
 }

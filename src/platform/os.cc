@@ -68,8 +68,6 @@ int64_t OsWriteOnce(const OsFile& file, const void* from, size_t size) {
   return in_force.Write(file.handle, from, size);
 }
 
-int OsFlush(const OsFile& file) { return in_force.Flush(file.handle); }
-
 int OsSetSize(const OsFile& file, int64_t size) { return in_force.SetSize(file.handle, size); }
 
 int OsSyncFile(const OsFile& file) { return in_force.SyncFile(file.handle); }

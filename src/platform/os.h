@@ -107,7 +107,6 @@ struct OsTable {
   int64_t (*ReadAt)(intptr_t handle, int64_t at, void* to, size_t size);           // bytes, 0 at the end, -1 on failure
   int64_t (*WriteAt)(intptr_t handle, int64_t at, const void* from, size_t size);  // bytes, -1 or kOsNoPositions
   int64_t (*Write)(intptr_t handle, const void* from, size_t size);                // bytes, or -1
-  int (*Flush)(intptr_t handle);
   int (*SetSize)(intptr_t handle, int64_t size);
   int (*SyncFile)(intptr_t handle);
   int (*SyncFiles)(const OsPlace& directory, const OsSyncItem* items, size_t count);
@@ -189,10 +188,6 @@ int OsWrite(const OsFile& file, const void* from, size_t size);
 
 // Writes at the file's own position in exactly one call. Returns the bytes written, or -1.
 int64_t OsWriteOnce(const OsFile& file, const void* from, size_t size);
-
-// Hands all that was written over to the operating system, where it survives the end of this process (not the loss of
-// power). Returns 0 or -1.
-int OsFlush(const OsFile& file);
 
 // Cuts or lengthens the file to `size` bytes. Returns 0 or -1.
 int OsSetSize(const OsFile& file, int64_t size);

@@ -90,9 +90,6 @@ int64_t Write(intptr_t handle, const void* from, size_t size) {
   return put;
 }
 
-// A descriptor holds nothing back: each write is with the system when it returns.
-int Flush(intptr_t) { return 0; }
-
 int SetSize(intptr_t handle, int64_t size) { return ftruncate(static_cast<int>(handle), size); }
 
 int Close(intptr_t handle) { return close(static_cast<int>(handle)); }
@@ -174,7 +171,9 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
 
 OsResult MakeDirectory(const char* path) {
   const NativePath native(path);
-  return mkdir(native.text, 0777) == 0 ? kOsOk : ResultOf(errno);
+  if (mkdir(native.text, 0777) != 0) return ResultOf(errno);
+  (void)PosixSyncDirectoryOf(path);  // what is durable in it must not be lost with it
+  return kOsOk;
 }
 
 void CloseDirectory(intptr_t handle) { (void)close(static_cast<int>(handle)); }
@@ -312,7 +311,6 @@ const OsTable kOsNative = {
     .ReadAt = ReadAt,
     .WriteAt = WriteAt,
     .Write = Write,
-    .Flush = Flush,
     .SetSize = SetSize,
     .SyncFile = PosixSyncFile,
     .SyncFiles = PosixSyncFiles,

@@ -94,9 +94,6 @@ int64_t Write(intptr_t handle, const void* from, size_t size) {
   return _write(static_cast<int>(handle), from, OneCall(size));
 }
 
-// A descriptor holds nothing back: each write is with the system when it returns.
-int Flush(intptr_t) { return 0; }
-
 int SetSize(intptr_t handle, int64_t size) { return _chsize_s(static_cast<int>(handle), size) == 0 ? 0 : -1; }
 
 int Close(intptr_t handle) { return _close(static_cast<int>(handle)); }
@@ -346,7 +343,6 @@ const OsTable kOsNative = {
     .ReadAt = ReadAt,
     .WriteAt = WriteAt,
     .Write = Write,
-    .Flush = Flush,
     .SetSize = SetSize,
     .SyncFile = WindowsSyncFile,
     .SyncFiles = WindowsSyncFiles,

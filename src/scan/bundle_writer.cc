@@ -54,10 +54,12 @@ int WriteBundle(const char* path, const char* entry_name, const ByteBuffer& pack
   PackZipCentralHeader(header, central);
   PackZipEndRecord(static_cast<uint32_t>(sizeof central + name_size), static_cast<uint32_t>(directory_at), end);
 
-  return WriteWholeFile(path, {{local, sizeof local},
-                               {entry_name, name_size},
-                               {packet.data, packet.size},
-                               {central, sizeof central},
-                               {entry_name, name_size},
-                               {end, sizeof end}});
+  return WriteWholeFile(path,
+                        {{local, sizeof local},
+                         {entry_name, name_size},
+                         {packet.data, packet.size},
+                         {central, sizeof central},
+                         {entry_name, name_size},
+                         {end, sizeof end}},
+                        kWaitForDisk);
 }

@@ -1,6 +1,7 @@
 #include "scan/export_commit.h"
 
 #include "app/run_log.h"
+#include "bbs/base_sync.h"
 #include "bbs/file_restore.h"
 #include "bbs/records.h"
 #include "bbs/sig_file.h"
@@ -28,7 +29,7 @@ int MarkSent(const ExportRecord& message) {
   constexpr uint8_t kSent = 1;
   OsFile file;
   if (OsOpen(message.ptr, kOsUpdate, &file) != kOsOk) return -1;
-  const bool written = OsWriteAt(file, SentByteAt(message), &kSent, 1) == kOsOk && OsFlush(file) == 0;
+  const bool written = OsWriteAt(file, SentByteAt(message), &kSent, 1) == kOsOk;
   const bool closed = OsClose(&file) == 0;
   return written && closed ? 0 : -1;
 }
@@ -80,9 +81,15 @@ int CommitExport(const MessageBase& base, const ExportRecord& message) {
 
 int CommitExports(const ScanSite& site, const ExportQueue& queue) {
   int result = 0;
+  ConferenceSet conferences;
   for (size_t i = 0; i < queue.count; ++i) {
     (void)KeepRunLock(site.lock);
-    if (CommitExport(site.base, GetExport(queue, i)) != 0) result = -1;
+    const ExportRecord message = GetExport(queue, i);
+    if (CommitExport(site.base, message) == 0) {
+      conferences.Add(message.conference);
+    } else {
+      result = -1;
+    }
   }
-  return result;
+  return SyncMarks(site.base, conferences) == 0 ? result : -1;
 }

@@ -7,6 +7,7 @@
 
 namespace {
 
+constexpr char kSerialName[] = "CVOUTBOUND.SEQ";
 constexpr size_t kSerialTextSize = 1024;  // far more than a number and a line end, whoever has edited the file
 
 // The file as it was found.
@@ -49,15 +50,14 @@ int WriteSerial(SerialFile* serial, uint32_t next) {
     (void)OsSetSize(serial->file, serial->size);
     return -1;
   }
-  if (serial->size > length && OsSetSize(serial->file, length) != 0) return -1;
-  return OsFlush(serial->file);
+  return serial->size > length ? OsSetSize(serial->file, length) : 0;
 }
 
 }  // namespace
 
 int NextSerial(const MessageBase& base, uint32_t* serial) {
   BasePath path;
-  if (FormatBaseFile(base, "CVOUTBOUND.SEQ", &path) != 0) return -1;
+  if (FormatBaseFile(base, kSerialName, &path) != 0) return -1;
   SerialFile file;
   OsResult opened = OsOpen(path, kOsUpdate, &file.file);
   if (opened == kOsMissing) opened = OsOpen(path, kOsCreateNew, &file.file);
@@ -67,4 +67,9 @@ int NextSerial(const MessageBase& base, uint32_t* serial) {
   if (OsClose(&file.file) != 0 || written != 0) return -1;
   *serial = next;
   return 0;
+}
+
+int SyncSerial(const MessageBase& base) {
+  const OsSyncItem file = {kSerialName};
+  return OsSyncFiles({base.path, base.directory}, &file, 1);
 }

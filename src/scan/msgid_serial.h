@@ -5,6 +5,7 @@
 // 2. The file is overwritten in place and cut afterwards, never emptied: the old number or the new one stands in it
 //    whenever the program is stopped.
 // 3. A write that fails half-way is taken back.
+// 4. The file is on the disk before a message with its serial is published.
 #pragma once
 
 #include <cstdint>
@@ -13,3 +14,6 @@
 
 // Hands out the next serial, from 1; it is never 0. Returns 0, or -1 when the file cannot be read or written.
 int NextSerial(const MessageBase& base, uint32_t* serial);
+
+// Waits until the disk holds the serials handed out. Returns 0 or -1.
+int SyncSerial(const MessageBase& base);

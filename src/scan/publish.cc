@@ -7,6 +7,7 @@
 #include "base/whole_file.h"
 #include "platform/os.h"
 #include "scan/bundle_writer.h"
+#include "scan/msgid_serial.h"
 #include "scan/packet_file.h"
 
 namespace {
@@ -45,7 +46,7 @@ int PublishBundle(const ScanSite& site, size_t messages, ByteBuffer* packet) {
 
   char entry_name[kBundleNameSize];
   (void)snprintf(entry_name, sizeof entry_name, "%08x.pkt", static_cast<unsigned int>(OsNow()));
-  if (WriteBundle(temporary, entry_name, *packet) != 0) {
+  if (SyncSerial(site.base) != 0 || WriteBundle(temporary, entry_name, *packet) != 0) {
     LogLine("ERROR: could not write temporary bundle %s", temporary);
     return -1;
   }

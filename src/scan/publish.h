@@ -1,12 +1,12 @@
 // Publishing: a mailer that polls OUTDIR sees no bundle or a whole one.
 //
 // Invariants:
-// 1. The bundle is complete, flushed and closed under a temporary name before it gets its own.
+// 1. The bundle is complete, on the disk and closed under a temporary name before it gets its own; so are its serials.
 // 2. The rename that gives it its name never replaces a file.
 // 3. On failure nothing of it is left: neither the temporary packet nor the temporary bundle.
 //
-// Steps: write the packet to a temporary file; read it back; remove it; choose a free name; write the bundle under a
-// temporary name; look at the run lock; rename the bundle.
+// Steps: write the packet to a temporary file; read it back; remove it; choose a free name; wait for the serials; write
+// the bundle under a temporary name and wait for it; look at the run lock; rename the bundle.
 #pragma once
 
 #include "base/byte_buffer.h"

@@ -105,7 +105,8 @@ int ScanUnderLock(const TosserConfig& config, RunLock* lock) {
     return 0;
   }
   if (PublishBundle(run.site, messages, packet) != 0) return 1;
-  if (CommitExports(run.site, run.outbound.queue) != 0) {
+  // A name that the disk may lose again does not count: nothing is marked, and the messages go out once more.
+  if (OsSyncDirectory(config.OutDir) != 0 || CommitExports(run.site, run.outbound.queue) != 0) {
     LogLine(
         "=== cvtoss32 -scan completed with COMMIT ERRORS: bundle is valid and retained; review log before retry ===");
     return 1;

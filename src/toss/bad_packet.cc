@@ -1,5 +1,8 @@
 #include "toss/bad_packet.h"
 
+#include <cstdio>
+#include <cstring>
+
 #include "app/run_log.h"
 #include "base/path.h"
 #include "platform/os.h"
@@ -19,15 +22,31 @@ int OpenCopy(FilingDirectory* filing, const char* path, OsFile* file) {
 
 void SaveBadPacket(BadPackets* bad_packets, const uint8_t* packet, size_t size, const char* reason) {
   FilingDirectory* const filing = &bad_packets->directory;
+  char name[sizeof bad_packets->unsynced];
+  (void)snprintf(name, sizeof name, "BAD_%ld.PKT", static_cast<long>(OsNow()));
+  if (strcmp(name, bad_packets->unsynced) != 0) SyncBadPackets(bad_packets);
   char path[600];
   OsFile file;
-  if (FormatPath(path, sizeof path, "%s/BAD_%ld.PKT", filing->path, static_cast<long>(OsNow())) != 0 ||
-      OpenCopy(filing, path, &file) != 0) {
+  if (FormatPath(path, sizeof path, "%s/%s", filing->path, name) != 0 || OpenCopy(filing, path, &file) != 0) {
     LogLine("  ERROR: could not save bad packet for review (tried %s)", path);
     bad_packets->lost = true;
     return;
   }
+  memcpy(bad_packets->unsynced, name, sizeof name);
   if (OsWrite(file, packet, size) != 0) bad_packets->lost = true;
   if (OsClose(&file) != 0) bad_packets->lost = true;
   LogLine("  saved unprocessable packet data to %s for review (%s)", path, reason);
+}
+
+void ForgetBadPackets(BadPackets* bad_packets) {
+  bad_packets->lost = false;
+  bad_packets->unsynced[0] = '\0';
+}
+
+void SyncBadPackets(BadPackets* bad_packets) {
+  if (bad_packets->unsynced[0] == '\0') return;
+  const FilingDirectory& filing = bad_packets->directory;
+  const OsSyncItem copy = {bad_packets->unsynced};
+  if (OsSyncFiles({filing.path, filing.directory.handle}, &copy, 1) != 0) bad_packets->lost = true;
+  bad_packets->unsynced[0] = '\0';
 }

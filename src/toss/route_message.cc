@@ -109,6 +109,8 @@ RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& mess
   ReportDestination(site, n, message, destination);
   const int32_t c = destination.conference;
   if (c == kNoConference) return kRouteSkipped;
+  // Of a duplicate too: the run that stored it may have ended before the disk held it.
+  site.touched->Add(c);
 
   const SigScan sig = AskSig(site, c, message);
   if (sig.has_msgid) {

@@ -44,6 +44,17 @@ int Dispose(const TossRun& run, const TossSource& source) {
   return run.processed_dir != nullptr ? MoveToProcessed(source, run.processed_dir) : DeleteProcessed(source);
 }
 
+// Waits until the disk holds what was made of the source. Returns 0, or -1 after logging that it may not.
+int MakeDurable(const TossRun& run) {
+  BadPackets* const bad_packets = run.site.bad_packets;
+  const int stored = SyncMessages(run.site.base, *run.site.touched);
+  SyncBadPackets(bad_packets);
+  const bool rest_lost = bad_packets->lost && run.processed_dir == nullptr;  // nothing else holds the damaged rest
+  if (stored == 0 && !rest_lost) return 0;
+  LogLine("  ERROR: could not make stored mail durable; source remains inbound");
+  return -1;
+}
+
 // Tells by its content what a file is, never by its name, and tosses it. Returns whether the run may go on.
 bool TossFile(TossRun* run, const char* name) {
   char path[600];
@@ -64,7 +75,8 @@ bool TossFile(TossRun* run, const char* name) {
     return true;
   }
   LogLine("Found: %s", ShownText(name).text);
-  run->site.bad_packets->lost = false;
+  ForgetBadPackets(run->site.bad_packets);
+  *run->site.touched = {};
   const TossResult result =
       bundle ? TossZipBundle(run->site, content->data, content->size) : TossLoosePacket(run->site, *content);
   switch (result) {
@@ -75,12 +87,9 @@ bool TossFile(TossRun* run, const char* name) {
     case PacketCorrupt: break;
   }
   if (!KeepRunLock(run->site.lock)) return false;
-  if (run->processed_dir == nullptr && run->site.bad_packets->lost) {  // nothing else holds the damaged rest
-    LogLine("  ERROR: could not make stored mail durable; source remains inbound");
-    run->failed = true;
-    return true;
-  }
-  if (Dispose(*run, source) == 0) {
+  const int durable = MakeDurable(*run);
+  if (!KeepRunLock(run->site.lock)) return false;
+  if (durable == 0 && Dispose(*run, source) == 0) {
     ++run->processed;
   } else {
     run->failed = true;
@@ -125,10 +134,11 @@ int TossUnderLock(const TosserConfig& config, RunLock* lock) {
   Path bad_msgs_dir;
   (void)FormatPath(bad_msgs_dir.text, sizeof bad_msgs_dir.text, "%s/badmsgs", config.Inbound);
   BadPackets bad_packets = {{bad_msgs_dir.text, kOsTrustOwners}};
+  ConferenceSet touched;
 
   TossRun run = {config.Inbound,
                  config.KeepProcessed != 0 ? &processed : nullptr,
-                 {{config.MsgDir, directory}, lock, &bad_packets, &conferences}};
+                 {{config.MsgDir, directory}, lock, &bad_packets, &conferences, &touched}};
   if (TossDirectory(&run) != 0) return 1;
 
   if (run.ignored > 0) {

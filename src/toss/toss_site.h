@@ -2,6 +2,7 @@
 #pragma once
 
 #include "app/run_lock.h"
+#include "bbs/base_sync.h"
 #include "bbs/conference_table.h"
 #include "bbs/message_base.h"
 #include "toss/bad_packet.h"
@@ -11,4 +12,5 @@ struct TossSite {
   RunLock* lock;
   BadPackets* bad_packets;
   const ConferenceTable* conferences;
+  ConferenceSet* touched;  // in which a message of the source was stored or found
 };

@@ -21,7 +21,7 @@ constexpr bool kMayBeSilent = true;
 constexpr Part kNoMemory = Part::kMemory;
 const std::vector<Part> kBase = {Part::kDat, Part::kIdx, Part::kPtr, Part::kSig};
 const std::vector<Call> kReading = {Call::kOpen, Call::kSize, Call::kReadAt, Call::kClose};
-const std::vector<Call> kWriting = {Call::kOpen, Call::kWrite, Call::kFlush, Call::kClose};
+const std::vector<Call> kWriting = {Call::kOpen, Call::kWrite, Call::kSyncFile, Call::kClose};
 
 constexpr char kNotRolledBack[] =
     "CRITICAL: conf {conf} append failed and at least one rollback also failed; message base requires inspection";
@@ -34,6 +34,8 @@ constexpr char kNoSigLine[] =
     "ERROR: bundle exists, but could not append SIG for conf {conf} msg #*; leaving it unsent for safe retry";
 constexpr char kNotListed[] = "ERROR: could not read inbound dir <site>/in to its end; the rest waits for the next run";
 constexpr char kNotMoved[] = "  ERROR: processed but could not move to *; source remains inbound";
+constexpr char kNotDurable[] = "  ERROR: could not make stored mail durable; source remains inbound";
+constexpr char kCommitErrors[] = "=== cvtoss32 -scan completed with COMMIT ERRORS: *";
 constexpr char kCheckFailed[] = "=== cvtoss32 -check FAILED: *";
 constexpr char kUndone[] = "  conf * append failed; DAT/IDX/PTR/SIG restored to their original sizes";
 constexpr char kMessageFailed[] = "  msg *: message-base append failed; source packet will be retained";
@@ -63,6 +65,9 @@ const Case kCases[] = {
     {{Part::kDirectory}, {Call::kListOpen}, {"FATAL: could not open inbound dir {path}"}},
     {{Part::kDirectory}, {Call::kListNext}, {kNotListed}},
     {{Part::kDirectory}, {Call::kOpenDirectory}, {}, kMayBeSilent},
+    {{Part::kDirectory}, {Call::kSyncFiles}, {kNotDurable, "ERROR: could not write temporary bundle *", kCommitErrors}},
+    {{Part::kDirectory}, {Call::kSyncDirectory}, {kCommitErrors}},
+    {{Part::kBadDirectory}, {Call::kSyncFiles}, {kNotDurable}, kMayBeSilent},
     {{Part::kInbound, Part::kProcessedDirectory, Part::kBadDirectory}, {Call::kStat}, {}, kMayBeSilent},
     {{Part::kProcessedDirectory, Part::kBadDirectory}, {Call::kMakeDirectory}, {}, kMayBeSilent},
     {{Part::kInbound}, kReading, {"Could not read inbound file *; skipping"}},
@@ -97,9 +102,8 @@ const Case kCases[] = {
      {"ERROR: could not open all conf {conf} message-base files for a checked append", kNotRolledBack}},
     {kBase, {Call::kClose}, {kNotRolledBack}, kMayBeSilent},
     {{Part::kDat}, {Call::kWriteAt}, {"ERROR: DAT write failed while appending conf {conf}", kNoPositions}},
-    {{Part::kPtr}, {Call::kWriteAt, Call::kFlush}, {}, kMayBeSilent},  // what a mark that failed says follows from it
+    {{Part::kPtr}, {Call::kWriteAt}, {}, kMayBeSilent},  // what a mark that failed says follows from it
     {{Part::kIdx, Part::kPtr, Part::kSig}, {Call::kWriteAt}, {kAppendFailed, kNoPositions}},
-    {kBase, {Call::kFlush}, {kAppendFailed}},
     {kBase, {Call::kSetSize, Call::kRemove}, {kNotRolledBack}},
     {{Part::kDat}, kReading, {kNoBody}},
     {{Part::kSig}, kReading, {}, kMayBeSilent},  // a SIG file that cannot be read counts as empty
@@ -107,7 +111,7 @@ const Case kCases[] = {
     {{Part::kSig}, {Call::kOpen, Call::kSetSize, Call::kClose, Call::kRemove}, {kLeftSigLine}},
 
     {{Part::kSerial},
-     {Call::kOpen, Call::kSize, Call::kReadAt, Call::kWriteAt, Call::kSetSize, Call::kFlush, Call::kClose},
+     {Call::kOpen, Call::kSize, Call::kReadAt, Call::kWriteAt, Call::kSetSize, Call::kClose},
      {"ERROR: could not allocate/persist the next outbound MSGID serial"}},
     {{Part::kPacket}, kWriting, {"ERROR: could not write temp packet file {path}"}},
     {{Part::kPacket}, kReading, {"ERROR: could not read back complete temp packet {path}"}},
@@ -135,7 +139,8 @@ const Lines kConsequences = {
     kUndone,
     kMessageFailed,
     kRetaining,
-    "  ERROR: could not make stored mail durable; source remains inbound",
+    kNotDurable,
+    kCommitErrors,
     "  ERROR: ZIP contained no successfully handled FidoNet packet entries",
     "ERROR: conference * failed message-base preflight; refusing to append",
     "ERROR: conference * has a non-record-aligned PTR, IDX, or DAT file",
@@ -169,7 +174,7 @@ bool FitsAny(const std::string& line, const Lines& patterns) {
 
 bool IsAlarm(const std::string& line) {
   return FitsAny(line, {"ERROR*", "  ERROR*", "WARNING*", "CRITICAL*", "FATAL*", "Aborting*", "Could not*",
-                        kCheckFailed, kUndone, kMessageFailed, kRetaining, kNoBody});
+                        kCheckFailed, kCommitErrors, kUndone, kMessageFailed, kRetaining, kNoBody});
 }
 
 void Replace(const std::string& word, const std::string& value, std::string* line) {

@@ -18,7 +18,7 @@ constexpr CallName kCalls[] = {
     {Call::kReadAt, "ReadAt"},
     {Call::kWriteAt, "WriteAt"},
     {Call::kWrite, "Write"},
-    {Call::kFlush, "Flush"},
+
     {Call::kSetSize, "SetSize"},
     {Call::kClose, "Close"},
     {Call::kSyncFile, "SyncFile"},

@@ -271,7 +271,7 @@ void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
     const Outcome outcome = play.Run();
     const bool struck = play.Door().LastHasStruck();
     play.ExpectPromisesKept(fault, outcome, faultless);
-    const bool may_repeat = HasLine(outcome.lines, "ERROR: bundle exists") || HasLine(outcome.lines, "CRITICAL:");
+    const bool may_repeat = HasLine(outcome.lines, "=== cvtoss32 -scan completed with COMMIT ERRORS");
     play.EndOfFaults();
     const std::vector<LeftSigLine> left = LeftSigLines(outcome.lines);
     RemoveLeftSigLines(left, &play);

@@ -20,7 +20,6 @@ bool HasFailed(const CallRecord& record) {
     case Call::kWriteAt:
     case Call::kWrite: return record.answer <= 0;
     case Call::kSize:
-    case Call::kFlush:
     case Call::kSetSize:
     case Call::kSyncFile:
     case Call::kSyncFiles:

@@ -186,7 +186,7 @@ TEST(TossFaults, AnOlderFileOfThatNameInTheProcessedDirectory) {
 TEST(TossFaults, RollingBackANewConference) {
   for (const char* kind : {".DAT", ".PTR", ".SIG"}) {
     TossScene scene;
-    scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kFlush, 1, kind); };
+    scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kWriteAt, 1, kind); };
     scene.messages = {Echo(1, "first", "1:2/3 a")};
     TryTossFaults(scene, AtLeast(100));
   }
@@ -215,7 +215,7 @@ TEST(TossFaults, RollingBackAnExistingConference) {
   for (const char* kind : {".IDX", ".SIG"}) {
     TossScene scene;
     scene.lay = LayEarlier;
-    scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kFlush, 1, kind); };
+    scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kWriteAt, 1, kind); };
     scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "")};
     TryTossFaults(scene, AtLeast(100));
   }
@@ -226,7 +226,7 @@ TEST(TossFaults, RollingBackBetweenTwoMessages) {
   for (const bool stood_before : {false, true}) {
     TossScene scene;
     if (stood_before) scene.lay = LayEarlier;
-    scene.spoil = [](ScopedDoor* door) { door->FailNth(Call::kFlush, 1, ".PTR"); };
+    scene.spoil = [](ScopedDoor* door) { door->FailNth(Call::kWriteAt, 1, ".PTR"); };
     scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
     for (const char* path_end : {".DAT", ".IDX", ".PTR", ".SIG"}) {
       FaultLoop loop = AtLeast(20);

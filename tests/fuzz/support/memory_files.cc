@@ -71,8 +71,6 @@ int64_t Write(intptr_t handle, const void* from, size_t size) {
   return moved;
 }
 
-int Flush(intptr_t) { return 0; }
-
 int SetSize(intptr_t handle, int64_t size) {
   Bytes(handle).resize(static_cast<size_t>(size));
   return 0;
@@ -175,7 +173,6 @@ MemoryFiles::MemoryFiles() : before_(OsInForce()) {
   OsTable table = kOsNative;
   table.Allocate = Allocate;
   table.Close = Close;
-  table.Flush = Flush;
   table.InstallBreakHandler = InstallBreakHandler;
   table.LocalTime = kOsNative.UtcTime;
   table.MakeDirectory = MakeDirectory;

@@ -192,7 +192,8 @@ void CheckTossed(const std::string& bundle, const std::vector<Local>& exported, 
   table.entries[1].NetMailConf = true;
   RunLock no_lock;
   BadPackets bad_packets = {{"there/bad", kOsTrustPath}};
-  const TossSite site = {"there", &no_lock, &bad_packets, &table};
+  ConferenceSet touched;
+  const TossSite site = {"there", &no_lock, &bad_packets, &table, &touched};
   MustEqual(TossZipBundle(site, copy.Data(), bundle.size()), PacketDone, "a bundle that is written can be read");
   size_t taken[3] = {};
   for (const Local& message : exported) {

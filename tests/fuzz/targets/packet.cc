@@ -116,7 +116,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const ConferenceTable table = TableOf(model);
   RunLock no_lock;
   BadPackets bad_packets = {{"in/badmsgs", kOsTrustPath}};
-  const TossSite site = {"msg", &no_lock, &bad_packets, &table};
+  ConferenceSet touched;
+  const TossSite site = {"msg", &no_lock, &bad_packets, &table, &touched};
   const TossResult result = TossPacket(site, copy.Data(), packet.size());
 
   std::map<std::string, std::string> expected;

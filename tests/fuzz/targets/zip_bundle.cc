@@ -85,7 +85,8 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const ConferenceTable no_conferences;
   RunLock no_lock;
   BadPackets bad_packets = {{"in/badmsgs", kOsTrustPath}};
-  const TossSite site = {"msg", &no_lock, &bad_packets, &no_conferences};
+  ConferenceSet touched;
+  const TossSite site = {"msg", &no_lock, &bad_packets, &no_conferences, &touched};
   const TossResult result = TossZipBundle(site, copy.Data(), size);
   MustEqual(result, model.result, "a bundle is disposed of when each entry was handled");
   // Whatever an entry is called, its name makes no line.

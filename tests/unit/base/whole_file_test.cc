@@ -88,10 +88,10 @@ TEST_F(WholeFile, ItsPartsAreWrittenOneAfterAnother) {
 }
 
 TEST_F(WholeFile, AFailedWriteLeavesNoFileBehind) {
-  for (const Call call : {Call::kWrite, Call::kFlush, Call::kClose}) {
+  for (const Call call : {Call::kWrite, Call::kSyncFile, Call::kClose}) {
     door_.Clear();
     door_.FailNth(call, 1);
-    EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}, {"def", 3}}), -1) << static_cast<int>(call);
+    EXPECT_EQ(WriteWholeFile(path_.c_str(), {{"abc", 3}, {"def", 3}}, kWaitForDisk), -1) << static_cast<int>(call);
     EXPECT_TRUE(door_.HasStruck());
     EXPECT_FALSE(PathExists(path_));
     EXPECT_EQ(door_.OpenHandles(), 0);

@@ -123,13 +123,6 @@ TEST_P(AppendFailure, AShortWriteIsContinued) {
   EXPECT_EQ(base_.Read().back().body, "Hello\x01");
 }
 
-TEST_P(AppendFailure, AFlushThatFails) {
-  for (const char* kind : kKinds) {
-    door_.FailNth(Call::kFlush, 1, kind);
-    ExpectRolledBack({kNotWritten});
-  }
-}
-
 TEST_P(AppendFailure, ACloseThatFailsHasNoLineOfItsOwn) {
   for (const char* kind : kKinds) {
     door_.FailNth(Call::kClose, 1, kind);
@@ -157,7 +150,7 @@ TEST_P(AppendFailure, EveryFileIsClosedBeforeAnythingIsTakenBack) {
 TEST_P(AppendFailure, ARollbackThatFailsIsCriticalAndTakesTheOtherFilesBackAllTheSame) {
   for (const char* spoilt : kKinds) {
     const auto before = base_.Bytes();
-    door_.FailNth(Call::kFlush, 1, ".SIG");
+    door_.FailNth(Call::kWriteAt, 1, ".SIG");
     door_.FailNth(GetParam() ? Call::kSetSize : Call::kRemove, 1, spoilt);
     EXPECT_EQ(Append(), -1);
     EXPECT_EQ(TakeLines(), (Strings{kNotWritten, kCritical}));
@@ -175,7 +168,7 @@ TEST_P(AppendFailure, ARollbackThatFailsIsCriticalAndTakesTheOtherFilesBackAllTh
 }
 
 TEST_P(AppendFailure, ARollbackThatCannotBeVerifiedIsCritical) {
-  door_.FailNth(Call::kFlush, 1, ".DAT");
+  door_.FailNth(Call::kWriteAt, 1, ".SIG");
   door_.FailNth(Call::kStat, 1, ".PTR");
   EXPECT_EQ(Append(), -1);
   EXPECT_EQ(TakeLines(), (Strings{kNotWritten, kCritical}));
@@ -183,7 +176,7 @@ TEST_P(AppendFailure, ARollbackThatCannotBeVerifiedIsCritical) {
 
 TEST_P(AppendFailure, WithoutAMsgidTheSigFileIsNotTakenBack) {
   message_.msgid = "";
-  door_.FailNth(Call::kFlush, 1, ".PTR");
+  door_.FailNth(Call::kWriteAt, 1, ".PTR");
   ExpectRolledBack({kNotWritten});
   EXPECT_EQ(door_.Count(Call::kAny, ".SIG"), 0);
 }

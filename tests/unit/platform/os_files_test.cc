@@ -91,7 +91,6 @@ TEST_F(OsFiles, CreateEmptiesAFileAndWritesBytesAsTheyAre) {
   EXPECT_EQ(OsSize(file_), 0);
   EXPECT_EQ(OsWrite(file_, "a\nb", 3), 0);
   EXPECT_EQ(OsWrite(file_, "\r\n", 2), 0);
-  EXPECT_EQ(OsFlush(file_), 0);
   EXPECT_EQ(OsClose(&file_), 0);
   EXPECT_EQ(ToHex(ReadFile(path_)), "61 0A 62 0D 0A");
 }

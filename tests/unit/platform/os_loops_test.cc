@@ -128,7 +128,9 @@ TEST_F(OsLoops, EveryOtherCallPassesItsFailureOn) {
   ASSERT_EQ(OsOpen(path_.c_str(), kOsCreate, &file_), kOsOk);
   door_.FailFrom(Call::kAny, 1);
   EXPECT_EQ(OsSize(file_), -1);
-  EXPECT_EQ(OsFlush(file_), -1);
+  EXPECT_EQ(OsSyncFile(file_), -1);
+  EXPECT_EQ(OsSyncFiles(".", nullptr, 0), -1);
+  EXPECT_EQ(OsSyncDirectory("."), -1);
   EXPECT_EQ(OsSetSize(file_, 0), -1);
   EXPECT_EQ(OsClose(&file_), -1);
   EXPECT_FALSE(file_.IsOpen());

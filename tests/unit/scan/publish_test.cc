@@ -101,7 +101,7 @@ TEST_F(Publishing, LeftOverTemporaryFilesAreReplaced) {
 }
 
 TEST_F(Publishing, APacketThatCannotBeWrittenIsSaidSo) {
-  const Call calls[] = {Call::kOpen, Call::kWrite, Call::kFlush, Call::kClose};
+  const Call calls[] = {Call::kOpen, Call::kWrite, Call::kClose};
   for (const Call call : calls) {
     door_.Clear();
     door_.FailNth(call, 1, "CVOUTBOUND.PKT");
@@ -146,7 +146,7 @@ TEST_F(Publishing, APacketFileThatCannotBeRemovedIsAWarningOnly) {
 }
 
 TEST_F(Publishing, ATemporaryBundleThatCannotBeWrittenIsSaidSoAndRemoved) {
-  for (const Call call : {Call::kOpen, Call::kWrite, Call::kFlush, Call::kClose}) {
+  for (const Call call : {Call::kOpen, Call::kWrite, Call::kSyncFile, Call::kClose}) {
     Refill();
     door_.Clear();
     door_.FailNth(call, 1, ".tmp");

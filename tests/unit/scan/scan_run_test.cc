@@ -184,7 +184,7 @@ TEST_F(ScanRuns, ASerialThatCannotBeTakenEndsTheRunAfterThoseThatWere) {
   AddUnsent(1, 5);
   AddUnsent(1, 6);
   AddUnsent(2, 7);
-  door_.FailNth(Call::kFlush, 2, "CVOUTBOUND.SEQ");
+  door_.FailNth(Call::kClose, 2, "CVOUTBOUND.SEQ");
   ExpectFailure(Ready({Queued(1, 5, 1), "ERROR: could not allocate/persist the next outbound MSGID serial"}));
 }
 
@@ -209,7 +209,7 @@ TEST_F(ScanRuns, ACommitErrorKeepsTheBundleAndTheNextRunExportsAgainUnderANewSer
 
 TEST_F(ScanRuns, AVerifiedCommitIsNoError) {
   AddUnsent(1, 5);
-  door_.FailNth(Call::kFlush, 1, ".PTR");
+  door_.FailNth(Call::kClose, 3, ".PTR");  // of the preflight, of the scan, of the mark
   EXPECT_EQ(Run(), 0);
   EXPECT_EQ(TakeLines().back(), "=== cvtoss32 -scan run complete: 1 message(s) exported and committed ===");
 }
@@ -228,4 +228,52 @@ TEST_F(ScanRuns, HeadersAreReadInLargePiecesWhateverTheirNumber) {
   WriteFile(site_.Base(1).Path("DAT"), DatBytes("x"));
   EXPECT_EQ(Run(), 0);
   EXPECT_LT(door_.Count(Call::kReadAt, ".PTR"), 40);
+}
+
+// Waiting for the disk.
+
+TEST_F(ScanRuns, WaitsForSerialsAndBundleThenTheNameThenTheMarks) {
+  AddUnsent(1, 5);
+  AddUnsent(1, 6);
+  AddUnsent(2, 7);
+  EXPECT_EQ(Run(), 0);
+  Strings order;
+  for (const CallRecord& seen : door_.Calls()) {
+    const std::string name = seen.path.substr(seen.path.rfind('/') + 1);
+    if (seen.call == Call::kSyncFiles) order.push_back("wait for " + seen.items);
+    if (seen.call == Call::kSyncFile || seen.call == Call::kSyncDirectory) order.push_back("wait for " + name);
+    if (seen.call == Call::kRename) order.push_back("rename " + name);
+    if (seen.call == Call::kWriteAt && name == "CVMSG01.PTR") order.push_back("mark");
+  }
+  EXPECT_EQ(order,
+            (Strings{"wait for CVOUTBOUND.SEQ ", "wait for 6917c9dc.sa0.tmp", "rename 6917c9dc.sa0", "wait for out",
+                     "mark", "mark", "wait for CVMSG01.SIG CVMSG01.PTR* CVMSG02.SIG CVMSG02.PTR* "}));
+}
+
+TEST_F(ScanRuns, ASerialOrABundleThatCannotBeMadeDurableIsNotPublished) {
+  AddUnsent(1, 5);
+  int serial = 0;
+  for (const Call call : {Call::kSyncFiles, Call::kSyncFile}) {
+    door_.FailNth(call, 1);
+    ExpectFailure(
+        Ready({Queued(1, 5, ++serial), "ERROR: could not write temporary bundle " + site_.Out("6917c9dc.sa0.tmp")}));
+  }
+}
+
+TEST_F(ScanRuns, ANameThatCannotBeMadeDurableMarksNothing) {
+  AddUnsent(1, 5);
+  const std::string ptr = ReadFile(ptr_);
+  door_.FailNth(Call::kSyncDirectory, 1);
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(TakeLines().back(), kCommitErrors);
+  EXPECT_EQ(ReadFile(ptr_), ptr);
+  EXPECT_FALSE(PathExists(site_.Base(1).Path("SIG")));
+  EXPECT_TRUE(PathExists(site_.Out("6917c9dc.sa0")));
+}
+
+TEST_F(ScanRuns, MarksThatCannotBeMadeDurableAreCommitErrors) {
+  AddUnsent(1, 5);
+  door_.FailNth(Call::kSyncFiles, 2);
+  EXPECT_EQ(Run(), 1);
+  EXPECT_EQ(TakeLines().back(), kCommitErrors);
 }

@@ -15,7 +15,6 @@ enum class Call {
   kReadAt,
   kWriteAt,
   kWrite,
-  kFlush,
   kSetSize,
   kSyncFile,
   kSyncFiles,  // its path is the directory
@@ -55,6 +54,7 @@ struct CallRecord {
   size_t size = 0;            // bytes asked for: ReadAt, WriteAt, Write, Allocate, Reallocate
   int64_t answer = 0;         // as the table gives it; of memory 0 or -1
   int64_t found_size = 0;     // Stat: bytes of the file
+  std::string items;          // SyncFiles: "A B C* ", where * stands at the names of those that come last
 };
 
 // While it lives, every call of the kinds above goes through it to the table that was in force before. A call that
@@ -87,6 +87,9 @@ class ScopedDoor {
   // The calls since the start, failed ones included, in their order.
   const std::vector<CallRecord>& Calls() const { return calls_; }
   int Count(Call call, const std::string& path_end = "") const;
+
+  // The items of each SyncFiles, in the order of the calls.
+  std::vector<std::string> Synced() const;
 
   // How many files and lists are open that were opened through this door.
   int OpenHandles() const;

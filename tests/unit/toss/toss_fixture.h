@@ -18,7 +18,7 @@ class TossFixture : public SiteFixture {
     log_.Clear();
   }
 
-  TossSite Where() { return {msg_dir_.c_str(), &no_lock_, &bad_packets_, table_.get()}; }
+  TossSite Where() { return {msg_dir_.c_str(), &no_lock_, &bad_packets_, table_.get(), &touched_}; }
 
   // The only message of a conference.
   BaseMessage Only(int conference) const {
@@ -32,6 +32,7 @@ class TossFixture : public SiteFixture {
   const std::string msg_dir_ = site_.Msg();
   const std::string bad_dir_ = site_.In("badmsgs");
   BadPackets bad_packets_ = {{bad_dir_.c_str(), kOsTrustOwners}};
+  ConferenceSet touched_;
   const std::string bad_file_ = bad_dir_ + "/BAD_1763166684.PKT";
   std::unique_ptr<ConferenceTable> table_ = std::make_unique<ConferenceTable>();
 };

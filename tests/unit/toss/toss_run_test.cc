@@ -49,6 +49,7 @@ class TossRun : public TossFixture {
 using TossStart = TossRun;
 using TossWalk = TossRun;
 using TossDisposal = TossRun;
+using TossDurability = TossRun;
 
 constexpr char kLoaded[] = "Loaded 3 conference(s) from CVMCONF.DAT";
 constexpr char kComplete1[] = "=== cvtoss32 -toss run complete: 1 file(s) processed ===";
@@ -129,11 +130,11 @@ TEST_F(TossWalk, AListingThatBreaksOffIsReportedAndCountsAsAFailure) {
 // Deleting the packet would lose its damaged rest; the processed directory keeps it.
 TEST_F(TossDisposal, ACorruptPacketIsDeletedOnlyWhenItsCopyIsWhole) {
   for (const bool kept : {false, true}) {
-    for (const Call call : {Call::kOpen, Call::kWrite, Call::kClose}) {
+    for (const Call call : {Call::kOpen, Call::kWrite, Call::kClose, Call::kSyncFiles}) {
       site_.config.KeepProcessed = kept ? 1 : 0;
       LayInbound("a.pkt", PacketHeaderBytes() + Word(2));
       door_.Clear();
-      door_.FailNth(call, 1, "BAD_1763166684.PKT");
+      door_.FailNth(call, 1, call == Call::kSyncFiles ? "badmsgs" : "BAD_1763166684.PKT");
       const Strings lines = Run(kept ? 0 : 1);
       EXPECT_EQ(lines.at(lines.size() - 2),
                 kept ? "  moved to " + site_.Done("a.pkt")
@@ -168,4 +169,55 @@ TEST_F(TossDisposal, ALockThatCannotBeRemovedIsAWarningOnly) {
   EXPECT_EQ(RunToss(site_.config), 0);
   EXPECT_EQ(TakeLines().back(), "WARNING: could not remove lock file " + site_.LockFile());
   EXPECT_EQ(process_.break_file, site_.LockFile());
+}
+
+// Waiting for the disk.
+
+TEST_F(TossDurability, OneWaitASourceForEveryConferenceOfItBeforeItIsDisposedOf) {
+  const auto message = [](const std::string& packet) { return packet.substr(58, packet.size() - 60); };
+  const std::string last = Packet("c", "FIDO");
+  LayInbound("a.pkt", last.substr(0, 58) + message(Packet("a")) + message(Packet("b")) + last.substr(58));
+  LayInbound("b.pkt", Packet("a"));  // a duplicate: the run that stored it need not have waited
+  LayInbound("c.pkt", Packet("d", "NOWHERE"));
+  for (const int nth : {1, 2}) {
+    door_.BeforeNth(Call::kSyncFiles, nth,
+                    [this, nth] { EXPECT_TRUE(PathExists(site_.In(nth == 1 ? "a.pkt" : "b.pkt"))); });
+  }
+  (void)Run(0);
+  const std::string first = "CVMSG01.DAT CVMSG01.IDX CVMSG01.PTR CVMSG01.SIG* ";
+  EXPECT_EQ(door_.Synced(), (Strings{first + "CVMSG02.DAT CVMSG02.IDX CVMSG02.PTR CVMSG02.SIG* ", first}));
+}
+
+TEST_F(TossDurability, WhatCannotBeMadeDurableKeepsItsSource) {
+  for (const int kept : {0, 1}) {
+    site_.config.KeepProcessed = kept;
+    LayInbound("a.pkt", Packet("a"));
+    door_.FailNth(Call::kSyncFiles, 1, site_.Msg());
+    const Strings lines = Run(1);
+    EXPECT_EQ(lines.at(lines.size() - 2), "  ERROR: could not make stored mail durable; source remains inbound");
+    EXPECT_EQ(lines.back(), kComplete0);
+    EXPECT_EQ(ReadFile(site_.In("a.pkt")), Packet("a"));
+    EXPECT_FALSE(PathExists(site_.Done("a.pkt")));
+  }
+  EXPECT_EQ(Run(0).back(), kComplete1);
+  EXPECT_EQ(Only(1).msgid, "a");
+}
+
+TEST_F(TossDurability, ALockThatIsLostDuringTheWaitKeepsTheSource) {
+  LayInbound("a.pkt", Packet("a"));
+  door_.BeforeNth(Call::kSyncFiles, 1, [this] { clock_.now += 26 * 60; });
+  EXPECT_EQ(Run(1).back(), "ERROR: lost the run lock " + site_.LockFile() + "; stopping");
+  EXPECT_TRUE(PathExists(site_.In("a.pkt")));
+}
+
+// A copy is waited for when the next second begins another, or when its source ends.
+TEST_F(TossDurability, CopiesOfBadPacketsAreWaitedForAtMostOnceASecond) {
+  ZipEntryParts entry;
+  entry.content = PacketHeaderBytes() + Word(2);
+  const std::string bad = ZipEntryBytes(entry);
+  LayInbound("a.su0", bad + bad + bad + bad);
+  door_.BeforeNth(
+      Call::kMakeDirectory, 3, [this] { ++clock_.now; }, "badmsgs");
+  (void)Run(0);
+  EXPECT_EQ(door_.Synced(), (Strings{"BAD_1763166684.PKT ", "BAD_1763166685.PKT "}));
 }
