@@ -50,7 +50,9 @@ int WriteSerial(SerialFile* serial, uint32_t next) {
     (void)OsSetSize(serial->file, serial->size);
     return -1;
   }
-  return serial->size > length ? OsSetSize(serial->file, length) : 0;
+  if (serial->size <= length) return 0;
+  // The cut must not reach the disk before the number: the old digits cut short are a number used long ago.
+  return OsSyncFile(serial->file) == 0 ? OsSetSize(serial->file, length) : -1;
 }
 
 }  // namespace

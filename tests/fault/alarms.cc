@@ -111,7 +111,7 @@ const Case kCases[] = {
     {{Part::kSig}, {Call::kOpen, Call::kSetSize, Call::kClose, Call::kRemove}, {kLeftSigLine}},
 
     {{Part::kSerial},
-     {Call::kOpen, Call::kSize, Call::kReadAt, Call::kWriteAt, Call::kSetSize, Call::kClose},
+     {Call::kOpen, Call::kSize, Call::kReadAt, Call::kWriteAt, Call::kSyncFile, Call::kSetSize, Call::kClose},
      {"ERROR: could not allocate/persist the next outbound MSGID serial"}},
     {{Part::kPacket}, kWriting, {"ERROR: could not write temp packet file {path}"}},
     {{Part::kPacket}, kReading, {"ERROR: could not read back complete temp packet {path}"}},
