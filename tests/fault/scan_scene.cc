@@ -44,40 +44,6 @@ std::string Between(const std::string& text, const std::string& start, char end)
   return text.substr(from + start.size(), text.find(end, from + start.size()) - from - start.size());
 }
 
-struct Exported {
-  std::string subject;
-  std::string msgid;
-};
-
-// The messages of a whole bundle; one that is not whole fails the test.
-std::vector<Exported> ReadBundle(const std::string& bundle) {
-  constexpr size_t kLocal = 30 + 12;
-  constexpr size_t kEnd = 46 + 12 + 22;
-  std::vector<Exported> exported;
-  if (bundle.size() < kLocal + kEnd || LongAt(bundle, 22) != bundle.size() - kLocal - kEnd) {
-    ADD_FAILURE() << "a bundle of " << bundle.size() << " bytes";
-    return exported;
-  }
-  const std::string packet = bundle.substr(kLocal, bundle.size() - kLocal - kEnd);
-  EXPECT_EQ(CrcOf(packet), LongAt(bundle, 14));
-  EXPECT_EQ(bundle.substr(kLocal + packet.size(), 4), "PK\x01\x02");
-  EXPECT_EQ(bundle.substr(bundle.size() - 22, 4), "PK\x05\x06");
-  size_t at = 58;
-  while (packet.substr(at, 2) == std::string("\2\0", 2)) {
-    at += 14;
-    std::string texts[5];  // date, to, from, subject, text
-    for (std::string& text : texts) {
-      text = packet.c_str() + at;
-      at += text.size() + 1;
-    }
-    exported.push_back({texts[3], Between(texts[4], "\x01MSGID: ", '\r')});
-  }
-  EXPECT_EQ(packet.substr(at), std::string(2, '\0'));
-  return exported;
-}
-
-unsigned long SerialOf(const std::string& msgid) { return strtoul(msgid.c_str() + msgid.rfind(' '), nullptr, 16); }
-
 struct Outcome : RunOutcome {
   std::vector<Exported> exported;  // the messages of all bundles
 };
@@ -86,7 +52,7 @@ struct Outcome : RunOutcome {
 struct Stage : StagedSite {
   explicit Stage(const ScanScene& laid) : scene(laid) {
     if (scene.lay) scene.lay(&site);
-    for (const UnsentMessage& message : scene.messages) Lay(message);
+    for (const UnsentMessage& message : scene.messages) LayUnsent(message, site);
     before = site.Files();
     own = {"msg/CVTOSS.BSY"};
     if (!scene.messages.empty()) own.insert({kSerialFile, kPacketFile, kBundle, kTemporaryBundle});
@@ -94,18 +60,6 @@ struct Stage : StagedSite {
       const std::string base = "msg/CVMSG0" + std::to_string(message.conference);
       own.insert({base + ".PTR", base + ".SIG"});
     }
-  }
-
-  void Lay(const UnsentMessage& message) const {
-    BaseMessage unsent;
-    unsent.subject = message.subject;
-    unsent.to = message.to;
-    unsent.body = message.body;
-    unsent.sent = false;
-    unsent.netmail = message.conference == 3;
-    unsent.is_reply = message.parent != 0;
-    unsent.thread_ref = message.parent;
-    site.Base(message.conference).Add(unsent);
   }
 
   const ScanScene& scene;
@@ -254,6 +208,46 @@ class ScanPlay : public RunStage {
 };
 
 }  // namespace
+
+void LayUnsent(const UnsentMessage& message, const Site& site) {
+  BaseMessage unsent;
+  unsent.subject = message.subject;
+  unsent.to = message.to;
+  unsent.body = message.body;
+  unsent.sent = false;
+  unsent.netmail = message.conference == 3;
+  unsent.is_reply = message.parent != 0;
+  unsent.thread_ref = message.parent;
+  site.Base(message.conference).Add(unsent);
+}
+
+std::vector<Exported> ReadBundle(const std::string& bundle) {
+  constexpr size_t kLocal = 30 + 12;
+  constexpr size_t kEnd = 46 + 12 + 22;
+  std::vector<Exported> exported;
+  if (bundle.size() < kLocal + kEnd || LongAt(bundle, 22) != bundle.size() - kLocal - kEnd) {
+    ADD_FAILURE() << "a bundle of " << bundle.size() << " bytes";
+    return exported;
+  }
+  const std::string packet = bundle.substr(kLocal, bundle.size() - kLocal - kEnd);
+  EXPECT_EQ(CrcOf(packet), LongAt(bundle, 14));
+  EXPECT_EQ(bundle.substr(kLocal + packet.size(), 4), "PK\x01\x02");
+  EXPECT_EQ(bundle.substr(bundle.size() - 22, 4), "PK\x05\x06");
+  size_t at = 58;
+  while (packet.substr(at, 2) == std::string("\2\0", 2)) {
+    at += 14;
+    std::string texts[5];  // date, to, from, subject, text
+    for (std::string& text : texts) {
+      text = packet.c_str() + at;
+      at += text.size() + 1;
+    }
+    exported.push_back({texts[3], Between(texts[4], "\x01MSGID: ", '\r')});
+  }
+  EXPECT_EQ(packet.substr(at), std::string(2, '\0'));
+  return exported;
+}
+
+unsigned long SerialOf(const std::string& msgid) { return strtoul(msgid.c_str() + msgid.rfind(' '), nullptr, 16); }
 
 void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
   const Stage stage(scene);

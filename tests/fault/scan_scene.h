@@ -23,6 +23,21 @@ struct ScanScene {
   std::function<void(ScopedDoor*)> spoil;  // fails in every run
 };
 
+// Puts a message into the message base.
+void LayUnsent(const UnsentMessage& message, const Site& site);
+
+// A message of a bundle.
+struct Exported {
+  std::string subject;
+  std::string msgid;
+};
+
+// The messages of a whole bundle; one that is not whole fails the test.
+std::vector<Exported> ReadBundle(const std::string& bundle);
+
+// The serial that a MSGID ends with.
+unsigned long SerialOf(const std::string& msgid);
+
 // Plays the scene once without a fault of the loop's and asserts that it exports every message; then once for every
 // fault, and asserts after each: a bundle is whole or not there, a message is marked sent only with its SIG line and in
 // a bundle, nothing is damaged or left behind, every failure that matters has a line and the exit status, and a later

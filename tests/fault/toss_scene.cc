@@ -40,29 +40,13 @@ std::string BundleOf(const std::vector<PacketMessage>& messages) {
   return bundle;
 }
 
-std::string SourceOf(const TossScene& scene) {
-  std::vector<PacketMessage> packed;
-  for (const SceneMessage& message : scene.messages) {
-    PacketMessage one;
-    one.subject = message.subject;
-    one.text = TravellingText(message);
-    packed.push_back(one);
-  }
-  if (scene.packing == Packing::kBundle) return BundleOf(packed);
-  std::string packet = PacketBytes(packed);
-  if (scene.packing == Packing::kDamagedPacket) packet.replace(packet.size() - 2, 2, Word(1));
-  return packet;
-}
-
 using Outcome = RunOutcome;
 
 // A site with the scene on it.
 struct Stage : StagedSite {
   explicit Stage(const TossScene& laid) : scene(laid), source(SourceOf(laid)) {
     if (scene.lay) scene.lay(&site);
-    for (const SceneMessage& message : scene.messages) {
-      if (message.stored_before) LayStored(message);
-    }
+    LayStored(scene, site);
     WriteFile(site.In(kSceneSource), source);
     before = site.Files();
     NameOwn();
@@ -79,14 +63,6 @@ struct Stage : StagedSite {
       if (!message.msgid.empty()) own.insert(base + ".SIG");
       if (message.is_parked) own.insert("msg/BADAREAS.LST");
     }
-  }
-
-  void LayStored(const SceneMessage& message) const {
-    BaseMessage stored;
-    stored.subject = message.subject;
-    stored.body = message.body;
-    stored.msgid = message.msgid;
-    site.Base(message.conference).Add(stored);
   }
 
   const TossScene& scene;
@@ -237,6 +213,31 @@ bool MayHideSig(const TossScene& scene, const Fault& fault) {
 }
 
 }  // namespace
+
+std::string SourceOf(const TossScene& scene) {
+  std::vector<PacketMessage> packed;
+  for (const SceneMessage& message : scene.messages) {
+    PacketMessage one;
+    one.subject = message.subject;
+    one.text = TravellingText(message);
+    packed.push_back(one);
+  }
+  if (scene.packing == Packing::kBundle) return BundleOf(packed);
+  std::string packet = PacketBytes(packed);
+  if (scene.packing == Packing::kDamagedPacket) packet.replace(packet.size() - 2, 2, Word(1));
+  return packet;
+}
+
+void LayStored(const TossScene& scene, const Site& site) {
+  for (const SceneMessage& message : scene.messages) {
+    if (!message.stored_before) continue;
+    BaseMessage stored;
+    stored.subject = message.subject;
+    stored.body = message.body;
+    stored.msgid = message.msgid;
+    site.Base(message.conference).Add(stored);
+  }
+}
 
 void TryTossFaults(const TossScene& scene, FaultLoop loop) {
   const Stage stage(scene);

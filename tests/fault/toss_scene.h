@@ -40,6 +40,12 @@ struct TossScene {
 // The file as it lies in the inbound directory.
 constexpr char kSceneSource[] = "0000a1b2.su0";
 
+// Its bytes.
+std::string SourceOf(const TossScene& scene);
+
+// Puts into the message base what the scene says was stored before.
+void LayStored(const TossScene& scene, const Site& site);
+
 // Plays the scene once without a fault of the loop's and asserts that it stores what it has to; then once for every
 // fault, and asserts after each: whatever is stored is whole, nothing is damaged or left behind, nothing is lost (what
 // is not stored is still in the inbound directory), every failure that matters has a line and the exit status, and a

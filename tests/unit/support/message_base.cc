@@ -32,27 +32,6 @@ std::string TextAt(const std::string& bytes, size_t at, size_t width) {
   return bytes.substr(at + 1, length);
 }
 
-BaseMessage HeaderFrom(const std::string& ptr) {
-  BaseMessage message;
-  message.date = TextAt(ptr, 0, 18);
-  message.from = TextAt(ptr, 18, 31);
-  message.to = TextAt(ptr, 49, 31);
-  message.subject = TextAt(ptr, 111, 41);
-  message.netmail = ptr[152] != 0;
-  message.sent = ptr[153] != 0;
-  message.is_reply = ptr[155] != 0;
-  message.is_private = ptr[157] != 0;
-  message.deleted = ptr[158] != 0;
-  message.where = static_cast<uint16_t>(NumberAt(ptr, 160, 2));
-  message.records = static_cast<uint16_t>(NumberAt(ptr, 162, 2));
-  message.conference = static_cast<uint16_t>(NumberAt(ptr, 164, 2));
-  message.number = static_cast<int32_t>(NumberAt(ptr, 166, 4));
-  message.thread_ref = static_cast<int32_t>(NumberAt(ptr, 170, 4));
-  message.origin = TextAt(ptr, 215, 17);
-  message.body.clear();
-  return message;
-}
-
 std::string TextOf(const std::string& dat, const BaseMessage& message) {
   std::string body;
   for (size_t record = message.where; record < size_t{message.where} + message.records; ++record) {
@@ -160,6 +139,27 @@ void TestMessageBase::Add(BaseMessage message) const {
   if (!message.msgid.empty()) Append(Path("SIG"), message.msgid + "\t" + std::to_string(message.number) + "\n");
 }
 
+BaseMessage HeaderOf(const std::string& ptr) {
+  BaseMessage message;
+  message.date = TextAt(ptr, 0, 18);
+  message.from = TextAt(ptr, 18, 31);
+  message.to = TextAt(ptr, 49, 31);
+  message.subject = TextAt(ptr, 111, 41);
+  message.netmail = ptr[152] != 0;
+  message.sent = ptr[153] != 0;
+  message.is_reply = ptr[155] != 0;
+  message.is_private = ptr[157] != 0;
+  message.deleted = ptr[158] != 0;
+  message.where = static_cast<uint16_t>(NumberAt(ptr, 160, 2));
+  message.records = static_cast<uint16_t>(NumberAt(ptr, 162, 2));
+  message.conference = static_cast<uint16_t>(NumberAt(ptr, 164, 2));
+  message.number = static_cast<int32_t>(NumberAt(ptr, 166, 4));
+  message.thread_ref = static_cast<int32_t>(NumberAt(ptr, 170, 4));
+  message.origin = TextAt(ptr, 215, 17);
+  message.body.clear();
+  return message;
+}
+
 std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& files) {
   const std::string ptr = ContentOf(files, "PTR");
   const std::string idx = ContentOf(files, "IDX");
@@ -170,7 +170,7 @@ std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& 
   EXPECT_EQ(idx.size(), ptr.size() / kPtrSize * kIdxSize) << "IDX";
   if (idx.size() != ptr.size() / kPtrSize * kIdxSize) return messages;
   for (size_t at = 0; at + kPtrSize <= ptr.size(); at += kPtrSize) {
-    BaseMessage message = HeaderFrom(ptr.substr(at, kPtrSize));
+    BaseMessage message = HeaderOf(ptr.substr(at, kPtrSize));
     message.body = TextOf(dat, message);
     EXPECT_GE(message.records, 1) << "message #" << message.number;
     EXPECT_EQ(NumberAt(idx, at / kIdxSize + 8, 4), static_cast<uint32_t>(message.number));

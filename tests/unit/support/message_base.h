@@ -34,6 +34,9 @@ std::string PtrBytes(const BaseMessage& message);
 std::string IdxBytes(const BaseMessage& message);
 std::string DatBytes(const std::string& body);
 
+// The message of a header of 256 bytes, without its text and its MSGID.
+BaseMessage HeaderOf(const std::string& ptr);
+
 // The CRC-32 of a name, by zlib.
 uint32_t CrcOf(const std::string& name);
 
