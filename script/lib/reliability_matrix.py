@@ -17,6 +17,7 @@ from dataclasses import dataclass
 
 CAMPAIGNS = {
     "faults": "Each call of the system fails in turn (tests/fault)",
+    "power": "The power is cut before each call, every file and name kept or lost (tests/fault, on a disk in memory)",
     "campaigns": "The real program, killed, starved, hindered and raced (tests/campaign)",
     "seeds": "Seeds of the fuzz targets, made and found (tests/fuzz)",
 }
@@ -49,7 +50,7 @@ def rows_of(path):
     for case in xml.etree.ElementTree.parse(path).getroot().iter("testcase"):
         if case.get("status") == "notrun" or case.get("classname", "").endswith("test_document"):
             continue
-        suite = "" if path.stem != "faults" else words(case.get("classname")) + ": "
+        suite = "" if path.stem not in ("faults", "power") else words(case.get("classname")) + ": "
         row = rows.setdefault(suite + words(case.get("name")), Row())
         row.scenes += 1
         if case.find("skipped") is not None:
