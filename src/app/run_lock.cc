@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "app/site_paths.h"
 #include "app/version.h"
 #include "base/fixed_text.h"
 #include "base/text_file.h"
@@ -131,7 +132,7 @@ bool Lose(RunLock* lock) {
 bool AcquireRunLock(const char* msg_dir, const char* mode, RunLock* lock) {
   lock->mode = mode;
   lock->state = kLockRefused;
-  if (FormatPath(lock->path.text, sizeof lock->path.text, "%s/CVTOSS.BSY", msg_dir) != 0) {
+  if (FormatLockPath(msg_dir, &lock->path) != 0) {
     LogLine("ERROR: MSGDIR path is too long to create CVTOSS.BSY");
     return false;
   }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "app/site_paths.h"
 #include "base/byte_buffer.h"
 #include "platform/os.h"
 
@@ -49,9 +50,9 @@ const char* TimeStamp() {
 void OpenRunLog() {
   char directory[kProgramPathSize];
   ProgramDirectory(directory);
-  char path[1024];
-  (void)snprintf(path, sizeof path, "%s/TOSSER.LOG", directory);
-  (void)OsOpen(path, kOsAppendText, &run_log);
+  LongPath path;
+  FormatLogPath(directory, &path);
+  (void)OsOpen(path.text, kOsAppendText, &run_log);
 }
 
 void LogLine(const char* format, ...) {

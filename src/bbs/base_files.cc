@@ -1,6 +1,5 @@
 #include "bbs/base_files.h"
 
-#include "bbs/file_restore.h"
 #include "bbs/records.h"
 
 namespace {
@@ -24,12 +23,11 @@ MessageBaseFiles InspectMessageBase(const MessageBase& base, int32_t conference)
                     FormatBasePath(base, conference, "IDX", &files.idx) == 0;
   if (!files.paths_fit) return files;
   PreflightResult& found = files.found;
-  files.inspected = InspectFileSize(files.ptr, &found.ptr_exists, &found.ptr_size) == 0 &&
-                    InspectFileSize(files.dat, &found.dat_exists, &found.dat_size) == 0 &&
-                    InspectFileSize(files.idx, &found.idx_exists, &found.idx_size) == 0;
-  found.ptr_count = found.ptr_size / static_cast<int32_t>(kPtrRecordSize);
-  found.dat_count = found.dat_size / static_cast<int32_t>(kDatRecordSize);
-  found.idx_count = found.idx_size / static_cast<int32_t>(kIdxRecordSize);
+  files.inspected = InspectFile(files.ptr, &found.ptr) == 0 && InspectFile(files.dat, &found.dat) == 0 &&
+                    InspectFile(files.idx, &found.idx) == 0;
+  found.ptr_count = found.ptr.size / static_cast<int32_t>(kPtrRecordSize);
+  found.dat_count = found.dat.size / static_cast<int32_t>(kDatRecordSize);
+  found.idx_count = found.idx.size / static_cast<int32_t>(kIdxRecordSize);
   return files;
 }
 
@@ -37,12 +35,12 @@ BaseFault JudgeBaseSizes(const MessageBaseFiles& files) {
   const PreflightResult& found = files.found;
   if (!files.paths_fit) return kBasePathTooLong;
   if (!files.inspected) return kBaseNotInspected;
-  if (found.ptr_size % static_cast<int32_t>(kPtrRecordSize) != 0 ||
-      found.idx_size % static_cast<int32_t>(kIdxRecordSize) != 0 ||
-      found.dat_size % static_cast<int32_t>(kDatRecordSize) != 0) {
+  if (found.ptr.size % static_cast<int32_t>(kPtrRecordSize) != 0 ||
+      found.idx.size % static_cast<int32_t>(kIdxRecordSize) != 0 ||
+      found.dat.size % static_cast<int32_t>(kDatRecordSize) != 0) {
     return kBaseNotAligned;
   }
-  if (found.ptr_size == 0 && (found.idx_size != 0 || found.dat_size != 0)) return kBaseWithoutPtr;
+  if (found.ptr.size == 0 && (found.idx.size != 0 || found.dat.size != 0)) return kBaseWithoutPtr;
   return found.idx_count > found.ptr_count ? kBaseIdxTooLong : kBaseSound;
 }
 

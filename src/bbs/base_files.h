@@ -4,17 +4,15 @@
 
 #include <cstdint>
 
-#include "bbs/message_base.h"
+#include "app/site_paths.h"
+#include "bbs/file_restore.h"
 #include "bbs/ptr_scan.h"
 
-// Which files are there, their sizes in bytes and their record counts.
+// Which files are there, how long they are, and their record counts.
 struct PreflightResult {
-  bool ptr_exists = false;
-  bool dat_exists = false;
-  bool idx_exists = false;
-  int32_t ptr_size = 0;
-  int32_t dat_size = 0;
-  int32_t idx_size = 0;
+  FileExtent ptr;
+  FileExtent dat;
+  FileExtent idx;
   int32_t ptr_count = 0;
   int32_t dat_count = 0;
   int32_t idx_count = 0;

@@ -1,8 +1,8 @@
 // Waiting until the disk holds what was written to the message base: once for many messages, never for each.
 #pragma once
 
+#include "app/site_paths.h"
 #include "bbs/conference_table.h"
-#include "bbs/message_base.h"
 
 // Conferences, by their numbers.
 struct ConferenceSet {

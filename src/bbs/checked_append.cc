@@ -23,16 +23,10 @@ constexpr uint64_t kLargestBody = 4294967169;  // rounded up to whole records it
 // DatRecords that are written at once: as many as all but very long texts take.
 constexpr size_t kRecordsAtOnce = 1024;
 
-// What a file was before the append.
-struct AppendSnapshot {
-  bool existed = false;
-  int32_t size = 0;  // bytes; also where the new bytes go
-};
-
 // One of the four files: where it is, what it was before, and what is to be added.
 struct AppendTarget {
   BasePath path;
-  AppendSnapshot before;
+  FileExtent before;  // its size is also where the new bytes go
   const void* bytes = nullptr;
   size_t byte_count = 0;
   OsFile file;
@@ -53,14 +47,13 @@ struct AppendPlan {
   char sig_line[kSigLineSize];
 };
 
-void Snapshot(const MessageBase& base, int32_t c, const char* kind, bool existed, int32_t size, AppendTarget* target) {
+void Snapshot(const MessageBase& base, int32_t c, const char* kind, const FileExtent& before, AppendTarget* target) {
   (void)FormatBasePath(base, c, kind, &target->path);
-  target->before = {existed, size};
+  target->before = before;
 }
 
 int SnapshotSig(const MessageBase& base, int32_t c, AppendTarget* sig) {
-  if (FormatSigPath(base, c, &sig->path) == 0 &&
-      InspectFileSize(sig->path, &sig->before.existed, &sig->before.size) == 0) {
+  if (FormatSigPath(base, c, &sig->path) == 0 && InspectFile(sig->path, &sig->before) == 0) {
     return 0;
   }
   LogLine("ERROR: could not inspect SIG file for conf %d", c);
@@ -130,9 +123,9 @@ void PlanRecords(int32_t c, const PreflightResult& found, const NewMessage& mess
 
 int Plan(const MessageBase& base, int32_t c, const PreflightResult& found, const NewMessage& message,
          AppendPlan* plan) {
-  Snapshot(base, c, "DAT", found.dat_exists, found.dat_size, &plan->dat);
-  Snapshot(base, c, "IDX", found.idx_exists, found.idx_size, &plan->idx);
-  Snapshot(base, c, "PTR", found.ptr_exists, found.ptr_size, &plan->ptr);
+  Snapshot(base, c, "DAT", found.dat, &plan->dat);
+  Snapshot(base, c, "IDX", found.idx, &plan->idx);
+  Snapshot(base, c, "PTR", found.ptr, &plan->ptr);
   plan->has_sig = message.msgid[0] != '\0';
   if (plan->has_sig && SnapshotSig(base, c, &plan->sig) != 0) return -1;
   if (PlanText(c, found, message, plan) != 0) return -1;
@@ -211,7 +204,7 @@ void RollBack(int32_t c, const AppendPlan& plan) {
   int result = 0;
   for (const AppendTarget* target : {&plan.dat, &plan.idx, &plan.ptr, &plan.sig}) {
     if (target == &plan.sig && !plan.has_sig) continue;
-    if (RestoreFileSize(target->path, target->before.existed, target->before.size) != 0) result = -1;
+    if (RestoreFile(target->path, target->before) != 0) result = -1;
   }
   if (result == 0) {
     LogLine("  conf %d append failed; DAT/IDX/PTR/SIG restored to their original sizes", c);

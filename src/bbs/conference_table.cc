@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "app/run_log.h"
+#include "app/site_paths.h"
 #include "base/ascii.h"
 #include "base/bytes.h"
 #include "ftn/area_tag.h"
@@ -125,9 +126,7 @@ TableReading ReadConferenceTable(const char* conf_dir, ConferenceTable* table) {
     reading.fault = fault;
     return reading;
   };
-  if (FormatPath(reading.path.text, sizeof reading.path.text, "%s/CVMCONF.DAT", conf_dir) != 0) {
-    return fails(kTablePathTooLong);
-  }
+  if (FormatConferencesPath(conf_dir, &reading.path) != 0) return fails(kTablePathTooLong);
   OsFile file;
   if (OsOpen(reading.path.text, kOsRead, &file) != kOsOk) return fails(kTableNotOpened);
   const int64_t size = OsSize(file);

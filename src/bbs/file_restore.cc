@@ -19,21 +19,19 @@ int RemoveAgain(const OsPlace& file) {
 
 }  // namespace
 
-int InspectFileSize(const OsPlace& file, bool* existed, int32_t* size) {
+int InspectFile(const OsPlace& file, FileExtent* extent) {
   OsStatus status;
   const OsResult result = OsStat(file, &status);
-  *existed = result == kOsOk;
-  *size = 0;
+  *extent = {result == kOsOk, 0};
   if (result == kOsMissing) return 0;
   if (result != kOsOk || status.size < 0 || status.size > std::numeric_limits<int32_t>::max()) return -1;
-  *size = static_cast<int32_t>(status.size);
+  extent->size = static_cast<int32_t>(status.size);
   return 0;
 }
 
-int RestoreFileSize(const OsPlace& file, bool existed, int32_t size) {
-  if ((existed || size != 0 ? CutBack(file, size) : RemoveAgain(file)) != 0) return -1;
-  bool exists = false;
-  int32_t size_now = 0;
-  if (InspectFileSize(file, &exists, &size_now) != 0 || exists != existed) return -1;
-  return !existed || size_now == size ? 0 : -1;
+int RestoreFile(const OsPlace& file, const FileExtent& before) {
+  if ((before.exists || before.size != 0 ? CutBack(file, before.size) : RemoveAgain(file)) != 0) return -1;
+  FileExtent now;
+  if (InspectFile(file, &now) != 0 || now.exists != before.exists) return -1;
+  return !before.exists || now.size == before.size ? 0 : -1;
 }

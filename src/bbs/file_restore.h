@@ -5,10 +5,15 @@
 
 #include "platform/os.h"
 
-// Looks whether a file exists and how long it is, in bytes; an absent one counts as existing = false, size 0. Returns
-// 0, or -1 when that cannot be told or the size is beyond 31 bits.
-int InspectFileSize(const OsPlace& file, bool* existed, int32_t* size);
+// Whether a file is there, and how long it is in bytes; 0 when it is not.
+struct FileExtent {
+  bool exists = false;
+  int32_t size = 0;
+};
 
-// Gives `file` back the length it had, in bytes, or removes it when it did not exist before, and then looks
-// whether that holds. Returns 0 when it does, else -1.
-int RestoreFileSize(const OsPlace& file, bool existed, int32_t size);
+// Looks at a file. Returns 0, or -1 when that cannot be told or the size is beyond 31 bits (the size is then 0).
+int InspectFile(const OsPlace& file, FileExtent* extent);
+
+// Gives `file` back the length it had, or removes it when it did not exist before, and then looks whether that holds.
+// Returns 0 when it does, else -1.
+int RestoreFile(const OsPlace& file, const FileExtent& before);

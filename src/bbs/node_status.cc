@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/run_log.h"
+#include "app/site_paths.h"
 #include "base/bytes.h"
 #include "platform/os.h"
 
@@ -64,8 +65,8 @@ NodeState ReadNodeStatus(const char* work_dir, NodeStatus* status) {
     status->fault = fault;
     return kNodesUnknown;
   };
-  char* const path = status->path.text;
-  if (FormatPath(path, sizeof status->path.text, "%s/CVWHOSON.DAT", work_dir) != 0) return fails(kNodesPathTooLong);
+  const char* const path = status->path.text;
+  if (FormatNodesPath(work_dir, &status->path) != 0) return fails(kNodesPathTooLong);
   OsFile file;
   if (OsOpen(path, kOsRead, &file) != kOsOk) return fails(kNodesNotOpened);
   const int64_t size = OsSize(file);

@@ -3,8 +3,8 @@
 
 #include "app/config.h"
 #include "app/run_lock.h"
+#include "app/site_paths.h"
 #include "bbs/conference_table.h"
-#include "bbs/message_base.h"
 
 // Preflights every networked conference, also after a failure, so that one run shows everything that is wrong. Returns
 // how many failed.

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "bbs/message_base.h"
+#include "app/site_paths.h"
 #include "bbs/sig_search.h"
 
 constexpr size_t kLongestMsgid = 127;

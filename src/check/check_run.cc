@@ -2,8 +2,8 @@
 
 #include "app/run_lock.h"
 #include "app/run_log.h"
+#include "app/site_paths.h"
 #include "app/version.h"
-#include "base/path.h"
 #include "bbs/conference_table.h"
 #include "bbs/node_status.h"
 #include "bbs/readiness.h"
@@ -57,7 +57,7 @@ int CheckConferences(const TosserConfig& config) {
 int CheckLock(const TosserConfig& config) {
   Path path;
   OsStatus status;
-  if (FormatPath(path.text, sizeof path.text, "%s/CVTOSS.BSY", config.MsgDir) != 0) return 0;
+  if (FormatLockPath(config.MsgDir, &path) != 0) return 0;
   const OsResult found = OsStat(path.text, &status);
   if (found != kOsOk && found != kOsDangling) return 0;
   char owner[192];

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bbs/message_base.h"
+#include "app/site_paths.h"
 #include "bbs/records.h"
 
 // A file as it stood when it was read.

@@ -63,7 +63,7 @@ OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* erro
                      ? WindowsOpenShared(place.path)
                      : _sopen(place.path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
     failure = errno;
-    SetLastError(_doserrno);
+    SetLastError(_doserrno);  // the runtime may have changed it on its way out, and AskPatiently goes by it
     return descriptor >= 0;
   });
   if (!opened) {

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "base/path.h"
+#include "app/site_paths.h"
 #include "base/whole_file.h"
 #include "ftn/zip.h"
 #include "platform/os.h"
@@ -24,9 +24,10 @@ void ChooseBundleName(const char* out_dir, char (&name)[kBundleNameSize]) {
   const char* const weekday = kWeekdays[local.weekday];
   for (const char* sequence = kSequence; *sequence != '\0'; ++sequence) {
     (void)snprintf(name, sizeof name, "%08x.%s%c", static_cast<unsigned int>(now), weekday, *sequence);
-    char path[700];
+    LongPath path;
     OsStatus status;
-    if (FormatPath(path, sizeof path, "%s/%s", out_dir, name) != 0 || OsStat(path, &status) != kOsOk) return;
+    FormatBundlePath(out_dir, name, &path);
+    if (OsStat(path.text, &status) != kOsOk) return;
   }
   (void)snprintf(name, sizeof name, "%08x.%s9", static_cast<unsigned int>(now), weekday);
 }

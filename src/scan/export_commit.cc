@@ -12,13 +12,12 @@ namespace {
 // A SIG file as it was before its line was appended.
 struct SigState {
   BasePath path;
-  bool existed = false;
-  int32_t size = 0;  // bytes
+  FileExtent before;
 };
 
 int InspectSig(const MessageBase& base, int32_t conference, SigState* state) {
   if (FormatSigPath(base, conference, &state->path) != 0) return -1;
-  return InspectFileSize(state->path, &state->existed, &state->size);
+  return InspectFile(state->path, &state->before);
 }
 
 int64_t SentByteAt(const ExportRecord& message) {
@@ -65,7 +64,7 @@ int CommitExport(const MessageBase& base, const ExportRecord& message) {
         c, number);
     return 0;
   }
-  if (RestoreFileSize(sig.path, sig.existed, sig.size) == 0) {
+  if (RestoreFile(sig.path, sig.before) == 0) {
     LogLine(
         "ERROR: bundle exists, but could not mark conf %d msg #%d sent; its SIG append was rolled back and it remains safe to retry",
         c, number);

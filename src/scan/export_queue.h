@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "app/site_paths.h"
 #include "base/byte_buffer.h"
-#include "bbs/message_base.h"
 
 // One message: where its header is, and the MSGID that it got.
 struct ExportRecord {

@@ -1,5 +1,6 @@
 #include "scan/msgid_serial.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "base/scan_number.h"
@@ -22,9 +23,10 @@ struct SerialFile {
 int ReadSerial(SerialFile* serial) {
   serial->size = OsSize(serial->file);
   if (serial->size < 0) return -1;
-  const OsReadResult got = OsReadAt(serial->file, 0, serial->text, sizeof serial->text - 1);
+  const size_t wanted = std::min<uint64_t>(static_cast<uint64_t>(serial->size), sizeof serial->text - 1);
+  const OsReadResult got = OsReadAt(serial->file, 0, serial->text, wanted);
   serial->text_size = got.bytes;
-  if (got.failed) return -1;
+  if (got.bytes != wanted) return -1;
   const bool whole = serial->size == static_cast<int64_t>(serial->text_size);
   const char* const end = serial->text + serial->text_size;
   const char* at = serial->text;
@@ -59,7 +61,7 @@ int WriteSerial(SerialFile* serial, uint32_t next) {
 
 int NextSerial(const MessageBase& base, uint32_t* serial) {
   BasePath path;
-  if (FormatBaseFile(base, kSerialName, &path) != 0) return -1;
+  if (FormatSerialPath(base, &path) != 0) return -1;
   SerialFile file;
   OsResult opened = OsOpen(path, kOsUpdate, &file.file);
   if (opened == kOsMissing) opened = OsOpen(path, kOsCreateNew, &file.file);

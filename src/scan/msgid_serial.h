@@ -10,7 +10,7 @@
 
 #include <cstdint>
 
-#include "bbs/message_base.h"
+#include "app/site_paths.h"
 
 // Hands out the next serial, from 1; it is never 0. Returns 0, or -1 when the file cannot be read or written.
 int NextSerial(const MessageBase& base, uint32_t* serial);

@@ -3,20 +3,20 @@
 #include <cstdio>
 
 #include "app/run_log.h"
-#include "base/path.h"
+#include "app/site_paths.h"
 #include "base/whole_file.h"
 #include "platform/os.h"
 #include "scan/bundle_writer.h"
 #include "scan/msgid_serial.h"
-#include "scan/packet_file.h"
+#include "scan/outbound_packet.h"
 
 namespace {
 
-// Writes the whole packet to a file, reads it back into `packet` and removes the file.
+// Writes the whole packet to a file, reads it back into `packet` and removes the file: what goes into the bundle is
+// what the disk gave back, so that a disk that is full or failing shows before anything is published.
 int RoundTrip(const ScanSite& site, ByteBuffer* packet) {
   BasePath path;
-  (void)FormatBaseFile(site.base, "CVOUTBOUND.PKT", &path);
-  if (WritePacketFile(path, *site.config, *packet) != 0) {
+  if (FormatOutPacketPath(site.base, &path) != 0 || WritePacketFile(path, *site.config, *packet) != 0) {
     LogLine("ERROR: could not write temp packet file %s", path.text);
     return -1;
   }
@@ -37,31 +37,31 @@ int PublishBundle(const ScanSite& site, size_t messages, ByteBuffer* packet) {
   if (!KeepRunLock(site.lock) || RoundTrip(site, packet) != 0) return -1;
 
   char bundle_name[kBundleNameSize];
-  char published[700];
-  char temporary[720];
+  LongPath published;
+  LongPath temporary;
   ChooseBundleName(out_dir, bundle_name);
-  (void)FormatPath(published, sizeof published, "%s/%s", out_dir, bundle_name);
-  (void)FormatPath(temporary, sizeof temporary, "%s.tmp", published);
-  (void)OsRemove(temporary);
+  FormatBundlePath(out_dir, bundle_name, &published);
+  FormatTemporaryBundlePath(published, &temporary);
+  (void)OsRemove(temporary.text);
 
   char entry_name[kBundleNameSize];
   (void)snprintf(entry_name, sizeof entry_name, "%08x.pkt", static_cast<unsigned int>(OsNow()));
-  if (SyncSerial(site.base) != 0 || WriteBundle(temporary, entry_name, *packet) != 0) {
-    LogLine("ERROR: could not write temporary bundle %s", temporary);
+  if (SyncSerial(site.base) != 0 || WriteBundle(temporary.text, entry_name, *packet) != 0) {
+    LogLine("ERROR: could not write temporary bundle %s", temporary.text);
     return -1;
   }
   const size_t packet_size = packet->size;
   FreeBytes(packet);
   if (!KeepRunLock(site.lock)) {
-    (void)OsRemove(temporary);
+    (void)OsRemove(temporary.text);
     return -1;
   }
-  if (OsRename(temporary, published) != kOsOk) {
-    LogLine("ERROR: could not atomically publish bundle %s", published);
-    (void)OsRemove(temporary);
+  if (OsRename(temporary.text, published.text) != kOsOk) {
+    LogLine("ERROR: could not atomically publish bundle %s", published.text);
+    (void)OsRemove(temporary.text);
     return -1;
   }
-  LogLine("Published complete bundle: %s  (%lu byte packet, entry '%s', %d message(s))", published,
+  LogLine("Published complete bundle: %s  (%lu byte packet, entry '%s', %d message(s))", published.text,
           static_cast<unsigned long>(packet_size), entry_name, static_cast<int>(messages));
   return 0;
 }

@@ -9,9 +9,9 @@
 #include "platform/os.h"
 #include "scan/export_commit.h"
 #include "scan/local_message.h"
-#include "scan/packet_buffer.h"
+#include "scan/outbound_packet.h"
+#include "scan/pack_message.h"
 #include "scan/publish.h"
-#include "scan/queue_message.h"
 #include "scan/scan_site.h"
 
 namespace {
@@ -37,7 +37,7 @@ int ScanRecord(const ScanFiles& files, const uint8_t* record, int64_t ordinal, S
   if (!IsUnsent(record)) return 0;
   if (!KeepRunLock(run->site.lock)) return -1;
   switch (ReadLocalMessage(record, ordinal, files.dat, &run->raw_body, &run->message)) {
-    case kMessageRead: return QueueMessage(run->site, files.ptr, run->message, &run->outbound);
+    case kMessageRead: return PackLocalMessage(run->site, files.ptr, run->message, &run->outbound);
     case kMessageSkipped: return 0;
     case kMessageNoMemory: return -1;
   }

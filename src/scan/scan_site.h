@@ -3,7 +3,7 @@
 
 #include "app/config.h"
 #include "app/run_lock.h"
-#include "bbs/message_base.h"
+#include "app/site_paths.h"
 
 struct ScanSite {
   const TosserConfig* config;

@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "app/run_log.h"
-#include "base/path.h"
+#include "app/site_paths.h"
 #include "platform/os.h"
 
 namespace {
@@ -25,17 +25,18 @@ void SaveBadPacket(BadPackets* bad_packets, const uint8_t* packet, size_t size, 
   char name[sizeof bad_packets->unsynced];
   (void)snprintf(name, sizeof name, "BAD_%ld.PKT", static_cast<long>(OsNow()));
   if (strcmp(name, bad_packets->unsynced) != 0) SyncBadPackets(bad_packets);
-  char path[600];
+  LongPath path;
   OsFile file;
-  if (FormatPath(path, sizeof path, "%s/%s", filing->path, name) != 0 || OpenCopy(filing, path, &file) != 0) {
-    LogLine("  ERROR: could not save bad packet for review (tried %s)", path);
+  FormatBadPacketPath(filing->path, name, &path);
+  if (OpenCopy(filing, path.text, &file) != 0) {
+    LogLine("  ERROR: could not save bad packet for review (tried %s)", path.text);
     bad_packets->lost = true;
     return;
   }
   memcpy(bad_packets->unsynced, name, sizeof name);
   if (OsWrite(file, packet, size) != 0) bad_packets->lost = true;
   if (OsClose(&file) != 0) bad_packets->lost = true;
-  LogLine("  saved unprocessable packet data to %s for review (%s)", path, reason);
+  LogLine("  saved unprocessable packet data to %s for review (%s)", path.text, reason);
 }
 
 void ForgetBadPackets(BadPackets* bad_packets) {

@@ -1,13 +1,15 @@
 #include "toss/route_message.h"
 
+#include <cstdio>
+
 #include "app/run_log.h"
 #include "app/shown_text.h"
+#include "app/site_paths.h"
 #include "bbs/checked_append.h"
 #include "bbs/preflight.h"
 #include "bbs/ptr_scan.h"
 #include "bbs/sig_file.h"
 #include "ftn/fts_date.h"
-#include "toss/bad_areas.h"
 #include "toss/route_judge.h"
 
 namespace {
@@ -120,4 +122,14 @@ RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& mess
   const Parent parent = JudgeParent(message, sig);
   ReportParent(n, c, message, parent);
   return Store(site, n, c, parent.number, message);
+}
+
+void RecordBadArea(const MessageBase& base, const char* area) {
+  BasePath path;
+  if (FormatBadAreasPath(base, &path) != 0) return;
+  OsFile file;
+  if (OsOpen(path, kOsAppendText, &file) != kOsOk) return;
+  char line[128];
+  const int length = snprintf(line, sizeof line, "%s  %s\n", TimeStamp(), area);
+  if (static_cast<size_t>(length) < sizeof line) (void)OsWrite(file, line, static_cast<size_t>(length));
 }

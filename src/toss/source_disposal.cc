@@ -2,7 +2,7 @@
 
 #include "app/run_log.h"
 #include "app/shown_text.h"
-#include "base/path.h"
+#include "app/site_paths.h"
 #include "platform/os.h"
 
 namespace {
@@ -23,13 +23,13 @@ int Move(const TossSource& source, const OsPlace& target) {
 }  // namespace
 
 int MoveToProcessed(const TossSource& source, FilingDirectory* processed) {
-  char target[1024];
-  if (FormatPath(target, sizeof target, "%s/%s", processed->path, source.name) != 0 ||
-      OpenFilingDirectory(processed) != 0 || Move(source, {target, processed->directory.handle}) != 0) {
-    LogLine("  ERROR: processed but could not move to %s; source remains inbound", ShownPath(target).text);
+  LongPath target;
+  if (FormatProcessedPath(processed->path, source.name, &target) != 0 || OpenFilingDirectory(processed) != 0 ||
+      Move(source, {target.text, processed->directory.handle}) != 0) {
+    LogLine("  ERROR: processed but could not move to %s; source remains inbound", ShownPath(target.text).text);
     return -1;
   }
-  LogLine("  moved to %s", ShownPath(target).text);
+  LogLine("  moved to %s", ShownPath(target.text).text);
   return 0;
 }
 

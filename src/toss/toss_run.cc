@@ -3,10 +3,10 @@
 #include "app/run_lock.h"
 #include "app/run_log.h"
 #include "app/shown_text.h"
+#include "app/site_paths.h"
 #include "app/version.h"
 #include "base/ascii.h"
 #include "base/byte_buffer.h"
-#include "base/path.h"
 #include "base/whole_file.h"
 #include "bbs/readiness.h"
 #include "ftn/packet_reader.h"
@@ -57,15 +57,15 @@ int MakeDurable(const TossRun& run) {
 
 // Tells by its content what a file is, never by its name, and tosses it. Returns whether the run may go on.
 bool TossFile(TossRun* run, const char* name) {
-  char path[600];
+  LongPath path;
   OsStatus status;
-  if (FormatPath(path, sizeof path, "%s/%s", run->inbound, name) != 0 || OsStat(path, &status) != kOsOk ||
+  if (FormatInboundPath(run->inbound, name, &path) != 0 || OsStat(path.text, &status) != kOsOk ||
       status.kind != kOsRegularFile || SameWord(name, "TOSSER.LOG")) {
     return true;
   }
   ByteBuffer* const content = &run->content;
-  TossSource source = {path, name, {}};
-  if (ReadWholeFile(path, content, kLargestSource, &source.identity) != 0) {
+  TossSource source = {path.text, name, {}};
+  if (ReadWholeFile(path.text, content, kLargestSource, &source.identity) != 0) {
     LogLine("Could not read inbound file %s; skipping", ShownText(name).text);
     return true;
   }
@@ -123,16 +123,12 @@ int TossUnderLock(const TosserConfig& config, RunLock* lock) {
   if (PrepareMessageBase(config, lock, &conferences, &directory) != 0) return 1;
 
   Path processed_dir;
-  FilingDirectory processed = {processed_dir.text, kOsTrustPath};  // PROCESSEDDIR is the administrator's word
-  if (config.ProcessedDir[0] != '\0') {
-    (void)FormatPath(processed_dir.text, sizeof processed_dir.text, "%s", config.ProcessedDir);
-  } else {
-    (void)FormatPath(processed_dir.text, sizeof processed_dir.text, "%s/processed", config.Inbound);
-    processed.trust = kOsTrustOwners;  // whoever puts mail into INBOUND can put a link there as well
-  }
-  if (config.KeepProcessed != 0) (void)OsMakeDirectory(processed_dir.text);
   Path bad_msgs_dir;
-  (void)FormatPath(bad_msgs_dir.text, sizeof bad_msgs_dir.text, "%s/badmsgs", config.Inbound);
+  FormatProcessedDirectory(config, &processed_dir);
+  FormatBadDirectory(config, &bad_msgs_dir);
+  // PROCESSEDDIR is the administrator's word; whoever puts mail into INBOUND can put a link there as well.
+  FilingDirectory processed = {processed_dir.text, config.ProcessedDir[0] != '\0' ? kOsTrustPath : kOsTrustOwners};
+  if (config.KeepProcessed != 0) (void)OsMakeDirectory(processed_dir.text);
   BadPackets bad_packets = {{bad_msgs_dir.text, kOsTrustOwners}};
   ConferenceSet touched;
 

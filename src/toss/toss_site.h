@@ -2,9 +2,9 @@
 #pragma once
 
 #include "app/run_lock.h"
+#include "app/site_paths.h"
 #include "bbs/base_sync.h"
 #include "bbs/conference_table.h"
-#include "bbs/message_base.h"
 #include "toss/bad_packet.h"
 
 struct TossSite {

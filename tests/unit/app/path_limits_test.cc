@@ -11,7 +11,7 @@
 #include "bbs/sig_file.h"
 #include "scan/export_commit.h"
 #include "scan/msgid_serial.h"
-#include "toss/bad_areas.h"
+#include "toss/route_message.h"
 #include "toss/source_disposal.h"
 #include "toss/toss_run.h"
 #include "unit/support/site_fixture.h"

@@ -6,7 +6,7 @@ namespace {
 
 class FileRestore : public SiteFixture {
  protected:
-  int Restore(bool existed, int32_t size) const { return RestoreFileSize(path_.c_str(), existed, size); }
+  int Restore(bool existed, int32_t size) const { return RestoreFile(path_.c_str(), {existed, size}); }
 
   const std::string path_ = site_.Msg("CVMSG01.DAT");
 };

@@ -42,8 +42,8 @@ constexpr char kNotInspected[] = "ERROR: could not inspect message-base files fo
 TEST_F(Preflight, MissingFilesAreANewConference) {
   result_ = {true, true, true, 1, 1, 1, 1, 1, 1};
   EXPECT_EQ(Check(), 0);
-  EXPECT_FALSE(result_.ptr_exists || result_.dat_exists || result_.idx_exists);
-  EXPECT_EQ(result_.ptr_size + result_.dat_size + result_.idx_size, 0);
+  EXPECT_FALSE(result_.ptr.exists || result_.dat.exists || result_.idx.exists);
+  EXPECT_EQ(result_.ptr.size + result_.dat.size + result_.idx.size, 0);
   EXPECT_EQ(result_.ptr_count + result_.dat_count + result_.idx_count, 0);
   EXPECT_EQ(TakeLines(), Strings{});
   EXPECT_EQ(door_.Count(Call::kOpen), 0);
@@ -52,7 +52,7 @@ TEST_F(Preflight, MissingFilesAreANewConference) {
 TEST_F(Preflight, EmptyFilesAreThere) {
   for (const char* kind : {"PTR", "DAT", "IDX"}) WriteFile(base_.Path(kind), "");
   EXPECT_EQ(Check(), 0);
-  EXPECT_TRUE(result_.ptr_exists && result_.dat_exists && result_.idx_exists);
+  EXPECT_TRUE(result_.ptr.exists && result_.dat.exists && result_.idx.exists);
   EXPECT_EQ(result_.ptr_count, 0);
 }
 
@@ -62,10 +62,10 @@ TEST_F(Preflight, SizesAndCountsAreMeasured) {
   base_.Add(message);
   base_.Add({});
   EXPECT_EQ(Check(), 0);
-  EXPECT_TRUE(result_.ptr_exists && result_.dat_exists && result_.idx_exists);
-  EXPECT_EQ(result_.ptr_size, 512);
-  EXPECT_EQ(result_.dat_size, 512);
-  EXPECT_EQ(result_.idx_size, 32);
+  EXPECT_TRUE(result_.ptr.exists && result_.dat.exists && result_.idx.exists);
+  EXPECT_EQ(result_.ptr.size, 512);
+  EXPECT_EQ(result_.dat.size, 512);
+  EXPECT_EQ(result_.idx.size, 32);
   EXPECT_EQ(result_.ptr_count, 2);
   EXPECT_EQ(result_.dat_count, 4);
   EXPECT_EQ(result_.idx_count, 2);

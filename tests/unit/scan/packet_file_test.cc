@@ -1,4 +1,4 @@
-#include "scan/packet_file.h"
+#include "scan/outbound_packet.h"
 
 #include "base/fixed_text.h"
 #include "unit/scan/whole_or_nothing.h"

@@ -1,4 +1,4 @@
-#include "toss/bad_areas.h"
+#include "toss/route_message.h"
 
 #include "unit/toss/toss_fixture.h"
 

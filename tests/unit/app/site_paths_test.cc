@@ -1,4 +1,4 @@
-#include "bbs/message_base.h"
+#include "app/site_paths.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "scan/queue_message.h"
+#include "scan/pack_message.h"
 
 #include "app/run_log.h"
 #include "app/shown_text.h"
@@ -6,8 +6,8 @@
 #include "ftn/fts_date.h"
 #include "platform/os.h"
 #include "scan/msgid_serial.h"
+#include "scan/outbound_packet.h"
 #include "scan/outbound_text.h"
-#include "scan/packet_buffer.h"
 
 namespace {
 
@@ -73,7 +73,7 @@ void ReportQueued(const LocalMessage& message, const OutboundKludges& kludges) {
 
 }  // namespace
 
-int QueueMessage(const ScanSite& site, const BasePath& ptr, const LocalMessage& message, Outbound* outbound) {
+int PackLocalMessage(const ScanSite& site, const BasePath& ptr, const LocalMessage& message, Outbound* outbound) {
   const TosserConfig& config = *site.config;
   uint32_t serial = 0;
   if (NextSerial(site.base, &serial) != 0) {

@@ -1,4 +1,4 @@
-#include "scan/queue_message.h"
+#include "scan/pack_message.h"
 
 #include "base/fixed_text.h"
 #include "unit/support/site_fixture.h"
@@ -22,7 +22,7 @@ class QueueMessages : public SiteFixture {
     clock_.now = 1167987843;  // 2007-01-05 09:04:03 UTC
   }
 
-  int Queue() { return QueueMessage(Where(), ptr_, message_, &outbound_); }
+  int Queue() { return PackLocalMessage(Where(), ptr_, message_, &outbound_); }
   ScanSite Where() { return {&site_.config, site_.config.MsgDir, &no_lock_}; }
 
   // The packet so far, each NUL shown as "|" and each CR as "/", the numbers of the head left out.
@@ -93,7 +93,7 @@ TEST_F(QueueMessages, WithoutMemoryEachStepHasItsLineAndTheSerialStaysTaken) {
       Outbound fresh;
       door_.Clear();
       door_.FailNth(Call::kReallocate, nth);
-      const int result = QueueMessage(Where(), ptr_, message_, &fresh);
+      const int result = PackLocalMessage(Where(), ptr_, message_, &fresh);
       const Strings said = TakeLines();
       ++serials;
       if (!door_.HasStruck()) break;

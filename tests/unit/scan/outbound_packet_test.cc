@@ -1,4 +1,4 @@
-#include "scan/packet_buffer.h"
+#include "scan/outbound_packet.h"
 
 #include <gtest/gtest.h>
 

@@ -15,4 +15,4 @@ struct Outbound {
 
 // Gives the message its serial, puts its text together and appends it to the packet and the queue. `ptr` is the
 // conference's PTR file. Returns 0, or -1 after logging why; the scan cannot go on then.
-int QueueMessage(const ScanSite& site, const BasePath& ptr, const LocalMessage& message, Outbound* outbound);
+int PackLocalMessage(const ScanSite& site, const BasePath& ptr, const LocalMessage& message, Outbound* outbound);
