@@ -244,7 +244,7 @@ void BundleOf200kB(benchmark::State& state) {
   PackZipLocalHeader(header, bytes);
   const std::string bundle = std::string(reinterpret_cast<const char*>(bytes), sizeof bytes) + "p" + data;
   for (auto _ : state) {
-    if (TossZipBundle(quiet.site(), Bytes(bundle), bundle.size()) != kBundleDispose) {
+    if (TossZipBundle(quiet.site(), Bytes(bundle), bundle.size()) != PacketDone) {
       return state.SkipWithError("not done");
     }
   }

@@ -28,6 +28,7 @@ class Workload:
     size: int = 0
     packet_size: int = PACKET_SIZE
     deflated: bool = True
+    bundles: int = 0  # 0: as many as five packets each make
 
     @property
     def name(self) -> str:
@@ -35,7 +36,8 @@ class Workload:
         bases = "empty" if self.held == 0 else f"{self.held:,} held"
         packets = "" if self.packet_size == PACKET_SIZE else f", packets of {self.packet_size:,} bytes"
         stored = "" if self.deflated else ", stored"
-        return f"{self.messages:,} messages, {self.conferences} conferences, {bases}, {sizes}{packets}{stored}"
+        bundles = f", bundles: {self.bundles}" if self.bundles else ""
+        return f"{self.messages:,} messages, {self.conferences} conferences, {bases}, {sizes}{packets}{stored}{bundles}"
 
 
 @dataclass
@@ -125,7 +127,7 @@ def make_mail(workload: Workload) -> Mail:
         if workload.deflated:
             mail.largest_entry = max(mail.largest_entry, len(packets[-1]))
         packet, filled = Packet(), 0
-        if len(packets) == PACKETS_PER_BUNDLE:
+        if len(packets) == PACKETS_PER_BUNDLE and not workload.bundles:
             close_bundle()
 
     def close_bundle() -> None:
@@ -150,8 +152,11 @@ def make_mail(workload: Workload) -> Mail:
         packet.messages.append(message)
         filled += len(message.text) + 100
         mail.plan.append((conference, -(-body_size // DAT_TEXT), len(f"{msgid}\t{number}\n")))
-        if filled >= workload.packet_size:
+        bundle_is_full = workload.bundles and len(mail.plan) % -(-workload.messages // workload.bundles) == 0
+        if filled >= workload.packet_size or bundle_is_full:
             close_packet()
+        if bundle_is_full:
+            close_bundle()
     if packet.messages:
         close_packet()
     if packets:
