@@ -56,8 +56,6 @@ constexpr int64_t kJanuary1 = 1767225600;    // 2026-01-01 00:00:00 UTC
 constexpr int64_t kMarch1 = 1772323200;      // 2026-03-01 00:00:00 UTC
 constexpr int64_t kNovember11 = 1762819200;  // 2025-11-11 00:00:00 UTC
 constexpr int64_t kHour = 3600;
-constexpr char kTrailer[] =
-    "\r\r\r--- cvtoss32 1.05\r * Origin: Harbour BBS (1:229/426)\rSEEN-BY: 229/426 100\r\x01PATH: 229/426\r";
 constexpr char kNetmailHeader[] = "\x01MSGID: 1:229/426 0000002a\r\x01TZUTC: +0100\r";
 
 }  // namespace
