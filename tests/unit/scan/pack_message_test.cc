@@ -44,8 +44,6 @@ class QueueMessages : public SiteFixture {
   Outbound outbound_;
 };
 
-constexpr char kQueuedNetmail[] =
-    "  queued conf 2 msg #12 (NETMAIL)  From='Ann Author' To='Bob'  Dest=5:6/7  Subj='Hello'  MSGID=1:229/426 ";
 constexpr char kNoSerial[] = "ERROR: could not allocate/persist the next outbound MSGID serial";
 
 }  // namespace

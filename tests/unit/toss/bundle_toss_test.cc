@@ -8,8 +8,6 @@ namespace {
 
 constexpr char kNothingHandled[] = "  ERROR: ZIP contained no successfully handled FidoNet packet entries";
 constexpr char kRetaining[] = "  retaining ZIP in inbound because at least one entry failed";
-constexpr char kNoPacket[] =
-    "  does not look like a valid FTS-0001 packet (bad header/type-2 marker) -- not touching this file";
 constexpr char kCutName[] = "  ERROR: truncated ZIP filename/extra field";
 constexpr char kCutData[] = "  ERROR: ZIP entry claims more compressed data than the file contains";
 
