@@ -59,7 +59,7 @@ SCENES = [
     ScanScene("the last serial of all", [echo("FIDO")], one_conference, serial=LARGEST_SERIAL),
     ScanScene("publishing by a link", [echo("FIDO")], one_conference, serial=9, options=NO_RENAME, linked=True),
     ScanScene("publishing by a plain rename", [echo("FIDO")], one_conference, serial=9,
-              options=(*NO_RENAME, "-e", "inject=link:error=EPERM")),
+              options=(*NO_RENAME, "-e", "inject=linkat:error=EPERM")),
 ]
 
 
@@ -150,6 +150,6 @@ def test_a_scan_killed_anywhere_loses_nothing(sites, count, scene):
     points = writing_points(site, "-scan", *scene.options, log=LONG)
     assert look(site, len(scene.conferences)) == states[-1].seen
     # What is refused in this scene moves nothing.
-    refused = {name for name in ("renameat2", "link") if f"inject={name}:" in " ".join(scene.options)}
+    refused = {name for name in ("renameat2", "linkat") if f"inject={name}:" in " ".join(scene.options)}
     made = [point for point in points if point.call not in refused]
     kill_everywhere(sites, scene, made, count)
