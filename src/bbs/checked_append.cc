@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <initializer_list>
-#include <limits>
 
 #include "app/run_log.h"
 #include "app/shown_text.h"
 #include "base/byte_buffer.h"
 #include "base/fixed_text.h"
+#include "bbs/append_judge.h"
 #include "bbs/file_restore.h"
 #include "bbs/name_crc.h"
 #include "bbs/records.h"
@@ -17,8 +17,6 @@
 #include "platform/os.h"
 
 namespace {
-
-constexpr uint64_t kLargestBody = 4294967169;  // rounded up to whole records it still fits 32 bits
 
 // DatRecords that are written at once: as many as all but very long texts take.
 constexpr size_t kRecordsAtOnce = 1024;
@@ -65,26 +63,29 @@ int RefuseText(int32_t c) {
   return -1;
 }
 
-int CheckRange(int32_t c, const PreflightResult& found, size_t records) {
-  if (FitsDatRange(found.dat_count, records)) return 0;
-  LogLine("ERROR: conf %d append would exceed Corvane's 16-bit DAT address range; refusing to append", c);
-  return -1;
-}
-
 // Counts the DatRecords of the text, full ones and the rest in the last, and takes memory for those that are written at
-// once. An empty text takes one record. No memory is taken for a text that the DAT file has no room for.
+// once. No memory is taken for a text that the DAT file has no room for.
 int PlanText(int32_t c, const PreflightResult& found, const NewMessage& message, AppendPlan* plan) {
-  if (message.body_size > kLargestBody) return RefuseText(c);
-  const size_t records = message.body_size == 0 ? 1 : (message.body_size - 1) / kDatTextSize + 1;
-  if (CheckRange(c, found, records) != 0) return -1;
-  if (ReserveBytes(&plan->dat_bytes, std::min(records, kRecordsAtOnce) * kDatRecordSize) != 0) return RefuseText(c);
-  plan->records = records;
+  const AppendJudgement judgement = JudgeAppend(found.dat_count, message.highest, message.body_size);
+  if (judgement.fault == kAppendTextTooLarge) return RefuseText(c);
+  if (judgement.fault == kAppendPastDatRange) {
+    LogLine("ERROR: conf %d append would exceed Corvane's 16-bit DAT address range; refusing to append", c);
+    return -1;
+  }
+  plan->records = judgement.records;
+  if (ReserveBytes(&plan->dat_bytes, std::min(plan->records, kRecordsAtOnce) * kDatRecordSize) != 0) {
+    return RefuseText(c);
+  }
+  if (judgement.fault == kAppendNumbersUsedUp) {
+    LogLine("ERROR: conf %d has reached the signed 32-bit MsgNumber limit", c);
+    return -1;
+  }
   return 0;
 }
 
 void PlanRecords(int32_t c, const PreflightResult& found, const NewMessage& message, AppendPlan* plan) {
-  const int32_t number = message.highest + 1;
-  const bool threaded = message.parent >= 1 && message.parent_live && message.parent != number;
+  const int32_t number = NextNumber(message.highest);
+  const bool threaded = IsThreaded(number, message.parent, message.parent_live);
 
   PtrRecord header;
   CopyCut(header.MsgDate, message.date);
@@ -129,10 +130,6 @@ int Plan(const MessageBase& base, int32_t c, const PreflightResult& found, const
   plan->has_sig = message.msgid[0] != '\0';
   if (plan->has_sig && SnapshotSig(base, c, &plan->sig) != 0) return -1;
   if (PlanText(c, found, message, plan) != 0) return -1;
-  if (message.highest == std::numeric_limits<int32_t>::max()) {
-    LogLine("ERROR: conf %d has reached the signed 32-bit MsgNumber limit", c);
-    return -1;
-  }
   PlanRecords(c, found, message, plan);
   return 0;
 }

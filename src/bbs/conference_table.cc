@@ -91,14 +91,14 @@ void ListConference(const ConferenceEntry& entry) {
 int CheckTag(const ConferenceTable& table, size_t index) {
   const ConferenceEntry& entry = table.entries[index];
   int errors = 0;
-  if (!IsAreaTag(entry.NetIDName, strlen(entry.NetIDName))) {
+  if (!HasUsableTag(entry)) {
     LogLine("ERROR: routed conference %d ('%s') has an empty or malformed NetIDName/AREA tag", entry.Number,
             entry.ConfName);
     ++errors;
   }
   for (size_t i = 0; i < index; ++i) {
     const ConferenceEntry& earlier = table.entries[i];
-    if (!earlier.Routed || entry.NetIDName[0] == '\0' || strcmp(earlier.NetIDName, entry.NetIDName) != 0) continue;
+    if (!ClaimSameTag(earlier, entry)) continue;
     LogLine("ERROR: duplicate routed AREA tag '%s' in conferences %d and %d", entry.NetIDName, earlier.Number,
             entry.Number);
     ++errors;
@@ -119,6 +119,13 @@ void AddNumber(NumberList* list, int32_t number) {
 }
 
 }  // namespace
+
+bool HasUsableTag(const ConferenceEntry& entry) { return IsAreaTag(entry.NetIDName, strlen(entry.NetIDName)); }
+
+bool ClaimSameTag(const ConferenceEntry& earlier, const ConferenceEntry& entry) {
+  return earlier.Routed && entry.Routed && entry.NetIDName[0] != '\0' &&
+         strcmp(earlier.NetIDName, entry.NetIDName) == 0;
+}
 
 TableReading ReadConferenceTable(const char* conf_dir, ConferenceTable* table) {
   TableReading reading;

@@ -31,6 +31,10 @@ struct ConferenceTable {
 // Whether this system reads and writes the conference at all.
 inline bool IsNetworked(const ConferenceEntry& entry) { return entry.Routed || entry.NetMailConf; }
 
+// Whether the tag of a routed conference can be one, and whether two routed conferences claim the same.
+bool HasUsableTag(const ConferenceEntry& entry);
+bool ClaimSameTag(const ConferenceEntry& earlier, const ConferenceEntry& entry);
+
 enum TableFault {
   kTableRead,
   kTablePathTooLong,

@@ -39,6 +39,14 @@ ZipStep ReadZipEntry(ZipReader* reader, ZipEntryView* entry) {
   return kZipEntry;
 }
 
+ZipContent JudgeZipEntry(const ZipLocalHeader& header) {
+  if ((header.flags & kZipFlagDataDescriptor) != 0) return kZipDescriptor;
+  if (header.uncompressed_size > kLargestZipEntry) return kZipTooLarge;
+  if (header.method == kZipDeflated) return kZipInflate;
+  if (header.method != kZipStored) return kZipUnknownMethod;
+  return header.compressed_size == header.uncompressed_size ? kZipAsItLies : kZipUnequalSizes;
+}
+
 Inflation InflateZipEntry(const ZipEntryView& entry, ByteBuffer* content) {
   content->size = 0;
   const uint32_t size = entry.header.uncompressed_size;

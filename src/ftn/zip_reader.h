@@ -38,6 +38,20 @@ struct ZipReader {
 // Takes the next entry apart and moves behind it.
 ZipStep ReadZipEntry(ZipReader* reader, ZipEntryView* entry);
 
+constexpr uint32_t kLargestZipEntry = 67108864;  // bytes that one entry may expand to
+
+// How an entry's content is got at, or why it is not.
+enum ZipContent {
+  kZipInflate,       // it is deflated
+  kZipAsItLies,      // it is stored
+  kZipDescriptor,    // its sizes follow the data
+  kZipTooLarge,      // it expands to more than kLargestZipEntry
+  kZipUnequalSizes,  // it is stored, and has two sizes
+  kZipUnknownMethod,
+};
+
+ZipContent JudgeZipEntry(const ZipLocalHeader& header);
+
 enum InflateResult {
   kInflated,
   kInflateNoMemory,    // for the content

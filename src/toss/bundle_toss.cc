@@ -28,29 +28,25 @@ int Inflate(const ZipEntryView& entry, const char* name, ByteBuffer* content) {
 // Returns what became of the packet in the entry; an entry that cannot be read is retained.
 TossResult TossEntry(const TossSite& site, const ZipEntryView& entry, const char* name) {
   const ZipLocalHeader& header = entry.header;
-  if ((header.flags & kZipFlagDataDescriptor) != 0) {
-    LogLine("  ERROR: streaming/data-descriptor ZIP entry '%s' is unsupported; retaining bundle", name);
-    return PacketRetain;
-  }
-  if (header.uncompressed_size > kLargestEntry) {
-    LogLine("  ERROR: ZIP entry '%s' expands to %u bytes (limit %u); retaining bundle", name, header.uncompressed_size,
-            kLargestEntry);
-    return PacketRetain;
-  }
-  if (header.method == kZipDeflated) {
-    ByteBuffer content;
-    if (Inflate(entry, name, &content) != 0) return PacketRetain;
-    return TossPacket(site, content.data, content.size);
-  }
-  if (header.method == kZipStored) {
-    if (header.compressed_size != header.uncompressed_size) {
-      LogLine("  ERROR: stored ZIP entry '%s' has inconsistent sizes", name);
-      return PacketRetain;
+  switch (JudgeZipEntry(header)) {
+    case kZipInflate: {
+      ByteBuffer content;
+      return Inflate(entry, name, &content) == 0 ? TossPacket(site, content.data, content.size) : PacketRetain;
     }
-    return TossPacket(site, entry.data, header.compressed_size);
+    case kZipAsItLies: return TossPacket(site, entry.data, header.compressed_size);
+    case kZipDescriptor:
+      LogLine("  ERROR: streaming/data-descriptor ZIP entry '%s' is unsupported; retaining bundle", name);
+      break;
+    case kZipTooLarge:
+      LogLine("  ERROR: ZIP entry '%s' expands to %u bytes (limit %u); retaining bundle", name,
+              header.uncompressed_size, kLargestZipEntry);
+      break;
+    case kZipUnequalSizes: LogLine("  ERROR: stored ZIP entry '%s' has inconsistent sizes", name); break;
+    case kZipUnknownMethod:
+      LogLine("  ERROR: unsupported ZIP compression method %u for entry '%s'", static_cast<unsigned int>(header.method),
+              name);
+      break;
   }
-  LogLine("  ERROR: unsupported ZIP compression method %u for entry '%s'", static_cast<unsigned int>(header.method),
-          name);
   return PacketRetain;
 }
 

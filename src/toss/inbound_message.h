@@ -6,6 +6,8 @@
 #include "base/byte_buffer.h"
 #include "ftn/packet_reader.h"
 
+constexpr int64_t kLargestSource = 2147483647;  // bytes: a larger inbound file is not read
+
 // Every text is NUL-terminated. The head comes from the packet, the rest from the message text.
 struct InboundMessage {
   char dateTime[64] = {};  // as received

@@ -14,13 +14,12 @@
 #include "platform/os.h"
 #include "toss/bundle_toss.h"
 #include "toss/inbound_listing.h"
+#include "toss/inbound_message.h"
 #include "toss/packet_toss.h"
 #include "toss/source_disposal.h"
 #include "toss/toss_site.h"
 
 namespace {
-
-constexpr int64_t kLargestSource = 2147483647;  // bytes: a larger inbound file is not read
 
 // A run over the inbound directory: where things are, and what has been counted so far.
 struct TossRun {

@@ -1,0 +1,30 @@
+// What adding a message to a conference comes to, judged from what was read. Nothing is logged, read or changed here.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// Why a message cannot be added; the first that holds.
+enum AppendFault {
+  kAppendFits,
+  kAppendTextTooLarge,   // for 32 bits
+  kAppendPastDatRange,   // for what headers can address
+  kAppendNumbersUsedUp,  // the highest MsgNumber is the last there is
+};
+
+struct AppendJudgement {
+  AppendFault fault = kAppendFits;
+  size_t records = 0;  // DatRecords that the text takes; 0 when it is too large
+};
+
+// Judges a text of `body_size` bytes against a DAT file of `dat_count` records and headers whose highest MsgNumber is
+// `highest`. An empty text takes one record.
+AppendJudgement JudgeAppend(int64_t dat_count, int32_t highest, uint64_t body_size);
+
+// The MsgNumber of a new message.
+inline int32_t NextNumber(int32_t highest) { return highest + 1; }
+
+// Whether message `number` is linked to `parent`, of which `parent_live` tells whether a live header has it.
+inline bool IsThreaded(int32_t number, int32_t parent, bool parent_live) {
+  return parent >= 1 && parent_live && parent != number;
+}
