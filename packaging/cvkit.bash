@@ -1,7 +1,8 @@
 # Completion of cvkit's commands, options and files for bash.
 _cvkit() {
-  local word=${COMP_WORDS[COMP_CWORD]} commands="verify" options
+  local word=${COMP_WORDS[COMP_CWORD]} commands="packet verify" options
   case ${COMP_WORDS[1]} in
+    packet) options="--help --config --json --text --raw --without --output --extract --force" ;;
     verify) options="--help --config --json" ;;
     *) options="--help --version" ;;
   esac

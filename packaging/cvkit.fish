@@ -1,6 +1,17 @@
 # Completion of cvkit's commands, options and files for fish.
 complete -c cvkit -n __fish_use_subcommand -l help -d "Show the help"
 complete -c cvkit -n __fish_use_subcommand -l version -d "Show the version"
+
+complete -c cvkit -n __fish_use_subcommand -a packet -d "What is in packets and bundles"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l help -d "Show the help"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l config -r -d "The configuration of cvtoss32"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l json -d "Print one JSON object"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l text -d "Show the text of message N, or of all"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l raw -x -d "Show the packed bytes of message N"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l without -x -d "Write the packet less these messages"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l output -s o -r -d "The file that --without writes"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l extract -r -d "Unpack bundles into a directory"
+complete -c cvkit -n "__fish_seen_subcommand_from packet" -l force -d "Replace files that are there already"
 complete -c cvkit -n __fish_use_subcommand -a verify -d "Is the message base sound?"
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l help -d "Show the help"
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l config -r -d "The configuration of cvtoss32"

@@ -1,7 +1,9 @@
 #include "kit/kit_command_line.h"
 
+#include <algorithm>
 #include <exception>
 #include <sstream>
+#include <vector>
 
 #include "app/version.h"
 #include "kit/kit_command.h"
@@ -10,7 +12,7 @@
 
 namespace {
 
-constexpr std::initializer_list<AddCommand> kCommands = {AddVerify};
+constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddVerify};
 
 constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";
@@ -32,6 +34,25 @@ int ShowParsed(const CLI::App& program, const CLI::ParseError& parsed) {
   return status == 0 ? kAllIsWell : kNotAnswered;
 }
 
+bool IsNumber(const std::string& text) {
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+// The arguments, the last first, as the parser wants them. Of "cvkit packet" a number behind --text belongs to it, and
+// anything else does not.
+std::vector<std::string> Arguments(int argc, const char* const* argv) {
+  std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
+  const bool optional = !arguments.empty() && arguments[0] == "packet";
+  for (size_t i = 0; optional && i < arguments.size(); ++i) {
+    if (arguments[i] != "--text") continue;
+    const bool follows = i + 1 < arguments.size() && IsNumber(arguments[i + 1]);
+    arguments[i] += "=" + (follows ? arguments[i + 1] : "0");
+    if (follows) arguments.erase(arguments.begin() + static_cast<ptrdiff_t>(i) + 1);
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
+}
+
 int Run(int argc, const char* const* argv) {
   CLI::App program(kDescription, "cvkit");
   program.footer(kStatuses);
@@ -40,7 +61,7 @@ int Run(int argc, const char* const* argv) {
   int status = kNotAnswered;
   for (const AddCommand add : kCommands) add(&program, &status);
   try {
-    program.parse(argc, argv);
+    program.parse(Arguments(argc, argv));
   } catch (const CLI::ParseError& parsed) {
     return ShowParsed(program, parsed);
   }

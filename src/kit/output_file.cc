@@ -1,0 +1,92 @@
+#include "kit/output_file.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "base/ascii.h"
+#include "kit/kit_command.h"
+#include "kit/kit_output.h"
+#include "platform/os.h"
+
+namespace {
+
+constexpr int kDeepest = 64;  // directories within one another that are looked at
+
+bool IsSeparator(char c) { return c == '/' || c == '\\'; }
+
+// The directory that the file is to stand in.
+std::string DirectoryOf(const std::string& path) {
+  const auto last = std::find_if(path.rbegin(), path.rend(), IsSeparator);
+  return std::string(path.begin(), last.base()) + ".";
+}
+
+bool IsSameDirectory(const std::string& left, const std::string& right) {
+  return OsSameFile((left + "/.").c_str(), (right + "/.").c_str()) == kOsSame;
+}
+
+// Whether the directory is one of the site's, or lies within one. It is followed upwards by "..", which no link hides.
+bool IsWithinSite(const KitSite& site, std::string directory) {
+  const TosserConfig& config = site.config;
+  for (int depth = 0; depth < kDeepest; ++depth) {
+    for (const char* own :
+         {config.Inbound, config.ConfDir, config.WorkDir, config.MsgDir, config.OutDir, config.ProcessedDir}) {
+      if (*own != '\0' && IsSameDirectory(own, directory)) return true;
+    }
+    const std::string above = directory + "/..";
+    if (IsSameDirectory(directory, above)) return false;  // the root
+    directory = above;
+  }
+  return true;
+}
+
+bool IsDeviceName(const std::string& name) {
+  const std::string stem = name.substr(0, name.find('.'));
+  for (const char* device : {"CON", "PRN", "AUX", "NUL", "CLOCK$", "CONIN$", "CONOUT$"}) {
+    if (SameWord(stem.c_str(), device)) return true;
+  }
+  return stem.size() == 4 && stem[3] >= '0' && stem[3] <= '9' &&
+         (BeginsWithWord(stem.data(), 3, "COM") || BeginsWithWord(stem.data(), 3, "LPT"));
+}
+
+}  // namespace
+
+void RequireOutside(const KitSite& site, const std::string& path) {
+  const std::string directory = DirectoryOf(path);
+  OsStatus status;
+  if (OsStat((directory + "/.").c_str(), &status) != kOsOk || status.kind != kOsDirectory) {
+    throw NotAnswered(ShownName(path) + ": there is no such directory");
+  }
+  if (IsWithinSite(site, directory)) {
+    throw NotAnswered(ShownName(path) + " is within the site: choose another directory");
+  }
+}
+
+void WriteOutputFile(const KitSite& site, const std::string& path, std::string_view content, bool force) {
+  const auto refuse = [&path](const std::string& why) { throw NotAnswered(ShownName(path) + " " + why); };
+  RequireOutside(site, path);
+  if (force) (void)OsRemove(path.c_str());  // a link goes, what it leads to stays
+  OsFile file;
+  const OsResult opened = OsOpen(path.c_str(), kOsCreateNew, &file);
+  if (opened == kOsExists) refuse("is there already (--force replaces it)");
+  if (opened != kOsOk) refuse("cannot be created");
+  const bool written = OsWrite(file, content.data(), content.size()) == 0;
+  if (OsClose(&file) == 0 && written) return;
+  (void)OsRemove(path.c_str());
+  refuse("cannot be written");
+}
+
+std::string SafeName(std::string_view name) {
+  const auto last = std::find_if(name.rbegin(), name.rend(), IsSeparator);
+  std::string safe(last.base(), name.end());
+  std::replace_if(
+      safe.begin(), safe.end(),
+      [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte <= ' ' || byte >= 0x7F || strchr(":*?\"<>|$~", c) != nullptr;
+      },
+      '_');
+  while (!safe.empty() && safe.back() == '.') safe.pop_back();
+  if (safe.empty() || safe[0] == '.' || safe[0] == '-' || IsDeviceName(safe)) safe.insert(0, "_");
+  return safe.substr(0, 100);
+}

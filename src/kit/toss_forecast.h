@@ -1,0 +1,50 @@
+// What a toss would do with inbound files, told by the readers and judges that the toss uses.
+//
+// The message base is read, and what the messages so far would have added is kept beside it: MSGIDs, numbers, records
+// and parents. So the files are judged in the order in which they are given, and each message after those before it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <unordered_set>
+
+#include "kit/kit_site.h"
+#include "kit/packet_facts.h"
+#include "toss/inbound_message.h"
+
+// A conference's message base with what would have been added to it.
+struct ConferenceState {
+  std::string times;  // of its files when they were read
+  int64_t dat_count = 0;
+  int32_t highest = 0;
+  std::unordered_set<int32_t> live;  // MsgNumbers of headers that are not deleted
+  std::string sig;                   // lines of the SIG file
+  bool sig_usable = true;
+};
+
+class TossForecast {
+ public:
+  // The bytes of the message `raw_of` of each packet are kept.
+  explicit TossForecast(const KitSite& site, int raw_of = -1);
+
+  // Judges the file at `path`, whose bytes these are.
+  FileFacts JudgeFile(const std::string& path, const uint8_t* bytes, size_t size);
+
+  // Whether a file that was read has changed since.
+  bool HasChanged() const;
+
+ private:
+  enum Result { kNotAPacket, kDone, kRetain };  // what becomes of a packet, or of the file that is one
+
+  Result JudgePacket(const uint8_t* bytes, size_t size, PacketFacts* packet);
+  FileFate JudgeBundle(const uint8_t* bytes, size_t size, FileFacts* file);
+  void JudgeMessage(const InboundMessage& message, MessageFacts* facts);
+  void Store(const InboundMessage& message, ConferenceState* state, MessageFacts* facts);
+  ConferenceState& StateOf(int32_t conference);
+
+  const KitSite& site_;
+  int raw_of_;
+  std::string trouble_;  // why no run would start; empty for nothing
+  std::map<int32_t, ConferenceState> states_;
+};
