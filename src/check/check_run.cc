@@ -53,7 +53,7 @@ int CheckConferences(const TosserConfig& config) {
 }
 
 // Whatever stands there is an issue, for no run can take the lock: one of any age (whether its owner still runs is for
-// the operator to find out), and a link that leads nowhere.
+// the operator to find out), and a link that cannot be followed.
 int CheckLock(const TosserConfig& config) {
   Path path;
   OsStatus status;

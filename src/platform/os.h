@@ -16,7 +16,7 @@ enum OsResult {
   kOsOk = 0,
   kOsMissing,        // nothing stands at that path
   kOsExists,         // something stands there already
-  kOsDangling,       // a link stands there that leads nowhere: its file may be on a disk that is away
+  kOsDangling,       // a link stands there that cannot be followed: its file may be on a disk that is away
   kOsUnseekable,     // a pipe or terminal stands where a file belongs: it has no positions
   kOsUnaddressable,  // a listed name that would lead elsewhere as part of a path
   kOsFailed,         // any other failure

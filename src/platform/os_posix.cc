@@ -101,9 +101,7 @@ OsResult Stat(const OsPlace& where, OsStatus* status) {
   const PosixPlace place(where);
   struct stat found = {};
   if (fstatat(place.Directory(), place.Name(), &found, AT_SYMLINK_NOFOLLOW) != 0) return ResultOf(errno);
-  if (S_ISLNK(found.st_mode) && fstatat(place.Directory(), place.Name(), &found, 0) != 0) {
-    return errno == ENOENT ? kOsDangling : kOsFailed;
-  }
+  if (S_ISLNK(found.st_mode) && fstatat(place.Directory(), place.Name(), &found, 0) != 0) return kOsDangling;
   status->kind = S_ISREG(found.st_mode) ? kOsRegularFile : S_ISDIR(found.st_mode) ? kOsDirectory : kOsOtherKind;
   status->size = found.st_size;
   status->modified = found.st_mtime;

@@ -142,8 +142,7 @@ OsResult Stat(const OsPlace& place, OsStatus* status) {
     return kOsOk;
   }
   BY_HANDLE_FILE_INFORMATION behind = {};
-  const OsResult result = AskByHandle(place.path, kOsFollowLinks, &behind);
-  if (result != kOsOk) return result == kOsMissing ? kOsDangling : kOsFailed;
+  if (AskByHandle(place.path, kOsFollowLinks, &behind) != kOsOk) return kOsDangling;
   CopyStatus(behind, status);
   return kOsOk;
 }

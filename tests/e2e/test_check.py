@@ -305,9 +305,11 @@ def test_a_directory_in_the_place_of_the_lock_is_an_issue_without_owner(site):
 
 
 @posix_only("links need a privilege on Windows")
-def test_a_link_to_nowhere_in_the_place_of_the_lock_is_an_issue_for_no_run_gets_past_it(site):
+@pytest.mark.parametrize("target", ["nowhere", "CVTOSS.BSY", "FILE/below"])
+def test_a_link_to_nowhere_in_the_place_of_the_lock_is_an_issue_for_no_run_gets_past_it(site, target):
     stage = sound(site)
-    site.path(LOCK).symlink_to("nowhere")
+    site.write("MSG/FILE", "")
+    site.path(LOCK).symlink_to(target)
     check(site, *stage, "ERROR: an CVTOSS.BSY lock already exists", IDLE, issues=1)
     assert site.toss().status == 1
 

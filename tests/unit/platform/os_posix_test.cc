@@ -204,9 +204,14 @@ TEST(OsPosix, LinksAreFollowed) {
 
 TEST(OsPosix, ALinkThatLeadsNowhereIsNotAbsent) {
   const TemporaryDirectory directory;
-  ASSERT_EQ(symlink("nowhere", (directory / "link").c_str()), 0);
-  OsStatus status;
-  EXPECT_EQ(OsStat((directory / "link").c_str(), &status), kOsDangling);
+  WriteFile(directory / "file", "abc");
+  for (const char* const target : {"nowhere", "link", "file/below"}) {
+    SCOPED_TRACE(target);
+    ASSERT_EQ(symlink(target, (directory / "link").c_str()), 0);
+    OsStatus status;
+    EXPECT_EQ(OsStat((directory / "link").c_str(), &status), kOsDangling);
+    RemoveFile(directory / "link");
+  }
 }
 
 TEST(OsPosix, OnlyALinkOnTheLeftIsTheSameFile) {
