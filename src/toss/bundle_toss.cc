@@ -1,5 +1,6 @@
 #include "toss/bundle_toss.h"
 
+#include "app/run_lock.h"
 #include "app/run_log.h"
 #include "app/shown_text.h"
 #include "base/byte_buffer.h"
@@ -63,6 +64,7 @@ TossResult TossZipBundle(const TossSite& site, const uint8_t* bundle, size_t siz
   ZipEntryView entry;
   ZipStep step = ReadZipEntry(&reader, &entry);
   for (; step == kZipEntry; step = ReadZipEntry(&reader, &entry)) {
+    if (!KeepRunLock(site.lock)) return PacketStopped;
     const ShownText name(entry.name);
     LogLine("  ZIP entry: %s (method=%u, %u -> %u bytes)", name.text, static_cast<unsigned int>(entry.header.method),
             entry.header.compressed_size, entry.header.uncompressed_size);

@@ -106,7 +106,7 @@ int TossDirectory(TossRun* run) {
   }
   run->ignored = listing.unaddressable;
   for (size_t i = 0; i < listing.count; ++i) {
-    if (!TossFile(run, listing.Name(i))) return -1;
+    if (!KeepRunLock(run->site.lock) || !TossFile(run, listing.Name(i))) return -1;
   }
   if (listed == kListCutShort) {
     LogLine("ERROR: could not read inbound dir %s to its end; the rest waits for the next run", run->inbound);

@@ -119,6 +119,22 @@ TEST_F(LostLock, ARunOfManyHoursKeepsItsLockFreshFromMessageToMessage) {
   EXPECT_EQ(site_.Base(1).Read().size(), 4U);
 }
 
+TEST_F(LostLock, MailWithoutMessagesKeepsItFreshFromFileToFileAndFromEntryToEntry) {
+  ZipEntryParts entry;
+  entry.content = PacketHeaderBytes() + Word(2);  // cut off: it is saved, and no message of it is routed
+  const std::string cut = ZipEntryBytes(entry);
+  WriteFile(site_.In("d.su0"), cut + cut + cut);
+  for (const char* const name : {"a.txt", "b.txt", "c.txt"}) WriteFile(site_.In(name), "unrelated");
+  const auto pass = [this] { clock_.now += kLockUnseenSeconds; };
+  for (const int nth : {1, 2, 3}) {
+    door_.BeforeNth(Call::kOpen, nth, pass, ".txt");
+    door_.BeforeNth(Call::kMakeDirectory, nth, pass, "badmsgs");
+  }
+  EXPECT_EQ(RunToss(site_.config), 0);
+  EXPECT_EQ(door_.Count(Call::kTouch), 6);
+  EXPECT_FALSE(PathExists(site_.In("d.su0")));
+}
+
 TEST_F(LostLock, AScanStopsBeforeItPublishesAndFinishesItsCommitsAfterThat) {
   for (const int number : {2, 3}) {
     BaseMessage unsent;
