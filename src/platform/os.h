@@ -26,7 +26,7 @@ enum OsOpenMode {
   kOsRead,        // existing file, read only; never a directory
   kOsReadShared,  // as kOsRead; on Windows other programs may move and delete it meanwhile
   kOsUpdate,      // existing file, read and write, contents kept
-  kOsCreate,      // write, created or emptied
+  kOsCreate,      // write, created or emptied; on POSIX systems never through a link
   kOsCreateNew,   // read and write, fails with kOsExists if anything is there
   kOsCreateLock,  // write, fails with kOsExists if anything is there; for the owner's eyes only
   kOsAppend,      // every write goes to the end; created when missing

@@ -36,7 +36,7 @@ int FlagsOf(OsOpenMode mode) {
     case kOsRead:
     case kOsReadShared: return O_RDONLY;
     case kOsUpdate: return O_RDWR;
-    case kOsCreate: return O_WRONLY | O_CREAT | O_TRUNC;
+    case kOsCreate: return O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
     case kOsCreateNew: return O_RDWR | O_CREAT | O_EXCL;
     case kOsCreateLock: return O_WRONLY | O_CREAT | O_EXCL;
     case kOsAppend:

@@ -249,6 +249,19 @@ TEST(OsPosix, APipeNeitherHangsNorHasPositions) {
   EXPECT_EQ(OsSize(file), -1);
 }
 
+TEST(OsPosix, WhatIsCreatedOrEmptiedIsNeverReachedThroughALink) {
+  const TemporaryDirectory directory;
+  WriteFile(directory / "file", "abc");
+  std::filesystem::create_symlink("file", directory / "link");
+  std::filesystem::create_symlink("none", directory / "nowhere");
+  for (const char* name : {"link", "nowhere"}) {
+    OsFile file;
+    EXPECT_EQ(OsOpen((directory / name).c_str(), kOsCreate, &file), kOsFailed);
+  }
+  EXPECT_EQ(ReadFile(directory / "file"), "abc");
+  EXPECT_FALSE(PathExists(directory / "none"));
+}
+
 TEST(OsPosix, APathThatTheSystemCannotTakeOpensNothing) {
   const std::string path(5000, 'x');
   OsFile file;
