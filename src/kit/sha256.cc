@@ -52,7 +52,7 @@ void Sha256::Block(const uint8_t* bytes) {
 void Sha256::Add(const void* bytes, size_t size) {
   const auto* from = static_cast<const uint8_t*>(bytes);
   while (size != 0) {
-    const size_t held = size_ % held_.size();
+    const auto held = static_cast<size_t>(size_ % held_.size());
     const size_t taken = std::min(size, held_.size() - held);
     memcpy(held_.data() + held, from, taken);
     size_ += taken;

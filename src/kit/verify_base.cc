@@ -66,8 +66,9 @@ std::string TextFault(const BaseModel& model, const HeaderModel& header, const c
     return fmt::format("message #{} has its text beyond the end of the texts (records {} to {} of {})", header.number,
                        header.where, end - 1, model.DatCount());
   }
-  const auto blank = model.blank_texts.begin();
-  if (header.records > 1 && std::find(blank + header.where, blank + end, true) != blank + end) {
+  const auto text = model.blank_texts.begin() + static_cast<std::ptrdiff_t>(header.where);
+  const auto text_end = model.blank_texts.begin() + static_cast<std::ptrdiff_t>(end);
+  if (header.records > 1 && std::find(text, text_end, true) != text_end) {
     *code = "blank-text";
     return fmt::format("message #{} has lost a part of its text: a record of it is zero", header.number);
   }

@@ -23,7 +23,7 @@ struct SerialFile {
 int ReadSerial(SerialFile* serial) {
   serial->size = OsSize(serial->file);
   if (serial->size < 0) return -1;
-  const size_t wanted = std::min<uint64_t>(static_cast<uint64_t>(serial->size), sizeof serial->text - 1);
+  const auto wanted = static_cast<size_t>(std::min<int64_t>(serial->size, sizeof serial->text - 1));
   const OsReadResult got = OsReadAt(serial->file, 0, serial->text, wanted);
   serial->text_size = got.bytes;
   if (got.bytes != wanted) return -1;

@@ -40,7 +40,7 @@ constexpr char kNotInspected[] = "ERROR: could not inspect message-base files fo
 }  // namespace
 
 TEST_F(Preflight, MissingFilesAreANewConference) {
-  result_ = {true, true, true, 1, 1, 1, 1, 1, 1};
+  result_ = {{true, 1}, {true, 1}, {true, 1}, 1, 1, 1};
   EXPECT_EQ(Check(), 0);
   EXPECT_FALSE(result_.ptr.exists || result_.dat.exists || result_.idx.exists);
   EXPECT_EQ(result_.ptr.size + result_.dat.size + result_.idx.size, 0);
