@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr size_t kInboundPathSize = 600;
+constexpr size_t kInboundPathSize = 600;  // of every path directly in INBOUND or in badmsgs
 
 // A path being put together: every message takes eight, too many for printf.
 struct PathText {
@@ -92,8 +92,8 @@ void FormatBadDirectory(const TosserConfig& config, Path* path) {
   (void)FormatPath(path->text, sizeof path->text, "%s/badmsgs", config.Inbound);
 }
 
-void FormatBadPacketPath(const char* directory, const char* name, LongPath* path) {
-  (void)FormatPath(path->text, sizeof path->text, "%s/%s", directory, name);
+int FormatBadPacketPath(const char* directory, const char* name, LongPath* path) {
+  return FormatPath(path->text, kInboundPathSize, "%s/%s", directory, name);
 }
 
 void FormatBundlePath(const char* out_dir, const char* name, LongPath* path) {

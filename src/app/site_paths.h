@@ -44,8 +44,8 @@ struct LongPath {
 int FormatInboundPath(const char* inbound, const char* name, LongPath* path);  // at most 599 characters
 void FormatProcessedDirectory(const TosserConfig& config, Path* path);  // PROCESSEDDIR, or "processed" in INBOUND
 int FormatProcessedPath(const char* directory, const char* name, LongPath* path);
-void FormatBadDirectory(const TosserConfig& config, Path* path);  // "badmsgs" in INBOUND
-void FormatBadPacketPath(const char* directory, const char* name, LongPath* path);
+void FormatBadDirectory(const TosserConfig& config, Path* path);                   // "badmsgs" in INBOUND
+int FormatBadPacketPath(const char* directory, const char* name, LongPath* path);  // at most 599 characters
 
 // In OUTDIR: a bundle, and the same under its temporary name.
 void FormatBundlePath(const char* out_dir, const char* name, LongPath* path);

@@ -21,8 +21,8 @@ struct AppendJudgement {
 // `highest`. An empty text takes one record.
 AppendJudgement JudgeAppend(int64_t dat_count, int32_t highest, uint64_t body_size);
 
-// The MsgNumber of a new message.
-inline int32_t NextNumber(int32_t highest) { return highest + 1; }
+// The MsgNumber of a new message; 0 when the numbers are used up.
+inline int32_t NextNumber(int32_t highest) { return highest != INT32_MAX ? highest + 1 : 0; }
 
 // Whether message `number` is linked to `parent`, of which `parent_live` tells whether a live header has it.
 inline bool IsThreaded(int32_t number, int32_t parent, bool parent_live) {

@@ -20,7 +20,12 @@ int SyncItem(const OsPlace& directory, const OsSyncItem& item) {
                        OPEN_EXISTING, 0, nullptr);
     return file != INVALID_HANDLE_VALUE;
   });
-  if (!opened) return GetLastError() == ERROR_FILE_NOT_FOUND ? 0 : -1;
+  if (!opened) {
+    if (GetLastError() == ERROR_FILE_NOT_FOUND) return 0;
+    // What may not be written holds nothing that was written to it now.
+    const DWORD attributes = GetFileAttributesA(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? 0 : -1;
+  }
   const int result = FlushFileBuffers(file) != 0 ? 0 : -1;
   (void)CloseHandle(file);
   return result;

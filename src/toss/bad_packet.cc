@@ -27,8 +27,7 @@ void SaveBadPacket(BadPackets* bad_packets, const uint8_t* packet, size_t size, 
   if (strcmp(name, bad_packets->unsynced) != 0) SyncBadPackets(bad_packets);
   LongPath path;
   OsFile file;
-  FormatBadPacketPath(filing->path, name, &path);
-  if (OpenCopy(filing, path.text, &file) != 0) {
+  if (FormatBadPacketPath(filing->path, name, &path) != 0 || OpenCopy(filing, path.text, &file) != 0) {
     LogLine("  ERROR: could not save bad packet for review (tried %s)", path.text);
     bad_packets->lost = true;
     return;

@@ -11,7 +11,8 @@ bool EndsWith(const std::string& text, const std::string& end) {
 bool HasFailed(const CallRecord& record) {
   switch (record.call) {
     case Call::kOpen:
-      return record.answer == kOsFailed || (record.answer == kOsMissing && record.mode == kOsCreate);  // no directory
+      return record.answer == kOsFailed || (record.answer == kOsMissing &&
+                                            (record.mode == kOsCreate || record.mode == kOsCreateNew));  // no directory
     case Call::kSameFile: return record.answer == kOsNotTold;
     case Call::kOpenDirectory:
     case Call::kRename: return record.answer != kOsOk;  // what stands in the way is a failure as well
