@@ -43,7 +43,8 @@ SavedPackets ReadSavedPackets(const std::string& directory) {
   SavedPackets saved;
   ByteBuffer content;
   for (const std::string& name : ListNames(directory)) {
-    const std::string path = directory + "/" + name;
+    std::string path = directory;
+    path.append("/").append(name);
     if (name.rfind("BAD_", 0) != 0 || !ReadSiteFile(path, &content)) continue;
     Sha256 hash;
     hash.Add(content.data, content.size);
