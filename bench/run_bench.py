@@ -32,14 +32,17 @@ class Bench:
         self.program, self.tools, self.quick = build / "cvtoss32", build / "bench", quick
         self.measure = Measure(self.tools / "measure")
         self.work = build / "work"
+        self.no_waits = str(self.tools / "libno_waits.so")
         self.verdicts: list[str] = []
 
     def claim(self, text: str, met: bool) -> None:
         self.verdicts.append(f"{verdict(met):8}{text}")
 
-    def toss(self, site: TossSite) -> Run:
+    def toss(self, site: TossSite, waits: bool = True) -> Run:
+        """A toss that finds nothing to be written by others."""
         site.restore()
-        run = self.measure.run(site.toss_command())
+        os.sync()
+        run = self.measure.run(site.toss_command(), preload="" if waits else self.no_waits)
         site.check()
         return run
 
@@ -65,27 +68,19 @@ class Bench:
         return total / messages
 
     def toss_times(self) -> None:
-        print("\nTOSS against the bare loop\n")
+        print("\nTOSS without its waits for the disk, against the bare loop, which has none\n")
         for workload in [TARGET] if self.quick else [TARGET, replace(TARGET, deflated=False), *MIXED]:
             site = TossSite(self.work, self.program, workload, make_mail(workload))
             long_run = workload.messages * workload.held > 10_000_000
             count = 9 if self.quick or long_run else 15
             print(workload.name, flush=True)
-            pairs = run_pairs(count, lambda s=site: self.toss(s), lambda s=site: self.bare(s))
+            pairs = run_pairs(count, lambda s=site: self.toss(s, waits=False), lambda s=site: self.bare(s))
             self.show_pairs(pairs)
             if workload is TARGET:
                 ratio = pairs.ratio("processor")
                 self.claim(f"{workload.name}: {ratio:.2f} times the bare loop (at most {MOST_RATIO})",
                            ratio <= MOST_RATIO)
             site.remove()
-
-    def toss_with(self, site: TossSite, setting: str) -> Run:
-        """A toss that finds nothing to be written by others, with a setting of its environment."""
-        site.restore()
-        os.sync()
-        run = self.measure.run(["/usr/bin/env", setting, *site.toss_command()])
-        site.check()
-        return run
 
     def disk_waits(self) -> None:
         print("\nTOSS on the disk of the build directory, against the same program without its waits for the disk\n")
@@ -97,9 +92,7 @@ class Bench:
             workload = Workload(messages, conferences, bundles=bundles)
             site = TossSite(self.work, self.program, workload, make_mail(workload))
             print(workload.name, flush=True)
-            without = f"LD_PRELOAD={self.tools / 'libno_waits.so'}"
-            pairs = run_pairs(7, lambda s=site: self.toss_with(s, "LD_PRELOAD="),
-                              lambda s=site, w=without: self.toss_with(s, w))
+            pairs = run_pairs(7, lambda s=site: self.toss(s), lambda s=site: self.toss(s, waits=False))
             self.show_pairs(pairs)
             if (messages, bundles) in ((1_000, 1), (10_000, 20)):
                 self.claim(f"{workload.name}: {pairs.ratio():.2f} times the run without waits (at most {MOST_RATIO})",
