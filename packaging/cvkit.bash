@@ -3,7 +3,7 @@ _cvkit() {
   local word=${COMP_WORDS[COMP_CWORD]} commands="packet verify" options
   case ${COMP_WORDS[1]} in
     packet) options="--help --config --json --text --raw --without --output --extract --force" ;;
-    verify) options="--help --config --json" ;;
+    verify) options="--help --config --json --repair --undo" ;;
     *) options="--help --version" ;;
   esac
   if ((COMP_CWORD == 1)); then

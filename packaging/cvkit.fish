@@ -16,3 +16,5 @@ complete -c cvkit -n __fish_use_subcommand -a verify -d "Is the message base sou
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l help -d "Show the help"
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l config -r -d "The configuration of cvtoss32"
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l json -d "Print one JSON object"
+complete -c cvkit -n "__fish_seen_subcommand_from verify" -l repair -d "Mend what can be mended"
+complete -c cvkit -n "__fish_seen_subcommand_from verify" -l undo -r -d "Take a repair back"

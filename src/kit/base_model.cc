@@ -38,6 +38,17 @@ void Read(BaseFile* file, ByteBuffer* content) {
   file->size = static_cast<int64_t>(content->size);
 }
 
+// Whether zero bytes stand within the length of a text field.
+bool IsHoled(const uint8_t* record, Field field) {
+  const size_t length = std::min<size_t>(record[field.at], field.width - 1);
+  return length != 0 && memchr(record + field.at + 1, 0, length) != nullptr;
+}
+
+TextMark MarkText(const uint8_t* record) {
+  if (IsZero(record, kDatRecordSize)) return kTextBlank;
+  return IsHoled(record, {dat_layout::length.at, dat_layout::kSize}) ? kTextHoled : kTextThere;
+}
+
 NameModel ModelName(const uint8_t* record, Field field) {
   char name[256];
   const size_t size = GetPrefixedText(record, field, name, sizeof name);
@@ -59,6 +70,9 @@ HeaderModel ModelHeader(const uint8_t* record) {
   header.sent = record[layout::MsgSent.at] != 0;
   header.reply = record[layout::IsReply.at] != 0;
   header.netmail = record[layout::NetMail.at] != 0;
+  for (const Field& field : {layout::MsgDate, layout::From, layout::To, layout::Subj, layout::OrigNetNode}) {
+    if (IsHoled(record, field)) header.holed = true;
+  }
   header.inbound = header.sent && record[layout::OrigNetNode.at] != 0;
   return header;
 }
@@ -115,6 +129,15 @@ int32_t BaseModel::Highest() const {
   return highest;
 }
 
+bool HasLostText(const BaseModel& model, const HeaderModel& header) {
+  const int64_t end = std::min(int64_t{header.where} + header.records, model.DatCount());
+  for (int64_t i = header.where; i < end; ++i) {
+    const TextMark mark = model.texts[static_cast<size_t>(i)];
+    if (mark == kTextHoled || (mark == kTextBlank && header.records > 1)) return true;
+  }
+  return false;
+}
+
 BaseModel ReadBaseModel(const MessageBase& base, int32_t conference) {
   BaseModel model;
   model.conference = conference;
@@ -131,9 +154,8 @@ BaseModel ReadBaseModel(const MessageBase& base, int32_t conference) {
   model.index.reserve(content.size / kIdxRecordSize);
   EachRecord(content, kIdxRecordSize, [&](const uint8_t* record) { model.index.push_back(ModelIndex(record)); });
   Read(&model.dat, &content);
-  model.blank_texts.reserve(content.size / kDatRecordSize);
-  EachRecord(content, kDatRecordSize,
-             [&](const uint8_t* record) { model.blank_texts.push_back(IsZero(record, kDatRecordSize)); });
+  model.texts.reserve(content.size / kDatRecordSize);
+  EachRecord(content, kDatRecordSize, [&](const uint8_t* record) { model.texts.push_back(MarkText(record)); });
   Read(&model.sig, &content);
   if (content.size != 0) model.sig_text.assign(reinterpret_cast<const char*>(content.data), content.size);
   ModelLines(&model);

@@ -40,7 +40,15 @@ struct HeaderModel {
   bool sent = false;
   bool reply = false;
   bool netmail = false;
+  bool holed = false;    // a text of it has lost its end: zero bytes stand within its length
   bool inbound = false;  // came from the network: marked sent, and with the address of its origin
+};
+
+// What a DAT record shows of a text that was lost.
+enum TextMark : uint8_t {
+  kTextThere,
+  kTextHoled,  // zero bytes stand within its length
+  kTextBlank,  // it is zero throughout, as that of an empty message is, too
 };
 
 // A line of the SIG file, as a piece of at most kSigPieceSize bytes.
@@ -61,7 +69,7 @@ struct BaseModel {
   BaseFile sig;
   std::vector<HeaderModel> headers;
   std::vector<IdxRecord> index;
-  std::vector<bool> blank_texts;  // of each DAT record: it is zero throughout
+  std::vector<TextMark> texts;  // of each DAT record
   std::string sig_text;
   std::vector<SigLine> lines;
   bool steady = true;  // no file changed while they were read
@@ -69,9 +77,12 @@ struct BaseModel {
   std::string_view Msgid(const SigLine& line) const {
     return std::string_view(sig_text).substr(line.at, line.msgid_size);
   }
-  int64_t DatCount() const { return static_cast<int64_t>(blank_texts.size()); }
+  int64_t DatCount() const { return static_cast<int64_t>(texts.size()); }
   int32_t Highest() const;  // the highest MsgNumber, 0 when none is positive
 };
+
+// Whether a message has lost a part of its text. One of a single record that is zero may as well be empty.
+bool HasLostText(const BaseModel& model, const HeaderModel& header);
 
 // Reads the four files; absent ones are empty. Throws NotAnswered when one cannot be read.
 BaseModel ReadBaseModel(const MessageBase& base, int32_t conference);

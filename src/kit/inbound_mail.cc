@@ -2,7 +2,6 @@
 
 #include "base/ascii.h"
 #include "ftn/zip_reader.h"
-#include "kit/message_identity.h"
 #include "kit/packet_walk.h"
 #include "kit/site_files.h"
 #include "toss/inbound_message.h"

@@ -10,12 +10,13 @@
 
 #include "app/config.h"
 #include "bbs/conference_table.h"
+#include "kit/message_identity.h"
 
 struct InboundItem {
   size_t source = 0;  // its place among the sources
   int32_t conference = 0;
-  std::string msgid;     // as it came; empty for none
-  std::string identity;  // as IdentityOfInbound
+  std::string msgid;  // as it came; empty for none
+  Identity identity;
 };
 
 struct InboundSource {

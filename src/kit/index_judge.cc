@@ -8,6 +8,11 @@ namespace {
 
 bool IsNameOf(uint32_t crc, const NameModel& name) { return !name.whole || crc == name.crc; }
 
+// The BBS may have threads of its own in one of the two; a zero in the index is a lost one.
+bool IsThreadOf(const IdxRecord& entry, const HeaderModel& header) {
+  return entry.ThreadRef != 0 || header.thread == 0;
+}
+
 // The headers by their numbers, for entries that do not stand where they are expected.
 class HeaderPlaces {
  public:
@@ -36,7 +41,8 @@ bool IsLooseFrom(const BaseModel& model, size_t entry) {
 }  // namespace
 
 bool IsEntryOf(const IdxRecord& entry, const HeaderModel& header) {
-  return entry.MsgNumber == header.number && IsNameOf(entry.FromCrc, header.from) && IsNameOf(entry.ToCrc, header.to);
+  return entry.MsgNumber == header.number && IsThreadOf(entry, header) && IsNameOf(entry.FromCrc, header.from) &&
+         IsNameOf(entry.ToCrc, header.to);
 }
 
 IndexJudgement JudgeIndex(const BaseModel& model) {
@@ -50,6 +56,7 @@ IndexJudgement JudgeIndex(const BaseModel& model) {
     }
     if (!IsNameOf(entry.FromCrc, model.headers[next].from)) return {IndexVerdict::kContradicts, i, "sender"};
     if (!IsNameOf(entry.ToCrc, model.headers[next].to)) return {IndexVerdict::kContradicts, i, "recipient"};
+    if (!IsThreadOf(entry, model.headers[next])) return {IndexVerdict::kContradicts, i, "thread"};
   }
   return {model.index.size() == model.headers.size() ? IndexVerdict::kWhole : IndexVerdict::kShort, 0, ""};
 }

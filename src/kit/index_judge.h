@@ -20,7 +20,7 @@ enum class IndexVerdict {
 struct IndexJudgement {
   IndexVerdict verdict = IndexVerdict::kWhole;
   size_t entry = 0;     // the first loose or wrong one
-  std::string differs;  // of a wrong one: "number", "sender" or "recipient"
+  std::string differs;  // of a wrong one: "number", "sender", "recipient" or "thread"
 };
 
 IndexJudgement JudgeIndex(const BaseModel& model);

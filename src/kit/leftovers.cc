@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "app/site_paths.h"
 #include "kit/packet_walk.h"
 #include "kit/sha256.h"
 #include "kit/site_files.h"
@@ -67,7 +68,9 @@ void CompareWith(const SavedPackets& saved, const uint8_t* packet, size_t size, 
 }
 
 void FindHalfSaved(const TosserConfig& config, const InboundMail& inbound, std::vector<Leftover>* found) {
-  const std::string directory = std::string(config.Inbound) + "/badmsgs";
+  Path bad;
+  FormatBadDirectory(config, &bad);
+  const std::string directory = bad.text;
   const SavedPackets saved = ReadSavedPackets(directory);
   if (saved.empty()) return;
   std::set<std::string> halves;
@@ -89,14 +92,18 @@ void FindHalfSaved(const TosserConfig& config, const InboundMail& inbound, std::
 
 std::string ProcessedDirectory(const TosserConfig& config) {
   if (config.KeepProcessed == 0 || config.HaveInbound == 0) return {};
-  return config.ProcessedDir[0] != '\0' ? config.ProcessedDir : std::string(config.Inbound) + "/processed";
+  Path directory;
+  FormatProcessedDirectory(config, &directory);
+  return directory.text;
 }
 
 std::vector<Leftover> FindLeftovers(const TosserConfig& config, const InboundMail& inbound,
                                     const OutboundMail& outbound) {
   std::vector<Leftover> found;
-  const std::string packet = std::string(config.MsgDir) + "/CVOUTBOUND.PKT";
-  if (LookAtFile(packet).exists) Add(&found, "outbound-packet", packet, "a packet of a scan that did not end");
+  BasePath packet;
+  if (FormatOutPacketPath(config.MsgDir, &packet) == 0 && LookAtFile(packet.text).exists) {
+    Add(&found, "outbound-packet", packet.text, "a packet of a scan that did not end");
+  }
   for (const std::string& path : outbound.temporaries) {
     Add(&found, "bundle-temporary", path, "a bundle that was begun and not published");
   }

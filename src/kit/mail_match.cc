@@ -50,30 +50,44 @@ struct Known {
   }
 };
 
-// The messages at the end that came from the network and have no SIG line.
-std::vector<size_t> UnsignedAtEnd(const BaseModel& model, const Known& known) {
-  std::vector<size_t> found;
-  for (size_t i = model.headers.size(); i-- > 0;) {
-    const HeaderModel& header = model.headers[i];
-    if (!header.inbound) continue;
-    if (known.numbers.contains(header.number)) break;
-    found.push_back(i);
-  }
-  std::reverse(found.begin(), found.end());
-  return found;
-}
+// The messages that came from the network and have no SIG line.
+struct Unsigned {
+  std::vector<size_t> headers;
+  size_t end = 0;  // behind the last message from the network that has one
 
-// The inbound items of a conference whose MSGIDs are not known, each MSGID once, by their identity.
-std::map<std::string, std::vector<const InboundItem*>> UnknownItems(const BaseModel& model, const Known& known,
-                                                                    const InboundMail& mail) {
-  std::map<std::string, std::vector<const InboundItem*>> items;
-  std::unordered_set<std::string_view> seen;
-  for (const InboundItem& item : mail.items) {
-    if (item.conference != model.conference || item.msgid.empty() || known.msgids.contains(item.msgid)) continue;
-    if (seen.insert(item.msgid).second) items[item.identity].push_back(&item);
+  Unsigned(const BaseModel& model, const Known& known) {
+    for (size_t i = 0; i < model.headers.size(); ++i) {
+      const HeaderModel& header = model.headers[i];
+      if (!header.inbound) continue;
+      if (known.numbers.contains(header.number)) {
+        end = i + 1;
+      } else {
+        headers.push_back(i);
+      }
+    }
   }
-  return items;
-}
+};
+
+using Items = std::map<std::string, std::vector<const InboundItem*>>;  // by their identity
+
+// The inbound items of a conference that a toss would store: those without a MSGID, and those whose MSGIDs are not
+// known, each MSGID once.
+struct NewItems {
+  Items with_msgid;
+  Items without_msgid;
+
+  NewItems(const BaseModel& model, const Known& known, const InboundMail& mail) {
+    std::unordered_set<std::string_view> seen;
+    for (const InboundItem& item : mail.items) {
+      if (item.conference != model.conference || known.msgids.contains(item.msgid)) continue;
+      if (item.msgid.empty()) {
+        without_msgid[item.identity.whole].push_back(&item);
+      } else if (seen.insert(item.msgid).second) {
+        with_msgid[item.identity.whole].push_back(&item);
+      }
+    }
+  }
+};
 
 // Names and texts as a scan packs them.
 std::string OutboundIdentity(const uint8_t* record, std::string_view body) {
@@ -82,6 +96,55 @@ std::string OutboundIdentity(const uint8_t* record, std::string_view body) {
   if (header.NetMail) to = to.substr(0, to.rfind('@'));
   return IdentityOfOutbound(header.From, to, header.Subj, OutboundBody(body));
 }
+
+const std::string& SourceOf(const InboundItem& item, const InboundMail& mail) { return mail.sources[item.source].name; }
+
+// Whether a message looks as if its last bytes were zero when they should not.
+bool MayBeTorn(const BaseModel& model, const HeaderModel& header) {
+  const bool blank = header.where < model.DatCount() && model.texts[header.where] == kTextBlank;
+  return header.holed || !header.inbound || blank || HasLostText(model, header);
+}
+
+// Looks for the inbound mail that a message was to be.
+class TornSearch {
+ public:
+  TornSearch(const BaseModel& model, const InboundMail& mail) : known_(model), stored_(model), model_(model) {
+    for (const InboundItem& item : mail.items) {
+      if (item.conference != model.conference) continue;
+      if (!item.msgid.empty()) by_msgid_.emplace(item.msgid, &item);
+      if (!known_.msgids.contains(item.msgid)) by_header_.emplace(item.identity.header, &item);
+    }
+  }
+
+  // The mail that the message is a torn copy of; nullptr when it is whole, or of no inbound mail.
+  const InboundItem* Find(size_t header) const {
+    if (by_msgid_.empty() && by_header_.empty()) return nullptr;
+    const auto line = known_.numbers.find(model_.headers[header].number);
+    if (line == known_.numbers.end()) return FindUnsigned(header);
+    const auto item = by_msgid_.find(line->second);
+    if (item == by_msgid_.end() || !stored_.Read(header)) return nullptr;
+    const Identity identity = IdentityOfStored(stored_.record, stored_.Body());
+    const Identity& whole = item->second->identity;
+    // Without its origin it may be a message of our own that has come back; it then has another text there.
+    const bool torn =
+        model_.headers[header].inbound || (identity.header == whole.header && identity.body == whole.body);
+    return torn && identity.whole != whole.whole ? item->second : nullptr;
+  }
+
+ private:
+  const InboundItem* FindUnsigned(size_t header) const {
+    if (by_header_.empty() || !model_.headers[header].inbound || !stored_.Read(header)) return nullptr;
+    const Identity identity = IdentityOfStored(stored_.record, stored_.Body());
+    const auto item = by_header_.find(identity.header);
+    return item != by_header_.end() && item->second->identity.whole != identity.whole ? item->second : nullptr;
+  }
+
+  Known known_;
+  mutable StoredMessages stored_;
+  const BaseModel& model_;
+  std::unordered_map<std::string_view, const InboundItem*> by_msgid_;
+  std::unordered_map<std::string_view, const InboundItem*> by_header_;  // of those without a SIG line
+};
 
 bool BelongsTo(const OutboundItem& item, const HeaderModel& header, const ConferenceEntry& entry) {
   return item.netmail == header.netmail && (item.netmail || item.area == entry.NetIDName);
@@ -92,29 +155,48 @@ bool BelongsTo(const OutboundItem& item, const HeaderModel& header, const Confer
 MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail) {
   MissingLines missing;
   const Known known(model);
-  const auto items = UnknownItems(model, known, mail);
-  if (items.empty()) return missing;
+  const NewItems items(model, known, mail);
+  if (items.with_msgid.empty() && items.without_msgid.empty()) return missing;
   StoredMessages stored(model);
   std::map<std::string, std::vector<size_t>> headers;  // by identity
-  for (const size_t header : UnsignedAtEnd(model, known)) {
-    if (stored.Read(header)) headers[IdentityOfStored(stored.record, stored.Body())].push_back(header);
+  const Unsigned unsigned_mail(model, known);
+  for (const size_t header : unsigned_mail.headers) {
+    if (items.without_msgid.empty() && header < unsigned_mail.end) continue;
+    if (stored.Read(header)) headers[IdentityOfStored(stored.record, stored.Body()).whole].push_back(header);
   }
-  for (const auto& [identity, places] : headers) {
-    const auto found = items.find(identity);
-    if (found == items.end()) continue;
+  for (auto& [identity, places] : headers) {
+    const auto without = items.without_msgid.find(identity);
+    if (without != items.without_msgid.end()) {
+      for (const size_t place : places) missing.again.push_back({place, SourceOf(*without->second.front(), mail)});
+      continue;
+    }
+    const auto found = items.with_msgid.find(identity);
+    std::erase_if(places, [&](size_t header) { return header < unsigned_mail.end; });  // no run has left those
+    if (found == items.with_msgid.end() || places.empty()) continue;
     if (places.size() > found->second.size()) {
       missing.twins.insert(missing.twins.end(), places.begin(), places.end());
       continue;
     }
     for (size_t i = 0; i < places.size(); ++i) {  // a toss stores in the order of its source
       const InboundItem& item = *found->second[i];
-      missing.lines.push_back({places[i], item.msgid, mail.sources[item.source].name});
+      missing.lines.push_back({places[i], item.msgid, SourceOf(item, mail)});
     }
   }
+  const auto by_header = [](const auto& left, const auto& right) { return left.header < right.header; };
   std::sort(missing.twins.begin(), missing.twins.end());
-  std::sort(missing.lines.begin(), missing.lines.end(),
-            [](const MissingLine& left, const MissingLine& right) { return left.header < right.header; });
+  std::sort(missing.lines.begin(), missing.lines.end(), by_header);
+  std::sort(missing.again.begin(), missing.again.end(), by_header);
   return missing;
+}
+
+std::vector<TornMessage> FindTornMessages(const BaseModel& model, const InboundMail& mail) {
+  std::vector<TornMessage> torn;
+  const TornSearch search(model, mail);
+  for (size_t i = 0; i < model.headers.size(); ++i) {
+    if (!MayBeTorn(model, model.headers[i])) continue;
+    if (const InboundItem* const item = search.Find(i)) torn.push_back({i, SourceOf(*item, mail)});
+  }
+  return torn;
 }
 
 std::vector<PendingExport> FindPendingExports(const BaseModel& model, const ConferenceEntry& entry,

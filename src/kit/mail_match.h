@@ -17,12 +17,27 @@ struct MissingLine {
   std::string source;  // the name of the file in INBOUND
 };
 
+// A message that was stored from a source that is still inbound, and that nothing can be recognised by.
+struct StoredAgain {
+  size_t header = 0;  // its place in the PTR file
+  std::string source;
+};
+
 struct MissingLines {
   std::vector<MissingLine> lines;  // in the order of their headers
   std::vector<size_t> twins;       // headers that could each be the one whose line is missing
+  std::vector<StoredAgain> again;
 };
 
 MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail);
+
+// A message of which only a part was stored, and whose source is still inbound.
+struct TornMessage {
+  size_t header = 0;  // its place in the PTR file
+  std::string source;
+};
+
+std::vector<TornMessage> FindTornMessages(const BaseModel& model, const InboundMail& mail);
 
 // A message that a bundle in OUTDIR holds and that is still unsent.
 struct PendingExport {

@@ -10,24 +10,27 @@
 
 namespace {
 
-std::string Hash(const PtrRecord& header, std::string_view body) {
+Identity Hash(const PtrRecord& header, std::string_view body) {
+  Identity identity;
   Sha256 hash;
-  for (const char* text : {header.MsgDate, header.From, header.To, header.Subj, header.OrigNetNode}) {
-    hash.AddText(text);
-  }
+  for (const char* text : {header.MsgDate, header.From, header.To, header.Subj}) hash.AddText(text);
   const char marks[] = {static_cast<char>(header.NetMail), static_cast<char>(header.Private)};
   hash.Add(marks, sizeof marks);
-  hash.AddText(body);
-  return hash.Value();
+  identity.header = hash.Value();
+  Sha256 text;
+  text.AddText(body);
+  identity.body = text.Value();
+  hash.AddText(header.OrigNetNode);
+  hash.AddText(identity.body);
+  identity.whole = hash.Value();
+  return identity;
 }
 
 }  // namespace
 
-std::string IdentityOfStored(const uint8_t* header, std::string_view body) {
-  return Hash(UnpackPtrRecord(header), body);
-}
+Identity IdentityOfStored(const uint8_t* header, std::string_view body) { return Hash(UnpackPtrRecord(header), body); }
 
-std::string IdentityOfInbound(const InboundMessage& message) {
+Identity IdentityOfInbound(const InboundMessage& message) {
   PtrRecord header;
   char date[kMessageBaseDateSize];
   ConvertFtsDate(message.dateTime, date);

@@ -7,12 +7,18 @@
 
 #include "toss/inbound_message.h"
 
+struct Identity {
+  std::string header;  // of date, names, subject and marks
+  std::string body;    // of the text
+  std::string whole;   // of both, and of the origin
+};
+
 // Of a stored message: the kPtrRecordSize bytes of its header, and its text with CR line ends as ReadMessageBody
 // returns it.
-std::string IdentityOfStored(const uint8_t* header, std::string_view body);
+Identity IdentityOfStored(const uint8_t* header, std::string_view body);
 
 // Of a message that a toss would store.
-std::string IdentityOfInbound(const InboundMessage& message);
+Identity IdentityOfInbound(const InboundMessage& message);
 
 // Of a message that a scan sends: its names, its subject, and the user's text as it is packed.
 std::string IdentityOfOutbound(std::string_view from, std::string_view to, std::string_view subject,

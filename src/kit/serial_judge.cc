@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "app/site_paths.h"
 #include "base/scan_number.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
@@ -29,7 +30,10 @@ Text ReadNumber(const std::string& text, uint32_t* number) {
 
 }  // namespace
 
-Serials::Serials(const TosserConfig& config) : path_(std::string(config.MsgDir) + "/CVOUTBOUND.SEQ") {
+Serials::Serials(const TosserConfig& config) {
+  BasePath path;
+  (void)FormatSerialPath(config.MsgDir, &path);
+  path_ = path.text;
   const FtnAddress& our = config.OurAddress;
   if (config.HaveAddress != 0) prefix_ = fmt::format("{}:{}/{} ", our.Zone, our.Net, our.Node);
   ByteBuffer content;

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "app/run_lock.h"
+#include "app/site_paths.h"
 #include "bbs/node_status.h"
 #include "platform/os.h"
 
@@ -40,12 +41,15 @@ LockHolder JudgeLock(const std::string& line, int64_t modified) {
 }
 
 void LookAtLock(const TosserConfig& config, SiteState* state) {
-  state->lock_path = std::string(config.MsgDir) + "/CVTOSS.BSY";
+  Path path;
+  if (FormatLockPath(config.MsgDir, &path) != 0) return;
+  state->lock_path = path.text;
   OsStatus status;
   if (OsStat(state->lock_path.c_str(), &status) != kOsOk) return;
   char line[192];
   ReadLockOwner(state->lock_path.c_str(), line);
   state->owner = line;
+  state->lock_modified = status.modified;
   state->holder = JudgeLock(state->owner, status.modified);
 }
 

@@ -14,7 +14,8 @@ enum class LockHolder {
 struct SiteState {
   std::string lock_path;
   LockHolder holder = LockHolder::kNobody;
-  std::string owner;  // the line in the lock
+  int64_t lock_modified = 0;  // seconds since 1970-01-01 UTC
+  std::string owner;          // the line in the lock
   bool caller = false;
   bool nodes_unknown = false;  // the node status could not be read
 

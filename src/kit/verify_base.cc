@@ -66,11 +66,9 @@ std::string TextFault(const BaseModel& model, const HeaderModel& header, const c
     return fmt::format("message #{} has its text beyond the end of the texts (records {} to {} of {})", header.number,
                        header.where, end - 1, model.DatCount());
   }
-  const auto text = model.blank_texts.begin() + static_cast<std::ptrdiff_t>(header.where);
-  const auto text_end = model.blank_texts.begin() + static_cast<std::ptrdiff_t>(end);
-  if (header.records > 1 && std::find(text, text_end, true) != text_end) {
+  if (HasLostText(model, header)) {
     *code = "blank-text";
-    return fmt::format("message #{} has lost a part of its text: a record of it is zero", header.number);
+    return fmt::format("message #{} has lost a part of its text: zero bytes stand there", header.number);
   }
   return {};
 }
@@ -88,6 +86,9 @@ void JudgeHeaders(const Judging& judging) {
     if (header.number < 1) {
       judging.Add("number-range", Severity::kDamage, model.ptr, record,
                   fmt::format("a header has the message number {}", header.number));
+    } else if (header.holed) {
+      judging.Add("holed-header", Severity::kDamage, model.ptr, record,
+                  fmt::format("the header of message #{} has lost a part: zero bytes stand there", header.number));
     } else if (const std::string fault = header.deleted ? "" : TextFault(model, header, &code); !fault.empty()) {
       judging.Add(code, Severity::kDamage, model.ptr, record, fault);
     }

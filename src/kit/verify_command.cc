@@ -2,10 +2,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "app/config.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/repair_site.h"
 #include "kit/verify_site.h"
 
 namespace {
@@ -25,7 +25,7 @@ void ShowFinding(const Finding& finding) {
   const std::string record = finding.record < 0 ? "" : fmt::format(" record {}", finding.record);
   std::string line = Coloured(ColourOf(finding.severity), fmt::format("{:<9}", SeverityWord(finding.severity)));
   line += fmt::format("{}{}: {} ({})\n", ShownName(finding.file), record, finding.text, finding.code);
-  if (!finding.repair.empty()) line += fmt::format("         repair: {}\n", finding.repair);
+  if (!finding.repair.empty()) line += fmt::format("         --repair would {}\n", finding.repair);
   Show(line);
 }
 
@@ -47,37 +47,53 @@ Json JsonOf(const Finding& finding) {
           {"repair", or_null(!finding.repair.empty(), finding.repair)}};
 }
 
-void ShowJson(const Verification& verification) {
+void ShowJson(const Verification& verification, const Repair& repair) {
   Json findings = Json::array();
   for (const Finding& finding : verification.findings) findings.push_back(JsonOf(finding));
   const Json answer = {{"sound", IsSound(verification.findings)},
                        {"unsettled", verification.unsettled.empty() ? Json() : Json(verification.unsettled)},
                        {"findings", findings},
-                       {"repaired", Json::array()},
-                       {"backup", nullptr}};
+                       {"repaired", repair.texts},
+                       {"backup", repair.backup.empty() ? Json() : Json(ShownName(repair.backup))}};
   Show(answer.dump(2) + "\n");
 }
 
-TosserConfig ReadConfig(const std::string& path) {
-  TosserConfig config;
-  if (LoadConfig(path.c_str(), &config) != 0) throw NotAnswered("the configuration cannot be used");
-  if (config.HaveConfDir == 0 || config.HaveMsgDir == 0) {
-    throw NotAnswered("the configuration names no CONFDIR or no MSGDIR");
-  }
-  return config;
+struct VerifyOptions : CommonOptions {
+  bool repair = false;
+  std::string undo;  // the directory of a backup
+};
+
+void ShowRepaired(const Repair& repair) {
+  for (const std::string& text : repair.texts) Show(Coloured(kGood, "repaired ") + text + "\n");
+  if (!repair.backup.empty()) Show("The files as they were are in " + ShownName(repair.backup) + ".\n");
 }
 
-int Verify(const CommonOptions& options) {
-  const Verification verification = VerifySite(ReadConfig(options.config));
-  options.json ? ShowJson(verification) : ShowText(verification);
-  return NeedsAttention(verification.findings) ? kNeedsAttention : kAllIsWell;
+int Verify(const VerifyOptions& options) {
+  const KitSite site = LoadKitSite(options.config);
+  if (!options.undo.empty()) UndoRepair(site, options.undo);
+  Repair repair;
+  if (options.repair) {
+    repair = RepairSite(site);
+  } else {
+    repair.left = VerifySite(site);
+  }
+  if (options.json) {
+    ShowJson(repair.left, repair);
+  } else {
+    ShowRepaired(repair);
+    ShowText(repair.left);
+  }
+  return NeedsAttention(repair.left.findings) ? kNeedsAttention : kAllIsWell;
 }
 
 }  // namespace
 
 void AddVerify(CLI::App* program, int* status) {
-  CLI::App* const command = program->add_subcommand("verify", "Is the message base sound?");
-  const auto options = std::make_shared<CommonOptions>();
+  CLI::App* const command = program->add_subcommand("verify", "Is the message base sound? With --repair: mend it");
+  const auto options = std::make_shared<VerifyOptions>();
   AddCommonOptions(command, options.get());
+  CLI::Option* const repair =
+      command->add_flag("--repair", options->repair, "Mend what can be mended; keeps a backup in MSGDIR");
+  command->add_option("--undo", options->undo, "Take a repair back")->type_name("DIRECTORY")->excludes(repair);
   command->callback([options, status] { *status = Verify(*options); });
 }

@@ -76,13 +76,20 @@ void JudgeLines(const Judging& judging, const LostLines& lost) {
   }
 }
 
-void JudgeUnsigned(const Judging& judging, const MissingLines& missing) {
+void JudgeUnsigned(const Judging& judging, const MissingLines& missing, const std::vector<TornMessage>& torn) {
   const BaseModel& model = judging.model;
   std::unordered_set<int32_t> named;
   for (const SigLine& line : model.lines) {
     if (line.has_tab && line.ended) named.insert(line.number);
   }
   std::unordered_set<size_t> reported;
+  for (const TornMessage& message : torn) {
+    reported.insert(message.header);
+    judging.Add("torn", Severity::kDamage, model.ptr, message.header,
+                fmt::format("message #{} was stored in part; its source {} is inbound",
+                            model.headers[message.header].number, ShownName(message.source)),
+                "cut it off at the end, so that it is stored again");
+  }
   for (const MissingLine& line : missing.lines) {
     reported.insert(line.header);
     judging.Add("sig-missing", Severity::kDamage, model.ptr, line.header,
@@ -97,6 +104,12 @@ void JudgeUnsigned(const Judging& judging, const MissingLines& missing) {
                 fmt::format("message #{} and others of the same text have no SIG line, and a source that is inbound "
                             "has fewer of them: which is whose cannot be told",
                             model.headers[header].number));
+  }
+  for (const StoredAgain& message : missing.again) {
+    reported.insert(message.header);
+    judging.Add("stored-again", Severity::kDamage, model.ptr, message.header,
+                fmt::format("message #{} has no MSGID, and its source {} is inbound: a toss would store it again",
+                            model.headers[message.header].number, ShownName(message.source)));
   }
   Several rest;
   for (size_t i = 0; i < model.headers.size(); ++i) {
@@ -123,8 +136,8 @@ bool LostLines::IsLost(const SigLine& line) const {
          std::binary_search(inbound_.begin(), inbound_.end(), model_.Msgid(line));
 }
 
-void JudgeSig(const BaseModel& model, const InboundMail& mail, const MissingLines& missing, Findings* findings) {
+void JudgeSig(const BaseModel& model, const InboundMail& mail, Findings* findings) {
   const Judging judging = {model, findings};
   JudgeLines(judging, LostLines(model, mail));
-  JudgeUnsigned(judging, missing);
+  JudgeUnsigned(judging, FindMissingLines(model, mail), FindTornMessages(model, mail));
 }

@@ -6,7 +6,7 @@
 #include "kit/inbound_mail.h"
 #include "kit/mail_match.h"
 
-void JudgeSig(const BaseModel& model, const InboundMail& mail, const MissingLines& missing, Findings* findings);
+void JudgeSig(const BaseModel& model, const InboundMail& mail, Findings* findings);
 
 // Whether a line names a message that was lost with its header, while its source is still inbound: a toss would drop
 // the mail as a duplicate.

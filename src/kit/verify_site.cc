@@ -4,7 +4,6 @@
 
 #include "kit/base_model.h"
 #include "kit/inbound_mail.h"
-#include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/leftovers.h"
@@ -33,7 +32,7 @@ struct Verifying {
 Findings JudgeConference(const BaseModel& model, const ConferenceEntry& entry, const Verifying& verifying) {
   Findings findings;
   JudgeBase(model, &findings);
-  JudgeSig(model, verifying.inbound, FindMissingLines(model, verifying.inbound), &findings);
+  JudgeSig(model, verifying.inbound, &findings);
   std::map<size_t, size_t> pending;  // by bundle
   for (const PendingExport& unsent : FindPendingExports(model, entry, verifying.outbound)) ++pending[unsent.bundle];
   for (const auto& [bundle, count] : pending) {
@@ -72,27 +71,13 @@ void JudgeLock(const SiteState& state, Findings* findings) {
        "remove it"});
 }
 
-std::string WhyUnread(const TableReading& reading) {
-  switch (reading.fault) {
-    case kTableNotAligned: return "is not whole conference records";
-    case kTableEmpty: return "holds no conference";
-    case kTableTooLong: return fmt::format("holds more than {} conferences", kMostConferences);
-    default: return "cannot be read";
-  }
-}
-
 }  // namespace
 
-void ReadSiteTable(const TosserConfig& config, ConferenceTable* table) {
-  const TableReading reading = ReadConferenceTable(config.ConfDir, table);
-  if (reading.fault != kTableRead) throw NotAnswered(ShownName(reading.path.text) + " " + WhyUnread(reading));
-  table->NetmailConference = ChooseNetmailConference(*table).conference;
-}
-
-Verification VerifySite(const TosserConfig& config) {
-  ConferenceTable table;
-  ReadSiteTable(config, &table);
-  const SiteState state = LookAtSite(config);
+Verification VerifySite(const KitSite& site, LockOwnership ownership) {
+  const TosserConfig& config = site.config;
+  const ConferenceTable& table = site.conferences;
+  SiteState state = LookAtSite(config);
+  if (ownership == kLockIsOurs) state.holder = LockHolder::kNobody;
   Verifying verifying = {config, ReadInboundMail(config, table), ReadOutboundMail(config), Serials(config)};
   for (const OutboundItem& item : verifying.outbound.items) verifying.serials.See(item.msgid);
 

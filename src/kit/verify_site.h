@@ -3,17 +3,16 @@
 
 #include <string>
 
-#include "app/config.h"
-#include "bbs/conference_table.h"
 #include "kit/finding.h"
+#include "kit/kit_site.h"
 
 struct Verification {
   Findings findings;
   std::string unsettled;  // why what was seen may change in the next moment; empty: it does not
 };
 
-// Reads the conference table and chooses the netmail conference as a toss does. Throws NotAnswered.
-void ReadSiteTable(const TosserConfig& config, ConferenceTable* table);
+enum LockOwnership { kLockOfOthers, kLockIsOurs };
 
-// Reads everything that a run uses. Throws NotAnswered when a file cannot be read.
-Verification VerifySite(const TosserConfig& config);
+// Reads everything that a run uses; a caller that holds the run lock says so. Throws NotAnswered when a file cannot be
+// read.
+Verification VerifySite(const KitSite& site, LockOwnership ownership = kLockOfOthers);

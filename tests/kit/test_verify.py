@@ -222,6 +222,14 @@ def twins_without_line(site):
     site.inbound("mail.pkt", Packet([A, B]))
 
 
+def stored_without_msgid(site):
+    mail = echomail("FIDO", "no name")
+    base = MessageBase(1)
+    base.store(mail, b"no name\x01")
+    site.put(base)
+    site.inbound("mail.pkt", Packet([mail]))
+
+
 def serial_of_old(site):
     site.add_config(ADDRESS)
     put(site, base_of(A), SIG=base_of(A).sig + b"2:250/10 0000000a\t1\r\n")
@@ -313,6 +321,7 @@ SITES: list[tuple[Callable, list[tuple]]] = [
     (line_of_lost_mail, [("sig-beyond", DAMAGE, SIG, 1)]),
     (stored_without_line, [("sig-missing", DAMAGE, PTR, 1)]),
     (twins_without_line, [("sig-missing-twins", DAMAGE, PTR, 1), ("sig-missing-twins", DAMAGE, PTR, 2)]),
+    (stored_without_msgid, [("stored-again", DAMAGE, PTR, 0)]),
     (serial_of_old, [("sig-twice", NOTE, SIG, 1), ("serial-behind", DAMAGE, SERIAL_FILE, None)]),
     (serial_lost, [("serial-behind", DAMAGE, SERIAL_FILE, None)]),
     (serial_of_letters, [("serial-damaged", DAMAGE, SERIAL_FILE, None)]),
@@ -460,22 +469,10 @@ def test_texts_of_mail_are_shown_without_control_bytes(ready, kit):
     assert r"'\x1B[31m\x07Θ'" in kit.json("verify", status=1)["findings"][0]["text"]
 
 
-@pytest.mark.parametrize("table, why", [(None, "cannot be read"), (b"", "holds no conference"),
-                                        (b"x", "is not whole conference records"),
-                                        (bytes(128) * 201, "holds more than 200 conferences")])
-def test_a_site_without_conferences_cannot_be_judged(site, kit, table, why):
-    if table is not None:
-        site.write("CONF/CVMCONF.DAT", table)
-    assert kit("verify", status=2).errors.endswith(f"CVMCONF.DAT {why}\n")
+def test_a_site_without_conferences_cannot_be_judged(site, kit):
+    assert kit("verify", status=2).errors.endswith("CVMCONF.DAT cannot be read\n")
 
 
 def test_a_file_that_cannot_be_read_is_no_judgement(ready, kit):
     ready.path(PTR).mkdir()
     assert kit("verify", status=2).errors == "cvkit: MSG/CVMSG01.PTR cannot be read\n"
-
-
-@pytest.mark.parametrize("config, why", [("", "the configuration names no CONFDIR or no MSGDIR"),
-                                         ("MSGDIR", "the configuration cannot be used")])
-def test_a_configuration_is_needed(ready, kit, config, why):
-    ready.config(config)
-    assert kit("verify", status=2).errors.endswith(f"cvkit: {why}\n")

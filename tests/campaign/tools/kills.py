@@ -17,7 +17,7 @@ from harness.site import LOG, Site
 from harness.target import RUNNER, environment
 
 WRITING = "openat,write,pwrite64,ftruncate,unlink,unlinkat,rename,renameat2,link,linkat,mkdir,fsync"
-TIMED = re.compile(r"BAD_\d+|[0-9a-f]{8}\.[a-z]{2}[0-9a-z](?=$|\.tmp)")
+TIMED = re.compile(r"BAD_\d+|(?<=cvkit-backup-)\d+-\d+|[0-9a-f]{8}\.[a-z]{2}[0-9a-z](?=$|\.tmp)")
 CALL = re.compile(r"(?:\d+ +)?(\w+)\((.*)\) += (.*)|(?:\d+ +)?(\w+)\((.*)\) += \?")
 LIMIT = 60
 NO_RENAME = ("-e", "inject=renameat2:error=EINVAL")
@@ -47,11 +47,16 @@ class Point:
         return f"{self.call} {self.nth} ({self.path})"
 
 
-def strace(site: Site, mode: str, *options: str) -> subprocess.Popen[bytes]:
+Mode = str | tuple[str, ...]
+"""What to run: cvtoss32 in that mode, or a program with its arguments."""
+
+
+def strace(site: Site, mode: Mode, *options: str) -> subprocess.Popen[bytes]:
     """Starts a run under strace; the calls that may write go to trace.txt in the site's parent directory."""
+    run = (str(site.program), mode) if isinstance(mode, str) else mode
     command = ["strace", "-f", "-qq", "-y", "-s", "0", "-o", str(trace_file(site)), "-e", f"trace={WRITING}", *options]
     return subprocess.Popen(
-        [*command, str(site.program), mode],
+        [*command, *run],
         cwd=site.root,
         env=environment(),
         stdin=subprocess.DEVNULL,
@@ -64,7 +69,7 @@ def trace_file(site: Site):
     return site.root.parent / "trace.txt"
 
 
-def writing_points(site: Site, mode: str, *options: str, log: bool = True) -> list[Point]:
+def writing_points(site: Site, mode: Mode, *options: str, log: bool = True) -> list[Point]:
     """Every call of a run that writes to the site, in order. With `log` off those on the run log are left out."""
     process = strace(site, mode, *options)
     _, errors = process.communicate(timeout=LIMIT)
@@ -102,7 +107,7 @@ def written_path(site: Site, call: str, arguments: str) -> str | None:
     return os.path.relpath(path, site.root) if path.startswith(f"{site.root}/") else path
 
 
-def kill_at(site: Site, mode: str, point: Point, *options: str) -> None:
+def kill_at(site: Site, mode: Mode, point: Point, *options: str) -> None:
     """Runs until that call is about to be made; there the program dies without a trace of it."""
     inject = f"inject={point.call}:signal=KILL:when={point.nth}"
     process = strace(site, mode, *options, "-e", inject)

@@ -1,0 +1,226 @@
+#include "kit/repair_base.h"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "kit/file_change.h"
+#include "kit/index_judge.h"
+#include "kit/kit_format.h"
+#include "kit/kit_output.h"
+#include "kit/mail_match.h"
+#include "kit/verify_sig.h"
+
+namespace {
+
+// A repair being planned: the base as it is, as it is to be, and what is done to it.
+struct Planning {
+  const BaseModel& old;
+  BaseModel model;  // headers, index and lines that are kept
+  BaseRepair repair;
+
+  void Say(const BaseFile& file, const std::string& what) {
+    repair.texts.push_back(ShownName(file.Path()) + ": " + what);
+  }
+};
+
+std::string Content(const BaseFile& file) { return file.exists ? ReadText(file.Path()) : std::string(); }
+
+// Which headers have no whole message.
+std::vector<bool> FindBroken(const BaseModel& model, const InboundMail& mail) {
+  std::vector<bool> broken;
+  for (const HeaderModel& header : model.headers) {
+    const bool past = int64_t{header.where} + header.records > model.DatCount();
+    broken.push_back(header.blank || header.number < 1 || (!header.deleted && (header.records == 0 || past)));
+  }
+  for (const TornMessage& message : FindTornMessages(model, mail)) broken[message.header] = true;
+  return broken;
+}
+
+// Where the headers begin behind which no live message is whole.
+size_t WholeHeaders(const BaseModel& model, const std::vector<bool>& broken) {
+  size_t end = model.headers.size();
+  while (end > 0 && (model.headers[end - 1].deleted || broken[end - 1])) --end;
+  while (end < broken.size() && !broken[end]) ++end;
+  return end;
+}
+
+// Whether the mail of all these headers is still inbound.
+bool IsAllInbound(const BaseModel& model, const InboundMail& mail) {
+  std::unordered_set<std::string_view> inbound;
+  for (const InboundItem& item : mail.items) {
+    if (item.conference == model.conference) inbound.insert(item.msgid);
+  }
+  std::unordered_map<int32_t, std::string_view> known;
+  for (const SigLine& line : model.lines) {
+    if (line.has_tab) known.emplace(line.number, model.Msgid(line));
+  }
+  return std::all_of(model.headers.begin(), model.headers.end(), [&](const HeaderModel& header) {
+    const auto line = known.find(header.number);
+    return line != known.end() && inbound.contains(line->second);
+  });
+}
+
+// Cuts off the headers at the end whose messages are lost. When no message is left, the files rather belong to
+// different times, and the operator has to decide; unless all is still inbound.
+void CutHeaders(const InboundMail& inbound, Planning* planning) {
+  const BaseModel& old = planning->old;
+  size_t kept = WholeHeaders(old, FindBroken(old, inbound));
+  if (kept == 0 && !IsAllInbound(old, inbound)) kept = old.headers.size();
+  planning->model.headers.resize(kept);
+  const size_t size = kept * kPtrRecordSize;
+  if (static_cast<int64_t>(size) == old.ptr.size) return;
+  planning->repair.ptr = Content(old.ptr).substr(0, size);
+  if (kept == old.headers.size()) planning->Say(old.ptr, "cut off a piece of a header at the end");
+  for (size_t i = kept; i < old.headers.size(); ++i) {
+    planning->Say(old.ptr,
+                  fmt::format("cut off the header of message #{}, whose message is not whole", old.headers[i].number));
+  }
+}
+
+std::unordered_set<int32_t> Numbers(const BaseModel& model) {
+  std::unordered_set<int32_t> numbers;
+  for (const HeaderModel& header : model.headers) numbers.insert(header.number);
+  return numbers;
+}
+
+// The numbers of messages that were there and are not kept: of headers that go, and of those that the index shows to
+// be lost.
+std::unordered_set<int32_t> LostNumbers(const BaseModel& old, const BaseModel& model) {
+  std::unordered_set<int32_t> lost = Numbers(old);
+  for (const IdxRecord& entry : old.index) {
+    if (!old.headers.empty() && entry.MsgNumber > old.headers.back().number) lost.insert(entry.MsgNumber);
+  }
+  for (const HeaderModel& header : model.headers) lost.erase(header.number);
+  return lost;
+}
+
+// A last line that only lacks its end: it names the last message, which no other line does.
+bool LacksItsEndOnly(const BaseModel& model, const SigLine& line) {
+  if (!line.has_tab || model.headers.empty() || model.headers.back().number != line.number) return false;
+  return std::none_of(model.lines.begin(), model.lines.end() - 1,
+                      [&line](const SigLine& other) { return other.has_tab && other.number == line.number; });
+}
+
+// Keeps the lines of messages that are there, or that the BBS has packed away.
+void KeepLines(const InboundMail& inbound, Planning* planning, std::string* text) {
+  const BaseModel& old = planning->old;
+  BaseModel& model = planning->model;
+  const LostLines lost(model, inbound);
+  const std::unordered_set<int32_t> lost_numbers = LostNumbers(old, model);
+  std::vector<SigLine> kept;
+  for (size_t i = 0; i < model.lines.size(); ++i) {
+    SigLine line = model.lines[i];
+    const size_t end = i + 1 < model.lines.size() ? model.lines[i + 1].at : old.sig_text.size();
+    std::string raw = old.sig_text.substr(line.at, end - line.at);
+    const bool last = i + 1 == model.lines.size();
+    if (last && !line.ended && LacksItsEndOnly(model, line)) {
+      raw.erase(raw.find_last_not_of('\0') + 1);
+      raw += '\n';
+      line.ended = true;
+      planning->Say(old.sig, "ended the last line");
+    }
+    const bool cut = last && !line.ended;
+    const bool of_lost_header = line.has_tab && lost_numbers.contains(line.number);
+    if (cut || of_lost_header || lost.IsLost(line)) {
+      planning->Say(old.sig, cut ? "removed the half line at the end"
+                                 : fmt::format("removed the line of lost message #{}, '{}'", line.number,
+                                               ShownMail(model.Msgid(line))));
+      continue;
+    }
+    kept.push_back(line);
+    *text += raw;
+  }
+  model.lines = std::move(kept);
+}
+
+void MarkSent(const std::vector<PendingExport>& pending, Planning* planning) {
+  if (pending.empty()) return;
+  const BaseModel& old = planning->old;
+  if (!planning->repair.ptr) planning->repair.ptr = Content(old.ptr);
+  for (const PendingExport& unsent : pending) {
+    (*planning->repair.ptr)[unsent.header * kPtrRecordSize + ptr_layout::MsgSent.at] = 1;
+    planning->Say(old.ptr,
+                  fmt::format("marked message #{} sent, which its bundle holds", old.headers[unsent.header].number));
+  }
+}
+
+void RepairLines(const ConferenceEntry& entry, const InboundMail& inbound, const OutboundMail& outbound,
+                 Planning* planning) {
+  const BaseModel& old = planning->old;
+  std::string text;
+  KeepLines(inbound, planning, &text);
+  const std::vector<PendingExport> pending = FindPendingExports(planning->model, entry, outbound);
+  MarkSent(pending, planning);
+  const auto add = [&](const std::string& msgid, size_t header, const char* line_end) {
+    const int32_t number = old.headers[header].number;
+    text += fmt::format("{}\t{}{}", msgid, number, line_end);
+    planning->Say(old.sig, fmt::format("added the line of message #{}, '{}'", number, ShownMail(msgid)));
+  };
+  for (const MissingLine& line : FindMissingLines(planning->model, inbound).lines) add(line.msgid, line.header, "\n");
+  for (const PendingExport& unsent : pending) {
+    if (!unsent.has_line) add(unsent.msgid, unsent.header, "\r\n");
+  }
+  if (text != old.sig_text) planning->repair.sig = std::move(text);
+}
+
+// The entry of a header: the one that is there if it is right, for it may be of longer names than the header has.
+std::string BuildIndex(const BaseModel& model) {
+  std::unordered_map<int32_t, const IdxRecord*> entries;
+  for (const IdxRecord& entry : model.index) entries.emplace(entry.MsgNumber, &entry);
+  std::string index;
+  for (const HeaderModel& header : model.headers) {
+    const auto found = entries.find(header.number);
+    const bool right = found != entries.end() && IsEntryOf(*found->second, header);
+    const IdxRecord entry =
+        right ? *found->second : IdxRecord{header.from.crc, header.to.crc, header.number, header.thread};
+    uint8_t bytes[kIdxRecordSize];
+    PackIdxRecord(entry, bytes);
+    index.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
+  }
+  return index;
+}
+
+void RepairIndex(Planning* planning) {
+  const BaseModel& old = planning->old;
+  const IndexJudgement index = JudgeIndex(planning->model);
+  if (index.verdict == IndexVerdict::kContradicts) {
+    planning->repair.idx = BuildIndex(planning->model);
+    planning->Say(old.idx, "built anew from the headers");
+    return;
+  }
+  const size_t entries = index.verdict == IndexVerdict::kLooseEnd ? index.entry : old.index.size();
+  const size_t size = entries * kIdxRecordSize;
+  if (static_cast<int64_t>(size) == old.idx.size) return;
+  planning->repair.idx = Content(old.idx).substr(0, size);
+  planning->Say(old.idx, "cut off what belongs to no header");
+}
+
+void RepairTexts(Planning* planning) {
+  const BaseModel& old = planning->old;
+  int64_t covered = 0;
+  for (const HeaderModel& header : planning->model.headers) {
+    covered = std::max(covered, int64_t{header.where} + header.records);
+  }
+  const int64_t size = std::min(covered, old.DatCount()) * static_cast<int64_t>(kDatRecordSize);
+  if (size == old.dat.size) return;
+  planning->repair.dat = Content(old.dat).substr(0, static_cast<size_t>(size));
+  planning->Say(old.dat, "cut off what belongs to no header");
+}
+
+}  // namespace
+
+BaseRepair PlanBaseRepair(const BaseModel& model, const ConferenceEntry& entry, const InboundMail& inbound,
+                          const OutboundMail& outbound) {
+  Planning planning = {model, model, {}};
+  CutHeaders(inbound, &planning);
+  RepairLines(entry, inbound, outbound, &planning);
+  // More than one entry, and no header: the headers were there once, and may be found again.
+  const bool headers_lost = model.headers.empty() && model.index.size() > 1;
+  if (!headers_lost) {
+    RepairIndex(&planning);
+    RepairTexts(&planning);
+  }
+  return planning.repair;
+}

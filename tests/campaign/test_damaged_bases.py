@@ -1,0 +1,134 @@
+"""A base of which one file has lost its end: what is whole stays, what is lost is said, what is inbound comes again."""
+
+import pytest
+
+from formats.conference_table import echo
+from formats.message_base import DAT_SIZE, IDX_SIZE, PTR_SIZE, MessageBase
+from formats.packet import Packet, echomail
+from harness.kit import Kit
+from harness.scan import SERIAL_FILE
+from harness.site import Site, Snapshot
+from tools.count import rounds
+from tools.repairs import repair, without_backups
+
+BASE = {kind: f"MSG/CVMSG01.{kind}" for kind in ("PTR", "IDX", "DAT", "SIG")}
+RECORD = {"PTR": PTR_SIZE, "IDX": IDX_SIZE, "DAT": DAT_SIZE, "SIG": len("1:2/3 0\t5\n")}
+MAILS = [echomail("FIDO", f"text {n} " + "long " * n * n, msgid=f"1:2/3 {n}", sender=f"Sender {n}") for n in range(6)]
+INBOUND = 4
+"""The last two are still inbound: their toss did not end."""
+
+
+def lay(site: Site, inbound: bool) -> None:
+    """Six messages that were tossed; the source of the last two is back, or it is not."""
+    site.conferences(echo("FIDO"))
+    site.inbound("1.pkt", Packet(MAILS[:INBOUND]))
+    site.inbound("2.pkt", Packet(MAILS[INBOUND:]))
+    assert site.toss().status == 0
+    for path in site.path("IN/processed").iterdir():
+        path.unlink()
+    if inbound:
+        site.inbound("2.pkt", Packet(MAILS[INBOUND:]))
+
+
+def damages(kind: str, size: int) -> list[tuple[int, bool]]:
+    """Every length of the last two records, cut off there or filled with zeros from there."""
+    lengths = range(size - 2 * RECORD[kind], size, rounds(7, 1))
+    return [(length, zeros) for length in lengths for zeros in (False, True)]
+
+
+def contents(site: Site) -> list[tuple]:
+    """What the messages hold, but for their origins: one that is zero looks like that of a local message."""
+    base = site.message_base(1)
+    lines = [line.split(b"\t") for line in (base.sig or b"").splitlines()]
+    return [(r.number, r.sender, r.subject, base.dat[r.where * DAT_SIZE : (r.where + r.records) * DAT_SIZE],
+             [line[0] for line in lines if int(line[1]) == r.number]) for r in base.ptr]
+
+
+def ended(site: Site) -> Snapshot:
+    return {path: data for path, data in without_backups(site.snapshot("MSG")).items() if not path.endswith(".IDX")}
+
+
+@pytest.mark.parametrize("kind", BASE)
+def test_what_is_still_inbound_is_stored_again_whole(sites, count, kind):
+    site = sites.fresh()
+    lay(site, inbound=True)
+    whole = {path: site.read(path) for path in BASE.values()}
+    expected = ended(site)
+    for length, zeros in damages(kind, len(whole[BASE[kind]])):
+        for path, data in whole.items():
+            site.write(path, data)
+        data = whole[BASE[kind]]
+        site.write(BASE[kind], data[:length] + (bytes(len(data) - length) if zeros else b""))
+        site.inbound("2.pkt", Packet(MAILS[INBOUND:]))
+        assert repair(site) == [], (length, zeros)
+        assert site.run("-check").status == 0
+        assert site.toss().status == 0
+        assert ended(site) == expected, (length, zeros)
+        assert not site.path("IN/2.pkt").exists()
+        count.one()
+        for path in list(site.path("MSG").glob("cvkit-backup-*/*")):
+            path.unlink()
+
+
+@pytest.mark.parametrize("kind", BASE)
+def test_what_is_not_is_said_to_be_lost(sites, count, kind):
+    """What the repair does not say is as it was."""
+    site = sites.fresh()
+    lay(site, inbound=False)
+    whole = {path: site.read(path) for path in BASE.values()}
+    before = contents(site)
+    for length, zeros in damages(kind, len(whole[BASE[kind]])):
+        for path, data in whole.items():
+            site.write(path, data)
+        data = whole[BASE[kind]]
+        damaged = data[:length] + (bytes(len(data) - length) if zeros else b"")
+        site.write(BASE[kind], damaged)
+        answer = Kit(site)("verify", "--repair", "--json", status=None).json
+        assert site.run("-check").status == 0
+        after = contents(site)
+        if after != before:
+            assert answer["repaired"] or answer["findings"], (length, zeros)
+        records = len(damaged[:length]) // RECORD[kind]
+        if kind in ("PTR", "SIG"):
+            assert after[:records] == before[:records], (length, zeros)
+        elif kind == "DAT":
+            kept = [message for message in before if data.find(message[3]) + len(message[3]) <= length]
+            assert after[: len(kept)] == kept, (length, zeros)
+        else:
+            assert after == before
+        count.one()
+        for path in list(site.path("MSG").glob("cvkit-backup-*/*")):
+            path.unlink()
+
+
+@pytest.mark.parametrize("kind", ["IDX", "SIG"])
+def test_a_file_that_is_lost_is_named(sites, kind):
+    site = sites.fresh()
+    lay(site, inbound=True)
+    expected = ended(site)
+    site.path(BASE[kind]).unlink()
+    codes = [finding["code"] for finding in Kit(site).json("verify", status=None)["findings"]]
+    assert codes == {"IDX": ["index-short"], "SIG": ["sig-missing", "sig-missing", "sig-none"]}[kind]
+    assert repair(site) == []
+    assert site.run("-check").status == 0
+    assert site.toss().status == 0
+    found = ended(site)
+    if kind == "SIG":  # the source that is gone cannot tell
+        lines = expected.pop(BASE["SIG"]).splitlines(keepends=True)
+        assert found.pop(BASE["SIG"]) == b"".join(lines[INBOUND:])
+    assert found == expected
+
+
+@pytest.mark.parametrize("text", [None, b"", b"5\n", b"many\n"])
+def test_a_serial_file_that_is_lost_older_or_damaged_is_set_to_the_serial_in_use(sites, text):
+    site = sites.fresh()
+    site.conferences(echo("FIDO"))
+    site.add_config("ADDRESS 2:250/10\n")
+    base = MessageBase(1)
+    base.add()
+    base.add_sig("2:250/10 0000000a", 1, b"\r\n")
+    site.put(base)
+    if text is not None:
+        site.write(SERIAL_FILE, text)
+    assert repair(site) == []
+    assert site.read(SERIAL_FILE) == b"10\n"

@@ -1,0 +1,70 @@
+"""A scan that is killed anywhere, repaired, and run again has sent every message once; so has one whose repair was
+killed."""
+
+import re
+from collections import Counter
+
+import pytest
+
+from harness.site import Site
+from test_scan_kills import SCENES, assert_sent
+from tools.count import LONG
+from tools.kills import Point, kill_at, needs_strace, writing_points
+from tools.repairs import backups, kill_the_repair, repair, repair_points
+from tools.scan_scene import PACKET, LateScan, ScanScene, bundles, outbound_body, unsent
+from tools.sites import Sites
+
+pytestmark = needs_strace
+
+
+def killed(sites: Sites, scene: ScanScene, point: Point) -> tuple[Site, LateScan]:
+    site = sites.fresh()
+    scan = scene.lay(site)
+    kill_at(site, "-scan", point, *scene.options)
+    return site, scan
+
+
+def points_of(sites: Sites, scene: ScanScene) -> list[Point]:
+    site = sites.fresh()
+    scene.lay(site)
+    refused = {name for name in ("renameat2", "link") if f"inject={name}:" in " ".join(scene.options)}
+    return [point for point in writing_points(site, "-scan", *scene.options, log=False) if point.call not in refused]
+
+
+def assert_as_undisturbed(site: Site, scan: LateScan) -> None:
+    """Each message in exactly one bundle, marked sent, with the one SIG line that names it; nothing half done."""
+    assert site.run("-scan").status == 0
+    expected: Counter[bytes] = Counter()
+    for base, record in unsent(scan.bases):
+        expected[outbound_body(base, record)] += 1
+        numbers = [line.split(b"\t")[1] for line in site.message_base(base.conference).sig.splitlines()]
+        assert numbers.count(b"%d" % record.number) == 1
+    assert unsent([site.message_base(base.conference) for base in scan.bases]) == []
+    assert_sent(site, expected)
+    lines = [line for base in scan.bases for line in (site.message_base(base.conference).sig or b"").splitlines()]
+    sent = [re.search(rb"\x01MSGID: ([^\r]*)", message.text).group(1) for p in bundles(site) for message in p.messages]
+    assert set(sent) <= {line.split(b"\t")[0] for line in lines}
+    assert not site.path(PACKET).exists() and not list(site.path("OUT").glob("*.tmp"))
+
+
+@pytest.mark.parametrize("scene", SCENES, ids=[scene.name for scene in SCENES])
+def test_a_killed_scan_is_repaired(sites, count, scene):
+    for point in points_of(sites, scene):
+        site, scan = killed(sites, scene, point)
+        assert repair(site) == [], str(point)
+        assert_as_undisturbed(site, scan)
+        count.one()
+
+
+@pytest.mark.parametrize("scene", SCENES if LONG else SCENES[1:2], ids=lambda scene: scene.name)
+def test_a_killed_repair_of_a_scan_is_finished_by_the_next(sites, count, scene):
+    points = points_of(sites, scene)
+    for point in points[1:] if LONG else points[-4:-1]:
+        site, _ = killed(sites, scene, point)
+        for nested in repair_points(site):
+            site, scan = killed(sites, scene, point)
+            kill_the_repair(site, nested)
+            assert repair(site) == [], (str(point), str(nested))
+            assert len(backups(site)) <= 1, f"a second backup after {point} and {nested}"
+            assert_as_undisturbed(site, scan)
+            count.one()

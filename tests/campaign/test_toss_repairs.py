@@ -1,0 +1,85 @@
+"""A toss killed anywhere, repaired, and run again ends as an undisturbed one; so does one whose repair was killed."""
+
+import pytest
+
+from harness.site import Site, Snapshot
+from test_toss_kills import NAMES, elsewhere, find  # noqa: F401
+from tools.count import LONG
+from tools.kills import Point, kill_at, needs_strace, writing_points
+from tools.repairs import backups, kill_the_repair, repair, repair_points, without_backups
+from tools.toss_scene import TossScene, observed
+
+pytestmark = needs_strace
+
+UNDECIDED = "stored-again"
+
+
+def ended(site: Site, scene: TossScene) -> Snapshot:
+    """The site after its run, but for what may differ: saved packets, and how often an area is listed."""
+    found = without_backups(observed(site, scene.elsewhere))
+    listed = found.get("MSG/BADAREAS.LST")
+    if listed:
+        found["MSG/BADAREAS.LST"] = b"\n".join(sorted(set(listed.splitlines())))
+    return {path: data for path, data in found.items() if not path.startswith("IN/badmsgs/")}
+
+
+def undisturbed(site: Site, scene: TossScene) -> Snapshot:
+    scene.lay(site)
+    assert site.toss().status == 0
+    return ended(site, scene)
+
+
+def has_mail_without_msgid(scene: TossScene) -> bool:
+    return any(not mail.msgid for mail in scene.mails)
+
+
+def assert_as_undisturbed(site: Site, scene: TossScene, left: list[dict], expected: Snapshot, point: object) -> None:
+    """What the repair could not decide is mail without MSGID, and the toss stores that again."""
+    if left:
+        assert {finding["code"] for finding in left} == {UNDECIDED}, (str(point), left)
+        assert has_mail_without_msgid(scene)
+    assert site.toss().status == 0
+    if not left:
+        found = ended(site, scene)
+        assert found == expected, (str(point), {p for p in found.keys() | expected.keys()
+                                                if found.get(p) != expected.get(p)})
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_a_killed_toss_is_repaired(sites, elsewhere, count, name):
+    scene = find(name, elsewhere)
+    expected = undisturbed(sites.fresh(), scene)
+    site = sites.fresh()
+    scene.lay(site)
+    for point in writing_points(site, "-toss", *scene.options, log=LONG):
+        site = sites.fresh()
+        scene.lay(site)
+        kill_at(site, "-toss", point, *scene.options)
+        assert_as_undisturbed(site, scene, repair(site), expected, point)
+        count.one()
+
+
+def telling_points(points: list[Point]) -> list[Point]:
+    """In the short form one call of a kind on a file; the first leaves no more than an empty lock."""
+    return points[1:] if LONG else points[2::5]
+
+
+@pytest.mark.parametrize("name", NAMES if LONG else ["a new conference", "processed on another disk"])
+def test_a_killed_repair_of_a_toss_is_finished_by_the_next(sites, elsewhere, count, name):
+    scene = find(name, elsewhere)
+    expected = undisturbed(sites.fresh(), scene)
+    site = sites.fresh()
+    scene.lay(site)
+    for point in telling_points(writing_points(site, "-toss", *scene.options, log=False)):
+        site = sites.fresh()
+        scene.lay(site)
+        kill_at(site, "-toss", point, *scene.options)
+        for nested in repair_points(site):
+            site = sites.fresh()
+            scene.lay(site)
+            kill_at(site, "-toss", point, *scene.options)
+            kill_the_repair(site, nested)
+            left = repair(site)
+            assert len(backups(site)) <= 1, f"a second backup after {point} and {nested}"
+            assert_as_undisturbed(site, scene, left, expected, (str(point), str(nested)))
+            count.one()
