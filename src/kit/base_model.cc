@@ -93,7 +93,8 @@ SigLine ModelLine(const std::string& text, size_t at, size_t end) {
   line.at = at;
   line.ended = text[end - 1] == '\n';
   if (line.ended) --end;
-  if (line.ended && end > at && text[end - 1] == '\r') --end;
+  line.of_scan = line.ended && end > at && text[end - 1] == '\r';
+  if (line.of_scan) --end;
   line.size = end - at;
   const std::string piece = text.substr(at, line.size);
   const size_t tab = piece.find('\t');

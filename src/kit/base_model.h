@@ -58,7 +58,8 @@ struct SigLine {
   size_t msgid_size = 0;  // bytes before the first tab
   int32_t number = 0;     // behind the tab; 0 without one
   bool has_tab = false;
-  bool ended = false;  // by a line end
+  bool ended = false;    // by a line end
+  bool of_scan = false;  // by that of a scan, CR LF
 };
 
 struct BaseModel {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -146,6 +147,17 @@ class TornSearch {
   std::unordered_map<std::string_view, const InboundItem*> by_header_;  // of those without a SIG line
 };
 
+// The identities of messages that were sent, and whose MSGIDs nothing tells.
+std::unordered_set<std::string> SentWithoutLine(const BaseModel& model, const Known& known, StoredMessages* stored) {
+  std::unordered_set<std::string> sent;
+  for (size_t i = 0; i < model.headers.size(); ++i) {
+    const HeaderModel& header = model.headers[i];
+    if (!header.sent || header.inbound || known.numbers.contains(header.number) || !stored->Read(i)) continue;
+    sent.insert(OutboundIdentity(stored->record, stored->Body()));
+  }
+  return sent;
+}
+
 bool BelongsTo(const OutboundItem& item, const HeaderModel& header, const ConferenceEntry& entry) {
   return item.netmail == header.netmail && (item.netmail || item.area == entry.NetIDName);
 }
@@ -215,6 +227,7 @@ std::vector<PendingExport> FindPendingExports(const BaseModel& model, const Conf
     if (line != known.numbers.end()) signed_unsent.emplace(line->second, i);
   }
   if (unsent.empty()) return pending;
+  std::optional<std::unordered_set<std::string>> sent_before;  // asked for when it is needed
   for (const OutboundItem& item : mail.items) {
     const auto same = unsent.find(item.identity);
     if (same == unsent.end()) continue;
@@ -227,6 +240,8 @@ std::vector<PendingExport> FindPendingExports(const BaseModel& model, const Conf
                                     return BelongsTo(item, model.headers[header], entry);
                                   });
     if (place == places.end()) continue;
+    if (!has_line && !sent_before) sent_before = SentWithoutLine(model, known, &stored);
+    if (!has_line && sent_before->contains(item.identity)) continue;  // the bundle may be of that one
     pending.push_back({*place, item.msgid, item.bundle, has_line});
     places.erase(place);
   }

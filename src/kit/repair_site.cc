@@ -90,7 +90,7 @@ void PlanRepair(const KitSite& site, QuietSite* quiet, Backup* backup) {
   for (size_t i = 0; i < table.count; ++i) {
     quiet->Keep();
     const BaseModel model = ReadBaseModel(config.MsgDir, table.entries[i].Number);
-    for (const SigLine& line : model.lines) serials.See(model.Msgid(line));
+    serials.SeeLines(model);
     const BaseRepair repair = PlanBaseRepair(model, table.entries[i], inbound, outbound);
     AddFile(config, model.sig, repair.sig, backup);
     AddFile(config, model.ptr, repair.ptr, backup);

@@ -1,6 +1,7 @@
 #include "kit/serial_judge.h"
 
 #include <charconv>
+#include <unordered_set>
 
 #include "app/site_paths.h"
 #include "base/scan_number.h"
@@ -57,6 +58,16 @@ void Serials::See(std::string_view msgid) {
   if (ahead <= UINT32_MAX / 2 && ahead > ahead_) {
     ahead_ = ahead;
     newest_ = serial;
+  }
+}
+
+void Serials::SeeLines(const BaseModel& model) {
+  std::unordered_set<int32_t> inbound;
+  for (const HeaderModel& header : model.headers) {
+    if (header.inbound) inbound.insert(header.number);
+  }
+  for (const SigLine& line : model.lines) {
+    if (line.of_scan && !inbound.contains(line.number)) See(model.Msgid(line));
   }
 }
 

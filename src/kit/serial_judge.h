@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "app/config.h"
+#include "kit/base_model.h"
 #include "kit/finding.h"
 
 // The serial file, and the serials that have been seen in use.
@@ -15,6 +16,10 @@ class Serials {
 
   // Takes note of a MSGID, when it is one of ours.
   void See(std::string_view msgid);
+
+  // Takes note of what the lines of our own messages have. Whoever sends mail may claim any MSGID: a line that came
+  // with mail tells nothing.
+  void SeeLines(const BaseModel& model);
 
   // Adds a finding when the file is no number, or behind the serials seen.
   void Judge(Findings* findings) const;

@@ -57,7 +57,7 @@ void VerifyConference(const ConferenceEntry& entry, bool unsettled, Verifying* v
       continue;
     }
     if (!model.steady) verifying->changing = true;
-    for (const SigLine& line : model.lines) verifying->serials.See(model.Msgid(line));
+    verifying->serials.SeeLines(model);
     findings->insert(findings->end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
     return;
   }

@@ -230,15 +230,26 @@ def stored_without_msgid(site):
     site.inbound("mail.pkt", Packet([mail]))
 
 
-def serial_of_old(site):
+def own_message(site, line: bytes) -> None:
     site.add_config(ADDRESS)
-    put(site, base_of(A), SIG=base_of(A).sig + b"2:250/10 0000000a\t1\r\n")
+    base = MessageBase(1)
+    base.add(b"ours\x01")
+    put(site, base, SIG=line)
+
+
+def serial_of_old(site):
+    own_message(site, b"2:250/10 0000000a\t1\r\n")
     site.write(SERIAL_FILE, "9\n")
 
 
 def serial_lost(site):
+    own_message(site, b"2:250/10 0000000a\t1\r\n")
+
+
+def serial_claimed_by_mail(site):
     site.add_config(ADDRESS)
-    put(site, base_of(A), SIG=b"2:250/10 0000000a\t1\r\n")
+    mail = echomail("FIDO", "text", msgid="2:250/10 7000000a")
+    put(site, base_of(mail))
 
 
 def serial_of_letters(site):
@@ -322,7 +333,8 @@ SITES: list[tuple[Callable, list[tuple]]] = [
     (stored_without_line, [("sig-missing", DAMAGE, PTR, 1)]),
     (twins_without_line, [("sig-missing-twins", DAMAGE, PTR, 1), ("sig-missing-twins", DAMAGE, PTR, 2)]),
     (stored_without_msgid, [("stored-again", DAMAGE, PTR, 0)]),
-    (serial_of_old, [("sig-twice", NOTE, SIG, 1), ("serial-behind", DAMAGE, SERIAL_FILE, None)]),
+    (serial_of_old, [("serial-behind", DAMAGE, SERIAL_FILE, None)]),
+    (serial_claimed_by_mail, []),
     (serial_lost, [("serial-behind", DAMAGE, SERIAL_FILE, None)]),
     (serial_of_letters, [("serial-damaged", DAMAGE, SERIAL_FILE, None)]),
     (lock_of_the_dead, [("lock-abandoned", LEFTOVER, LOCK, None)]),
@@ -389,6 +401,15 @@ def test_a_message_written_after_the_bundle_is_not_taken_for_one_in_it(site, kit
     fido.add(b"same\x01", sent=0)
     site.put(fido)
     assert found(kit, 0) == []
+
+
+def test_a_message_is_not_taken_for_an_earlier_one_whose_line_is_lost(site, kit):
+    """The bundle may be of either; the one that is unsent would never be sent."""
+    fido = scanned(site).bases[0]
+    fido.add(b"same\x01", sent=0)
+    fido.sig = b""
+    site.put(fido)
+    assert [code for code, severity, _, _ in found(kit, 0)] == ["sig-none"]
 
 
 def test_what_tosses_and_scans_make_is_sound(site, kit):
