@@ -22,17 +22,19 @@ constexpr char kOvertaken[] = "overtaken";
 
 bool Has(const std::string& directory, const char* name) { return LookAtFile(directory + "/" + name).exists; }
 
-// "cvkit-backup-20261122-014500" in MSGDIR.
-std::string NewDirectory(const TosserConfig& config) {
+// Makes "cvkit-backup-20261122-014500" in MSGDIR; another of that second gets "-2" behind it, and so on.
+std::string MakeNewDirectory(const TosserConfig& config) {
   OsCalendar now;
   if (OsLocalTime(OsNow(), &now) != 0) throw NotAnswered("the clock shows no time");
-  return fmt::format("{}/{}{:04}{:02}{:02}-{:02}{:02}{:02}", config.MsgDir, kPrefix, now.year, now.month + 1, now.day,
-                     now.hour, now.minute, now.second);
-}
-
-void MakeDirectory(const std::string& directory) {
-  const OsResult made = OsMakeDirectory(directory.c_str());
-  if (made != kOsOk && made != kOsExists) throw NotAnswered(ShownName(directory) + " could not be made");
+  const std::string first = fmt::format("{}/{}{:04}{:02}{:02}-{:02}{:02}{:02}", config.MsgDir, kPrefix, now.year,
+                                        now.month + 1, now.day, now.hour, now.minute, now.second);
+  std::string directory = first;
+  for (int n = 2;; ++n) {
+    const OsResult made = OsMakeDirectory(directory.c_str());
+    if (made == kOsOk) return directory;
+    if (made != kOsExists) throw NotAnswered(ShownName(directory) + " could not be made: nothing was changed");
+    directory = fmt::format("{}-{}", first, n);
+  }
 }
 
 std::string In(const Backup& backup, const std::string& name) {
@@ -120,8 +122,7 @@ OpenBackup FindOpenBackup(const TosserConfig& config) {
 }
 
 void AddToBackup(const TosserConfig& config, const std::string& path, const std::string* content, Backup* backup) {
-  if (backup->directory.empty()) backup->directory = NewDirectory(config);
-  if (backup->items.empty()) MakeDirectory(backup->directory);
+  if (backup->directory.empty()) backup->directory = MakeNewDirectory(config);
   BackupItem item;
   item.path = path;
   const std::string number = fmt::format("{:03}", backup->items.size() + 1);

@@ -124,6 +124,14 @@ bool IsSteady(const BaseFile& file) {
 
 }  // namespace
 
+int64_t BaseModel::TextEnd() const {
+  int64_t end = 0;
+  for (const HeaderModel& header : headers) {
+    if (header.records != 0) end = std::max(end, int64_t{header.where} + header.records);
+  }
+  return end;
+}
+
 int32_t BaseModel::Highest() const {
   int32_t highest = 0;
   for (const HeaderModel& header : headers) highest = std::max(highest, header.number);

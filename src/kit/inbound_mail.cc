@@ -21,22 +21,26 @@ void AddItem(const PackedMessageView& packed, const ConferenceTable& table, size
 
 }  // namespace
 
+void AddInboundFile(const std::string& name, const ByteBuffer& content, const ConferenceTable& table,
+                    InboundMail* mail) {
+  if (!LooksLikePacket(content.data, content.size) && !LooksLikeZip(content.data, content.size)) return;
+  const size_t source = mail->sources.size();
+  mail->sources.push_back({name, static_cast<int64_t>(content.size)});
+  InboundMessage message;
+  EachPacket(content, [&](const uint8_t* packet, size_t size) {
+    EachMessage(packet, size, [&](const PackedMessageView& packed) { AddItem(packed, table, source, &message, mail); });
+  });
+}
+
 InboundMail ReadInboundMail(const TosserConfig& config, const ConferenceTable& table) {
   InboundMail mail;
   if (config.HaveInbound == 0) return mail;
   ByteBuffer content;
-  InboundMessage message;
   for (const std::string& name : ListNames(config.Inbound)) {
     if (SameWord(name.c_str(), "TOSSER.LOG") || !ReadSiteFile(std::string(config.Inbound) + "/" + name, &content)) {
       continue;
     }
-    if (!LooksLikePacket(content.data, content.size) && !LooksLikeZip(content.data, content.size)) continue;
-    const size_t source = mail.sources.size();
-    mail.sources.push_back({name, static_cast<int64_t>(content.size)});
-    EachPacket(content, [&](const uint8_t* packet, size_t size) {
-      EachMessage(packet, size,
-                  [&](const PackedMessageView& packed) { AddItem(packed, table, source, &message, &mail); });
-    });
+    AddInboundFile(name, content, table, &mail);
   }
   return mail;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/config.h"
+#include "base/byte_buffer.h"
 #include "bbs/conference_table.h"
 #include "kit/message_identity.h"
 
@@ -28,6 +29,10 @@ struct InboundMail {
   std::vector<InboundSource> sources;  // packets and bundles, in the order of their names
   std::vector<InboundItem> items;      // in the order in which a toss takes them; what has nowhere to go is left out
 };
+
+// Adds the mail of the file of that name, which holds these bytes; nothing when it is neither packet nor bundle.
+void AddInboundFile(const std::string& name, const ByteBuffer& content, const ConferenceTable& table,
+                    InboundMail* mail);
 
 // Reads every packet and bundle in INBOUND; nothing when the configuration names none.
 InboundMail ReadInboundMail(const TosserConfig& config, const ConferenceTable& table);

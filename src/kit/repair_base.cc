@@ -199,11 +199,7 @@ void RepairIndex(Planning* planning) {
 
 void RepairTexts(Planning* planning) {
   const BaseModel& old = planning->old;
-  int64_t covered = 0;
-  for (const HeaderModel& header : planning->model.headers) {
-    covered = std::max(covered, int64_t{header.where} + header.records);
-  }
-  const int64_t size = std::min(covered, old.DatCount()) * static_cast<int64_t>(kDatRecordSize);
+  const int64_t size = std::min(planning->model.TextEnd(), old.DatCount()) * static_cast<int64_t>(kDatRecordSize);
   if (size == old.dat.size) return;
   planning->repair.dat = Content(old.dat).substr(0, static_cast<size_t>(size));
   planning->Say(old.dat, "cut off what belongs to no header");

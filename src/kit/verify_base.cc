@@ -143,9 +143,9 @@ void JudgeTexts(const Judging& judging) {
     judging.Add("text-gap", Severity::kNote, model.dat, first_gap,
                 fmt::format("{} of text without a header between those of messages", Count(gaps, "record")));
   }
-  if (covered < model.DatCount()) {
-    judging.Add("loose-text", Severity::kLeftover, model.dat, covered,
-                fmt::format("{} of text without a header at the end", Count(model.DatCount() - covered, "record")),
+  if (const int64_t end = model.TextEnd(); end < model.DatCount()) {
+    judging.Add("loose-text", Severity::kLeftover, model.dat, end,
+                fmt::format("{} of text without a header at the end", Count(model.DatCount() - end, "record")),
                 "cut them off");
   }
   if (model.DatCount() > kMostDatRecords) {

@@ -50,11 +50,14 @@ Json JsonOf(const Finding& finding) {
 void ShowJson(const Verification& verification, const Repair& repair) {
   Json findings = Json::array();
   for (const Finding& finding : verification.findings) findings.push_back(JsonOf(finding));
+  Json backups = Json::array();
+  for (const std::string& directory : repair.change.backups) backups.push_back(ShownName(directory));
   const Json answer = {{"sound", IsSound(verification.findings)},
                        {"unsettled", verification.unsettled.empty() ? Json() : Json(verification.unsettled)},
                        {"findings", findings},
-                       {"repaired", repair.texts},
-                       {"backup", repair.backup.empty() ? Json() : Json(ShownName(repair.backup))}};
+                       {"repaired", repair.change.texts},
+                       {"backup", backups.empty() ? Json() : backups.back()},
+                       {"backups", backups}};
   Show(answer.dump(2) + "\n");
 }
 
@@ -64,13 +67,15 @@ struct VerifyOptions : CommonOptions {
 };
 
 void ShowRepaired(const Repair& repair) {
-  for (const std::string& text : repair.texts) Show(Coloured(kGood, "repaired ") + text + "\n");
-  if (!repair.backup.empty()) Show("The files as they were are in " + ShownName(repair.backup) + ".\n");
+  for (const std::string& text : repair.change.texts) Show(Coloured(kGood, "repaired ") + text + "\n");
+  for (const std::string& directory : repair.change.backups) {
+    Show("The files as they were are in " + ShownName(directory) + ".\n");
+  }
 }
 
 int Verify(const VerifyOptions& options) {
   const KitSite site = LoadKitSite(options.config);
-  if (!options.undo.empty()) UndoRepair(site, options.undo);
+  if (!options.undo.empty()) UndoChange(site.config, options.undo);
   Repair repair;
   if (options.repair) {
     repair = RepairSite(site);

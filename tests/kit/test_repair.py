@@ -88,7 +88,8 @@ def test_what_was_done_is_shown_and_listed(ready, kit):
 
 def test_what_nobody_needs_to_repair_makes_no_backup(ready, kit):
     ready.put(base_of(A))
-    assert repair(kit) == {"sound": True, "unsettled": None, "findings": [], "repaired": [], "backup": None}
+    assert repair(kit) == {"sound": True, "unsettled": None, "findings": [], "repaired": [], "backup": None,
+                                  "backups": []}
     assert backups(ready) == []
 
 

@@ -420,7 +420,8 @@ def test_what_tosses_and_scans_make_is_sound(site, kit):
                                                                      msgid=f"1:2/3 {n:08x}")]).pack())
                                    for n in range(300)]))
     assert site.toss().status == 0
-    assert kit.json("verify") == {"sound": True, "unsettled": None, "findings": [], "repaired": [], "backup": None}
+    assert kit.json("verify") == {"sound": True, "unsettled": None, "findings": [], "repaired": [], "backup": None,
+                                  "backups": []}
     assert kit("verify").text == "The message base is sound.\n"
 
 
