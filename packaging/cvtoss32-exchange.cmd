@@ -1,6 +1,6 @@
 @echo off
 rem One exchange of mail: scan what goes out, toss what came in, hand the bundles to the mailer. Started by the Task
-rem Scheduler. Keep this file in the directory of cvtoss32.exe and CVTOSS32.CFG.
+rem Scheduler. Keep this file in the directory of cvtoss32.exe, cvkit.exe and CVTOSS32.CFG.
 rem
 rem   cvtoss32-exchange.cmd [OUTDIR BOX]
 rem
@@ -8,28 +8,44 @@ rem With OUTDIR and BOX given, finished bundles are moved from OUTDIR to the mai
 rem drive: a mailer that sends whatever lies in its box must not see a bundle while it is being written.
 rem
 rem exchange.log in this directory gets one line for each failure, and whatever the program writes on standard error.
-rem exchange.mark holds the time at which the exchange at work began: one that did not end (power cut, shutdown) leaves
-rem it behind, and the next exchange reports it.
+rem exchange.mark holds the time at which the exchange at work began: one that did not end (power cut, shutdown, a run
+rem that was killed) leaves it behind. The next exchange reports it and calls cvkit verify --repair before its first run;
+rem what that says is in exchange.log. While the repair cannot be made the exchanges do nothing more: a run could store or
+rem send mail twice.
 rem
 rem The exit status is 1 when anything needs attention.
 cd /d "%~dp0"
 set STATUS=0
 set KILLED=no
+set UNREPAIRED=no
 if exist exchange.mark (
   set /p BEGUN=<exchange.mark
   call :unfinished
 )
+if %UNREPAIRED%==yes exit /b 1
 >exchange.mark echo %DATE% %TIME%
 
 rem The scan comes first: no inbound file, however large, keeps outbound mail waiting.
 call :run -scan
 call :run -toss
 if not "%~2"=="" if %KILLED%==no call :handover "%~1" "%~f2"
-del exchange.mark
+if %KILLED%==no del exchange.mark
 exit /b %STATUS%
 
 :unfinished
 call :fail "the exchange of %BEGUN% did not end"
+if not exist cvkit.exe (
+  call :fail "there is no cvkit.exe here: what that exchange left is not repaired"
+  goto :eof
+)
+cvkit.exe verify --repair >exchange.err 2>&1
+set RESULT=%ERRORLEVEL%
+for /f "usebackq delims=" %%L in ("exchange.err") do >>exchange.log echo %DATE% %TIME% cvkit: %%L
+del exchange.err
+if %RESULT%==0 goto :eof
+if %RESULT%==1 goto :eof
+set UNREPAIRED=yes
+call :fail "cvkit verify --repair failed (status %RESULT%); no run is started until it works"
 goto :eof
 
 rem Every status but 0 and 1 is that of a run which was ended from outside or crashed. SAID: it said on standard error why

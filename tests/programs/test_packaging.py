@@ -14,7 +14,9 @@ import pytest
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 PACKAGING = ROOT / "packaging"
 PROGRAM = ROOT / "build" / "release" / "cvtoss32"
+KIT = PROGRAM.with_name("cvkit")
 WINDOWS_PROGRAM = ROOT / "build" / "windows" / "cvtoss32.exe"
+WINDOWS_KIT = WINDOWS_PROGRAM.with_name("cvkit.exe")
 TIME = re.compile(r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d ")
 BUNDLE = re.compile(r"[0-9a-f]{8}\.(su|mo|tu|we|th|fr|sa)0")
 
@@ -37,11 +39,13 @@ def exchange(site, *arguments, program=PROGRAM):
                           stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=False)
 
 
-def stub(directory, **commands):
-    """Puts a program there that notes its mode in `calls` and then does what is given for the mode."""
+def stub(directory, repair="exit 0", **commands):
+    """Puts programs there that note their mode in `calls` and then do what is given for the mode."""
     cases = "".join(f"-{mode}) {command} ;;\n" for mode, command in commands.items())
-    (directory / "cvtoss32").write_text(f'#!/bin/sh\necho "$1" >>calls\ncase $1 in\n{cases}esac\n')
-    (directory / "cvtoss32").chmod(0o755)
+    for name, script in (("cvtoss32", f'echo "$1" >>calls\ncase $1 in\n{cases}esac'),
+                         ("cvkit", f'echo "$2" >>calls\n{repair}')):
+        (directory / name).write_text(f"#!/bin/sh\n{script}\n")
+        (directory / name).chmod(0o755)
 
 
 def calls(directory):
@@ -133,9 +137,11 @@ def test_after_a_run_that_was_killed_nothing_is_handed_over(tmp_path, mode):
     assert bundle.exists() and calls(tmp_path) == ["-scan", "-toss"]
     assert failures(tmp_path) == [f"cvtoss32 -{mode} was killed (status 137); this exchange hands no bundle over"]
 
+    begun = (tmp_path / "exchange.mark").read_text().strip()
     stub(tmp_path)
-    assert exchange(tmp_path, tmp_path, "OUT", "BOX", program=None).returncode == 0
-    assert not bundle.exists()
+    assert exchange(tmp_path, tmp_path, "OUT", "BOX", program=None).returncode == 1
+    assert not bundle.exists() and calls(tmp_path)[2:] == ["--repair", "-scan", "-toss"]
+    assert failures(tmp_path)[1:] == [f"the exchange of {begun} did not end"]
 
 
 def test_an_exchange_that_did_not_end_is_reported_once_and_one_at_work_is_left_alone(tmp_path):
@@ -158,9 +164,48 @@ def test_an_exchange_that_did_not_end_is_reported_once_and_one_at_work_is_left_a
     stub(tmp_path)
     assert exchange(tmp_path, program=None).returncode == 1
     assert failures(tmp_path) == [f"the exchange of {begun} did not end"]
-    assert calls(tmp_path) == ["-scan", "-toss"]
+    assert calls(tmp_path) == ["--repair", "-scan", "-toss"]
     assert exchange(tmp_path, program=None).returncode == 0
-    assert len(failures(tmp_path)) == 1
+    assert len(failures(tmp_path)) == 1 and calls(tmp_path)[3:] == ["-scan", "-toss"]
+
+
+UNFINISHED = "2026-11-21 23:05:00"
+
+
+def test_what_an_exchange_that_did_not_end_has_left_is_repaired_before_the_first_run(site):
+    shutil.copy2(KIT, site)
+    (site / "exchange.mark").write_text(f"{UNFINISHED}\n")
+    left = site / "FTN" / "OUTBOUND" / "6917f02c.su0.tmp"
+    left.write_bytes(b"PK")
+    assert exchange(site).returncode == 1
+    said = failures(site)
+    assert said[0] == f"the exchange of {UNFINISHED} did not end"
+    assert re.fullmatch(r"cvkit: repaired \S+6917f02c\.su0\.tmp: moved to the backup", said[1])
+    assert said[-1] == "cvkit: The message base is sound."
+    assert not left.exists() and runs_logged(site) == ["-scan", "-toss"]
+    assert exchange(site).returncode == 0 and failures(site) == said
+
+
+@pytest.mark.parametrize("status, calls_then, line", [
+    (1, ["--repair", "-scan", "-toss"], []),
+    (2, ["--repair"], ["cvkit verify --repair failed (status 2); no run is started until it works"]),
+])
+def test_while_a_repair_cannot_be_made_no_run_is_started(tmp_path, status, calls_then, line):
+    (tmp_path / "exchange.mark").write_text(f"{UNFINISHED}\n")
+    stub(tmp_path, repair=f"echo why >&2; exit {status}")
+    assert exchange(tmp_path, program=None).returncode == 1
+    assert calls(tmp_path) == calls_then
+    assert failures(tmp_path) == [f"the exchange of {UNFINISHED} did not end", "cvkit: why", *line]
+    assert bool((tmp_path / "exchange.mark").read_text()) == (status == 2)
+
+
+def test_without_cvkit_the_runs_do_what_they_can(tmp_path):
+    (tmp_path / "exchange.mark").write_text(f"{UNFINISHED}\n")
+    stub(tmp_path)
+    (tmp_path / "cvkit").unlink()
+    assert exchange(tmp_path, program=None).returncode == 1
+    assert calls(tmp_path) == ["-scan", "-toss"]
+    assert failures(tmp_path)[1:] == ["there is no cvkit here: what that exchange left is not repaired"]
 
 
 def test_what_cannot_be_written_beside_the_log_goes_to_standard_error(tmp_path):
@@ -251,9 +296,30 @@ def test_the_windows_exchange_keeps_what_the_program_says_on_standard_error(site
     (site / "exchange.mark").write_text("11/21/2026 11:05 PM\n")
     assert windows_exchange(site).returncode == 1
     cause = "Could not open config file: CVTOSS32.CFG"
-    assert windows_failures(site) == ["the exchange of 11/21/2026 11:05 PM did not end", f"cvtoss32 -scan: {cause}",
-                                      f"cvtoss32 -toss: {cause}"]
+    assert windows_failures(site) == ["the exchange of 11/21/2026 11:05 PM did not end",
+                                      "there is no cvkit.exe here: what that exchange left is not repaired",
+                                      f"cvtoss32 -scan: {cause}", f"cvtoss32 -toss: {cause}"]
     assert "exchange.mark" not in names_in(site)
+
+
+def test_the_windows_exchange_repairs_what_one_that_did_not_end_has_left(site):
+    shutil.copy2(WINDOWS_KIT, site)
+    (site / "exchange.mark").write_text("11/21/2026 11:05 PM\n")
+    left = site / "FTN" / "OUTBOUND" / "6917f02c.su0.tmp"
+    left.write_bytes(b"PK")
+    assert windows_exchange(site).returncode == 1
+    said = windows_failures(site)
+    assert "moved to the backup" in said[1] and said[-1] == "cvkit: The message base is sound."
+    assert not left.exists() and runs_logged(site) == ["-scan", "-toss"]
+    assert not {"exchange.mark", "exchange.err"} & set(names_in(site))
+
+    (site / "exchange.log").unlink()
+    (site / "exchange.mark").write_text("11/21/2026 11:05 PM\n")
+    (site / "CVTOSS32.CFG").unlink()
+    assert windows_exchange(site).returncode == 1
+    assert windows_failures(site)[2:] == [
+        "cvkit verify --repair failed (status 2); no run is started until it works"]
+    assert "exchange.mark" in names_in(site) and len(runs_logged(site)) == 2
 
 
 def test_the_windows_exchange_hands_nothing_over_after_a_run_that_was_killed(tmp_path):
@@ -265,6 +331,7 @@ def test_the_windows_exchange_hands_nothing_over_after_a_run_that_was_killed(tmp
                    check=True)
     assert windows_exchange(tmp_path, "OUT", "BOX", program=tmp_path / "stub.exe").returncode == 1
     assert names_in(tmp_path / "OUT") == ["6917f02d.mo3"]
+    assert "exchange.mark" in names_in(tmp_path)
     assert windows_failures(tmp_path) == [
         "cvtoss32 -scan was killed (status -1073741510); this exchange hands no bundle over"]
 
