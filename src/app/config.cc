@@ -29,12 +29,12 @@ const char* SkipBlanks(const char* text) {
   return text;
 }
 
-// A directive whose value is text, and where the value goes.
+// A directive whose value is text, and where the value is stored.
 struct TextDirective {
   const char* keyword;
   char* text;
   size_t size;  // with the NUL
-  int* have;    // nullptr where an empty text says that it was not given
+  int* have;    // nullptr for a directive that counts as missing while its text is empty
 };
 
 int StoreText(const TextDirective& directive, const char* value) {
@@ -109,7 +109,7 @@ int StoreDirective(const char* keyword, const char* value, TosserConfig* config)
   return 0;
 }
 
-// Takes one line apart; it is trimmed in place. Returns the number of errors, 0 or 1.
+// Parses one line, which is trimmed in place. Returns the number of errors, 0 or 1.
 int StoreLine(char* line, TosserConfig* config) {
   const char* text = SkipBlanks(line);
   TrimEnd(line);

@@ -1,4 +1,4 @@
-// The configuration file, CVTOSS32.CFG unless the command line names another: one directive a line.
+// The configuration file, CVTOSS32.CFG unless the command line names another: one directive per line.
 #pragma once
 
 #include "ftn/address.h"
@@ -25,7 +25,7 @@ struct TosserConfig {
   int HaveHub = 0;
 };
 
-// Reads the configuration file at `path` into `config`, which holds the defaults. Directories get their / turned into
-// \ and WORKDIR is derived when it is missing. Returns 0, or -1 after every bad line of the file has been reported on
-// standard error.
+// Reads the configuration file at `path` into `config`, which holds the defaults. Each / of a directory is replaced by
+// \, and WORKDIR is derived from CONFDIR when it is missing. Returns 0, or -1 after reporting every bad line of the
+// file on standard error.
 int LoadConfig(const char* path, TosserConfig* config);

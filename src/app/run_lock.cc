@@ -30,7 +30,8 @@ FoundLock Examine(const char* path) {
   return found;
 }
 
-// Returns kOsFailed only when the stale file is still there. One that another run has replaced meanwhile is left alone.
+// Removes a stale lock. Returns kOsFailed only when the stale file is still there; a newer lock that another run has
+// created since is left alone.
 OsResult ClearStale(const char* path, const FoundLock& found) {
   LogLine("Found a stale lock file (%.0f minutes old) -- clearing it", found.seconds / 60);
   return OsRemoveUnchanged(path, found.modified);
@@ -96,7 +97,8 @@ bool TakeLock(RunLock* lock) {
 
 enum LockSight { kOwnLock, kNoLock, kOthersLock, kUnseenLock };
 
-// Looks at what stands at the lock's path; with `touch` one's own gets a new modification time, if it can.
+// Reads the lock file and compares its owner line; with `touch` also updates the modification time of this run's own,
+// if possible.
 LockSight LookAtLock(const RunLock& lock, bool touch) {
   OsFile file;
   const OsResult opened = OsOpen(lock.path.text, touch ? kOsUpdate : kOsRead, &file);
@@ -110,7 +112,7 @@ LockSight LookAtLock(const RunLock& lock, bool touch) {
   return kOwnLock;
 }
 
-// As LookAtLock, after the lock was gone.
+// As LookAtLock, for a lock that has disappeared.
 LockSight TakeAnew(const RunLock& lock) {
   OsFile file;
   const OsResult created = OsOpen(lock.path.text, kOsCreateLock, &file);

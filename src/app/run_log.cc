@@ -12,12 +12,12 @@ namespace {
 
 constexpr size_t kProgramPathSize = 260;
 constexpr size_t kMessageSize = 1024;
-constexpr size_t kStartupMessageSize = 1024;  // enough for all but absurd arguments, which take memory of their own
+constexpr size_t kStartupMessageSize = 1024;  // a longer message, of absurd arguments, takes memory of its own
 constexpr size_t kStampSize = 64;
 
 OsFile run_log;
 
-// The directory of the running program, "." when it cannot be told.
+// The directory of the running program, "." when it is unknown.
 void ProgramDirectory(char (&directory)[kProgramPathSize]) {
   const size_t length = OsProgramPath(directory, sizeof directory);
   if (length >= 1 && length < sizeof directory) {
@@ -33,7 +33,7 @@ void ProgramDirectory(char (&directory)[kProgramPathSize]) {
 
 }  // namespace
 
-// A run logs many lines in one second: the text is made anew only when the second changes.
+// A run logs many lines in one second: the text is formatted again only when the second changes.
 const char* TimeStamp() {
   static char stamp[kStampSize];
   static int64_t stamped = -1;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr size_t kInboundPathSize = 600;  // of every path directly in INBOUND or in badmsgs
 
-// A path being put together: every message takes eight, too many for printf.
+// A path being built. Not by printf, which would be slow: every message needs eight paths.
 struct PathText {
   BasePath* path;
   size_t length = 0;

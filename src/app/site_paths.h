@@ -1,7 +1,7 @@
-// Where everything is that the product reads, writes or keeps: each path of a site is formed here and nowhere else.
+// The paths of all files that the program reads and writes; no other code forms one.
 //
 // Functions with a result return 0, or -1 when the path does not fit its buffer; the path is then empty, never cut. The
-// others have room for the longest directory that a configuration can hold.
+// others have buffers for the longest directory that a configuration can hold.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 #include "base/path.h"
 #include "platform/os.h"
 
-// MSGDIR: its path, and the directory itself while a run keeps it open. Cheap to copy; valid as long as both are.
+// MSGDIR: its path, and the directory's handle while a run keeps it open. Cheap to copy; valid as long as both are.
 struct MessageBase {
   const char* path;
   intptr_t directory = kOsNone;
@@ -31,7 +31,7 @@ int FormatBasePath(const MessageBase& base, int32_t conference, const char* kind
 int FormatSerialPath(const MessageBase& base, BasePath* path);     // CVOUTBOUND.SEQ
 int FormatOutPacketPath(const MessageBase& base, BasePath* path);  // CVOUTBOUND.PKT, while a scan publishes
 int FormatBadAreasPath(const MessageBase& base, BasePath* path);   // BADAREAS.LST
-int FormatLockPath(const char* msg_dir, Path* path);               // CVTOSS.BSY, named anew by its path at every look
+int FormatLockPath(const char* msg_dir, Path* path);               // CVTOSS.BSY; each check resolves its whole path
 
 int FormatConferencesPath(const char* conf_dir, Path* path);  // CVMCONF.DAT in CONFDIR
 int FormatNodesPath(const char* work_dir, Path* path);        // CVWHOSON.DAT in WORKDIR

@@ -1,4 +1,4 @@
-// What the program calls itself in banners, in the lock and in tear lines.
+// The version, as banners, the lock and tear lines show it.
 #pragma once
 
 constexpr char kVersion[] = "1.05";

@@ -1,12 +1,12 @@
-// Letters without regard to case: plain ASCII on every system and in every locale.
+// Comparison of letters in any case: ASCII letters only, whatever the system and its locale.
 #pragma once
 
 #include <cstddef>
 
-// The capital of a letter from a to z; every other byte as it is.
+// Returns the capital of a letter from a to z, any other byte unchanged.
 inline char UpperAscii(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
-// Turns the letters of a NUL-terminated text into capitals.
+// Converts the letters of a NUL-terminated text to capitals.
 inline void UpperText(char* text) {
   for (; *text != '\0'; ++text) *text = UpperAscii(*text);
 }

@@ -1,4 +1,4 @@
-// The one owner of raw memory: a byte array that grows and says when it cannot.
+// The only owner of raw memory: a byte array whose growth can fail.
 #pragma once
 
 #include <cstddef>
@@ -15,13 +15,13 @@ struct ByteBuffer {
   ~ByteBuffer();
 };
 
-// Makes room for `capacity` bytes in all, exactly that many when the buffer has to grow; the bytes in use are kept.
-// Returns 0, or -1 without memory (the buffer is as it was).
+// Makes the capacity at least `capacity` bytes, exactly that many when it has to grow; the bytes in use are kept.
+// Returns 0, or -1 without memory (the buffer is unchanged).
 int ReserveBytes(ByteBuffer* buffer, size_t capacity);
 
-// Appends bytes; the room at least doubles when it has to grow. Returns 0, or -1 without memory (the buffer is as it
-// was).
+// Appends bytes; the capacity at least doubles when it has to grow. Returns 0, or -1 without memory (the buffer is
+// unchanged).
 int AppendBytes(ByteBuffer* buffer, const void* from, size_t size);
 
-// Gives the memory back; the buffer is empty and can be used again.
+// Releases the memory; the buffer is empty and can be used again.
 void FreeBytes(ByteBuffer* buffer);

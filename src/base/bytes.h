@@ -43,8 +43,8 @@ inline void PutU32(uint8_t* to, uint32_t value) {
 
 inline void PutI32(uint8_t* to, int32_t value) { PutU32(to, static_cast<uint32_t>(value)); }
 
-// Reads a length-prefixed string field into `text` with its NUL. A length byte beyond the field is capped, and the
-// text is cut to what `size` holds. Returns the length of the copied text (which may hold NUL bytes).
+// Copies a length-prefixed string field into `text` and adds a NUL. A length byte beyond the field is capped, and the
+// text is cut to `size` - 1 bytes. Returns the length of the copied text (which may hold NUL bytes).
 inline size_t GetPrefixedText(const uint8_t* record, Field field, char* text, size_t size) {
   size_t length = record[field.at];
   if (length > field.width - 1) length = field.width - 1;
@@ -54,8 +54,8 @@ inline size_t GetPrefixedText(const uint8_t* record, Field field, char* text, si
   return length;
 }
 
-// Writes a NUL-terminated text into a length-prefixed string field of a record that is all zero there; a longer text
-// is cut to the field.
+// Writes a NUL-terminated text into a length-prefixed string field, whose bytes are zero before; a longer text is cut
+// to the field.
 inline void PutPrefixedText(uint8_t* record, Field field, const char* text) {
   size_t length = strlen(text);
   if (length > field.width - 1) length = field.width - 1;

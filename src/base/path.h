@@ -1,4 +1,4 @@
-// Paths built from a configured directory and a file name: whole or refused, never cut.
+// Paths built from a configured directory and a file name; one that does not fit is refused, never cut.
 #pragma once
 
 #include <cstddef>

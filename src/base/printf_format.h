@@ -1,7 +1,7 @@
-// Lets the compiler check the arguments of a printf-style function of ours against its format.
+// Makes the compiler check the arguments of a printf-style function against its format.
 #pragma once
 
-// `text` and `first` are the 1-based places of the format and of the first argument. The C99 rules hold on both
+// `text` and `first` are the positions, from 1, of the format and of the first argument. The rules of C99 apply on both
 // platforms.
 #if defined(__clang__)
 #define CVTOSS_PRINTF(text, first) __attribute__((format(printf, text, first)))

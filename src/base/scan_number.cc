@@ -12,14 +12,14 @@ void SkipWhiteSpace(const char** at) {
 
 namespace {
 
-// A number as it stands in a text: its digits without the sign.
+// A number in a text: its digits without the sign.
 struct Digits {
   const char* first;
   const char* end;
   bool negative;
 };
 
-// Skips white space and finds the number there. Returns false when there is none; else moves `*at` behind it.
+// Skips white space and finds the number after it. Returns false when there is none; else moves `*at` past it.
 bool FindDigits(const char** at, Digits* digits) {
   SkipWhiteSpace(at);
   digits->negative = **at == '-';

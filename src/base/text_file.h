@@ -1,5 +1,5 @@
-// Text files read line by line through a buffer of the caller's: the configuration, the lock's owner line, the SIG
-// file.
+// Reads text files line by line through a buffer that the caller owns: the configuration, the lock's owner line, the
+// SIG file.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 #include "platform/os.h"
 
-// What ends a text besides the end of its file. DOS editors write 0x1A behind it.
+// What ends a text besides the end of its file. DOS editors write the byte 0x1A after the text.
 enum TextEnd { kEndsWithFile, kEndsAtDosMark };
 
 struct TextFile {
@@ -20,7 +20,7 @@ struct TextFile {
   TextEnd end = kEndsWithFile;
 };
 
-// Opens the file for reading. Returns 0, or -1; what has no length, such as a pipe, counts as not to be opened.
+// Opens the file for reading. Returns 0, or -1, also for what has no length, such as a pipe.
 int OpenTextFile(const OsPlace& place, TextEnd end, TextFile* file);
 
 // Reads the next line with its line end into `size` bytes; a longer line comes in several pieces of size - 1 bytes.

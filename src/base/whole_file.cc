@@ -9,7 +9,7 @@ int ReadFile(const OsPlace& place, int64_t limit, ByteBuffer* content, OsIdentit
   const int64_t length = OsSize(file);
   if (length < 0 || length > limit || static_cast<uint64_t>(length) > SIZE_MAX) return -1;
   const auto size = static_cast<size_t>(length);
-  if (size > content->capacity) FreeBytes(content);  // before it grows: what it held is not worth copying
+  if (size > content->capacity) FreeBytes(content);  // so that growing it copies nothing
   if (ReserveBytes(content, size != 0 ? size : 1) != 0) return -1;
   if (OsReadAt(file, 0, content->data, size).bytes != size) return -1;
   content->size = size;

@@ -1,5 +1,5 @@
-// The files of a conference's message base: what the file system shows of them, and whether they are sound. Nothing is
-// logged or changed here.
+// The files of a conference's message base: which are there, their sizes, and whether they are sound. Nothing is logged
+// or changed here.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 #include "bbs/file_restore.h"
 #include "bbs/ptr_scan.h"
 
-// Which files are there, how long they are, and their record counts.
+// Which files exist, their sizes and their record counts.
 struct PreflightResult {
   FileExtent ptr;
   FileExtent dat;
@@ -18,19 +18,19 @@ struct PreflightResult {
   int32_t idx_count = 0;
 };
 
-// The three files of a conference as the file system shows them.
+// The paths of a conference's three files and what their status says.
 struct MessageBaseFiles {
   BasePath ptr;
   BasePath dat;
   BasePath idx;
-  bool paths_fit = false;  // else they are empty
-  bool inspected = false;  // the status of each could be read, or it is absent
-  PreflightResult found;   // what could not be inspected counts as absent
+  bool paths_fit = false;  // else the paths are empty
+  bool inspected = false;  // the status of each file could be read, or the file is absent
+  PreflightResult found;   // a file that could not be inspected counts as absent
 };
 
 MessageBaseFiles InspectMessageBase(const MessageBase& base, int32_t conference);
 
-// What is wrong with a message base; the first that holds.
+// What is wrong with a message base; the first fault that applies.
 enum BaseFault {
   kBaseSound,
   kBasePathTooLong,
@@ -52,5 +52,5 @@ BaseFault JudgeBaseSizes(const MessageBaseFiles& files);
 // Judges the sizes and, by one ScanPtrFile over `files.ptr` with `files.found.dat_count`, the headers.
 BaseFault JudgeMessageBase(const MessageBaseFiles& files, const PtrScan& scan);
 
-// Whether so many more DAT records fit behind those that are there, as headers can address them.
+// Whether `records` more DAT records can be added to `dat_count`, so that headers can still address all of them.
 bool FitsDatRange(int64_t dat_count, uint64_t records);

@@ -18,7 +18,7 @@
 
 namespace {
 
-// DatRecords that are written at once: as many as all but very long texts take.
+// DatRecords that are written at once: enough for all but very long texts.
 constexpr size_t kRecordsAtOnce = 1024;
 
 // One of the four files: where it is, what it was before, and what is to be added.
@@ -30,7 +30,7 @@ struct AppendTarget {
   OsFile file;
 };
 
-// Everything that is decided before a file is opened.
+// All that is decided before a file is opened.
 struct AppendPlan {
   AppendTarget dat;
   AppendTarget idx;
@@ -39,7 +39,7 @@ struct AppendPlan {
   bool has_sig = false;
   int32_t number = 0;    // the new MsgNumber
   size_t records = 0;    // DatRecords of the text
-  ByteBuffer dat_bytes;  // room for the records that are written at once
+  ByteBuffer dat_bytes;  // holds the records that are written at once
   uint8_t idx_bytes[kIdxRecordSize];
   uint8_t ptr_bytes[kPtrRecordSize];
   char sig_line[kSigLineSize];
@@ -63,8 +63,8 @@ int RefuseText(int32_t c) {
   return -1;
 }
 
-// Counts the DatRecords of the text, full ones and the rest in the last, and takes memory for those that are written at
-// once. No memory is taken for a text that the DAT file has no room for.
+// Counts the DatRecords of the text, the last of which may be partly filled, and allocates those that are written at
+// once. No memory is allocated for a text that does not fit the DAT file.
 int PlanText(int32_t c, const PreflightResult& found, const NewMessage& message, AppendPlan* plan) {
   const AppendJudgement judgement = JudgeAppend(found.dat_count, message.highest, message.body_size);
   if (judgement.fault == kAppendTextTooLarge) return RefuseText(c);
@@ -95,7 +95,7 @@ void PlanRecords(int32_t c, const PreflightResult& found, const NewMessage& mess
   CopyCut(header.Subj, message.subject);
   CopyCut(header.OrigNetNode, message.origin);
   header.NetMail = message.netmail;
-  header.MsgSent = true;  // what came from the network never goes back to it
+  header.MsgSent = true;  // mail from the network is never sent back to it
   header.IsReply = threaded;
   header.IsRoot = !threaded;
   header.Private = (message.attribute & kAttributePrivate) != 0;
@@ -108,7 +108,7 @@ void PlanRecords(int32_t c, const PreflightResult& found, const NewMessage& mess
   plan->ptr.bytes = plan->ptr_bytes;
   plan->ptr.byte_count = sizeof plan->ptr_bytes;
 
-  // The checksums are over the whole names as received, not over what the header has room for.
+  // The checksums are over the whole names as received, not over what fits the header.
   const IdxRecord index = {NameCrc(message.from), NameCrc(message.to), number, header.ThreadRef};
   PackIdxRecord(index, plan->idx_bytes);
   plan->idx.bytes = plan->idx_bytes;

@@ -63,7 +63,7 @@ ConferenceEntry UnpackConference(const uint8_t* record, int32_t number) {
   return entry;
 }
 
-// Reads so many records. Returns the number of the first conference that cannot be read, or 0.
+// Reads `count` records. Returns the number of the first conference that cannot be read, or 0.
 int32_t ReadRecords(const OsFile& file, size_t records, ConferenceTable* table) {
   table->count = 0;
   table->NetmailConference = kNoConference;

@@ -1,7 +1,7 @@
-// The conference table: which conferences there are, which of them the network feeds, and where netmail goes.
+// The conference table: which conferences there are, which of them are networked, and which takes inbound netmail.
 //
-// CVMCONF.DAT (format: the Corvane BBS) is a flat array of 128-byte MsgSystem records; record i describes conference
-// i + 1. The file belongs to the BBS and is only read.
+// CVMCONF.DAT (format: the Corvane BBS) is a flat array of 128-byte MsgSystem records; record i, from 0, describes
+// conference i + 1. The file belongs to the BBS and is only read.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ constexpr size_t kMostConferences = 200;
 constexpr int32_t kNoConference = -1;
 
 struct ConferenceEntry {
-  int32_t Number = 0;        // from 1, the place in the file
+  int32_t Number = 0;        // from 1, the position in the file
   char ConfName[41] = {};    // trimmed; may be empty
   char NetIDName[16] = {};   // the AREA tag, trimmed and in capitals; may be empty
   bool Routed = false;       // takes part in echomail
@@ -25,13 +25,13 @@ struct ConferenceEntry {
 struct ConferenceTable {
   ConferenceEntry entries[kMostConferences];
   size_t count = 0;
-  int32_t NetmailConference = kNoConference;  // where inbound netmail goes
+  int32_t NetmailConference = kNoConference;  // takes inbound netmail
 };
 
-// Whether this system reads and writes the conference at all.
+// Whether a toss or a scan ever reads or writes the conference.
 inline bool IsNetworked(const ConferenceEntry& entry) { return entry.Routed || entry.NetMailConf; }
 
-// Whether the tag of a routed conference can be one, and whether two routed conferences claim the same.
+// Whether the tag of a routed conference is valid, and whether two routed conferences have the same.
 bool HasUsableTag(const ConferenceEntry& entry);
 bool ClaimSameTag(const ConferenceEntry& earlier, const ConferenceEntry& entry);
 
@@ -47,10 +47,10 @@ enum TableFault {
   kTableNotClosed,
 };
 
-// What became of reading the table.
+// The result of reading the table.
 struct TableReading {
   TableFault fault = kTableRead;
-  Path path;
+  Path path;            // of the file
   int64_t records = 0;  // by the size of the file
   int32_t unread = 0;   // the number of the first conference that could not be read
 };
@@ -60,10 +60,10 @@ TableReading ReadConferenceTable(const char* conf_dir, ConferenceTable* table);
 
 enum NetmailKind {
   kNetmailNowhere,     // no conference takes netmail
-  kNetmailPrivate,     // the one that takes netmail and is not public
+  kNetmailPrivate,     // the only one that takes netmail and is not public
   kNetmailPublic,      // the only one that takes netmail, which is public
-  kNetmailTwoPrivate,  // several could be the one
-  kNetmailTwoPublic,
+  kNetmailTwoPrivate,  // several that take netmail are not public
+  kNetmailTwoPublic,   // several take netmail, and all are public
 };
 
 struct NetmailChoice {
@@ -71,7 +71,7 @@ struct NetmailChoice {
   int32_t conference = kNoConference;
 };
 
-// Chooses where inbound netmail goes; nothing is logged.
+// Chooses the conference for inbound netmail; nothing is logged.
 NetmailChoice ChooseNetmailConference(const ConferenceTable& table);
 
 // Reads CVMCONF.DAT from `conf_dir`. Returns 0, or -1 after logging why.

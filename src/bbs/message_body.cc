@@ -7,7 +7,7 @@
 
 namespace {
 
-// Moves the text bytes of the records together, to the front of the buffer. Returns how many there are.
+// Moves the text bytes of the records to the front of the buffer, without gaps. Returns how many there are.
 size_t JoinRecords(uint8_t* bytes, size_t records) {
   size_t size = 0;
   for (size_t i = 0; i < records; ++i) {

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-// The BBS looks names up by these sums, so they are a format of its own, kept apart from the checksum of ZIP files that
-// a library computes: neither changes with the other.
+// The BBS looks up names by these sums, so they are part of its file format, and are not computed by the library that
+// computes those of ZIP files: neither changes with the other.
 //
-// The CRC-32 (reflected polynomial 0xEDB88320, as in ZIP) of a NUL-terminated name, case and blanks as they are; 0 for
-// an empty name.
+// Returns the CRC-32 (reflected polynomial 0xEDB88320, as in ZIP) of a NUL-terminated name, case and blanks unchanged;
+// 0 for an empty name.
 uint32_t NameCrc(const char* name);

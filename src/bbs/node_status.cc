@@ -104,7 +104,7 @@ bool WaitForIdleNodes(const char* work_dir, RunLock* lock) {
       LogLine("Aborting: unable to verify that Corvane nodes are free");
       return false;
     }
-    // Kept signed, so that the line reads as it always has: 65534 is shown as -2.
+    // Shown as a signed number, 65534 as -2, for the line has always been like that.
     const int user = static_cast<int16_t>(status.UserNo);
     if (elapsed >= kLongestWaitSeconds) {
       LogLine("Aborting: node %d remained in use by UserNo %d (Mode=0x%02X) for %d minutes", status.node, user,

@@ -1,7 +1,7 @@
-// The node status file: is anybody on the BBS?
+// The node status file, which says whether a user is on the BBS.
 //
-// CVWHOSON.DAT (format: the Corvane BBS) is a flat array of 6-byte records, node 1 first. The BBS changes it at any
-// moment: it is opened afresh for each reading and never held open.
+// CVWHOSON.DAT (format: the Corvane BBS) is a flat array of 6-byte records, node 1 first. The BBS may change it at any
+// moment: it is opened for each reading and never kept open.
 #pragma once
 
 #include <cstdint>
@@ -23,19 +23,19 @@ struct NodeStatus {
   int32_t count = 0;        // how many nodes there are
   int32_t node = 0;         // the first busy node, from 1; 0 for none
   uint16_t UserNo = 65535;  // who is on it
-  uint8_t Mode = 0;         // what they do, only reported
+  uint8_t Mode = 0;         // what that user does, only reported
   NodeFault fault = kNodesRead;
   Path path;  // of the file
 };
 
 enum NodeState { kNodesIdle, kNodeBusy, kNodesUnknown };
 
-// Reads the file in `work_dir` once; nothing is logged. When the state could not be told the fault says why.
+// Reads the file in `work_dir` once; nothing is logged. When the state is unknown the fault says why.
 NodeState ReadNodeStatus(const char* work_dir, NodeStatus* status);
 
-// Logs why the state could not be told; of a failed close nothing is said.
+// Logs why the state is unknown; a failed close is not logged.
 void ReportNodeFault(const NodeStatus& status);
 
-// Waits up to five minutes until all nodes are idle, and renews the lock after each pause. Returns whether it is safe
-// to go on; if not, the reason has been logged.
+// Waits up to five minutes until all nodes are idle, and renews the lock after each pause. Returns whether the run may
+// go on; if not, the reason has been logged.
 bool WaitForIdleNodes(const char* work_dir, RunLock* lock);

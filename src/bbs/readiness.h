@@ -6,11 +6,10 @@
 #include "app/site_paths.h"
 #include "bbs/conference_table.h"
 
-// Preflights every networked conference, also after a failure, so that one run shows everything that is wrong. Returns
-// how many failed.
+// Preflights every networked conference, also after a failure, so that one run reports all faults. Returns how many
+// failed.
 int PreflightAll(const MessageBase& base, const ConferenceTable& table, bool verbose, RunLock* lock);
 
-// Loads and validates the conference table, waits until the BBS is idle, opens the directory of the message base (the
-// one that stands there after the wait) and preflights every networked conference. Returns 0, or -1 after logging why;
-// nothing has been changed then.
+// Loads and validates the conference table, waits until the BBS is idle, then opens the directory of the message base
+// and preflights every networked conference. Returns 0, or -1 after logging why; nothing has been changed then.
 int PrepareMessageBase(const TosserConfig& config, RunLock* lock, ConferenceTable* table, OsDirectory* directory);

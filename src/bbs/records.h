@@ -1,8 +1,8 @@
 // The fixed-size records of a conference's message base (format: the Corvane BBS).
 //
-// A conference nn keeps its messages in three flat files without headers: CVMSGnn.PTR holds one PtrRecord a message in
-// the order they were added, CVMSGnn.IDX an IdxRecord for each of the first of them, CVMSGnn.DAT the text in
-// DatRecords. All integers are little-endian; a text field is a length byte and the text, zero-filled, without NUL.
+// A conference nn has three flat files without headers: CVMSGnn.PTR has one PtrRecord per message in the order they
+// were added, CVMSGnn.IDX an IdxRecord for each of the first of them, CVMSGnn.DAT the texts in DatRecords. All integers
+// are little-endian; a text field is a length byte and the text, zero-filled, without NUL.
 #pragma once
 
 #include <cstddef>
@@ -66,7 +66,7 @@ constexpr size_t kIdxRecordSize = idx_layout::kSize;
 constexpr size_t kDatRecordSize = dat_layout::kSize;
 constexpr size_t kDatTextSize = dat_layout::text.width;
 
-// `Where` and `Records` are 16 bits wide: a DAT file holds at most so many records.
+// A DAT file has at most as many records as the 16 bits of `Where` can address.
 constexpr int64_t kMostDatRecords = 65536;
 
 // A stored line of text ends with this byte, not with CR or LF.
@@ -100,7 +100,7 @@ struct IdxRecord {
   int32_t ThreadRef = 0;
 };
 
-// What a pass over a PTR file needs of each record, all within one cache line of it.
+// The fields of a PtrRecord that a pass over the file needs, all within one cache line of it.
 struct PtrVitals {
   bool Deleted;
   uint16_t Where;
@@ -108,7 +108,7 @@ struct PtrVitals {
   int32_t MsgNumber;
 };
 
-// Takes them from a PtrRecord of kPtrRecordSize bytes.
+// Reads these fields of the PtrRecord at `from`, of kPtrRecordSize bytes.
 inline PtrVitals UnpackPtrVitals(const uint8_t* from) {
   return {from[ptr_layout::Deleted.at] != 0, GetU16(from + ptr_layout::Where.at), GetU16(from + ptr_layout::Records.at),
           GetI32(from + ptr_layout::MsgNumber.at)};

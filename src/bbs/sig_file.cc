@@ -14,7 +14,7 @@ namespace {
 // Some thousand lines: most conferences take one read.
 constexpr size_t kBlockSize = 131072;
 
-// How many of the bytes, which begin with a piece, are whole pieces.
+// Returns how many of the bytes, which begin with a piece, belong to whole pieces.
 size_t WholePieces(const char* bytes, size_t size) {
   size_t lines = size;
   while (lines != 0 && bytes[lines - 1] != '\n') --lines;
@@ -36,7 +36,7 @@ SigScan ScanSigFile(const OsPlace& place, const char* msgid, const char* reply) 
   if (OsOpen(place, kOsRead, &file) != kOsOk) return scan;
   const int64_t file_size = OsSize(file);
   char bytes[kBlockSize];
-  size_t held = 0;  // the beginning of a piece whose end is still to be read
+  size_t held = 0;  // bytes of a piece whose end has not been read yet
   for (int64_t at = 0; at < file_size;) {
     const size_t room = sizeof bytes - held;
     const size_t wanted = file_size - at < static_cast<int64_t>(room) ? static_cast<size_t>(file_size - at) : room;

@@ -1,8 +1,8 @@
 // The SIG file of a conference: which MSGID belongs to which message number.
 //
-// The message base has no place for network message identifiers, so this system keeps CVMSGnn.SIG beside it: a text
-// line "MSGID<tab>number" for every message that carried one, in the order they were stored. Lines written by the toss
-// end in LF, those of the scan in CR LF; readers take both. Several lines may name the same MSGID: the first counts.
+// The message base has no field for network message identifiers, so this system adds a file, CVMSGnn.SIG: a text line
+// "MSGID<tab>number" for every message that has one, in the order they were stored. Lines of the toss end in LF, those
+// of the scan in CR LF; readers accept both. Several lines may have the same MSGID: the first counts.
 #pragma once
 
 #include <cstddef>
@@ -18,8 +18,8 @@ constexpr size_t kSigLineSize = 160;  // the longest MSGID, a tab, a number, the
 int FormatSigPath(const MessageBase& base, int32_t conference, BasePath* path);
 
 // Looks in the SIG file at `place` for a message's own MSGID and for that of the message it replies to; an empty text
-// asks for nothing. Of a file that cannot be opened, or read to its end, what could be read counts; nothing is logged.
-// The parent may be left out when the message's own MSGID is found.
+// is not looked for. Of a file that cannot be opened, or read to its end, the part that could be read counts; nothing
+// is logged. When the message's own MSGID is found the parent may be missing from the result.
 SigScan ScanSigFile(const OsPlace& place, const char* msgid, const char* reply);
 
 constexpr size_t kFoundMsgidSize = 64;  // 63 characters and the NUL
@@ -28,7 +28,7 @@ constexpr size_t kFoundMsgidSize = 64;  // 63 characters and the NUL
 // Returns true, or false when there is none or the file cannot be read.
 bool SigFindMsgid(const MessageBase& base, int32_t conference, int32_t number, char (&msgid)[kFoundMsgidSize]);
 
-// Appends the line of one message to the SIG file of `conference`, which is created when missing; an empty MSGID adds
-// no line, a longer one than kLongestMsgid is cut. Returns 0, or -1 when any step failed (part of the line may then
-// have been written).
+// Appends the line of one message to the SIG file of `conference`, which is created when missing. An empty MSGID adds
+// no line; one longer than kLongestMsgid is cut. Returns 0, or -1 when any step failed (part of the line may then have
+// been written).
 int SigAppend(const MessageBase& base, int32_t conference, const char* msgid, int32_t number);

@@ -10,7 +10,7 @@
 
 namespace {
 
-// So many places are judged together, with vector instructions of so many bytes.
+// As many positions are examined at once as kPlaces, with vector instructions of kLanes bytes.
 constexpr ptrdiff_t kPlaces = 64;
 constexpr ptrdiff_t kLanes = 16;
 constexpr ptrdiff_t kGroups = kPlaces / kLanes;
@@ -21,7 +21,7 @@ bool IsAsked(const SigWanted& wanted) { return wanted.text[0] != '\0'; }
 // The highest of the bytes that may end a first field: NUL, tab, LF and CR.
 constexpr signed char kLastFieldEnd = '\r';
 
-// After so many lines that only seemed to begin with a text, other bytes of it are compared first.
+// After this many lines that differ from a text only in other bytes, other bytes of it are compared first.
 constexpr size_t kPatience = 8;
 
 // One piece, as text: up to its first NUL and without the line end.
@@ -59,7 +59,7 @@ struct SigPass {
   bool IsDone() const { return scan->has_msgid || (!IsAsked(*msgid) && (!IsAsked(*reply) || scan->has_parent)); }
 };
 
-// Whether the text stands whole at `piece`.
+// Whether the whole text is at `piece`.
 bool Begins(const char* piece, const char* end, SigWanted* wanted) {
   const size_t size = wanted->size;
   if (static_cast<size_t>(end - piece) < size) return false;
@@ -74,7 +74,7 @@ bool Begins(const char* piece, const char* end, SigWanted* wanted) {
   return false;
 }
 
-// Looks at the piece that begins at `piece`. Returns true when there is nothing left to look for.
+// Compares the piece that begins at `piece`. Returns true when nothing is left to look for.
 bool TryPiece(const SigPass& pass, const char* piece) {
   if (IsAsked(*pass.msgid) && Begins(piece, pass.end, pass.msgid)) {
     SigPiece copy = CopyPiece(piece, SigPieceEnd(piece, pass.end));
@@ -93,7 +93,7 @@ bool TryPiece(const SigPass& pass, const char* piece) {
   return pass.IsDone();
 }
 
-// Two bytes of a text and where they stand behind an LF, ready to be compared with many places at once.
+// Two bytes of a text and their offsets from the LF before it, in the form that is compared at many positions at once.
 struct Probe {
   Lanes bytes[2];
   ptrdiff_t at[2];
@@ -127,12 +127,12 @@ Lanes MayEnd(const char* at, const Probe& probe) {
   return (bytes >= 0) & (bytes <= kLastFieldEnd);
 }
 
-// The LFs of a group of places behind which a text may begin: all bits of their lanes are set.
+// The LFs, within kPlaces positions, after which a text may begin: all bits of their lanes are set.
 struct Candidates {
   Lanes lanes[kGroups];
 };
 
-// Looks at the lines that begin behind the candidates.
+// Compares the lines that begin after the candidates. Returns true when nothing is left to look for.
 bool TryLines(const SigPass& pass, const char* at, const Candidates& candidates) {
   uint8_t marks[kPlaces];
   memcpy(marks, candidates.lanes, sizeof marks);
@@ -147,7 +147,7 @@ bool TryLines(const SigPass& pass, const char* at, const Candidates& candidates)
   return false;
 }
 
-// The last piece that begins behind an LF from `from` to before `stop`; `from`, where a piece begins, if there is none.
+// Returns the beginning of the last line after an LF in [from, stop); `from`, where a piece begins, if there is no LF.
 const char* LastLine(const char* from, const char* stop) {
   while (stop != from && stop[-1] != '\n') --stop;
   return stop;
@@ -156,14 +156,15 @@ const char* LastLine(const char* from, const char* stop) {
 // How far a block has been searched.
 struct Walk {
   const char* at;
-  const char* line_from;  // the line at `at` begins at or behind this place, where a piece begins or an LF stands
-  const char* line_to;    // and not behind this one
+  const char* line_from;  // the line at `at` begins here or later; a piece begins here, or there is an LF
+  const char* line_to;    // and it begins here at the latest
 };
 
-// Whether the line at the walk's place may have a second piece.
+// Whether the line at the walk's position may have a second piece.
 bool IsLong(const Walk& walk) { return walk.at - walk.line_from > kSigPieceSize - kPlaces; }
 
-// Looks at the pieces, but for the first, of the line at the walk's place, and moves to the line's end.
+// Compares all pieces but the first of the line at the walk's position, and moves to the line's end. Returns true when
+// nothing is left to look for.
 bool TryLongLine(const SigPass& pass, Walk* walk) {
   const char* next = SigPieceEnd(LastLine(walk->line_from, walk->line_to), pass.end);
   for (; next != pass.end && next[-1] != '\n'; next = SigPieceEnd(next, pass.end)) {
@@ -173,8 +174,8 @@ bool TryLongLine(const SigPass& pass, Walk* walk) {
   return false;
 }
 
-// Moves on until other bytes have to be compared, until a line may be long, or until there are fewer than `needed`
-// bytes.
+// Searches until other bytes have to be compared, until a line may be long, or until fewer than `needed` bytes are
+// left. Returns true when nothing is left to look for.
 template <class... Probes>
 bool SearchPlaces(const SigPass& pass, ptrdiff_t needed, Walk* walk, const Probes&... probes) {
   Walk next = *walk;
@@ -226,7 +227,7 @@ bool SearchWanted(const SigPass& pass, Walk* walk) {
 
 }  // namespace
 
-// The last bytes tell MSGIDs apart best.
+// MSGIDs differ most often in their last bytes.
 SigWanted::SigWanted(const char* msgid)
     : text(strchr(msgid, '\t') == nullptr ? msgid : ""),
       size(strlen(text)),

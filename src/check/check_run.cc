@@ -52,8 +52,8 @@ int CheckConferences(const TosserConfig& config) {
   return issues;
 }
 
-// Whatever stands there is an issue, for no run can take the lock: one of any age (whether its owner still runs is for
-// the operator to find out), and a link that cannot be followed.
+// Any file of that name is an issue, for no run can take the lock: a lock of any age (the operator has to find out
+// whether its owner still runs), and a link that cannot be followed.
 int CheckLock(const TosserConfig& config) {
   Path path;
   OsStatus status;

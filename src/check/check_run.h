@@ -1,4 +1,4 @@
-// The -check run: would a toss or a scan be safe now? It changes nothing but the log.
+// The -check run, which reports whether a toss or a scan would be safe now. It changes nothing but the log.
 #pragma once
 
 #include "app/config.h"

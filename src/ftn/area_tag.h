@@ -1,12 +1,12 @@
-// The tag of an echomail area, as it stands behind "AREA:" (FTS-0004).
+// The tag of an echomail area, the text that follows "AREA:" (FTS-0004).
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
-// Whether the `size` bytes can be a tag: at least one, none of them a blank, a control character, a colon or DEL. Bytes
-// of 128 and above are allowed.
+// Whether the `size` bytes can be a tag: there is at least one, and none is a blank, a control character, a colon or
+// DEL. Bytes of 128 and above are allowed.
 inline bool IsAreaTag(const char* tag, size_t size) {
   return size != 0 && std::all_of(tag, tag + size, [](char c) {
            const auto byte = static_cast<uint8_t>(c);

@@ -7,8 +7,8 @@ struct Mapping {
   uint8_t byte;
 };
 
-// These rows and no others: code page 437 has more of Latin-1 (the pound sign, the sharp s), but readers of the message
-// base have always been shown "?" for them, and replies quote what was shown.
+// Code page 437 has more characters of Latin-1 (the pound sign, the sharp s) than this table. They are left out:
+// readers of the message base have always been shown "?" for them, and replies quote what was shown.
 constexpr Mapping kLatin1[] = {
     {0xA1, 0xAD}, {0xBF, 0xA8}, {0xC4, 0x8E}, {0xC5, 0x8F}, {0xC7, 0x80}, {0xC9, 0x90}, {0xD1, 0xA5}, {0xD6, 0x99},
     {0xDC, 0x9A}, {0xE0, 0x85}, {0xE2, 0x83}, {0xE4, 0x84}, {0xE5, 0x86}, {0xE7, 0x87}, {0xE8, 0x8A}, {0xE9, 0x82},
@@ -23,7 +23,7 @@ constexpr Mapping kPunctuation[] = {
 
 constexpr uint8_t kReplacement = '?';
 
-// What the bytes from 0x80 on stand for.
+// The characters of the bytes from 0x80 on.
 constexpr uint16_t kCodePoints[128] = {
     0x00C7, 0x00FC, 0x00E9, 0x00E2, 0x00E4, 0x00E0, 0x00E5, 0x00E7, 0x00EA, 0x00EB, 0x00E8, 0x00EF, 0x00EE,
     0x00EC, 0x00C4, 0x00C5, 0x00C9, 0x00E6, 0x00C6, 0x00F4, 0x00F6, 0x00F2, 0x00FB, 0x00F9, 0x00FF, 0x00D6,
@@ -50,7 +50,7 @@ uint8_t ByteOf(uint32_t code_point) {
   return code_point <= 0xFF ? Find(kLatin1, code_point) : Find(kPunctuation, code_point);
 }
 
-// How many continuation bytes follow a lead byte of 0x80 or more; -1 when it is none.
+// Returns how many continuation bytes follow a lead byte of 0x80 or more; -1 when it is no lead byte.
 int ContinuationBytes(uint8_t lead) {
   if ((lead & 0xE0) == 0xC0) return 1;
   if ((lead & 0xF0) == 0xE0) return 2;
@@ -58,7 +58,7 @@ int ContinuationBytes(uint8_t lead) {
   return -1;
 }
 
-// Decodes the sequence at `text`, which has `left` bytes. Returns its length, or 0 when it is not one.
+// Decodes the sequence at `text`, which has `left` bytes. Returns its length, or 0 when it is no valid sequence.
 size_t Decode(const uint8_t* text, size_t left, uint32_t* code_point) {
   const int continuation = ContinuationBytes(text[0]);
   if (continuation < 0 || left <= static_cast<size_t>(continuation)) return 0;

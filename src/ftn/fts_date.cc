@@ -22,7 +22,7 @@ struct FtsDate {
   int32_t second = 0;
 };
 
-// Reads a word of at most 7 characters; the rest of a longer word is left for what follows, which then fails on it.
+// Reads a word of at most 7 characters; the rest of a longer word is left, and reading the next field then fails on it.
 bool ScanMonth(const char** at, int32_t* month) {
   char word[8];
   size_t length = 0;
@@ -45,8 +45,8 @@ bool ScanFtsDate(const char* text, FtsDate* date) {
          ScanInt32(&text, &date->second);
 }
 
-// Writes two digits and the byte that follows them; returns where to go on. Every message has a date: printf would take
-// longer for it than the rest of the text does.
+// Writes two digits and the byte `next` after them. Returns the position that follows. Done without printf: every
+// message has a date, and printf would be the slowest part of converting it.
 char* PutTwoDigits(char* at, int32_t value, char next) {
   at[0] = static_cast<char>('0' + value / 10);
   at[1] = static_cast<char>('0' + value % 10);

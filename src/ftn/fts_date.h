@@ -9,8 +9,8 @@ constexpr size_t kMessageBaseDateSize = 18;  // 17 characters and the NUL
 
 constexpr size_t kFtsDateSize = 20;  // 19 characters and the NUL
 
-// Converts an FTS-0001 date text. A text that cannot be read as a date is kept: its first 17 characters are the result.
+// Converts an FTS-0001 date text. Of a text that cannot be read as a date the first 17 characters are copied.
 void ConvertFtsDate(const char* date_time, char (&converted)[kMessageBaseDateSize]);
 
-// Writes a time as FTS-0001 has it, "05 Jan 07  09:04:03".
+// Writes a time in the form of FTS-0001, "05 Jan 07  09:04:03".
 void FormatFtsDate(const OsCalendar& when, char (&date_time)[kFtsDateSize]);

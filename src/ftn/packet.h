@@ -82,7 +82,7 @@ struct PacketHeader {
   uint16_t origNet = 0;
   uint16_t destNet = 0;
   uint8_t password[kPacketPasswordSize] = {};
-  uint16_t qOrigZone = 0;  // the older place of the zones
+  uint16_t qOrigZone = 0;  // the older position of the zones
   uint16_t qDestZone = 0;
   uint16_t capWord = 0;
   uint16_t origZone = 0;

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Takes the text at `*at` and moves behind its NUL. Returns false when none follows.
+// Reads the text at `*at` and moves past its NUL. Returns false when there is no NUL.
 bool TakeText(const PacketReader& reader, size_t* at, PackedText* text) {
   const uint8_t* const start = reader.packet + *at;
   const void* const nul = memchr(start, '\0', reader.size - *at);

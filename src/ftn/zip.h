@@ -1,5 +1,5 @@
 // The records of a ZIP file (published ZIP format): the local header, which is all that the toss reads, and the central
-// directory header and end record, which the scan writes behind a bundle's one stored entry.
+// directory header and end record, which the scan writes after a bundle's one stored entry.
 #pragma once
 
 #include <cstddef>
@@ -120,14 +120,14 @@ inline ZipLocalHeader UnpackZipLocalHeader(const uint8_t* from) {
 // Writes the kZipLocalHeaderSize bytes of a local header.
 void PackZipLocalHeader(const ZipLocalHeader& header, uint8_t* to);
 
-// Writes the kZipCentralHeaderSize bytes of the central directory header of an entry whose local header stands at the
-// start of the file.
+// Writes the kZipCentralHeaderSize bytes of the central directory header of an entry whose local header is at the start
+// of the file.
 void PackZipCentralHeader(const ZipLocalHeader& header, uint8_t* to);
 
-// Writes the kZipEndRecordSize bytes that end a file of one entry: the size of its central directory and where it
-// starts, both in bytes.
+// Writes the kZipEndRecordSize bytes of the end record of a file of one entry. `directory_size` and `directory_at` are
+// the size and the offset of its central directory, in bytes.
 void PackZipEndRecord(uint32_t directory_size, uint32_t directory_at, uint8_t* to);
 
-// Time and date of day as DOS packs them: two-second steps, years from 1980.
+// Time of day and date as DOS packs them: two-second steps, years from 1980.
 uint16_t ZipDosTime(const OsCalendar& when);
 uint16_t ZipDosDate(const OsCalendar& when);

@@ -1,5 +1,5 @@
 // Walking the entries of a ZIP file that is held in memory, by its local headers from the front; the central directory
-// is never looked at. Nothing is logged or changed.
+// is never read. Nothing is logged or changed.
 #pragma once
 
 #include <cstddef>
@@ -8,16 +8,14 @@
 #include "base/byte_buffer.h"
 #include "ftn/zip.h"
 
-constexpr uint32_t kLargestEntry = 67108864;  // bytes that one entry may expand to
-
 // Whether the bytes begin with a local header's signature.
 bool LooksLikeZip(const uint8_t* bytes, size_t size);
 
-// One entry as it lies in the file.
+// One entry within the file.
 struct ZipEntryView {
   size_t offset = 0;  // of its local header in the file
   ZipLocalHeader header;
-  char name[260] = {};            // NUL-terminated, as it came, cut to the room there is
+  char name[260] = {};            // NUL-terminated, as in the file, cut to what fits
   const uint8_t* data = nullptr;  // header.compressed_size bytes
 };
 
@@ -32,21 +30,21 @@ enum ZipStep {
 struct ZipReader {
   const uint8_t* bytes;
   size_t size;    // bytes
-  size_t at = 0;  // where the next local header should stand
+  size_t at = 0;  // where the next local header should be
 };
 
-// Takes the next entry apart and moves behind it.
+// Reads the next entry and moves past it.
 ZipStep ReadZipEntry(ZipReader* reader, ZipEntryView* entry);
 
 constexpr uint32_t kLargestZipEntry = 67108864;  // bytes that one entry may expand to
 
-// How an entry's content is got at, or why it is not.
+// How an entry's content is obtained, or why it cannot be.
 enum ZipContent {
   kZipInflate,       // it is deflated
   kZipAsItLies,      // it is stored
   kZipDescriptor,    // its sizes follow the data
   kZipTooLarge,      // it expands to more than kLargestZipEntry
-  kZipUnequalSizes,  // it is stored, and has two sizes
+  kZipUnequalSizes,  // it is stored, and its two sizes differ
   kZipUnknownMethod,
 };
 
@@ -55,7 +53,7 @@ ZipContent JudgeZipEntry(const ZipLocalHeader& header);
 enum InflateResult {
   kInflated,
   kInflateNoMemory,    // for the content
-  kInflateNotStarted,  // zlib could not begin, with `code`
+  kInflateNotStarted,  // zlib could not be initialised, for the reason `code`
   kInflateIncomplete,  // bad data, or another size than declared: `code` and `produced`
 };
 
@@ -65,5 +63,6 @@ struct Inflation {
   unsigned long produced = 0;  // bytes
 };
 
-// Inflates a deflated entry, whole, into exactly the bytes that its header declares. The content is empty on failure.
+// Inflates a whole deflated entry, which must have exactly the size that its header declares. The content is empty on
+// failure.
 Inflation InflateZipEntry(const ZipEntryView& entry, ByteBuffer* content);

@@ -7,7 +7,7 @@ namespace {
 
 void TakeEntry(const ZipEntryView& entry, const std::function<void(const uint8_t*, size_t)>& take) {
   const ZipLocalHeader& header = entry.header;
-  if ((header.flags & kZipFlagDataDescriptor) != 0 || header.uncompressed_size > kLargestEntry) return;
+  if ((header.flags & kZipFlagDataDescriptor) != 0 || header.uncompressed_size > kLargestZipEntry) return;
   if (header.method == kZipStored && header.compressed_size == header.uncompressed_size) {
     if (LooksLikePacket(entry.data, header.compressed_size)) take(entry.data, header.compressed_size);
   } else if (header.method == kZipDeflated) {

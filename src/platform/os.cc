@@ -4,7 +4,7 @@
 
 namespace {
 
-// The largest piece that one call of either system takes for certain.
+// The most that one call is sure to accept on both systems.
 constexpr size_t kLargestCall = size_t{1} << 30;
 
 OsTable in_force = kOsNative;

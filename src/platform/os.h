@@ -1,24 +1,24 @@
-// The one door to the operating system.
+// The platform layer, called "the door" in this project: the only interface to the operating system.
 //
 // Files, the clock, sleeping, memory and process services go through the functions below and nowhere else. They call
 // through a table of function pointers, which a test replaces entry by entry; the shipped program never changes it.
-// os_posix.cc and os_windows.cc fill the table; the build picks one of them.
+// os_posix.cc and os_windows.cc fill the table; the build compiles one of them.
 //
-// Paths are bytes with either slash as separator. Where an entry may rightly be absent the answer has three values
-// (found, missing, failed), so that "not there" is never mistaken for "could not look".
+// Paths are bytes; both slashes separate names. Functions on what may be absent have three results (found, missing,
+// failed), so that an absent file is never confused with one that could not be examined.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
-// What the calls that deal with paths answer.
+// The result of the calls that take a path.
 enum OsResult {
   kOsOk = 0,
-  kOsMissing,        // nothing stands at that path
-  kOsExists,         // something stands there already
-  kOsDangling,       // a link stands there that cannot be followed: its file may be on a disk that is away
-  kOsUnseekable,     // a pipe or terminal stands where a file belongs: it has no positions
-  kOsUnaddressable,  // a listed name that would lead elsewhere as part of a path
+  kOsMissing,        // the path does not exist
+  kOsExists,         // the path exists already
+  kOsDangling,       // a link that cannot be followed: its target may be on a disk that is not mounted
+  kOsUnseekable,     // a pipe or terminal instead of a file: it has no positions
+  kOsUnaddressable,  // a listed name that, as part of a path, would name another file
   kOsFailed,         // any other failure
 };
 
@@ -28,19 +28,19 @@ enum OsOpenMode {
   kOsUpdate,      // existing file, read and write, contents kept
   kOsCreate,      // write, created or emptied; on POSIX systems never through a link
   kOsCreateNew,   // read and write, fails with kOsExists if anything is there
-  kOsCreateLock,  // write, fails with kOsExists if anything is there; for the owner's eyes only
+  kOsCreateLock,  // write, fails with kOsExists if anything is there; only its owner may read it
   kOsAppend,      // every write goes to the end; created when missing
   kOsAppendText,  // as kOsAppend, and "\n" is written as the platform's own line end
 };
 
-// Whether removing one file would lose another.
+// Whether removing one file would lose another; kOsNotTold when that could not be determined.
 enum OsSameness { kOsSame, kOsDifferent, kOsNotTold };
 
-// Whether the last name of a directory's path may be a link that anybody has made.
+// Whether the last name of a directory's path may be a link made by another user.
 enum OsTrust {
-  kOsTrustPath,    // the path leads where it leads
-  kOsTrustOwners,  // a link is followed only if it belongs to root or to this process's user, or if it stands in a
-                   // directory that nobody else may write in
+  kOsTrustPath,    // links are followed, whoever made them
+  kOsTrustOwners,  // a link is followed only if it belongs to root or to this process's user, or is in a directory
+                   // that no other user may write in
 };
 
 enum OsKind { kOsRegularFile, kOsDirectory, kOsOtherKind };
@@ -53,8 +53,8 @@ struct OsStatus {
   int64_t modified = 0;  // seconds since 1970-01-01 UTC
 };
 
-// What one open file was when it was looked at. A file that has taken its name since, and one that was written to
-// since, differ from it.
+// The identity of an open file at the time of the call. Another file that has its name later differs from it, and so
+// does the same file after a write.
 struct OsIdentity {
   uint64_t volume = 0;
   uint64_t file = 0;     // its number on the volume
@@ -77,13 +77,13 @@ struct OsCalendar {
 
 constexpr size_t kOsNameSize = 1024;  // room for a listed name with its NUL
 
-constexpr intptr_t kOsNone = -1;        // the handle of what is not open
-constexpr int64_t kOsNoPositions = -2;  // answer of OsTable::WriteAt: this file has no positions
+constexpr intptr_t kOsNone = -1;        // the handle of a file or directory that is not open
+constexpr int64_t kOsNoPositions = -2;  // result of OsTable::WriteAt: this file has no positions
 
-// Where a file is: at a path; or, with an open directory, under the path's last name in that directory. It is valid as
+// The location of a file: a path, or, with an open directory, the path's last name in that directory. It is valid as
 // long as its path and its directory are.
 struct OsPlace {
-  const char* path;              // whole, as messages show it
+  const char* path;              // the full path, as messages show it
   intptr_t directory = kOsNone;  // handle of an OsDirectory
 
   OsPlace(const char* whole_path) : path(whole_path) {}  // NOLINT: a path is a place
@@ -93,13 +93,13 @@ struct OsPlace {
 // A file of a request to OsSyncFiles.
 struct OsSyncItem {
   const char* name;   // in the directory of the request, without a separator
-  bool last = false;  // where files are synced one by one: its writing is not started before all others are on the disk
+  bool last = false;  // where files are synced one by one: not written out before all others are on the disk
 };
 
-// The platform's own line end, for text written through a mode that does not turn "\n" into it.
+// The platform's own line end, for text written through a mode that does not convert "\n".
 extern const char* const kOsLineEnd;
 
-// The table. Entries answer for one call of the system each; the functions below add the loops.
+// The table. Each entry makes one attempt; the functions below repeat interrupted and partial calls.
 struct OsTable {
   OsResult (*Open)(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error);
   OsResult (*Identify)(intptr_t handle, OsIdentity* identity);
@@ -143,13 +143,13 @@ struct OsTable {
   void (*SetBreakFile)(const char* path, const char* contents);
 };
 
-// The platform's own table, for a test that puts entries back.
+// The platform's own table, for a test that restores entries.
 extern const OsTable kOsNative;
 
 // The table in force.
 OsTable& OsInForce();
 
-// An open file; closed when it goes out of scope, where a failure to close would be lost: a writer calls OsClose.
+// An open file. Its destructor closes it and ignores failures, so code that has written calls OsClose instead.
 struct OsFile {
   intptr_t handle = kOsNone;
 
@@ -161,18 +161,18 @@ struct OsFile {
   bool IsOpen() const { return handle != kOsNone; }
 };
 
-// Opens the file at `place` into `file`, which is not open before. Returns kOsOk, kOsMissing, kOsExists or kOsFailed;
+// Opens the file at `place` into `file`, which must not be open. Returns kOsOk, kOsMissing, kOsExists or kOsFailed;
 // `error`, when given, receives the C library's error number of a failure.
 OsResult OsOpen(const OsPlace& place, OsOpenMode mode, OsFile* file, int* error = nullptr);
 
-// Tells what file is open. Returns kOsOk, or kOsFailed (also of what is no regular file).
+// Fills in the identity of an open file. Returns kOsOk, or kOsFailed (also for anything but a regular file).
 OsResult OsIdentify(const OsFile& file, OsIdentity* identity);
 
-// The file's length in bytes, or -1.
+// Returns the file's length in bytes, or -1.
 int64_t OsSize(const OsFile& file);
 
 struct OsReadResult {
-  size_t bytes = 0;     // how many arrived before the end of the file or the failure
+  size_t bytes = 0;     // bytes read before the end of the file or the failure
   bool failed = false;  // false: fewer bytes than asked for mean the end of the file
 };
 
@@ -192,56 +192,55 @@ int64_t OsWriteOnce(const OsFile& file, const void* from, size_t size);
 // Cuts or lengthens the file to `size` bytes. Returns 0 or -1.
 int OsSetSize(const OsFile& file, int64_t size);
 
-// The next three return when the disk says that it holds what was written, so that the loss of power cannot take it. A
-// `directory` is given by its own path; with the handle of an OsDirectory it is that directory.
+// The next three wait until the disk reports that it has stored the data, which then survives a power cut. A
+// `directory` is named by its own path, or is the OsDirectory whose handle the place has.
 
-// The bytes and the length of a file that is open for writing. Returns 0 or -1.
+// Syncs the contents and the length of a file that is open for writing. Returns 0 or -1.
 int OsSyncFile(const OsFile& file);
 
-// Files of one directory and their names, in one request: a few are synced one by one, many by one call for their whole
-// file system where there is one. An absent file is passed over; a directory that may not be read, or whose file system
+// Syncs files of one directory and their names in one request: a few one by one, many by one call for their whole file
+// system where there is such a call. An absent file is skipped; a directory that may not be read, or whose file system
 // does not sync directories, is no failure. Returns 0 or -1.
 int OsSyncFiles(const OsPlace& directory, const OsSyncItem* items, size_t count);
 
-// The names in a directory. Where that cannot be asked for, nothing is done. Returns 0 or -1.
+// Syncs the names in a directory; does nothing where the system has no such call. Returns 0 or -1.
 int OsSyncDirectory(const OsPlace& directory);
 
-// Closes the file; it is no longer open whatever the answer. Returns 0 or -1; a file that is not open answers 0.
+// Closes the file; it is no longer open whatever the result. Returns 0 or -1; 0 for a file that is not open.
 int OsClose(OsFile* file);
 
-// Sets the file's modification time to the present by the clock of the system that keeps the file. Needs a file that
-// is open for reading and writing and is not empty. Returns 0 or -1.
+// Sets the file's modification time to now, by the clock of the system that stores the file. Needs a file that is open
+// for reading and writing and is not empty. Returns 0 or -1.
 int OsTouch(const OsFile& file);
 
-// Follows links. Returns kOsOk, kOsMissing, kOsDangling or kOsFailed.
+// Reads the status of what the path leads to, links followed. Returns kOsOk, kOsMissing, kOsDangling or kOsFailed.
 OsResult OsStat(const OsPlace& place, OsStatus* status);
 
-// Whether removing `other` would lose the file at `source`: both are one entry of one directory, in whatever spelling,
-// or `source` is a link that leads to the file `other`. Hard links in two directories are two files, for each outlives
-// the other. A link may always go, unless it is `source` itself. What is absent is different from everything.
+// Whether removing `other` would lose the file at `source`: both are one entry of one directory, however spelled, or
+// `source` is a link to the file `other`. Hard links in two directories count as two files, for each survives the
+// removal of the other. Removing a link loses nothing, unless it is `source` itself. An absent file differs from any.
 OsSameness OsSameFile(const OsPlace& source, const OsPlace& other);
 
-// Removes a file, never a directory; with `only`, unless something else than that file, or a link to it, is seen there.
-// Returns kOsOk, kOsMissing or kOsFailed.
+// Removes a file, never a directory; with `only`, nothing but that file or a link to it. Returns kOsOk, kOsMissing or
+// kOsFailed.
 OsResult OsRemove(const OsPlace& place, const OsIdentity* only = nullptr);
 
-// Removes a file only while its last modification is still the given one, in seconds. Of several processes that try at
-// once through this call at most one removes it, and none removes the file that the winner has then put in its place.
-// Other programs cannot hold it up for longer than a moment. Returns kOsOk, kOsMissing (nothing is there), kOsExists
-// (it has changed) or kOsFailed.
+// Removes a file only while its modification time is still the given one, in seconds. If several processes try this at
+// once, at most one removes the file, and none removes the new file that the first then creates under its name.
+// Other programs cannot delay it noticeably. Returns kOsOk, kOsMissing, kOsExists (it has changed) or kOsFailed.
 OsResult OsRemoveUnchanged(const char* path, int64_t modified);
 
-// Moves a file, across file systems too, and never replaces one; with `only`, no other than that file, or a link to it.
-// What takes its name at the last moment is put back unless that name is taken again. Returns kOsOk, kOsExists or
-// kOsFailed (the source is still there, or what has taken its name).
+// Moves a file, across file systems too, and never replaces one; with `only`, nothing but that file or a link to it. If
+// another file took the name `from` just before the move, it is moved back unless the name is taken again. Returns
+// kOsOk, kOsExists or kOsFailed (`from` is still there, or is the other file).
 OsResult OsRename(const OsPlace& from, const OsPlace& to, const OsIdentity* only = nullptr);
 
-// Returns kOsOk, kOsExists, kOsMissing (the directory to make it in is absent) or kOsFailed.
+// Creates a directory. Returns kOsOk, kOsExists, kOsMissing (its parent directory is absent) or kOsFailed.
 OsResult OsMakeDirectory(const char* path);
 
-// A directory that is kept open, so that files directly in it are reached without a walk along its path, and are those
-// of the directory that stood at the path when it was opened. Closed when it goes out of scope. Where the system has no
-// such thing its handle is kOsNone, and each call walks.
+// An open directory: files directly in it are reached without resolving its path again, and stay those of the directory
+// that the path named when it was opened. Closed by its destructor. Where the system has no such handles it is kOsNone,
+// and each call resolves the whole path.
 struct OsDirectory {
   intptr_t handle = kOsNone;
 
@@ -251,11 +250,11 @@ struct OsDirectory {
   ~OsDirectory();
 };
 
-// Opens the directory at `path` into `directory`, which is not open before. Returns kOsOk, or another value when it
-// cannot be opened or is not to be trusted (each call on its files then walks).
+// Opens the directory at `path` into `directory`, which must not be open. Returns kOsOk, or another value when it
+// cannot be opened or is not trusted (the handle then stays kOsNone).
 OsResult OsOpenDirectory(const char* path, OsTrust trust, OsDirectory* directory);
 
-// A directory being listed; closed when it goes out of scope.
+// A directory being listed; closed by its destructor.
 struct OsList {
   void* handle = nullptr;
 
@@ -265,17 +264,17 @@ struct OsList {
   ~OsList();
 };
 
-// Returns kOsOk or another value when the directory cannot be listed.
+// Begins a listing. Returns kOsOk, or another value when the directory cannot be listed.
 OsResult OsListOpen(const char* path, OsList* list);
 
-// Copies the next name. Returns kOsOk, kOsUnaddressable (it holds a separator of paths and must not be put into one),
-// kOsMissing after the last name, or kOsFailed.
+// Copies the next name. Returns kOsOk, kOsUnaddressable (the name holds a path separator and must not be put into a
+// path), kOsMissing after the last name, or kOsFailed.
 OsResult OsListNext(OsList* list, char (&name)[kOsNameSize]);
 
-// Ends the listing; it may have ended or never begun.
+// Ends the listing; does nothing if it has ended or never begun.
 void OsListClose(OsList* list);
 
-// Memory for ByteBuffer, for libraries that ask for an allocator and for the door itself; nullptr when there is none.
+// Memory for ByteBuffer, for libraries that take an allocator and for this layer itself; nullptr when there is none.
 void* OsAllocate(size_t size);
 void* OsReallocate(void* block, size_t size);
 void OsRelease(void* block);
@@ -283,39 +282,38 @@ void OsRelease(void* block);
 // Seconds since 1970-01-01 UTC.
 int64_t OsNow();
 
-// Seconds since the machine was started; goes on while it is suspended, and is never set.
+// Seconds since the machine was started, time suspended included; unlike OsNow it is never set.
 int64_t OsUptime();
 
-// Return 0, or -1 when the time cannot be expressed.
+// Convert a time. Return 0, or -1 when it cannot be represented.
 int OsLocalTime(int64_t when, OsCalendar* calendar);
 int OsUtcTime(int64_t when, OsCalendar* calendar);
 
 // Returns after that time at the earliest, whatever signals arrive.
 void OsSleep(uint32_t milliseconds);
 
-// The number of this process, as the system's tools show it.
+// The id of this process, as the system's tools show it.
 uint32_t OsProcessId();
 
-// Whether a process of that number runs on this machine, whoever owns it. Returns kOsOk, kOsMissing or kOsFailed (it
-// cannot be told).
+// Looks for a running process on this machine, of any user. Returns kOsOk, kOsMissing or kOsFailed (unknown).
 OsResult OsFindProcess(uint32_t id);
 
 // Copies the path of the running program, NUL-terminated. Returns its length; `size` or more when it does not fit,
-// 0 when it cannot be told.
+// 0 when it is unknown.
 size_t OsProgramPath(char* path, size_t size);
 
 // Writes to the console, buffered as the C library does. Failures are ignored.
 void OsShow(OsStream stream, const char* text, size_t size);
 
-// Whether somebody may be looking: the output is neither a file nor a pipe.
+// Whether the stream is a terminal, neither a file nor a pipe.
 bool OsIsTerminal(OsStream stream);
 
 // As OsShow for UTF-8 text, which a Windows console shows whatever its code page; files and pipes get the bytes.
 void OsShowUtf8(OsStream stream, const char* text, size_t size);
 
-// Makes this process fit to run unattended: a console whose reader has gone away, a file that reaches a size limit or a
-// missing standard stream fails the call in hand, and neither ends the run in the middle of a message nor lets the
-// console's text flow into another file.
+// Prepares this process to run unattended: after a console that was closed, a file at its size limit or a missing
+// standard stream, only the call fails. Neither does the run end in the middle of a message, nor does console text get
+// into another file.
 void OsPrepareProcess();
 
 // From now on an interrupt, hang-up or termination removes the break file, if one is set, before it ends the process.

@@ -12,7 +12,7 @@ bool IsSame(const OsEntry& left, const OsEntry& right) {
 
 using Identify = OsResult (*)(const OsPlace& place, OsLinks links, OsEntry* entry);
 
-// Identifies the directory that a place's last name stands in.
+// Identifies the directory that holds a place's last name.
 OsResult IdentifyDirectory(Identify identify, const OsPlace& place, OsEntry* entry) {
   char directory[1100];
   size_t size = strlen(place.path);

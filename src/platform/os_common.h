@@ -1,4 +1,4 @@
-// The entries of the door that both systems answer alike.
+// Entries of OsTable that are the same on both systems.
 #pragma once
 
 #include <ctime>
@@ -12,7 +12,7 @@ void CommonShow(OsStream stream, const char* text, size_t size);
 
 OsCalendar CalendarOf(const tm& broken_down);
 
-// What stands under a name, as far as names of one file are told apart.
+// What a name in a directory leads to, for telling names of one file from names of two.
 struct OsEntry {
   uint64_t volume = 0;
   uint64_t file = 0;
@@ -22,7 +22,7 @@ struct OsEntry {
 
 enum OsLinks { kOsFollowLinks, kOsLinksThemselves };
 
-// OsSameFile, given how this system identifies what stands at a place; `identify` returns kOsOk, kOsMissing or
+// OsSameFile, given the function by which this system identifies a file; `identify` returns kOsOk, kOsMissing or
 // kOsFailed.
 OsSameness CommonSameFile(OsResult (*identify)(const OsPlace& place, OsLinks links, OsEntry* entry),
                           const OsPlace& source, const OsPlace& other);

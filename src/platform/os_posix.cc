@@ -1,4 +1,4 @@
-// The door's POSIX side.
+// OsTable on POSIX systems.
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -52,7 +52,7 @@ OsResult Open(const OsPlace& where, OsOpenMode mode, intptr_t* handle, int* erro
     *error = errno;
     return ResultOf(errno);
   }
-  if (mode == kOsRead || mode == kOsReadShared) {  // a directory opens for reading here; nobody wants to read one
+  if (mode == kOsRead || mode == kOsReadShared) {  // opening a directory for reading succeeds here; it is refused
     struct stat status = {};
     if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
       (void)close(descriptor);
@@ -94,7 +94,7 @@ int SetSize(intptr_t handle, int64_t size) { return ftruncate(static_cast<int>(h
 
 int Close(intptr_t handle) { return close(static_cast<int>(handle)); }
 
-// The time is the kernel's own, or the file server's.
+// The kernel's or the file server's clock sets the time.
 int Touch(intptr_t handle) { return futimens(static_cast<int>(handle), nullptr); }
 
 OsResult Stat(const OsPlace& where, OsStatus* status) {
@@ -144,8 +144,8 @@ void Sleep(uint32_t milliseconds) {
   }
 }
 
-// Locks a directory until the descriptor is closed. Another run holds such a lock for the time of two calls; one that
-// is held for longer is some other program's, and must not keep a stale lock alive.
+// Locks a directory until the descriptor is closed. Another run holds such a lock for the time of two calls only; one
+// held for longer belongs to another program, and must not keep a stale run lock from being cleared.
 void LockDirectory(int descriptor) {
   for (int tries = 0; tries < 20; ++tries) {
     if (flock(descriptor, LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK) return;
@@ -153,9 +153,9 @@ void LockDirectory(int descriptor) {
   }
 }
 
-// Whoever looks and removes holds an exclusive lock on the directory meanwhile; the kernel drops it when the process
-// dies. Where the directory cannot be locked (not readable, a network file system without locks, another program's
-// lock), looking closely has to do.
+// The check and the removal are made under an exclusive lock on the directory, which the kernel releases when the
+// process ends. Where the directory cannot be locked (not readable, a network file system without locks, another
+// program's lock), the check just before the removal is the only protection.
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
   const NativePath native(path);
   NativePath directory(path);
@@ -170,7 +170,7 @@ OsResult RemoveUnchanged(const char* path, int64_t modified) {
 OsResult MakeDirectory(const char* path) {
   const NativePath native(path);
   if (mkdir(native.text, 0777) != 0) return ResultOf(errno);
-  (void)PosixSyncDirectoryOf(path);  // what is durable in it must not be lost with it
+  (void)PosixSyncDirectoryOf(path);  // files synced in it must not be lost with its name
   return kOsOk;
 }
 
@@ -182,7 +182,7 @@ OsResult ListOpen(const char* path, void** list) {
   return *list != nullptr ? kOsOk : ResultOf(errno);
 }
 
-// No name of this system is as long as the caller's buffer.
+// Names of this system are at most 255 bytes long and fit the caller's buffer.
 OsResult ListNext(void* list, char* name, size_t size) {
   errno = 0;
   const dirent* entry = readdir(static_cast<DIR*>(list));
@@ -222,7 +222,7 @@ int UtcTime(int64_t when, OsCalendar* calendar) {
 uint32_t ProcessId() { return static_cast<uint32_t>(getpid()); }
 
 OsResult FindProcess(uint32_t id) {
-  if (id == 0 || id > INT32_MAX) return kOsMissing;  // no process has such a number, and kill takes it for a group
+  if (id == 0 || id > INT32_MAX) return kOsMissing;  // no process has such an id, and kill would take it for a group
   if (kill(static_cast<pid_t>(id), 0) == 0 || errno == EPERM) return kOsOk;
   return errno == ESRCH ? kOsMissing : kOsFailed;
 }
@@ -234,14 +234,14 @@ size_t ProgramPath(char* path, size_t size) {
   return static_cast<size_t>(length);
 }
 
-// What the handler reads. `break_file_set` is raised only while the texts are complete, so that a signal that arrives
-// in the middle of a change finds either a whole file or none; the fences keep the compiler to that order.
+// What the handler reads. `break_file_set` is set only while the texts are complete, so that a signal that arrives
+// in the middle of a change finds a complete path or none; the fences keep the compiler from reordering this.
 char break_file[sizeof(NativePath::text)];
 char break_contents[kOsBreakContents + 1];
 std::atomic<bool> break_file_set = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
 
-// Whether the break file holds what was set: another run's file may have taken its place.
+// Whether the break file has the contents that were set: it may be another run's lock by now.
 bool HoldsBreakContents() {
   const int descriptor = open(break_file, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return false;
@@ -254,15 +254,15 @@ bool HoldsBreakContents() {
 
 constexpr int kBreakSignals[] = {SIGINT, SIGQUIT, SIGHUP, SIGTERM};
 
-// Only calls that are safe in a signal handler: remove the file, then let the signal do what it does by default.
+// Removes the file, then lets the signal take its default action. Uses only calls that are safe in a signal handler.
 extern "C" void RemoveBreakFileAndDie(int signal_number) {
   if (break_file_set && HoldsBreakContents()) (void)unlink(break_file);
   (void)signal(signal_number, SIG_DFL);
   (void)raise(signal_number);
 }
 
-// The lowest descriptors belong to the standard streams: with one of them closed the next file opened would get its
-// number, and with it the console's text.
+// The lowest descriptors belong to the standard streams: if one of them were closed, the next file opened would get its
+// number, and the console's text would be written into it.
 void PrepareProcess() {
   (void)signal(SIGPIPE, SIG_IGN);
   (void)signal(SIGXFSZ, SIG_IGN);
@@ -278,7 +278,7 @@ void InstallBreakHandler() {
   for (const int number : kBreakSignals) (void)sigaddset(&action.sa_mask, number);
   for (const int number : kBreakSignals) {
     struct sigaction inherited = {};
-    // A signal that the parent had switched off (nohup does that to the hang-up) stays off.
+    // A signal that the parent process ignores (nohup ignores the hang-up) stays ignored.
     if (sigaction(number, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN) continue;
     (void)sigaction(number, &action, nullptr);
   }

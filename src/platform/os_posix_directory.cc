@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kDirectoryFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
-// A descriptor that is only looked at; -1 when it could not be opened.
+// A descriptor opened for its status only; -1 when it could not be opened.
 struct Descriptor {
   int number;
 
@@ -32,14 +32,14 @@ struct Descriptor {
 
 bool IsTrusted(uid_t owner) { return owner == 0 || owner == geteuid(); }
 
-// Whether nobody but root and this process's user can put an entry into the directory.
+// Whether only root and this process's user can create an entry in the directory.
 bool IsKept(int directory) {
   struct stat status = {};
   return fstat(directory, &status) == 0 && IsTrusted(status.st_uid) && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-// The entry is opened as it is, a link itself, and everything after that is about what was opened: its name may lead
-// elsewhere a moment later.
+// The entry itself is opened, a link not followed, and only the opened entry is examined after that: its name may be
+// given to another file at any moment.
 int OpenTrusted(const char* path) {
   const NativePath whole(path);
   NativePath parent(path);

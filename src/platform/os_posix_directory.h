@@ -1,4 +1,4 @@
-// Opening a directory that a neighbour may have put there, on POSIX systems.
+// Opening a directory whose name another user may have made a link, on POSIX systems.
 #pragma once
 
 #include "platform/os.h"

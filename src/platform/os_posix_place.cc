@@ -35,8 +35,8 @@ PosixPlace::PosixPlace(const OsPlace& place) : directory_(AT_FDCWD) {
   name_ = LastName(place.path);
 }
 
-// O_NONBLOCK is for the pipe; a lease answers to it with EWOULDBLOCK, and whoever holds it has 45 seconds to let go. An
-// open that waits for that could meet a pipe that has taken the name meanwhile, and wait for ever: it is tried again.
+// O_NONBLOCK is for the pipe. With it, a file under a lease fails with EWOULDBLOCK, and the lease's holder has 45
+// seconds to give it up. A blocking open could then find a pipe under that name and wait for ever, so this one polls.
 int PosixOpenPatiently(const PosixPlace& place, int flags, mode_t mode) {
   constexpr timespec kPause = {0, 20000000};  // 20 ms
   int tries_left = 3000;

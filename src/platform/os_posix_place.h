@@ -1,4 +1,4 @@
-// Where a path leads, on POSIX systems.
+// Paths and open directories as POSIX system calls take them.
 #pragma once
 
 #include <sys/types.h>
@@ -9,9 +9,9 @@
 
 #include "platform/os.h"
 
-// A path as this system reads it: configured paths hold backslashes on both platforms, and here each is turned into a
-// slash just before the file system sees it. Of too long a path PATH_MAX characters are kept: the system refuses that
-// many, so that it fails as too long and is not taken for a shorter one.
+// A path for a system call: configured paths hold backslashes on both platforms, and each is replaced by a slash here.
+// Of a path that is too long PATH_MAX characters are kept: the system refuses that many, so that the call fails and
+// never uses a shorter path.
 struct NativePath {
   char text[PATH_MAX + 1];
 
@@ -21,12 +21,12 @@ struct NativePath {
     text[length] = '\0';
   }
 
-  // Cuts the name off: what is left names its directory.
+  // Removes the last name, which leaves the path of its directory.
   void CutToDirectory();
 };
 
-// A directory's descriptor and a name in that directory, for openat and its kind: the place's open directory and its
-// path's last name, else AT_FDCWD and the whole path. Valid as long as the place is.
+// A directory's descriptor and a name in that directory, as openat and similar calls take them: the place's open
+// directory and its path's last name, else AT_FDCWD and the whole path. Valid as long as the place is.
 class PosixPlace {
  public:
   explicit PosixPlace(const OsPlace& place);
@@ -40,6 +40,6 @@ class PosixPlace {
   std::optional<NativePath> native_;
 };
 
-// openat that calls again when a signal comes between. A pipe that stands where a file belongs does not hang it; a file
-// that another program holds under a lease is worth the wait.
+// openat, repeated when a signal interrupts it. It does not block on a pipe that is found instead of a file; it does
+// wait for a file that another program holds under a lease.
 int PosixOpenPatiently(const PosixPlace& place, int flags, mode_t mode);

@@ -29,7 +29,7 @@ int RenameAfterALook(const PosixPlace& from, const PosixPlace& to) {
   return PosixFind(to, nullptr, &standing) ? -1 : Rename(from, to);
 }
 
-// After a rename: whether what arrived is what was to be moved. Anything else is put back.
+// After a rename: whether the file at `to` is the one that was to be moved. Any other is moved back.
 OsResult Arrived(const PosixPlace& source, const PosixPlace& target, const OsIdentity* only, const OsIdentity& entry,
                  int (*rename_back)(const PosixPlace& from, const PosixPlace& to)) {
   if (only == nullptr || PosixIsEntry(target, entry)) return kOsOk;
@@ -37,7 +37,7 @@ OsResult Arrived(const PosixPlace& source, const PosixPlace& target, const OsIde
   return kOsFailed;
 }
 
-// Copies that many bytes, of a file that may be growing.
+// Copies exactly that many bytes, for the file may be growing.
 int CopyBytes(int source, int target, int64_t left) {
   char piece[65536];
   while (left > 0) {
@@ -55,7 +55,7 @@ int CopyBytes(int source, int target, int64_t left) {
   return 0;
 }
 
-// Nobody may read the copy who could not read the source.
+// The copy is readable by no user who could not read the source.
 OsResult CopyWithoutReplacing(int reader, const PosixPlace& target, const OsIdentity* only) {
   struct stat status = {};
   OsIdentity before;
@@ -104,8 +104,8 @@ OsResult PosixMoveByLink(const OsPlace& from, const OsPlace& to, const OsIdentit
   return kOsFailed;
 }
 
-// A file must never be seen half under its new name, so it is not copied; between the look and the rename only the
-// caller's own exclusion keeps others away.
+// The file is not copied, so that it is never visible half written under its new name. Between the check and the rename
+// only the run lock keeps others from taking the name.
 OsResult PosixMoveByLooking(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
   const PosixPlace source(from);
   const PosixPlace target(to);
@@ -117,7 +117,7 @@ OsResult PosixMoveByLooking(const OsPlace& from, const OsPlace& to, const OsIden
   return errno == EXDEV ? PosixMoveByCopy(from, to, only) : kOsFailed;
 }
 
-// The copy and its name are on the disk before the source goes: there is no other guard.
+// The source is removed only when the copy and its name are on the disk: nothing else keeps the mail from being lost.
 OsResult PosixMoveByCopy(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
   const PosixPlace source(from);
   const PosixPlace target(to);

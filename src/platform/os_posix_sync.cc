@@ -10,8 +10,8 @@
 
 namespace {
 
-// Up to this many files are synced one by one, at 0.03 to 0.2 ms each. More are left to one call for their whole file
-// system: that is cheaper than a few files already while nobody else writes, but waits for what others have written.
+// Up to this many files are synced one by one, at 0.03 to 0.2 ms each. More are synced by one call for their whole file
+// system, which is cheaper when no other program writes, but also waits for what other programs have written.
 constexpr size_t kMostOneByOne = 16;
 
 int OpenDirectoryAt(const OsPlace& directory, int flags) {
@@ -41,7 +41,7 @@ int SyncDirectoryDescriptor(int descriptor) {
   return result == 0 || errno == EINVAL || errno == EOPNOTSUPP || errno == ENOSYS ? 0 : -1;
 }
 
-// Only a hint: whatever goes wrong here shows when the file is synced.
+// Only a hint, whose failure is ignored: the sync of the file reports it.
 void StartWriting(int directory, const OsSyncItem& item) {
   const int descriptor = OpenItem(directory, item);
   if (descriptor < 0) return;
@@ -64,7 +64,7 @@ int SyncItems(int directory, const OsSyncItem* items, size_t count, bool last) {
   return 0;
 }
 
-// `readable` is the directory once more, or -1 when it may not be read: then the names cannot be synced by themselves.
+// `readable` is a second descriptor of the directory, or -1 when it may not be read: its names cannot be synced then.
 int SyncOneByOne(int directory, int readable, const OsSyncItem* items, size_t count) {
   for (size_t i = 0; i < count; ++i) {
     if (!items[i].last) StartWriting(directory, items[i]);

@@ -1,4 +1,4 @@
-// The door's Windows side: the C runtime's descriptors for files, the system's own calls for the rest.
+// OsTable on Windows: the C runtime's descriptors for files, the system's own calls for the rest.
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
@@ -63,7 +63,7 @@ OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* erro
                      ? WindowsOpenShared(place.path)
                      : _sopen(place.path, FlagsOf(mode) | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
     failure = errno;
-    SetLastError(_doserrno);  // the runtime may have changed it on its way out, and AskPatiently goes by it
+    SetLastError(_doserrno);  // the runtime may have overwritten it before returning, and AskPatiently reads it
     return descriptor >= 0;
   });
   if (!opened) {
@@ -98,7 +98,7 @@ int SetSize(intptr_t handle, int64_t size) { return _chsize_s(static_cast<int>(h
 
 int Close(intptr_t handle) { return _close(static_cast<int>(handle)); }
 
-// The system sets the time of its own accord when something is written: a byte, by itself.
+// The system updates the time when something is written, so one byte is written back unchanged.
 int Touch(intptr_t handle) {
   char first = 0;
   if (ReadAt(handle, 0, &first, 1) != 1) return -1;
@@ -122,7 +122,7 @@ OsResult AskByHandle(const char* path, OsLinks links, BY_HANDLE_FILE_INFORMATION
   return result;
 }
 
-// Both ways of asking give these fields.
+// Both calls that return a status have these fields.
 template <class Information>
 void CopyStatus(const Information& found, OsStatus* status) {
   const DWORD attributes = found.dwFileAttributes;
@@ -133,7 +133,7 @@ void CopyStatus(const Information& found, OsStatus* status) {
   status->modified = SecondsOf(found.ftLastWriteTime);
 }
 
-// The quick way tells of a link itself; only a handle leads to what it stands for.
+// The quick call returns a link's own status; a handle is needed for that of its target.
 OsResult Stat(const OsPlace& place, OsStatus* status) {
   WIN32_FILE_ATTRIBUTE_DATA found = {};
   if (GetFileAttributesExA(place.path, GetFileExInfoStandard, &found) == 0) return ResultOfLastError();
@@ -169,7 +169,7 @@ OsResult Identify(intptr_t handle, OsIdentity* identity) {
   return kOsOk;
 }
 
-// Whether the file that stands there, or that a link there leads to, is the given one, if any.
+// Whether the path leads to the given file, links followed; true when `only` is nullptr.
 bool IsOnly(const OsPlace& place, const OsIdentity* only) {
   OsEntry found;
   return only == nullptr || (FindEntry(place, kOsFollowLinks, &found) == kOsOk && found.volume == only->volume &&
@@ -183,8 +183,8 @@ OsResult Remove(const OsPlace& place, const OsIdentity* only) {
   return AskPatiently([&] { return DeleteFileA(place.path) != 0; }) ? kOsOk : ResultOfLastError();
 }
 
-// The removal goes through the handle of the very file that was looked at; without FILE_SHARE_DELETE a second process
-// that tries meanwhile is refused, and asks again.
+// The file is removed through the same handle that was used to check it; as that is not shared for deletion, a second
+// process that tries at the same time is refused and tries again.
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
   HANDLE file = INVALID_HANDLE_VALUE;
   const bool opened = AskPatiently([&] {
@@ -215,9 +215,8 @@ bool AreOneFile(const OsPlace& left, const OsPlace& right) {
          one.volume == other.volume && one.file == other.file;
 }
 
-// A move onto another name of the same file would count as done, with both names left.
-//
-// A move to another volume is a copy, which counts as done even when the source could not be deleted afterwards.
+// The system reports two moves as done that are not: one onto another name of the same file leaves both names, and one
+// to another volume, which is a copy, may fail to delete the source.
 OsResult Rename(const OsPlace& source, const OsPlace& target, const OsIdentity* only) {
   const char* const from = source.path;
   const char* const to = target.path;
@@ -234,16 +233,16 @@ OsResult Rename(const OsPlace& source, const OsPlace& target, const OsIdentity* 
   return kOsFailed;
 }
 
-// The system has no call for it.
+// The system has no call for this.
 int SyncDirectory(const OsPlace&) { return 0; }
 
 OsResult MakeDirectory(const char* path) { return CreateDirectoryA(path, nullptr) != 0 ? kOsOk : ResultOfLastError(); }
 
-// Every call takes a whole path here: there is no directory to keep open.
+// Every call takes a whole path here, so no directory is kept open.
 OsResult OpenDirectory(const char*, OsTrust, intptr_t*) { return kOsOk; }
 void CloseDirectory(intptr_t) {}
 
-// The system hands out the first name together with the handle; it waits here for the first ListNext.
+// The system returns the first name together with the handle; it is stored here for the first ListNext.
 struct Listing {
   HANDLE find;
   bool first_is_waiting;
@@ -271,7 +270,7 @@ OsResult ListOpen(const char* path, void** list) {
   return kOsOk;
 }
 
-// No name of this system holds a separator, but one that is not in its code page may be shown with one.
+// No name of this system holds a separator, but a letter outside the code page may be converted to one.
 OsResult ListNext(void* list, char* name, size_t size) {
   auto* listing = static_cast<Listing*>(list);
   if (listing->find == INVALID_HANDLE_VALUE) return kOsMissing;
@@ -321,14 +320,14 @@ OsResult FindProcess(uint32_t id) {
     const DWORD error = GetLastError();
     return error == ERROR_INVALID_PARAMETER ? kOsMissing : error == ERROR_ACCESS_DENIED ? kOsOk : kOsFailed;
   }
-  const bool ended = WaitForSingleObject(process, 0) == WAIT_OBJECT_0;  // somebody may still hold a handle to it
+  const bool ended = WaitForSingleObject(process, 0) == WAIT_OBJECT_0;  // it exists as long as any handle to it is open
   (void)CloseHandle(process);
   return ended ? kOsMissing : kOsOk;
 }
 
 size_t ProgramPath(char* path, size_t size) { return GetModuleFileNameA(nullptr, path, static_cast<DWORD>(size)); }
 
-// Nothing to do: no signal comes of writing here, and a missing standard stream has no number that a file could get.
+// Nothing to do: writing raises no signal here, and no file can get the number of a missing standard stream.
 void PrepareProcess() {}
 
 }  // namespace

@@ -9,14 +9,14 @@
 
 namespace {
 
-// The handler runs on a thread of the system's; `break_file_set` is raised only while the text is complete.
+// The system calls the handler on a thread of its own; `break_file_set` is set only while the text is complete.
 char break_file[1024];
 char break_contents[kOsBreakContents + 1];
 std::atomic<bool> break_file_set = false;
 
 BOOL WINAPI HandleEvent(DWORD event) {
   (void)WindowsBreak(event);
-  return FALSE;  // the next handler, by default the one that ends the process, goes on from here
+  return FALSE;  // the next handler is called, by default the one that ends the process
 }
 
 bool EndsTheProcess(DWORD event) {
@@ -30,8 +30,8 @@ bool EndsTheProcess(DWORD event) {
   }
 }
 
-// Whether the break file holds what was set: another run's file may have taken its place. One that cannot be read is
-// not removed either.
+// Whether the break file has the contents that were set: it may be another run's lock by now. A file that cannot be
+// read is not removed either.
 bool HoldsBreakContents() {
   const HANDLE file = CreateFileA(break_file, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                   nullptr, OPEN_EXISTING, 0, nullptr);
@@ -44,7 +44,7 @@ bool HoldsBreakContents() {
   return read && got == size && memcmp(found, break_contents, size) == 0;
 }
 
-// Another run that looks at the lock may have it open for a moment; the system gives the handler seconds.
+// Another run that reads the lock may have it open for a moment; the system allows the handler several seconds.
 void RemovePatiently(const char* path) {
   for (int tries = 0; tries < 10 && DeleteFileA(path) == 0 && GetLastError() == ERROR_SHARING_VIOLATION; ++tries) {
     Sleep(20);

@@ -1,11 +1,11 @@
-// Asking Windows again for what another program forbids for a moment.
+// Repeating a call that another program's open file makes fail for a moment, on Windows.
 #pragma once
 
 #include <windows.h>
 
-// Asks again for a while when somebody else has the file open in a way that forbids what is asked: a virus scanner, an
-// indexer, another run that looks at the lock. `ask` returns whether it succeeded; the system's error is that of the
-// last time.
+// Repeats `ask` for up to a fifth of a second while another program (a virus scanner, an indexer, another run that
+// reads the lock) has the file open without sharing it. `ask` returns whether it succeeded, and so does this; the
+// system's error is that of the last attempt.
 template <class Ask>
 bool AskPatiently(Ask ask) {
   constexpr int kTries = 10;

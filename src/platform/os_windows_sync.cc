@@ -22,7 +22,7 @@ int SyncItem(const OsPlace& directory, const OsSyncItem& item) {
   });
   if (!opened) {
     if (GetLastError() == ERROR_FILE_NOT_FOUND) return 0;
-    // What may not be written holds nothing that was written to it now.
+    // A file that may not be written holds nothing that this run has written.
     const DWORD attributes = GetFileAttributesA(path);
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0 ? 0 : -1;
   }
@@ -33,7 +33,7 @@ int SyncItem(const OsPlace& directory, const OsSyncItem& item) {
 
 }  // namespace
 
-// The names go with the files.
+// Syncing a file syncs its name too.
 int WindowsSyncFiles(const OsPlace& directory, const OsSyncItem* items, size_t count) {
   for (const bool last : {false, true}) {
     for (size_t i = 0; i < count; ++i) {

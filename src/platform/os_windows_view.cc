@@ -12,11 +12,11 @@
 
 namespace {
 
-constexpr size_t kPiece = 2048;  // bytes of UTF-8 that are turned at once
+constexpr size_t kPiece = 2048;  // bytes of UTF-8 that are converted at once
 
 HANDLE HandleOf(OsStream stream) { return GetStdHandle(stream == kOsStdout ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE); }
 
-// How many of the bytes make whole characters: the last one may be cut.
+// How many of the bytes are whole characters: the last one may be incomplete.
 size_t WholeCharacters(const char* text, size_t size) {
   size_t whole = size;
   while (whole > 0 && size - whole < 3 && (static_cast<unsigned char>(text[whole - 1]) & 0xC0) == 0x80) --whole;

@@ -1,11 +1,12 @@
-// What those ask of Windows who look at things that others use: files with every sharing right, and the console.
+// Reading files without hindering other programs that use them, and the console, on Windows.
 #pragma once
 
 #include "platform/os.h"
 
-// Opens an existing file for reading. Returns a descriptor of the C runtime; or -1, with its error and the system's.
+// Opens an existing file for reading, with every sharing right. Returns a descriptor of the C runtime, or -1 with its
+// error and the system's set.
 int WindowsOpenShared(const char* path);
 
-// Entries of the door.
+// As OsIsTerminal and OsShowUtf8.
 bool WindowsIsTerminal(OsStream stream);
 void WindowsShowUtf8(OsStream stream, const char* text, size_t size);

@@ -33,7 +33,7 @@ void ChooseBundleName(const char* out_dir, char (&name)[kBundleNameSize]) {
 }
 
 int WriteBundle(const char* path, const char* entry_name, const ByteBuffer& packet) {
-  // Where the parts stand is decided by their sizes alone; it has to fit the bits that ZIP has for it.
+  // The offsets of the parts follow from their sizes; they have to fit the 32 bits of their ZIP fields.
   const size_t name_size = strlen(entry_name);
   const uint64_t directory_at = uint64_t{kZipLocalHeaderSize} + name_size + packet.size;
   OsCalendar now;

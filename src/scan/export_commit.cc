@@ -41,7 +41,7 @@ bool IsMarkedSent(const ExportRecord& message) {
          sent != 0;
 }
 
-// Returns 0 when the message is committed, else -1 after logging what it was left as.
+// Returns 0 when the message is committed, else -1 after logging how it was left.
 int CommitExport(const MessageBase& base, const ExportRecord& message) {
   const int32_t c = message.conference;
   const int32_t number = message.msg_number;

@@ -1,4 +1,4 @@
-// What has to be recorded of each exported message once the bundle is out.
+// What has to be recorded of each exported message once the bundle is published.
 #pragma once
 
 #include <cstddef>
@@ -7,10 +7,10 @@
 #include "app/site_paths.h"
 #include "base/byte_buffer.h"
 
-// One message: where its header is, and the MSGID that it got.
+// One message: where its header is, and its new MSGID.
 struct ExportRecord {
   BasePath ptr;
-  int64_t ordinal;  // the header's place in the PTR file, from 0
+  int64_t ordinal;  // the header's position in the PTR file, from 0
   int32_t conference;
   int32_t msg_number;
   char msgid[128];
@@ -25,8 +25,9 @@ struct ExportQueue {
 constexpr size_t kFirstQueueCapacity = 32;  // records
 constexpr size_t kLargestQueue = 6587373;   // records; of 652 bytes each, as many as a 32-bit size can hold
 
-// Appends a record; the room doubles when it is full. Returns 0, or -1 without memory (the queue is then as it was).
+// Appends a record; the capacity doubles when it is used up. Returns 0, or -1 without memory (the queue is then
+// unchanged).
 int QueueExport(const ExportRecord& record, ExportQueue* queue);
 
-// The record at place `index`, which is below `count`.
+// Returns record `index`, which is below `count`.
 ExportRecord GetExport(const ExportQueue& queue, size_t index);

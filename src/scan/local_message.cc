@@ -19,7 +19,7 @@ bool AddressNetmail(LocalMessage* message) {
   return true;
 }
 
-// Copies the text without its bytes 0x80 to 0xFF: the network carries no character set for them.
+// Copies the text without its bytes 0x80 to 0xFF: outbound mail names no character set for them.
 int StripHighBytes(const ByteBuffer& raw, ByteBuffer* body) {
   body->size = 0;
   if (ReserveBytes(body, raw.size + 1) != 0) return -1;

@@ -9,7 +9,7 @@
 namespace {
 
 constexpr char kSerialName[] = "CVOUTBOUND.SEQ";
-constexpr size_t kSerialTextSize = 1024;  // far more than a number and a line end, whoever has edited the file
+constexpr size_t kSerialTextSize = 1024;  // far more than a number and a line end, even if the file was edited by hand
 
 // The file as it was found.
 struct SerialFile {
@@ -17,7 +17,7 @@ struct SerialFile {
   int64_t size = 0;
   char text[kSerialTextSize] = {};
   size_t text_size = 0;
-  uint32_t last = 0;  // the last serial handed out
+  uint32_t last = 0;  // the last serial used
 };
 
 int ReadSerial(SerialFile* serial) {
@@ -30,14 +30,14 @@ int ReadSerial(SerialFile* serial) {
   const bool whole = serial->size == static_cast<int64_t>(serial->text_size);
   const char* const end = serial->text + serial->text_size;
   const char* at = serial->text;
-  // A number that reaches to the end of what was read of a longer file may have more digits. One beyond 32 bits is
-  // damage: cut to its range it would make the next serial 1, and serials would come again.
+  // If the file is longer than what was read, a number at the end of it may have more digits. A number beyond 32 bits
+  // is damage: cut to 32 bits it would make the next serial 1, and serials would be used twice.
   switch (ScanUint32(&at, &serial->last)) {
     case kNumberFits: return whole || at != end ? 0 : -1;
     case kNumberTooLarge: return -1;
     case kNoNumber: break;
   }
-  // An empty file is a fresh one. Anything else that is no number is damage, and starting over could repeat a serial.
+  // An empty file is a new one. Anything else that is no number is damage, and starting over could repeat a serial.
   at = serial->text;
   SkipWhiteSpace(&at);
   return whole && at == end ? 0 : -1;
@@ -53,7 +53,7 @@ int WriteSerial(SerialFile* serial, uint32_t next) {
     return -1;
   }
   if (serial->size <= length) return 0;
-  // The cut must not reach the disk before the number: the old digits cut short are a number used long ago.
+  // The new length must not reach the disk before the number: the old digits, cut, are a number used long ago.
   return OsSyncFile(serial->file) == 0 ? OsSetSize(serial->file, length) : -1;
 }
 

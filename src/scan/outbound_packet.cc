@@ -7,7 +7,7 @@
 
 namespace {
 
-// Makes room for `needed` bytes in all.
+// Makes the capacity at least `needed` bytes.
 int Grow(uint64_t needed, ByteBuffer* packet) {
   if (needed > UINT32_MAX) return -1;
   if (needed <= packet->capacity) return 0;
@@ -35,7 +35,7 @@ int MakeHeader(const TosserConfig& config, uint8_t (&bytes)[kPacketHeaderSize]) 
   memcpy(header.password, config.PacketPassword, strnlen(config.PacketPassword, kPacketPasswordSize));
   header.qOrigZone = header.origZone = static_cast<uint16_t>(our.Zone);
   header.qDestZone = header.destZone = static_cast<uint16_t>(hub.Zone);
-  header.capWord = 1;  // we understand type 2+
+  header.capWord = 1;  // this system reads type 2+
   header.origPoint = static_cast<uint16_t>(our.Point);
   header.destPoint = static_cast<uint16_t>(hub.Point);
   PackPacketHeader(header, bytes);
@@ -67,7 +67,7 @@ int WritePacketFile(const OsPlace& place, const TosserConfig& config, const Byte
   constexpr uint8_t kClosingWord[kPacketWordSize] = {};
   uint8_t header[kPacketHeaderSize];
   if (MakeHeader(config, header) != 0) {
-    (void)OsRemove(place);  // what an earlier run may have left there
+    (void)OsRemove(place);  // an earlier run may have left a file
     return -1;
   }
   return WriteWholeFile(place,

@@ -8,7 +8,7 @@
 
 constexpr size_t kFirstPacketCapacity = 4096;  // bytes
 
-// One message as it goes into the packet; the texts are NUL-terminated.
+// One message to be packed; the texts are NUL-terminated.
 struct PackedMessage {
   PackedMessageHead head;
   const char* dateTime = "";
@@ -18,10 +18,10 @@ struct PackedMessage {
   const char* text = "";
 };
 
-// Appends the message. The room more than doubles when it has to grow. Returns 0, or -1 without memory or when the
-// packet would pass 4 GB (the packet is then as it was).
+// Appends the message. The capacity more than doubles when it has to grow. Returns 0, or -1 without memory or when the
+// packet would exceed 4 GB (the packet is then unchanged).
 int AppendPackedMessage(const PackedMessage& message, ByteBuffer* packet);
 
 // Writes the header, addressed to the hub and dated now, the packed messages and the closing word to `place`. Returns
-// 0, or -1; no file is left behind then.
+// 0, or -1; no file is left then.
 int WritePacketFile(const OsPlace& place, const TosserConfig& config, const ByteBuffer& messages);

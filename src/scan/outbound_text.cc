@@ -13,8 +13,8 @@ namespace {
 
 constexpr char kBlankLines[] = "\r\r\r";  // the end of the body's last line, and two empty lines
 
-// Minutes by which local time is ahead of UTC. The days of the month tell when midnight lies between the two: a
-// difference of 1 or a jump back to the 1st means that local time is in the next day.
+// Returns the minutes by which local time is ahead of UTC. When the days of the month differ, midnight is between the
+// two: one day more, or a jump back to the 1st, means that local time is in the next day.
 long MinutesFromUtc(const OsCalendar& local, const OsCalendar& utc) {
   long minutes = (local.hour - utc.hour) * 60L + (local.minute - utc.minute);
   const int days = local.day - utc.day;
@@ -49,7 +49,7 @@ size_t FormatHeader(const LocalMessage& message, const OutboundKludges& kludges,
   return static_cast<size_t>(length);
 }
 
-// SEEN-BY has always listed the hub's node as if it were on our own net; other systems of this network expect it so.
+// SEEN-BY has always listed the hub's node as if it were in our own net, and other systems of this network expect that.
 size_t FormatTrailer(const TosserConfig& config, bool netmail, char (&trailer)[256]) {
   const FtnAddress& our = config.OurAddress;
   int length = snprintf(trailer, sizeof trailer, "--- cvtoss32 %s\r * Origin: %s (%d:%d/%d)\r", kVersion,

@@ -18,11 +18,11 @@ struct OutboundKludges {
   char reply[128] = {};  // the whole REPLY line with its CR, or empty
 };
 
-// Forms the MSGID from our address and the message's serial, the offset from UTC at this moment, and the REPLY line of
-// a reply whose parent's MSGID is known.
+// Returns the MSGID, made of our address and the message's serial, the present offset from UTC, and the REPLY line of a
+// reply whose parent's MSGID is known.
 OutboundKludges MakeKludges(const ScanSite& site, const LocalMessage& message, uint32_t serial);
 
-// Puts the text together in `text`, whose memory is used again; it ends with a NUL that its size does not count, and
-// where the stored text holds a NUL it ends there. Returns 0, or -1 after logging that memory ran out.
+// Assembles the text in `text`, whose memory is reused. It is followed by a NUL that its size does not count, and ends
+// at the first NUL of the stored text, if there is one. Returns 0, or -1 after logging that memory ran out.
 int AssembleText(const TosserConfig& config, const LocalMessage& message, const OutboundKludges& kludges,
                  ByteBuffer* text);

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Echomail goes to the hub; of a netmail destination only net and node have a place in the packed message.
+// Echomail is addressed to the hub; of a netmail destination the packed message has fields for net and node only.
 PackedMessageHead MakeHead(const TosserConfig& config, const LocalMessage& message) {
   const FtnAddress& destination = message.header.NetMail ? message.destination : config.HubAddress;
   PackedMessageHead head;

@@ -12,8 +12,8 @@
 
 namespace {
 
-// Writes the whole packet to a file, reads it back into `packet` and removes the file: what goes into the bundle is
-// what the disk gave back, so that a disk that is full or failing shows before anything is published.
+// Writes the whole packet to a file, reads it back into `packet` and removes the file: the bundle is made of the bytes
+// read back, so that a full or failing disk is noticed before anything is published.
 int RoundTrip(const ScanSite& site, ByteBuffer* packet) {
   BasePath path;
   if (FormatOutPacketPath(site.base, &path) != 0 || WritePacketFile(path, *site.config, *packet) != 0) {

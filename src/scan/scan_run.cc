@@ -18,7 +18,7 @@ namespace {
 
 constexpr size_t kPieceRecords = 512;
 
-// A scan at work: what it has gathered, and scratch memory that each message uses again.
+// A scan in progress: what it has collected, and scratch memory that is reused for each message.
 struct ScanRun {
   ScanSite site;
   Outbound outbound = {};
@@ -105,7 +105,7 @@ int ScanUnderLock(const TosserConfig& config, RunLock* lock) {
     return 0;
   }
   if (PublishBundle(run.site, messages, packet) != 0) return 1;
-  // A name that the disk may lose again does not count: nothing is marked, and the messages go out once more.
+  // A name that may not be on the disk does not count: nothing is marked, and the messages are sent once more.
   if (OsSyncDirectory(config.OutDir) != 0 || CommitExports(run.site, run.outbound.queue) != 0) {
     LogLine(
         "=== cvtoss32 -scan completed with COMMIT ERRORS: bundle is valid and retained; review log before retry ===");

@@ -1,4 +1,4 @@
-// What every step of a scan needs to know of the system it scans.
+// What every step of a scan needs: the configuration, the message base and the run lock.
 #pragma once
 
 #include "app/config.h"

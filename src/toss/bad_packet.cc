@@ -9,7 +9,7 @@
 
 namespace {
 
-// A file of that name goes first: through a link there the packet would overwrite whatever the link leads to.
+// Removes a file of that name first: writing through a link would overwrite the link's target.
 int OpenCopy(FilingDirectory* filing, const char* path, OsFile* file) {
   (void)OsMakeDirectory(filing->path);
   if (OpenFilingDirectory(filing) != 0) return -1;

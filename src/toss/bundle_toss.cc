@@ -26,7 +26,7 @@ int Inflate(const ZipEntryView& entry, const char* name, ByteBuffer* content) {
   return -1;
 }
 
-// Returns what became of the packet in the entry; an entry that cannot be read is retained.
+// Tosses the packet in the entry. Returns its result; PacketRetain for an entry that cannot be read.
 TossResult TossEntry(const TossSite& site, const ZipEntryView& entry, const char* name) {
   const ZipLocalHeader& header = entry.header;
   switch (JudgeZipEntry(header)) {

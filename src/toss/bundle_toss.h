@@ -1,6 +1,6 @@
-// Tossing a ZIP bundle held in memory.
+// Tossing a ZIP bundle that is held in memory.
 //
-// Whatever could not be handled keeps the whole bundle in the inbound directory.
+// One entry that could not be handled keeps the whole bundle in the inbound directory.
 #pragma once
 
 #include <cstddef>
@@ -10,5 +10,5 @@
 #include "toss/toss_site.h"
 
 // Tosses the packets in the bundle. Returns PacketDone when every entry was handled, PacketRetain when an entry failed
-// or there was nothing to handle, NotAPacket when it is no bundle after all, or PacketStopped.
+// or the bundle has none, NotAPacket when it is no bundle, or PacketStopped.
 TossResult TossZipBundle(const TossSite& site, const uint8_t* bundle, size_t size);

@@ -1,4 +1,4 @@
-// A directory that a toss puts files into: processed sources, copies of bad packets.
+// A directory into which a toss puts files: processed sources, copies of damaged packets.
 #pragma once
 
 #include "platform/os.h"
@@ -10,6 +10,6 @@ struct FilingDirectory {
   bool is_open = false;
 };
 
-// Opens it, unless it is open; the files of a run go where the first one went, whatever its name leads to later.
-// Returns 0, or -1 when it is missing or not to be trusted.
+// Opens the directory unless it is open. It stays open to the end of the run, so that all files go into one directory
+// even if its path is changed to a link. Returns 0, or -1 when it is missing or not trusted.
 int OpenFilingDirectory(FilingDirectory* filing);

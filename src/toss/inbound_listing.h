@@ -1,4 +1,4 @@
-// The names in the inbound directory, in order: a mailer that numbers its packets has its parents tossed before
+// The names in the inbound directory, sorted: when a mailer numbers its packets, a message is tossed before its
 // replies.
 #pragma once
 
@@ -8,14 +8,14 @@
 // The names, sorted by their bytes.
 struct InboundListing {
   ByteBuffer names;    // NUL-terminated, one after another, as they were listed
-  ByteBuffer offsets;  // size_t each: where a name begins; in the order of the names
+  ByteBuffer offsets;  // size_t each: where a name begins; in sorted order
   size_t count = 0;
-  int unaddressable = 0;  // names that no path can hold, not among them
+  int unaddressable = 0;  // how many names cannot be part of a path; they are not listed
 
   const char* Name(size_t index) const;
 };
 
-// How a listing ended: kListed; cut short, with the names that came before; or the directory could not be opened.
+// kListCutShort: the listing failed; the names that were read before are listed.
 enum ListResult { kListed, kListCutShort, kListNotOpened };
 
 ListResult ListInbound(const char* inbound, InboundListing* listing);

@@ -17,14 +17,14 @@ struct InboundMessage {
   char origin[24] = {};    // the message's origin net and node, "250/10"
   uint16_t attribute = 0;  // FTS-0001 attribute bits
   char area[32] = {};      // the AREA tag as received; empty for netmail
-  char charset[32] = {};   // values of the kludges CHRS, MSGID and REPLY; empty when they are missing
+  char charset[32] = {};   // this and the next two: the values of CHRS, MSGID and REPLY; empty when missing
   char msgid[128] = {};
   char reply[128] = {};
   ByteBuffer body;  // the kept lines, each ended by kLineEndByte
 };
 
-// Clears every text for the next message; the body keeps its memory.
+// Clears every text for the next message; the body's memory is kept.
 void ClearInboundMessage(InboundMessage* message);
 
-// Clears the message and fills in what its packet has of it beside the text.
+// Clears the message and copies its head, names, date and subject from the packet.
 void TakePackedHead(const PackedMessageView& packed, InboundMessage* message);

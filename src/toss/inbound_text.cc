@@ -26,8 +26,8 @@ const char* FindByte(const char* start, const char* end, char byte) {
   return found != nullptr ? static_cast<const char*>(found) : end;
 }
 
-// The lines of a text, taken off one after the other. The next CR and the next LF are kept from line to line, for a
-// text of one kind of line end holds none of the other.
+// Splits a text into lines, one after the other. The next CR and the next LF are remembered from line to line: in a
+// text that has only one of the two, each search for the other would read to the end.
 struct LineWalk {
   const char* at;
   const char* end;
@@ -38,7 +38,7 @@ struct LineWalk {
       : at(text), end(text + size), cr(FindByte(at, end, '\r')), lf(FindByte(at, end, '\n')) {}
 };
 
-// Takes the next line. CR, LF and either pair of them end one line; an end at the very end of the text opens no
+// Returns the next line. CR, LF, CR LF and LF CR end one line; after a line end at the end of the text there is no
 // further line.
 Line TakeLine(LineWalk* walk) {
   const char* const start = walk->at;
@@ -52,7 +52,7 @@ Line TakeLine(LineWalk* walk) {
   return {start, static_cast<size_t>(stop - start)};
 }
 
-// Takes the tag from a line that begins with "AREA:".
+// Copies the tag from a line that begins with "AREA:".
 ParsedText TakeArea(const Line& line, InboundMessage* message) {
   constexpr size_t kWordSize = 5;
   const char* tag = line.text + kWordSize;
@@ -65,7 +65,7 @@ ParsedText TakeArea(const Line& line, InboundMessage* message) {
   return {};
 }
 
-// Copies a kludge's value, which starts after the blanks behind its colon.
+// Copies a kludge's value, which starts after the colon and any blanks.
 template <size_t kSize>
 ParsedText CopyKludgeValue(const char* name, const char* value, size_t size, char (&destination)[kSize]) {
   while (size > 0 && *value == ' ') ++value, --size;
@@ -75,7 +75,7 @@ ParsedText CopyKludgeValue(const char* name, const char* value, size_t size, cha
   return {};
 }
 
-// Takes the value from a kludge line, if it is one of the three that the toss needs.
+// Copies the value from a kludge line, if it is one of the three that the toss needs.
 ParsedText TakeKludge(const Line& line, InboundMessage* message) {
   const char* const word = line.text + 1;
   const size_t size = line.size - 1;
@@ -89,7 +89,7 @@ bool IsRoutingLine(const Line& line) {
   return BeginsWithWord(line.text, line.size, "SEEN-BY:") || BeginsWithWord(line.text, line.size, "PATH:");
 }
 
-// The body has room for the whole text and one line end more, which is the most it can need.
+// The body has memory for the whole text and one more line end, which is the most it can need.
 void KeepLine(const Line& line, ByteBuffer* body) {
   memcpy(body->data + body->size, line.text, line.size);
   body->size += line.size;

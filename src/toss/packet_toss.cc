@@ -10,7 +10,7 @@
 
 namespace {
 
-// What the rest of a packet that cannot be read on is saved for, after the line of its fault.
+// The reason with which the rest of a damaged packet is saved, after the line of its fault.
 const char* ReportFault(PacketStep fault, const PackedMessageView& message) {
   switch (fault) {
     case kPacketBadType:

@@ -1,4 +1,4 @@
-// Walking the messages of one packet held in memory.
+// Tossing the messages of one packet that is held in memory.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 #include "toss/inbound_text.h"
 #include "toss/toss_site.h"
 
-// What became of a packet, a bundle or the file that held it.
+// The result of tossing a packet, a bundle or an inbound file.
 enum TossResult {
   NotAPacket = 0,     // nothing was done
   PacketDone = 1,     // every message was stored or skipped by a rule
@@ -16,8 +16,8 @@ enum TossResult {
   PacketStopped = 4,  // the run lock is lost: the source has to be kept and the run has to end
 };
 
-// Stores the messages of the packet. The bytes are only read; what becomes of their source is for the caller to do.
+// Stores the messages of the packet. The bytes are only read; the caller moves, deletes or keeps the source.
 TossResult TossPacket(const TossSite& site, const uint8_t* packet, size_t size);
 
-// Logs what is wrong with a text; of want of memory, and of a sound text, there is nothing to say.
+// Logs the fault of a text; nothing for kTextNoMemory and kTextSound.
 void ReportTextFault(const ParsedText& parsed);

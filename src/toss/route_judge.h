@@ -1,4 +1,5 @@
-// Where a message goes and what it answers, judged from what was read. Nothing is logged, read or changed here.
+// Which conference a message belongs to and which message it replies to, judged from what was read. Nothing is logged,
+// read or changed here.
 #pragma once
 
 #include "bbs/conference_table.h"
@@ -15,7 +16,7 @@ enum DestinationKind {
 
 struct Destination {
   DestinationKind kind = kNoCatchAll;
-  int32_t conference = kNoConference;  // for the kinds that lead somewhere
+  int32_t conference = kNoConference;  // of the first three kinds
 };
 
 Destination ChooseConference(const ConferenceTable& table, const InboundMessage& message);
@@ -34,5 +35,5 @@ struct Parent {
   int32_t number = kNoParent;  // its MsgNumber when it was found
 };
 
-// What a message replies to, by its texts and by what the SIG file of its conference says.
+// Judges which message this one replies to, by its texts and by a scan of its conference's SIG file.
 Parent JudgeParent(const InboundMessage& message, const SigScan& sig);

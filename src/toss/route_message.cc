@@ -34,14 +34,14 @@ void ReportDestination(const TossSite& site, int n, const InboundMessage& messag
   }
 }
 
-// One reading of the SIG file tells of the duplicate and of the parent; a message that names neither does not read it.
+// One pass over the SIG file finds both a duplicate and the parent; without MSGID and REPLY the file is not read.
 SigScan AskSig(const TossSite& site, int32_t c, const InboundMessage& message) {
   BasePath path;
   if ((message.msgid[0] == '\0' && message.reply[0] == '\0') || FormatSigPath(site.base, c, &path) != 0) return {};
   return ScanSigFile(path, message.msgid, message.reply);
 }
 
-// Logs a parent that cannot be linked to.
+// Logs why a message is stored without a parent.
 void ReportParent(int n, int32_t c, const InboundMessage& message, const Parent& parent) {
   switch (parent.kind) {
     case kNotAReply:
@@ -111,7 +111,7 @@ RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& mess
   ReportDestination(site, n, message, destination);
   const int32_t c = destination.conference;
   if (c == kNoConference) return kRouteSkipped;
-  // Of a duplicate too: the run that stored it may have ended before the disk held it.
+  // Synced for a duplicate too: the run that stored it may have ended before the disk held it.
   site.touched->Add(c);
 
   const SigScan sig = AskSig(site, c, message);

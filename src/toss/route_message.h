@@ -1,10 +1,10 @@
-// Where a message goes, whether it is stored at all, and under which parent.
+// Storing one message: in which conference, whether at all, and linked to which parent.
 #pragma once
 
 #include "toss/inbound_message.h"
 #include "toss/toss_site.h"
 
-// What became of a message.
+// The result for one message.
 enum RouteResult {
   kRouteStored,
   kRouteSkipped,  // by a rule
@@ -12,10 +12,10 @@ enum RouteResult {
   kRouteStopped,  // the run lock is lost: the run has to end
 };
 
-// Stores `message`, the number `n` of its packet (from 1), in the conference that its area tag names, unless it is a
-// duplicate or has nowhere to go. Whatever cannot be decided about its parent stores it without one.
+// Stores `message`, number `n` (from 1) of its packet, in the conference of its area tag, unless it is a duplicate or
+// no conference takes it. A message whose parent cannot be determined is stored without one.
 RouteResult RouteMessage(const TossSite& site, int n, const InboundMessage& message);
 
-// Appends the local time and an area that no conference carries, at most 31 characters, to BADAREAS.LST in MSGDIR. When
-// the file cannot be opened nothing is written and nothing said.
+// Appends the local time and an area that no conference carries, at most 31 characters, to BADAREAS.LST in MSGDIR. A
+// failure is ignored and not logged.
 void RecordBadArea(const MessageBase& base, const char* area);

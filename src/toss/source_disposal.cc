@@ -7,9 +7,9 @@
 
 namespace {
 
-// An older file of that name makes room first. When the processed directory is the inbound directory itself, by
-// whatever spelling or link, that "older file" is the source: it must not be removed. Neither must it when nobody can
-// tell. A second name of the source may go: a run that was killed within a move can have left one.
+// Removes an older file of that name first. When the processed directory is the inbound directory itself, however
+// spelled or linked, that "older file" is the source and must not be removed; nor when this cannot be determined. A
+// second name of the source may be removed: a run that was killed during a move can have left one.
 int Move(const TossSource& source, const OsPlace& target) {
   if (OsSameFile(source.path, target) != kOsDifferent) return -1;
   OsResult moved = OsRename(source.path, target, &source.identity);

@@ -1,4 +1,4 @@
-// What becomes of an inbound file that is done with.
+// Moving or deleting an inbound file whose mail is stored.
 #pragma once
 
 #include "platform/os.h"
@@ -8,7 +8,7 @@
 struct TossSource {
   const char* path;
   const char* name;
-  OsIdentity identity;  // nothing else that has taken its name is moved or deleted
+  OsIdentity identity;  // another file that has its name by now is neither moved nor deleted
 };
 
 // Moves the file to the processed directory, replacing an older file of that name. Returns 0, or -1 after logging why;

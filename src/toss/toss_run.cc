@@ -21,10 +21,10 @@
 
 namespace {
 
-// A run over the inbound directory: where things are, and what has been counted so far.
+// A run over the inbound directory: its directories and its counters.
 struct TossRun {
   const char* inbound;
-  FilingDirectory* processed_dir;  // nullptr: files that are done with are deleted
+  FilingDirectory* processed_dir;  // nullptr: processed files are deleted
   TossSite site;
   ByteBuffer content = {};  // of the file being handled
   int ignored = 0;
@@ -38,23 +38,23 @@ TossResult TossLoosePacket(const TossSite& site, const ByteBuffer& content) {
   return result;
 }
 
-// Moves or deletes a file that is done with. Returns 0, or -1 after logging why it is still inbound.
+// Moves or deletes a processed file. Returns 0, or -1 after logging why it is still inbound.
 int Dispose(const TossRun& run, const TossSource& source) {
   return run.processed_dir != nullptr ? MoveToProcessed(source, run.processed_dir) : DeleteProcessed(source);
 }
 
-// Waits until the disk holds what was made of the source. Returns 0, or -1 after logging that it may not.
+// Waits until the disk holds the source's mail. Returns 0, or -1 after logging that it may not.
 int MakeDurable(const TossRun& run) {
   BadPackets* const bad_packets = run.site.bad_packets;
   const int stored = SyncMessages(run.site.base, *run.site.touched);
   SyncBadPackets(bad_packets);
-  const bool rest_lost = bad_packets->lost && run.processed_dir == nullptr;  // nothing else holds the damaged rest
+  const bool rest_lost = bad_packets->lost && run.processed_dir == nullptr;  // no other file has the damaged rest
   if (stored == 0 && !rest_lost) return 0;
   LogLine("  ERROR: could not make stored mail durable; source remains inbound");
   return -1;
 }
 
-// Tells by its content what a file is, never by its name, and tosses it. Returns whether the run may go on.
+// Tosses a file according to its content, never to its name. Returns whether the run may go on.
 bool TossFile(TossRun* run, const char* name) {
   LongPath path;
   OsStatus status;
@@ -79,7 +79,7 @@ bool TossFile(TossRun* run, const char* name) {
   const TossResult result =
       bundle ? TossZipBundle(run->site, content->data, content->size) : TossLoosePacket(run->site, *content);
   switch (result) {
-    case NotAPacket: return true;  // it stays, and that is no failure
+    case NotAPacket: return true;  // it stays in INBOUND, which is no failure
     case PacketRetain: run->failed = true; return true;
     case PacketStopped: return false;
     case PacketDone:
@@ -125,7 +125,7 @@ int TossUnderLock(const TosserConfig& config, RunLock* lock) {
   Path bad_msgs_dir;
   FormatProcessedDirectory(config, &processed_dir);
   FormatBadDirectory(config, &bad_msgs_dir);
-  // PROCESSEDDIR is the administrator's word; whoever puts mail into INBOUND can put a link there as well.
+  // PROCESSEDDIR is set by the administrator; in INBOUND the mailer's user can create a link of that name.
   FilingDirectory processed = {processed_dir.text, config.ProcessedDir[0] != '\0' ? kOsTrustPath : kOsTrustOwners};
   if (config.KeepProcessed != 0) (void)OsMakeDirectory(processed_dir.text);
   BadPackets bad_packets = {{bad_msgs_dir.text, kOsTrustOwners}};

@@ -1,4 +1,4 @@
-// What every step of a toss needs to know of the system it tosses into.
+// What every step of a toss needs: the message base, the conferences and the run lock.
 #pragma once
 
 #include "app/run_lock.h"
@@ -12,5 +12,5 @@ struct TossSite {
   RunLock* lock;
   BadPackets* bad_packets;
   const ConferenceTable* conferences;
-  ConferenceSet* touched;  // in which a message of the source was stored or found
+  ConferenceSet* touched;  // conferences in which a message of the source was stored or found
 };
