@@ -1,8 +1,8 @@
-// The yardstick of the toss: the file work that storing messages obliges to, and nothing else.
+// The yardstick of the toss: the file work that storing messages requires, and nothing else.
 //
 //   bare_loop MSGDIR INBOUND PROCESSED CONFERENCES PLAN LOG
 //
-// No packet is inflated or parsed, no SIG line compared, no PTR record looked at, no line put together. What is left:
+// No packet is inflated or parsed, no SIG line compared, no PTR record examined, no line formatted. What is left:
 //   once     for every conference the status of PTR, DAT and IDX, and its PTR file read whole (the preflight);
 //            every inbound file read whole, and renamed into PROCESSED at the end
 //   message  SIG opened, sized, read whole, closed                        4 calls, 1 while the file is missing
@@ -13,22 +13,17 @@
 //            written once at its old end, then each closed
 //            one line appended to LOG, for the log has to be complete      1
 //            whatever happens next
-// A write through a descriptor is with the system when it returns, so that flushing takes no call.
+// A write through a descriptor has reached the system when it returns, so that flushing takes no call.
 //
-// PLAN tells of each message, in three 32-bit numbers, its conference, its DAT records and the length of its SIG line.
+// PLAN has three 32-bit numbers for each message: its conference, its DAT records and the length of its SIG line.
 #include <dirent.h>
 
 #include "raw_file.h"
 
 namespace {
 
-constexpr size_t kPathSize = 1024;
-constexpr size_t kPtrSize = 256;
 constexpr size_t kIdxSize = 16;
-constexpr size_t kDatSize = 128;
 constexpr size_t kMostDatBytes = kDatSize * 65536;
-
-constexpr size_t kLogLineSize = 128;
 
 uint8_t filler[kMostDatBytes];
 
@@ -36,24 +31,6 @@ struct Step {
   uint32_t conference;
   uint32_t dat_records;
   uint32_t sig_size;
-};
-
-struct Base {
-  char ptr[kPathSize];
-  char dat[kPathSize];
-  char idx[kPathSize];
-  char sig[kPathSize];
-
-  Base(const char* msg_dir, unsigned int conference) {
-    Form(ptr, msg_dir, conference, "PTR");
-    Form(dat, msg_dir, conference, "DAT");
-    Form(idx, msg_dir, conference, "IDX");
-    Form(sig, msg_dir, conference, "SIG");
-  }
-
-  static void Form(char (&path)[kPathSize], const char* msg_dir, unsigned int conference, const char* kind) {
-    (void)snprintf(path, sizeof path, "%s/CVMSG%02u.%s", msg_dir, conference, kind);
-  }
 };
 
 struct Addition {
@@ -92,14 +69,6 @@ void Store(const char* msg_dir, int log, const Step& step) {
     if (close(file.descriptor) != 0) Die(file.path);
   }
   if (write(log, filler, kLogLineSize) != static_cast<ssize_t>(kLogLineSize)) Die("log");
-}
-
-void Preflight(const char* msg_dir, unsigned int conference) {
-  const Base base(msg_dir, conference);
-  const int64_t ptr = SizeOf(base.ptr);
-  (void)SizeOf(base.dat);
-  (void)SizeOf(base.idx);
-  if (ptr > 0) ReadInPieces(base.ptr, ptr);
 }
 
 // Reads every inbound file, or moves it when `target` is given.

@@ -1,4 +1,4 @@
-"""A site to measure on: it can be put back to where it was after every run, without copying its message base."""
+"""A site to measure on: it can be restored after every run without copying its message base."""
 
 import os
 import shutil
@@ -77,7 +77,7 @@ class Site:
         return self.msgs / f"CVMSG{conference:02d}.{kind}"
 
     def hold(self, conference: int, ptr: bytearray, dat_records: int, sig: bytes) -> None:
-        """Lays a conference down. Its DAT file is a hole: nobody reads the text of messages that were sent."""
+        """Writes a conference. Its DAT file is a hole: the text of messages that were sent is never read."""
         self.file(conference, "PTR").write_bytes(ptr)
         self.file(conference, "IDX").write_bytes(index(ptr))
         self.file(conference, "SIG").write_bytes(sig)
@@ -85,7 +85,7 @@ class Site:
             dat.truncate(dat_records * DAT_SIZE)
 
     def remember(self) -> None:
-        """From now on restore() cuts every file of the message base back to what it measures now."""
+        """Remembers the size of every file of the message base; restore() cuts it back to that."""
         self.sizes = {path: path.stat().st_size for path in self.msgs.iterdir()}
 
     def restore(self) -> None:
@@ -139,7 +139,7 @@ class TossSite(Site):
                 str(self.plan), str(self.log)]
 
     def check(self) -> None:
-        """Program and yardstick must have added the very same sizes and left nothing in the inbound directory."""
+        """Program and yardstick must have added the same sizes and left nothing in the inbound directory."""
         assert self.measured() == self.expected, (self.measured(), self.expected)
         assert not any(self.inbound.iterdir()), "mail was left in the inbound directory"
 
@@ -181,11 +181,14 @@ class ScanSite(Site):
     def scan_command(self) -> list[str]:
         return [str(self.program), "-scan", str(self.config)]
 
+    def bare_command(self, bare_scan: Path) -> list[str]:
+        return [str(bare_scan), str(self.msgs), str(self.out), str(self.conferences), str(self.log)]
+
     def read_command(self, read_files: Path, passes: int) -> list[str]:
         return [str(read_files), str(passes)] + [str(self.file(c, "PTR")) for c in range(1, self.conferences + 1)]
 
     def check(self) -> None:
-        """Every unsent message must have got its SIG line, and one bundle must be out."""
+        """Every unsent message must have its SIG line, and one bundle must be published."""
         lines = sum(path.read_bytes().count(b"\r\n") for path in self.msgs.glob("*.SIG"))
         assert lines == self.conferences * len(self.unsent), f"{lines} messages were committed"
         assert len(list(self.out.iterdir())) == 1, "no bundle was published"

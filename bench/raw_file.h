@@ -9,8 +9,13 @@
 #include <cstdio>
 #include <cstdlib>
 
-// The pieces that large files are read in.
+// Large files are read in pieces of this size.
 constexpr size_t kPieceSize = 256 * 1024;
+
+constexpr size_t kPathSize = 1024;
+constexpr size_t kPtrSize = 256;
+constexpr size_t kDatSize = 128;
+constexpr size_t kLogLineSize = 128;
 
 [[noreturn]] inline void Die(const char* what) {
   perror(what);
@@ -41,11 +46,39 @@ inline void ReadInPieces(const char* path, int64_t size) {
   ReadAllOf(descriptor, size);
 }
 
-// Reads a file whose size has to be asked for; a missing file is an empty one.
+// Reads a file whose size is not known; a missing file counts as empty.
 inline void ReadIfThere(const char* path) {
   const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return;
   struct stat status = {};
   if (fstat(descriptor, &status) != 0) Die(path);
   ReadAllOf(descriptor, status.st_size);
+}
+
+// The files of a conference.
+struct Base {
+  char ptr[kPathSize];
+  char dat[kPathSize];
+  char idx[kPathSize];
+  char sig[kPathSize];
+
+  Base(const char* msg_dir, unsigned int conference) {
+    Form(ptr, msg_dir, conference, "PTR");
+    Form(dat, msg_dir, conference, "DAT");
+    Form(idx, msg_dir, conference, "IDX");
+    Form(sig, msg_dir, conference, "SIG");
+  }
+
+  static void Form(char (&path)[kPathSize], const char* msg_dir, unsigned int conference, const char* kind) {
+    (void)snprintf(path, sizeof path, "%s/CVMSG%02u.%s", msg_dir, conference, kind);
+  }
+};
+
+// The status of a conference's files, and its PTR file read whole.
+inline void Preflight(const char* msg_dir, unsigned int conference) {
+  const Base base(msg_dir, conference);
+  const int64_t ptr = SizeOf(base.ptr);
+  (void)SizeOf(base.dat);
+  (void)SizeOf(base.idx);
+  if (ptr > 0) ReadInPieces(base.ptr, ptr);
 }

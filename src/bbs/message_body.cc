@@ -29,7 +29,8 @@ int ReadMessageBody(const OsPlace& dat, uint16_t where, uint16_t records, ByteBu
   const int64_t at = int64_t{where} * static_cast<int64_t>(kDatRecordSize);
   if (OsReadAt(file, at, body->data, stored).bytes != stored || OsClose(&file) != 0) return -1;
   const size_t size = JoinRecords(body->data, records);
-  std::replace(body->data, body->data + size, static_cast<uint8_t>(kLineEndByte), static_cast<uint8_t>('\r'));
+  std::transform(body->data, body->data + size, body->data,
+                 [](uint8_t c) { return c == kLineEndByte ? uint8_t{'\r'} : c; });
   body->data[size] = '\0';
   body->size = size;
   return 0;

@@ -19,13 +19,23 @@ bool AddressNetmail(LocalMessage* message) {
   return true;
 }
 
-// Copies the text without its bytes 0x80 to 0xFF: outbound mail names no character set for them.
+bool HasHighByte(const ByteBuffer& text) {
+  uint8_t all_bits = 0;
+  for (const uint8_t* at = text.data; at != text.data + text.size; ++at) all_bits |= *at;
+  return all_bits >= 0x80;
+}
+
+// Copies the text without its bytes 0x80 to 0xFF: outbound mail names no character set for them. Most texts have none
+// and are copied at once.
 int StripHighBytes(const ByteBuffer& raw, ByteBuffer* body) {
   body->size = 0;
   if (ReserveBytes(body, raw.size + 1) != 0) return -1;
+  if (!HasHighByte(raw)) return AppendBytes(body, raw.data, raw.size);
+  uint8_t* to = body->data;
   for (size_t i = 0; i < raw.size; ++i) {
-    if (raw.data[i] < 0x80) body->data[body->size++] = raw.data[i];
+    if (raw.data[i] < 0x80) *to++ = raw.data[i];
   }
+  body->size = static_cast<size_t>(to - body->data);
   return 0;
 }
 
