@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Makes the tables of docs/reliability.md from what script/reliability has run.
+"""Makes the tables of docs/campaigns.md from what script/reliability has run.
 
     reliability_matrix.py matrix RESULTS_DIRECTORY [DOCUMENT]
     reliability_matrix.py breakages TABLE DOCUMENT

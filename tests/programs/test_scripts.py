@@ -167,17 +167,17 @@ sys.exit({status})
     (True, "NOT CAUGHT", 1, "not every breakage was noticed"),
 ], ids=["ended early", "ended without a table", "missed one"])
 def test_a_self_test_that_proves_nothing_leaves_the_document(place, ends, found, status, why):
-    document = place.file("docs/reliability.md", DOCUMENT)
+    document = place.file("docs/campaigns.md", DOCUMENT)
     place.file("build/self-test/breakages.md", "| an older table |\n")
     place.file("tests/campaign/self_test.py", SELF_TEST.format(ends=ends, found=found, status=status))
     done = place.call("reliability", "--self-test")
     assert done.returncode == 1
-    assert done.stderr == f"script/reliability: docs/reliability.md stays as it was: {why}\n"
+    assert done.stderr == f"script/reliability: docs/campaigns.md stays as it was: {why}\n"
     assert document.read_text() == DOCUMENT
 
 
 def test_a_self_test_that_misses_nothing_gives_its_table(place):
-    document = place.file("docs/reliability.md", DOCUMENT)
+    document = place.file("docs/campaigns.md", DOCUMENT)
     place.file("build/self-test/breakages.md", "| an older table |\n")
     place.file("tests/campaign/self_test.py", SELF_TEST.format(ends=True, found="caught", status=0))
     done = place.call("reliability", "--self-test")
@@ -200,7 +200,7 @@ def results(place, **campaigns):
     place.file("tests/fuzz/run_targets.py", copy)
     place.file("tests/campaign/test_nothing.py", "def test_nothing():\n    pass\n")
     place.file("build/release/tests/unit_tests", "#!/bin/sh\n").chmod(0o755)
-    return place.file("docs/reliability.md", DOCUMENT)
+    return place.file("docs/campaigns.md", DOCUMENT)
 
 
 def test_a_run_without_a_violation_gives_its_matrix(place):
@@ -231,7 +231,7 @@ def test_a_run_that_is_no_proof_leaves_the_document(place, content, status, why)
     document = results(place, faults=content)
     done = place.call("reliability")
     assert done.returncode == status
-    assert done.stderr == f"docs/reliability.md stays as it was: {why}\n"
+    assert done.stderr == f"docs/campaigns.md stays as it was: {why}\n"
     assert document.read_text() == DOCUMENT
 
 
@@ -240,5 +240,5 @@ def test_a_campaign_that_fails_leaves_the_document(place):
     (place.tree / "build/release/tests/unit_tests").write_text("#!/bin/sh\nexit 1\n")
     done = place.call("reliability")
     assert done.returncode == 1
-    assert done.stderr == "script/reliability: docs/reliability.md stays as it was: a campaign failed\n"
+    assert done.stderr == "script/reliability: docs/campaigns.md stays as it was: a campaign failed\n"
     assert document.read_text() == DOCUMENT
