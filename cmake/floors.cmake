@@ -1,5 +1,5 @@
-# Each floor of the house is a library that links the floors below it and no other: a use that is not declared here
-# fails to link (tests/CMakeLists.txt links each floor whole). cvtoss_core is all of them, for main and the tests.
+# Each floor is a library that links only the floors below it: a use that is not declared here fails to link
+# (tests/CMakeLists.txt links each floor whole). cvtoss_core is all of them, for main and the tests.
 
 # cvtoss_floor(NAME SOURCES... LINKS...)
 function(cvtoss_floor name)
@@ -20,7 +20,7 @@ foreach(folder platform base ftn app bbs toss scan check)
   file(GLOB ${folder}_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/${folder}/*.cc)
 endforeach()
 
-# The door to the system is answered by one family of files or the other.
+# src/platform has one set of files for each system.
 if(WIN32)
   list(FILTER platform_sources EXCLUDE REGEX "/os_posix[^/]*\\.cc$")
 else()

@@ -22,7 +22,7 @@ if(CVTOSS_SANITIZE)
   target_compile_options(cvtoss_options INTERFACE ${sanitizers} -fno-omit-frame-pointer)
   target_link_options(cvtoss_options INTERFACE ${sanitizers})
 else()
-  # Hardening: it reads files that strangers made.
+  # Hardening: the program reads files from untrusted senders.
   target_compile_options(cvtoss_options INTERFACE -fstack-protector-strong)
   target_link_options(cvtoss_options INTERFACE -fstack-protector-strong)
   # Options rather than a definition, for their order: some compilers come with a value of their own, and warn.
@@ -39,7 +39,7 @@ target_compile_options(cvtoss_options INTERFACE
 add_library(cvtoss_warnings INTERFACE)
 target_compile_options(cvtoss_warnings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # How vectors are passed matters to nobody: only functions of one file pass them.
+  # The ABI of vector arguments does not matter: only functions within one file pass them.
   target_compile_options(cvtoss_warnings INTERFACE -Wno-psabi)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")

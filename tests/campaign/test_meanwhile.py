@@ -40,7 +40,7 @@ def stored(site: Site) -> list[bytes]:
 ALL_STORED = sorted([b"earlier mail\x01", *[mail.body for mail in TOSS.mails]])
 
 
-def test_a_source_deleted_meanwhile_is_said_to_be_gone(sites):
+def test_a_source_deleted_meanwhile_is_reported_as_missing(sites):
     point = after_last(sites, TOSS, *STORED)
     site = fresh(sites, TOSS)
     run = run_with_halt(site, "-toss", point, site.path(f"IN/{SOURCE}").unlink)

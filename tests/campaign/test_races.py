@@ -45,7 +45,7 @@ def test_never_are_two_at_work(sites, count, programs, lock):
 
 @pytest.mark.parametrize("programs", [2, 8])
 @pytest.mark.parametrize("lock", LOCKS)
-def test_mail_is_stored_and_sent_once_whoever_gets_there_first(sites, count, programs, lock):
+def test_mail_is_stored_and_sent_once_whichever_run_is_first(sites, count, programs, lock):
     for _ in range(rounds(6, 100)):
         race_for_the_mail(sites.fresh(), programs, lock, count)
 

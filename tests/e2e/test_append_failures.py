@@ -156,7 +156,7 @@ def test_a_file_that_can_be_neither_written_nor_set_back_is_critical(site, kind,
 
 
 @posix_only("limits the size of files")
-def test_both_of_two_messages_that_fail_are_told_and_leave_nothing(site):
+def test_both_of_two_messages_that_fail_are_reported_and_leave_nothing(site):
     cases = Cases(site)
     cases.conference()
     base = cases.conference()

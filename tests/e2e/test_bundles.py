@@ -96,7 +96,7 @@ def test_packet_and_bundle_have_the_sizes_that_their_texts_make(site):
             path.unlink()
 
 
-def test_the_directory_of_the_bundle_stands_right_behind_the_packet(site):
+def test_the_directory_of_the_bundle_follows_the_packet(site):
     published = one_message(site, b"x" * 5000).run()
     data, size = published.data, len(published.packet)
     assert data[:4] == b"PK\x03\x04"

@@ -151,7 +151,7 @@ def test_a_sole_public_netmail_conference_is_chosen_with_a_warning(site):
     assert_letter(site, [Conference(), netmail(public=1), echo("A")], 2, sole(2))
 
 
-def test_without_a_netmail_conference_nothing_is_said_until_netmail_comes(site):
+def test_without_a_netmail_conference_there_is_no_line_until_netmail_comes(site):
     assert_letter(site, [echo("A"), Conference(public=1)], None)
 
 

@@ -50,7 +50,7 @@ def console() -> Iterator[tuple[int, dict]]:
 
 
 @pytest.mark.parametrize("mode", ["-toss", "-scan"])
-def test_ctrl_c_ends_a_run_and_removes_its_lock_without_a_word(site, mode):
+def test_ctrl_c_ends_a_run_and_removes_its_lock_without_a_line(site, mode):
     site.add_config(CONFIG)
     with console() as (keyboard, options):
         process = start_waiting(site, mode, **options)
@@ -64,7 +64,7 @@ def test_ctrl_c_ends_a_run_and_removes_its_lock_without_a_word(site, mode):
     assert site.run(mode).status == 0
 
 
-def test_ctrl_c_finds_no_fault_with_a_lock_that_somebody_has_removed(site):
+def test_ctrl_c_ends_a_run_whose_lock_was_removed(site):
     with console() as (keyboard, options):
         process = start_waiting(site, "-toss", **options)
         site.path(LOCK).unlink()

@@ -184,7 +184,7 @@ def test_a_held_lock_blocks_without_its_owner_fresh_or_stale(tossing):
     assert not tossing.path(LOCK).exists()
 
 
-def test_a_held_list_of_bad_areas_is_passed_over_silently(tossing):
+def test_a_held_list_of_bad_areas_is_ignored_silently(tossing):
     tossing.inbound("a.pkt", Packet([echomail("NONE", "text")]))
     earlier = tossing.write("MSG/BADAREAS.LST", "earlier").read_bytes()
     with held(tossing.path("MSG/BADAREAS.LST")):

@@ -170,7 +170,7 @@ def test_the_lock_stays_fresh_during_the_wait(waited):
     assert time.time() - site.path(LOCK).stat().st_mtime < 600
 
 
-def test_the_message_base_is_the_one_that_stands_there_after_the_wait(waited):
+def test_the_message_base_is_opened_after_the_wait(waited):
     site, run = waited["gets_another_message_base"]
     assert run.status == 0
     assert len(read_message_base(site.path("MSG"), 1).ptr) == 1
@@ -185,7 +185,7 @@ def test_another_runs_lock_after_the_wait_ends_the_run_as_at_its_start(waited):
     assert site.path("IN/a.pkt").is_file()
 
 
-def test_each_look_starts_afresh_from_the_first_node(waited):
+def test_each_reading_starts_from_the_first_node(waited):
     site, run = waited["stays_busy_elsewhere"]
     assert run.lines == [*banner(), loaded(1), waits(2), waits(1, -2, 0xF0)]
     assert site.path("IN/a.pkt").is_file()

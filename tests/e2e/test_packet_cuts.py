@@ -147,7 +147,7 @@ def test_a_packet_with_each_bit_flipped_leaves_a_whole_message_base_and_no_lock(
         assert blocks[name][-2].startswith("  ERROR: could not allocate/clean message body")
 
 
-def test_bits_that_nobody_reads_change_nothing(site):
+def test_bits_that_are_not_read_change_nothing(site):
     """Header fields that are not read, and of a message its destination and cost."""
     unread = [*range(10, 18), *range(24, 46), *range(54, 58)]
     unread += [HEADER_SIZE + at for at in (4, 5, 8, 9, 12, 13)]

@@ -77,7 +77,7 @@ def test_month_is_shown_counted_from_one(site):
     cases.toss()
 
 
-def test_fields_that_nobody_reads_may_hold_anything(site):
+def test_fields_that_are_not_read_may_have_any_value(site):
     cases = Cases(site)
     cases.conference()
     fields = ("hour", "minute", "second", "baud", "q_orig_zone", "q_dest_zone", "aux_net", "cap_word_copy", "cap_word")

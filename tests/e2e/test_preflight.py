@@ -75,7 +75,7 @@ def test_a_new_conference_has_no_files_at_all(site):
         (3 * PTR_SIZE, None, DAT_SIZE),
     ],
 )
-def test_the_index_may_be_shorter_than_the_headers_without_a_word(site, ptr, idx, dat):
+def test_the_index_may_be_shorter_than_the_headers_without_a_line(site, ptr, idx, dat):
     sizes(site, ptr, idx, dat)
     assert_sound(site)
 
@@ -145,7 +145,7 @@ def test_only_the_first_bad_message_of_a_conference_is_named(site):
 
 
 @pytest.mark.parametrize("position", [511, 512, 1499])
-def test_a_bad_message_is_found_wherever_it_stands_in_a_long_file(site, position):
+def test_a_bad_message_is_found_anywhere_in_a_long_file(site, position):
     base = MessageBase(1)
     base.dat = bytes(DAT_SIZE)
     base.ptr = [PtrRecord(number=number + 1) for number in range(1500)]

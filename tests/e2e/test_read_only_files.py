@@ -89,7 +89,7 @@ def test_a_read_only_source_is_deleted_where_the_system_allows_it(site):
     assert site.path("IN/a.pkt").exists() == WINDOWS
 
 
-def test_a_read_only_list_of_bad_areas_is_passed_over_silently(site):
+def test_a_read_only_list_of_bad_areas_is_ignored_silently(site):
     lay(site)
     packet = Packet([echomail("NONE", "text")])
     data = site.inbound("a.pkt", packet)

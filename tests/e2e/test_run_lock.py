@@ -74,18 +74,18 @@ def test_a_lock_of_29_minutes_is_fresh_and_one_of_30_is_cleared(ready):
         assert_changes(ready, before, {"IN/processed/": None})
 
 
-def test_a_directory_in_the_place_of_the_lock_blocks_silently_while_it_is_fresh(ready):
+def test_a_directory_instead_of_the_lock_blocks_silently_while_it_is_fresh(ready):
     ready.path(LOCK).mkdir()
     assert_aborted(ready, locked())
 
 
-def test_a_stale_lock_that_cannot_be_deleted_blocks_without_another_word(ready):
+def test_a_stale_lock_that_cannot_be_deleted_blocks_without_another_line(ready):
     ready.path(LOCK).mkdir()
     age(ready, STALE)
     assert_aborted(ready, stale(30), locked())
 
 
-def test_a_stale_lock_file_that_is_read_only_blocks_without_another_word(ready):
+def test_a_stale_lock_file_that_is_read_only_blocks_without_another_line(ready):
     ready.write(LOCK, "somebody\n")
     age(ready, STALE)
     with undeletable(ready.path(LOCK)):
@@ -151,7 +151,7 @@ def test_the_longest_msgdir_that_a_configuration_can_name_is_locked(ready):
 
 
 @pytest.mark.parametrize("mode", ["-toss", "-scan"])
-def test_the_lock_tells_mode_process_and_time(site, mode):
+def test_the_lock_contains_mode_process_and_time(site, mode):
     site.add_config(SCAN_CONFIG)
     process = start_waiting(site, mode)
     line = owner_line(site)

@@ -20,7 +20,7 @@ CLOCK_LAG = 0.05
 """A whole-second clock may still show the second before for a tick."""
 
 
-def test_the_log_stands_beside_the_program_wherever_it_is_run_from(site):
+def test_the_log_is_in_the_directory_of_the_program_wherever_it_is_run_from(site):
     program = site.path("bin") / PROGRAM.name
     program.parent.mkdir()
     shutil.copy2(PROGRAM, program)
@@ -35,7 +35,7 @@ def test_the_log_stands_beside_the_program_wherever_it_is_run_from(site):
 
 
 @posix_only("Windows knows no symbolic link that a process could make without leave")
-def test_the_log_stands_beside_the_program_itself_and_not_beside_a_link_to_it(site):
+def test_the_log_is_in_the_directory_of_the_program_and_not_of_a_link_to_it(site):
     link = site.path("bin") / "toss"
     link.parent.mkdir()
     link.symlink_to(site.program)
@@ -82,7 +82,7 @@ def test_two_runs_leave_both_their_lines_the_older_first(site):
     assert refused.lines == []
 
 
-def test_a_run_whose_log_cannot_be_opened_does_the_same_and_speaks_to_the_console_alone(site):
+def test_a_run_whose_log_cannot_be_opened_does_the_same_and_uses_the_console_only(site):
     site.conferences(echo("FIDO"))
     packet = Packet()
     data = site.inbound("a.pkt", packet)

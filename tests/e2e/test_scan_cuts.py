@@ -74,7 +74,7 @@ def export(scan: Scan, base: MessageBase) -> None:
             scan.netmail(base, record, name, "%d:%d/%d" % tuple(int(n) for n in address.groups()), body, reply)
 
 
-def test_a_scan_goes_by_a_damaged_header_as_it_then_stands(site):
+def test_a_scan_exports_what_a_damaged_header_says(site):
     """Each damaged file belongs to a conference of its own; two hundred of them make one run."""
     whole = sample(1).files()["CVMSG01.PTR"]
     # One bit of the old and the deleted message's bytes, every bit of the unsent one's.

@@ -66,7 +66,7 @@ def test_a_message_is_netmail_by_its_own_flag_and_not_by_its_conference(site):
     scan.run()
 
 
-def test_a_conference_without_ptr_file_contributes_nothing_and_says_nothing(site):
+def test_a_conference_without_ptr_file_contributes_nothing_and_has_no_line(site):
     scan = Scan(site, echo("ONE"), echo("TWO"), echo("THREE"))
     base = scan.base(3)
     scan.echomail(base, base.add(**UNSENT))
@@ -182,7 +182,7 @@ def test_the_preflight_of_a_scan_does_not_mention_a_trailing_index(site):
     scan.run()
 
 
-def test_the_third_line_tells_of_a_packet_password(site):
+def test_the_third_line_says_whether_there_is_a_packet_password(site):
     scan = Scan(site, echo("FIDO"))
     scan.set_password(b"secret")
     base = scan.base()
@@ -239,6 +239,6 @@ def test_forty_conferences_and_a_thousand_messages_make_one_bundle(site):
     scan.run()
 
 
-def test_head_lines_stand_in_order_before_nothing_to_export(site):
+def test_head_lines_are_in_order_before_nothing_to_export(site):
     Scan(site, echo("FIDO"))
     assert_run(site.run("-scan"), 0, head(1) + NOTHING)

@@ -167,7 +167,7 @@ def test_another_users_stale_lock_is_cleared(site):
 
 @posix_only("file locks of other programs")
 @pytest.mark.parametrize("held", [LOCK, "MSG"])
-def test_nobody_can_keep_a_stale_lock_alive(site, held):
+def test_no_other_program_can_protect_a_stale_lock(site, held):
     prepare(site, 1)
     site.write(LOCK, "")
     an_hour_ago = time.time() - AN_HOUR
@@ -182,7 +182,7 @@ def test_nobody_can_keep_a_stale_lock_alive(site, held):
 
 
 @posix_only("named pipes")
-def test_a_configuration_that_is_a_pipe_is_said_to_be_unreadable(site):
+def test_a_configuration_that_is_a_pipe_is_reported_as_unreadable(site):
     os.mkfifo(site.path("pipe.cfg"))
     run = site.run("-check", "pipe.cfg")
     assert run.stderr == "Could not open config file: pipe.cfg\n"

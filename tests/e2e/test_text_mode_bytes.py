@@ -71,7 +71,7 @@ def packed_address(numbers: tuple[int, int, int, int]) -> str:
 
 
 @pytest.mark.parametrize("turn", range(4))
-def test_addresses_of_those_bytes_stand_in_packet_and_messages(site, turn):
+def test_packet_and_messages_have_the_addresses(site, turn):
     """Zone, net, node and point of both systems, and the net and node of a letter."""
     ours = tuple(VALUES[(turn + place) % len(VALUES)] for place in range(4))
     hub = tuple(VALUES[(turn + place + 4) % len(VALUES)] for place in range(4))

@@ -8,13 +8,13 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// What the failure of one of these calls on one of these files may make a run say; * stands for any text, {path} and
-// {conf} for those of the call.
+// The lines that a run may log when one of these calls on one of these files fails; * is any text, {path} and {conf}
+// are those of the call.
 struct Case {
   std::vector<Part> parts;
   std::vector<Call> calls;
   Lines lines;
-  bool may_be_silent = false;  // nothing depends on it, or what does says so itself
+  bool may_be_silent = false;  // nothing depends on it, or what does has a line of its own
 };
 
 constexpr bool kMayBeSilent = true;
@@ -45,7 +45,7 @@ constexpr char kNoBody[] = "  msg #* in conf *: could not read body records -- s
 const Case kCases[] = {
     {{Part::kLock}, {Call::kOpen}, {"ERROR: could not create lock {path}: errno=13"}, kMayBeSilent},
     {{Part::kLock}, {Call::kOpen, Call::kReadAt, Call::kRemove}, {"WARNING: could not remove lock file {path}"}},
-    // The abort line of the run is all that is said of these.
+    // The abort line of the run is the only line for these.
     {{Part::kLock},
      {Call::kWrite, Call::kSize, Call::kReadAt, Call::kClose, Call::kStat, Call::kRemove, Call::kRemoveUnchanged,
       Call::kTouch},
@@ -132,7 +132,7 @@ const Case kCases[] = {
       "ERROR: could not read back complete temp packet *"}},
 };
 
-// What follows from an alarm, or from what a rollback that failed has left behind.
+// Lines that follow from an alarm, or from what a failed rollback has left.
 const Lines kConsequences = {
     "Aborting: *",
     kCheckFailed,
@@ -192,7 +192,7 @@ struct Told {
   bool may_be_silent = false;
 };
 
-// The owner line is written by one call: if that comes back short, it is not gone on with.
+// The owner line is written by one call, which is not continued if it writes only a part.
 bool HasFailed(const Step& step) {
   const bool is_owner_line = step.part == Part::kLock && step.TheCall() == Call::kWrite;
   return step.failed || (is_owner_line && step.Answer() < static_cast<int64_t>(step.record->size));
@@ -201,7 +201,7 @@ bool HasFailed(const Step& step) {
 // What the table has for a call that failed; a call that it does not have fails the test.
 Told ToldOf(const Step& step, const Site& site) {
   Told told;
-  // An older file makes room, and the call is made once more.
+  // An older file is removed, and the call is made once more.
   told.may_be_silent = step.part == Part::kProcessed && step.Answer() == kOsExists;
   bool is_known = false;
   for (const Case& one : kCases) {

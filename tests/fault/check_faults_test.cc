@@ -1,5 +1,4 @@
-// A check whose every call fails in turn: it changes nothing, ends, says of each failure what there is to say, and
-// counts it.
+// A check whose calls fail one after the other: it changes nothing, ends, reports each failure and counts it.
 #include <gtest/gtest.h>
 
 #include "check/check_run.h"

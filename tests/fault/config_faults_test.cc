@@ -1,4 +1,4 @@
-// Loading the configuration while every call fails in turn.
+// Loading the configuration while its calls fail one after the other.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -11,14 +11,14 @@
 
 namespace {
 
-// Long enough for several reads, whatever their size; the last line stands far behind the others.
+// Long enough for several reads, whatever their size; the last line is far behind the others.
 std::string LongConfiguration() {
   std::string text = "INBOUND C:/bbs/in\nKEEPPROCESSED no\n";
   while (text.size() < 100000) text += "; a comment of the sysop's, as long as it likes to be\n";
   return text + "MSGDIR C:/bbs/msg\n";
 }
 
-// A file that cannot be opened, or not be closed, is said to be so; one that cannot be read ends there.
+// A file that cannot be opened or closed is reported; one that cannot be read further ends there.
 std::string MessageFor(const ScopedDoor& door, const std::string& path) {
   for (const CallRecord& record : door.Calls()) {
     const bool opening = record.call == Call::kOpen || record.call == Call::kSize;
@@ -28,8 +28,8 @@ std::string MessageFor(const ScopedDoor& door, const std::string& path) {
   return "";
 }
 
-// Either the whole configuration is loaded, or a line says why not. A read that fails ends the text, as the end of the
-// file does: then the lines before it have been taken as they stand, and none but those.
+// Either the whole configuration is loaded, or a line says why not. A read that fails ends the text as the end of the
+// file does: then exactly the lines before it have been read.
 bool PlayConfig(const Fault& fault) {
   const TemporaryDirectory directory;
   const CapturedLog log;

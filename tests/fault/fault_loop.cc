@@ -39,11 +39,11 @@ constexpr CallName kCalls[] = {
     {Call::kAny, "call"},
 };
 
-constexpr int kMostCalls = 10000;  // no scene comes near; one that makes more calls each time would never end
+constexpr int kMostCalls = 10000;  // far more than any scene makes, so that the loop always ends
 
 bool MovesBytes(Call call) { return call == Call::kReadAt || call == Call::kWriteAt || call == Call::kWrite; }
 
-// Tries the fault at its 1st, 2nd, ... call. Returns how often it struck.
+// Tries the fault at its 1st, 2nd, ... call. Returns how often it took effect.
 int TryEach(Fault fault, const FaultAttempt& attempt) {
   for (fault.nth = 1; fault.nth < kMostCalls; ++fault.nth) {
     SCOPED_TRACE(Describe(fault));

@@ -1,4 +1,4 @@
-// The loop itself: one that ends too early would find every program sound.
+// The loop itself: if it ended too early, every fault test would pass.
 #include "fault/fault_loop.h"
 
 #include <gtest/gtest-spi.h>
@@ -37,7 +37,7 @@ TEST(FaultLoop, TriesEveryCallOnceAloneAndOnceForGood) {
                                           "call 2 of kind call fails for good", "call 3 of kind call fails for good"}));
 }
 
-TEST(FaultLoop, KeepsToThePathsAndKindsItIsGiven) {
+TEST(FaultLoop, TriesOnlyTheGivenPathsAndKinds) {
   std::set<std::string> tried;
   FaultLoop loop;
   loop.path_end = "/b";
@@ -67,7 +67,7 @@ TEST(FaultLoop, BytesAlsoArriveShort) {
             (std::set<std::string>{"call 1 of kind ReadAt is short", "call 1 of kind ReadAt is short for good"}));
 }
 
-TEST(FaultLoop, ASceneThatMeetsNoFaultFails) {
+TEST(FaultLoop, ASceneInWhichNoFaultTakesEffectFails) {
   EXPECT_NONFATAL_FAILURE((void)TryFaults([](const Fault&) { return false; }), "points");
 }
 

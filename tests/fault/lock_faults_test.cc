@@ -1,4 +1,4 @@
-// Taking and giving back the run lock while every call fails in turn.
+// Taking and releasing the run lock while its calls fail one after the other.
 #include <gtest/gtest.h>
 
 #include "app/run_lock.h"
@@ -46,7 +46,7 @@ bool PlayLock(FoundLock found, const Fault& fault) {
   const bool struck = door.HasStruck();
   (void)ExpectAlarmsOf(SiteMap(site).StepsFrom(0, door), LinesOf(log, site), site);
 
-  // Thirty minutes later, without faults, any run gets the lock, unless it cannot even be told how old it is.
+  // Thirty minutes later, without faults, any run gets the lock.
   door.Clear();
   if (PathExists(site.LockFile())) SetModifiedAt(site.LockFile(), clock.now - kStaleAge);
   EXPECT_TRUE(AcquireRunLock(site.config.MsgDir, "-toss", &lock));

@@ -1,5 +1,5 @@
-// Another run takes the lock away in the middle of a run, before each of its calls in turn: half a minute passes, and
-// another's lock stands there. A run that finds out too late is two runs in one message base, and mail is lost.
+// Another run takes the lock in the middle of a run, before each of its calls in turn: half a minute passes, and then
+// there is another run's lock. If this is noticed too late, two runs work on one message base, and mail is lost.
 #include <algorithm>
 #include <filesystem>
 
@@ -21,8 +21,7 @@ class LostLock : public SiteFixture {
     site_.Base(1).Add(earlier);
   }
 
-  // Plays the run from the beginning, and takes its lock away before call `nth`. Returns false when the run has made
-  // fewer calls.
+  // Runs from the beginning, and replaces the lock before call `nth`. Returns false when the run has made fewer calls.
   bool Play(int (*run)(const TosserConfig& config), int nth) {
     door_.Clear();
     log_.Clear();
@@ -45,8 +44,7 @@ class LostLock : public SiteFixture {
     return door_.Calls().size() > lost_at_;
   }
 
-  // Whether the run has begun to give its lock back: it has just seen that it is its own, too young for another to
-  // take.
+  // Whether the run has begun to release its lock: it has just seen that the lock is its own and not stale.
   bool IsReleasing(size_t first) const {
     const std::vector<CallRecord>& calls = door_.Calls();
     return std::any_of(calls.begin() + static_cast<ptrdiff_t>(first), calls.end() - 1, [this](const CallRecord& call) {
@@ -64,7 +62,7 @@ class LostLock : public SiteFixture {
         }));
   }
 
-  // Whether the call before which the lock was lost opens such a file: the look before it was in time.
+  // Whether the call before which the lock was lost opens such a file: the check before it was in time.
   bool WasOpening(const std::string& end) const {
     const CallRecord& call = door_.Calls()[lost_at_];
     return call.call == Call::kOpen && call.mode != kOsRead && call.path.substr(call.path.size() - end.size()) == end;

@@ -1,4 +1,4 @@
-// The states that a disk can be in when its power comes back.
+// The states that a disk can have after a power cut.
 #pragma once
 
 #include <functional>

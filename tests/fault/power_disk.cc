@@ -197,7 +197,7 @@ OsResult Rename(const OsPlace& from, const OsPlace& to, const OsIdentity*) {
   return kOsOk;
 }
 
-// The door waits for the name of what it makes.
+// The platform layer syncs the names of directories that it makes.
 OsResult MakeDirectory(const char* whole) {
   const std::string path = current->PathOf(whole);
   if (Lookup(path) != kNoDiskFile) return kOsExists;

@@ -1,5 +1,4 @@
-// A disk in memory that can lose its power: what has reached the disk for certain is kept apart from what was only
-// written.
+// A simulated disk that can lose its power: what has been synced is kept apart from what was only written.
 //
 // A program's calls change what it sees at once. On the disk a file's bytes and length are certain only when the file
 // was synced, a name only when its directory was. Of everything else any part may have been written when the power
@@ -51,11 +50,11 @@ struct DiskState {
   // The files as the program sees them.
   SiteFiles Seen() const;
 
-  // What whoever removes a file by hand does.
+  // Removes a file as an operator would by hand.
   void Remove(const std::string& path);
 };
 
-// While it lives, the files of the site at `root` are those of the disk.
+// While it exists, the files of the site at `root` are those of the disk.
 class PowerDisk {
  public:
   // With `moments`, the disk before each call that changes something on it is added to them.

@@ -41,7 +41,7 @@ void ExpectCleanEnd(const Site& site, const ScopedDoor& door, const FakeProcess&
     EXPECT_EQ(process.break_file, site.LockFile());  // a break may still remove it
   } else {
     // Neither written whole nor removable: it was never held.
-    EXPECT_TRUE(HasLine(lines, "Aborting: another ")) << "a lock is left without a word";
+    EXPECT_TRUE(HasLine(lines, "Aborting: another ")) << "a lock is left, and no line says so";
     EXPECT_EQ(process.break_file, "");
   }
 }

@@ -47,7 +47,7 @@ RunOutcome RunStage::Play(int (*run)(const TosserConfig& config)) {
   return outcome;
 }
 
-// A log that cannot be written is given up in silence; any other holds what was shown.
+// A log that cannot be written is given up without a line; any other has what was shown.
 void RunStage::ExpectWholeLog() const {
   const std::string path = LogFile(site_);
   const std::vector<CallRecord>& calls = door_.Calls();

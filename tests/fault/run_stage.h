@@ -1,4 +1,4 @@
-// A site on which one run is played again and again, each time with another fault.
+// A site on which one run is repeated, each time with another fault.
 #pragma once
 
 #include <functional>
@@ -9,24 +9,24 @@
 #include "fault/steps.h"
 #include "unit/support/fake_clock.h"
 
-// What a run said, and how it left the site.
+// The lines of a run, and the site after it.
 struct RunOutcome {
   int status = 0;
   std::vector<std::string> lines;  // with <site> for the site's path
   SiteFiles files;
 
-  // Whether the run said nothing that a faultless one does not say as well.
+  // Whether the run logged only lines that a run without faults logs too.
   bool IsSilentBeside(const RunOutcome& faultless) const;
 };
 
-// A site as every play finds it.
+// The site at the start of every repetition.
 struct StagedSite {
   Site site;
   SiteFiles before;
   mutable SiteMap map{site};
 };
 
-// One play: at its end the site is as it was before.
+// One repetition: its destructor restores the site.
 class RunStage {
  public:
   using Spoil = std::function<void(ScopedDoor*)>;
@@ -39,16 +39,16 @@ class RunStage {
 
   ScopedDoor& Door() { return door_; }
 
-  // Takes all faults away, and a lock that could not be removed, as the operator does.
+  // Removes all faults, and a lock that could not be removed, as the operator does.
   void EndOfFaults();
 
-  // The files as they are between two runs, and what the operator does to them.
+  // The files between two runs, which the operator may change.
   const SiteFiles& Present() const { return present_; }
   void Repair(const std::string& path, const std::string& bytes);
   void RepairByRemoval(const std::string& path);
 
  protected:
-  // Plays the run and asserts that it ends as every run has to, with the same lines in its log as on the console.
+  // Runs and asserts that the run ends as every run has to, with the same lines in its log as on the console.
   RunOutcome Play(int (*run)(const TosserConfig& config));
 
   // Of the last run: the files that it found, and its calls.

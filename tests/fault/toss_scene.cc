@@ -202,7 +202,7 @@ class TossPlay : public RunStage {
   const std::string& source_ = stage_.source;
 };
 
-// A SIG file that cannot be read counts as empty, without a word: a duplicate is then stored again. No other fault may
+// A SIG file that cannot be read counts as empty, without a line: a duplicate is then stored again. No other fault may
 // have that effect.
 bool MayHideSig(const TossScene& scene, const Fault& fault) {
   const bool tossed_before = std::any_of(scene.messages.begin(), scene.messages.end(),

@@ -1,4 +1,4 @@
-// A toss whose every call fails in turn.
+// A toss whose calls fail one after the other.
 #pragma once
 
 #include <functional>
@@ -16,14 +16,14 @@ struct SceneMessage {
   std::string msgid;  // empty: none
   std::string reply;  // MSGID of its parent, empty: none
   std::string body = "Hello\x01";
-  bool stored_before = false;  // the message base holds it already: it is a duplicate
-  bool is_parked = false;      // nobody has its area: it goes to the catch-all conference
+  bool stored_before = false;  // it is in the message base already: a duplicate
+  bool is_parked = false;      // no conference has its area: it goes to the catch-all conference
 };
 
 // What the one inbound file is.
 enum class Packing {
   kPacket,
-  kDamagedPacket,  // behind its last message stands what is no message
+  kDamagedPacket,  // its last message is followed by bytes that are no message
   kBundle,         // of packets with a message each
 };
 
@@ -37,7 +37,7 @@ struct TossScene {
   std::function<void(ScopedDoor*)> spoil;  // fails in every run
 };
 
-// The file as it lies in the inbound directory.
+// The path of the file in the inbound directory.
 constexpr char kSceneSource[] = "0000a1b2.su0";
 
 // Its bytes.
@@ -46,8 +46,8 @@ std::string SourceOf(const TossScene& scene);
 // Puts into the message base what the scene says was stored before.
 void LayStored(const TossScene& scene, const Site& site);
 
-// Plays the scene once without a fault of the loop's and asserts that it stores what it has to; then once for every
-// fault, and asserts after each: whatever is stored is whole, nothing is damaged or left behind, nothing is lost (what
-// is not stored is still in the inbound directory), every failure that matters has a line and the exit status, and a
-// later run without faults stores every message with a MSGID exactly once.
+// Runs the scene once without a fault of the loop and asserts that it stores what it has to; then once for every fault,
+// and asserts after each: stored messages are complete, nothing is damaged or left over, nothing is lost (what is not
+// stored is still in the inbound directory), every failure that matters has a line and the exit status, and a later run
+// without faults stores every message with a MSGID exactly once.
 void TryTossFaults(const TossScene& scene, FaultLoop loop = {});

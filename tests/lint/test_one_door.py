@@ -1,4 +1,4 @@
-"""src/platform is the one door to the operating system.
+"""Only src/platform uses the operating system.
 
 Elsewhere in src/ no system header is included and no code depends on the target.
 """

@@ -66,5 +66,5 @@ def test_a_line_is_found_by_searching_for_its_longest_fixed_piece():
         assert not its_rows or any(piece in row for row in its_rows), f"{piece!r} is not found in the guide"
 
 
-def test_a_row_says_itself_what_to_do():
+def test_each_row_contains_what_to_do():
     fail_on([f"sends the reader to another row: {line!r}" for line, what in rows() if SENDS_ELSEWHERE.search(what)])

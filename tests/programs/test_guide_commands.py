@@ -103,7 +103,7 @@ def test_a_conference_is_cut_behind_a_message_and_a_short_index_stays_short(tmp_
         412 * 256, 410 * 16, 128]
 
 
-def test_a_serial_file_is_written_anew(tmp_path):
+def test_a_serial_file_is_written_again(tmp_path):
     (tmp_path / "TOSSER.LOG").write_text(
         "[2026-11-15 00:31:24]   queued conf 1 msg #7  From='A' To='B' Subj='C'  MSGID=2:999/42 0000012c\n")
     shown = do("A serial file that is damaged or too old", tmp_path, place=("/srv/bbs/ftn", str(tmp_path)))

@@ -1,4 +1,4 @@
-// A packet and its messages' texts, taken apart the slow and obvious way.
+// A packet and the texts of its messages, parsed in the simplest way.
 #pragma once
 
 #include <cstdint>

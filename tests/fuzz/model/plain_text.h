@@ -1,4 +1,4 @@
-// Reading texts the slow and obvious way: what the targets compare the program with.
+// Reading texts in the simplest way: what the targets compare the program with.
 #pragma once
 
 #include <cstdint>

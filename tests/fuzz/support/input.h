@@ -1,4 +1,4 @@
-// The bytes of one fuzz input, taken off from the front.
+// The bytes of one fuzz input, read from the front.
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-// What is asked for beyond the end is zero or empty: every input is a valid one.
+// A read beyond the end returns zero or an empty text: every input is valid.
 class Input {
  public:
   Input(const uint8_t* data, size_t size) : at_(data), left_(size) {}

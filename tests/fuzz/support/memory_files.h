@@ -1,4 +1,4 @@
-// A small system in memory for the fuzz targets: files, a clock that stands still, and the log.
+// The platform's table for the fuzz targets: files in memory, a clock that never advances, and the log.
 #pragma once
 
 #include <map>
@@ -7,8 +7,8 @@
 
 #include "platform/os.h"
 
-// While it lives, the door to the system leads here. Files are held by their path, with forward slashes; every
-// directory is there. Nothing depends on the machine, so that an input always gives the same outcome.
+// While it exists, it replaces the platform's table. Files are found by their path, with forward slashes; every
+// directory exists. Nothing depends on the machine, so that an input always has the same result.
 class MemoryFiles {
  public:
   static constexpr int64_t kNow = 1763166684;                   // 2025-11-15 00:31:24, in UTC and as local time

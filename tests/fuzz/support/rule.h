@@ -1,4 +1,4 @@
-// How a fuzz target says that a rule is broken: it names the rule and ends the process, so that the input is kept.
+// Reports that a rule is broken: shows the rule and ends the process, so that the fuzzer saves the input.
 #pragma once
 
 #include <string>

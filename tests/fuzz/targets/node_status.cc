@@ -1,4 +1,4 @@
-// The node status file: whether anybody is on the BBS, and who comes first.
+// The node status file: whether a node is busy, and which is the first.
 #include "bbs/node_status.h"
 
 #include "fuzz/model/records_model.h"

@@ -1,4 +1,4 @@
-// The file of serials: the next one is never a serial that was handed out before.
+// The file of serials: the next one is never a serial that was used before.
 #include <cstdlib>
 
 #include "fuzz/model/plain_text.h"

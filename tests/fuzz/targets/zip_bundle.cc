@@ -89,7 +89,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const TossSite site = {"msg", &no_lock, &bad_packets, &no_conferences, &touched};
   const TossResult result = TossZipBundle(site, copy.Data(), size);
   MustEqual(result, model.result, "a bundle is disposed of when each entry was handled");
-  // Whatever an entry is called, its name makes no line.
+  // No name of an entry can add a line.
   MustEqual(system.CountLogged("  ZIP entry: "), model.entries, "each entry is named");
   for (const std::string& line : system.log) MustEqual(line, AsLogged(line), "no name forges a line");
   MustEqual(system.CountLogged("  packet: orig "), model.tossed, "each entry that is a packet is tossed");

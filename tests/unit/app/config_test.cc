@@ -223,7 +223,7 @@ TEST_F(Config, AnInvalidAddressDoesNotTakeTheFlagOfAnEarlierOne) {
   EXPECT_EQ(config_.HaveAddress, 1);
 }
 
-TEST_F(Config, KeepProcessedKnowsSixWordsInAnyCase) {
+TEST_F(Config, KeepProcessedAcceptsSixWordsInAnyCase) {
   for (const std::string word : {"no", "NO", "nO", "n", "N", "0"}) {
     EXPECT_EQ(Warnings("keepprocessed " + word + "\n"), Strings{}) << word;
     EXPECT_EQ(config_.KeepProcessed, 0) << word;
@@ -272,7 +272,7 @@ TEST_F(Config, ThreeBadLinesAreAllReportedInTheirOrder) {
   EXPECT_STREQ(config_.Inbound, "ok");
 }
 
-TEST_F(Config, ALongerLineThan511CharactersGoesOnAsALineOfItsOwn) {
+TEST_F(Config, TheRestOfALineLongerThan511CharactersIsReadAsTheNextLine) {
   const std::string first = "; " + std::string(509, 'x');
   EXPECT_EQ(Warnings(first + "MSGDIR m\n"), Strings{});  // the comment fills the first 511
   EXPECT_STREQ(config_.MsgDir, "m");
@@ -298,7 +298,7 @@ TEST_F(Config, WithoutConfDirNoWorkDirIsDerived) {
   EXPECT_STREQ(config_.WorkDir, "");
 }
 
-TEST_F(Config, AConfDirOf250CharactersStillGivesAWorkDirAndOneOf251DoesNot) {
+TEST_F(Config, AWorkDirIsDerivedFromAConfDirOf250CharactersButNotOf251) {
   EXPECT_EQ(Warnings("CONFDIR " + std::string(250, 'x')), Strings{});
   EXPECT_EQ(config_.WorkDir, std::string(250, 'x') + "\\WORK");
   EXPECT_EQ(Complaints("CONFDIR " + std::string(251, 'x')),
@@ -306,7 +306,7 @@ TEST_F(Config, AConfDirOf250CharactersStillGivesAWorkDirAndOneOf251DoesNot) {
   EXPECT_EQ(Warnings("CONFDIR " + std::string(251, 'x') + "\nWORKDIR w\n"), Strings{});
 }
 
-TEST_F(Config, AnEarlierErrorKeepsTheDerivationAway) {
+TEST_F(Config, AfterAnErrorNoWorkDirIsDerived) {
   EXPECT_EQ(Complaints("CONFDIR " + std::string(251, 'x') + "\nHUB x\n"), Strings{"Invalid HUB value: x"});
 }
 

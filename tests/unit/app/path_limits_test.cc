@@ -1,6 +1,6 @@
 // Every file that is found through a configured directory, at the longest path that is tried and at one character more.
 //
-// The directories are real: their names are drawn out with separators, which mean nothing to either system.
+// The directories are real: their paths are lengthened by repeated separators, which both systems ignore.
 #include <cstring>
 #include <functional>
 
@@ -20,7 +20,7 @@ namespace {
 
 constexpr size_t kLongestPath = 511;
 
-// Windows does not take such paths: there it shows only that the system was asked.
+// Windows does not accept such paths: there the test only shows that the system was asked.
 const bool kTakesLongPaths = strcmp(kOsLineEnd, "\n") == 0;
 
 class PathLimits : public SiteFixture {

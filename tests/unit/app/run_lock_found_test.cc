@@ -88,7 +88,7 @@ TEST_F(RunLockFound, AtMost191CharactersOfTheOwnerAreShown) {
 
 // Clearing a stale one.
 
-TEST_F(RunLockFound, AStaleLockThatCannotBeDeletedEndsTheAttemptWithoutAnotherWord) {
+TEST_F(RunLockFound, AStaleLockThatCannotBeDeletedEndsTheAttemptWithoutAnotherLine) {
   LeaveLock(1800);
   door_.FailNth(Call::kRemoveUnchanged, 1);
   EXPECT_FALSE(Acquire());

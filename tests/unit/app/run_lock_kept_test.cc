@@ -69,7 +69,7 @@ TEST_F(RunLockKept, ALockThatCannotBeReadIsNotRemovedButWarnedOf) {
 
 // Keeping it while the run is at work.
 
-TEST_F(RunLockKept, ARunAtWorkLooksAtItsLockEveryHalfMinuteAndMakesItYoungAgain) {
+TEST_F(RunLockKept, ARunAtWorkChecksItsLockEveryHalfMinuteAndUpdatesItsTime) {
   ASSERT_TRUE(Acquire());
   const int calls = door_.Count(Call::kAny);
   clock_.now += 29;
@@ -99,7 +99,7 @@ TEST_F(RunLockKept, ATimeThatCannotBeSetDoesNotMatter) {
   EXPECT_TRUE(KeepRunLock(&lock_));
 }
 
-TEST_F(RunLockKept, ALockThatIsGoneIsTakenAnew) {
+TEST_F(RunLockKept, ALockThatHasDisappearedIsTakenAgain) {
   ASSERT_TRUE(Acquire());
   RemoveFile(path_);
   clock_.now += 30;
@@ -122,7 +122,7 @@ TEST_F(RunLockKept, AnothersLockMeansThatItIsLost) {
   EXPECT_EQ(process_.break_file, "");
 }
 
-TEST_F(RunLockKept, ALockThatAnotherRunTakesInTheMomentItIsGoneIsLost) {
+TEST_F(RunLockKept, ALockThatAnotherRunTakesAsSoonAsItDisappearsIsLost) {
   ASSERT_TRUE(Acquire());
   clock_.now += 30;
   RemoveFile(path_);
@@ -132,7 +132,7 @@ TEST_F(RunLockKept, ALockThatAnotherRunTakesInTheMomentItIsGoneIsLost) {
   EXPECT_EQ(ReadFile(path_), kOther);
 }
 
-// A machine that was suspended: another run may have cleared the lock, worked, and gone; the look would not show it.
+// A machine that was suspended: another run may have cleared the lock, worked and ended, which the check cannot see.
 TEST_F(RunLockKept, ALookThatComesAfterMoreThan25MinutesMeansThatItIsLost) {
   ASSERT_TRUE(Acquire());
   clock_.now += 1501;
@@ -155,7 +155,7 @@ TEST_F(RunLockKept, ALockThatCannotBeLookedAtIsLostAfter25Minutes) {
   door_.Clear();
 }
 
-TEST_F(RunLockKept, ALockThatCannotBeTakenAnewIsLostAfter25Minutes) {
+TEST_F(RunLockKept, ALockThatCannotBeTakenAgainIsLostAfter25Minutes) {
   ASSERT_TRUE(Acquire());
   for (const Call call : {Call::kOpen, Call::kWrite, Call::kClose}) {
     RemoveFile(path_);
@@ -170,7 +170,7 @@ TEST_F(RunLockKept, ALockThatCannotBeTakenAnewIsLostAfter25Minutes) {
   EXPECT_FALSE(KeepRunLock(&lock_));
 }
 
-// Renewing it during the wait, when nothing has been touched yet.
+// Renewing it during the wait, before anything has been changed.
 
 TEST_F(RunLockKept, AWaitingRunRenewsItsLock) {
   ASSERT_TRUE(Acquire());

@@ -71,7 +71,7 @@ TEST(RunLogPath, IsTheCurrentDirectoryWhenThePathHasNone) {
   EXPECT_EQ(LogPathOf("/cvtoss32"), "./TOSSER.LOG");
 }
 
-TEST(RunLogPath, IsTheCurrentDirectoryWhenThePathCannotBeTold) { EXPECT_EQ(LogPathOf(""), "./TOSSER.LOG"); }
+TEST(RunLogPath, IsTheCurrentDirectoryWhenThePathIsUnknown) { EXPECT_EQ(LogPathOf(""), "./TOSSER.LOG"); }
 
 TEST(RunLogPath, AProgramPathOf259CharactersIsUsedAndOneOf260IsNot) {
   const std::string directory = "/" + std::string(249, 'd');
@@ -149,7 +149,7 @@ TEST_F(RunLog, TwoRunsLeaveBothTheirLinesTheOlderFirst) {
   EXPECT_EQ(log_.Lines(), (Strings{"first run", "second run"}));
 }
 
-TEST_F(RunLog, WhatStoodInTheFileStays) {
+TEST_F(RunLog, EarlierLinesAreKept) {
   WriteFile(path_, std::string("older") + kOsLineEnd);
   OpenRunLog();
   LogLine("newer");
@@ -192,7 +192,7 @@ TEST_F(RunLog, FailuresToWriteAreIgnored) {
   EXPECT_EQ(log_.StandardError(), "");
 }
 
-TEST_F(RunLog, AfterClosingLinesGoToTheConsoleAlone) {
+TEST_F(RunLog, AfterClosingLinesGoToTheConsoleOnly) {
   OpenRunLog();
   LogLine("both");
   CloseRunLog();

@@ -22,7 +22,7 @@ TEST(BeginsWithWord, IgnoresCaseOnBothSides) {
   EXPECT_FALSE(BeginsWithWord("ARENA:", 6, "AREA:"));
 }
 
-TEST(BeginsWithWord, LooksNoFurtherThanTheSizeSays) {
+TEST(BeginsWithWord, ReadsNoFurtherThanTheSize) {
   EXPECT_TRUE(BeginsWithWord("AREA:", 5, "AREA:"));
   EXPECT_FALSE(BeginsWithWord("AREA:", 4, "AREA:"));
   EXPECT_FALSE(BeginsWithWord("", 0, "A"));

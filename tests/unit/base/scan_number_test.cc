@@ -72,7 +72,7 @@ TEST(ScanUint32, ReadsTheWholeRange) {
   EXPECT_EQ(ScanUnsigned("+7"), 7U);
 }
 
-TEST(ScanUint32, TellsWhatIsBeyondTheRange) {
+TEST(ScanUint32, ReportsANumberBeyondTheRange) {
   for (const char* text : {"4294967296", "99999999999999999999", "-4294967296"}) {
     uint32_t value = 0;
     const char* at = text;

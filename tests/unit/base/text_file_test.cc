@@ -55,7 +55,7 @@ TEST_F(TextFileTest, ALongerLineComesInPiecesOfOneLessThanTheRoom) {
   EXPECT_EQ(Lines<5>(), (Strings{"abc\n", "abcd", "\n", "abcd", "efgh", "\n"}));
 }
 
-TEST_F(TextFileTest, ALineMayLieAcrossThePiecesThatAreReadAtOnce) {
+TEST_F(TextFileTest, ALineMayCrossThePiecesThatAreReadAtOnce) {
   constexpr size_t kPiece = sizeof TextFile::piece;
   for (const size_t length : {kPiece - 2, kPiece - 1, kPiece, kPiece + 1, 2 * kPiece - 1, 2 * kPiece}) {
     const std::string first(length, 'x');

@@ -51,7 +51,7 @@ TEST_F(WholeFile, AMissingFileAndADirectoryAreRefused) {
   EXPECT_EQ(content_.size, 0U);
 }
 
-TEST_F(WholeFile, AnyFailureOnTheWayGivesNothingAndLeavesNothingOpen) {
+TEST_F(WholeFile, AfterAnyFailureTheContentIsEmptyAndNothingIsOpen) {
   WriteFile(path_, "abcdef");
   for (const Call call : {Call::kOpen, Call::kSize, Call::kReallocate, Call::kReadAt, Call::kClose}) {
     FreeBytes(&content_);

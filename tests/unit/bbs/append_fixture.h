@@ -1,4 +1,4 @@
-// A message to be appended to conference 7, and what its base was before.
+// A message to be appended to conference 7, and the message base before that.
 #pragma once
 
 #include <cstring>
@@ -29,8 +29,8 @@ class AppendFixture : public SiteFixture {
     message_.body_size = body_.size();
   }
 
-  // As the toss does: a preflight, the highest number (unless the message names one), the append. What the preflight
-  // does is not counted and meets no fault.
+  // As the toss does: a preflight, the highest number (unless the message has one), the append. The calls of the
+  // preflight are not counted and do not fail.
   int AppendTo(int32_t conference) {
     OsTable& table = OsInForce();
     const OsTable door = table;

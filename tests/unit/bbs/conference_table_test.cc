@@ -196,7 +196,7 @@ TEST_F(ConferenceLoad, AFileThatShrinksWhileItIsReadIsFatal) {
   EXPECT_EQ(TakeLines(), Strings{"FATAL: short read in " + path_ + " at conference 2"});
 }
 
-TEST_F(ConferenceLoad, LoadingAgainForgetsTheEarlierTable) {
+TEST_F(ConferenceLoad, LoadingAgainReplacesTheEarlierTable) {
   ASSERT_EQ(Load(site_.Conf()), 0);
   ASSERT_EQ(ValidateConferences(false, table_.get()), 0);
   EXPECT_EQ(table_->NetmailConference, 3);
@@ -261,7 +261,7 @@ TEST_F(ConferenceRouting, EachEarlierConferenceWithTheSameTagIsNamed) {
                                   "ERROR: duplicate routed AREA tag '*' in conferences 5 and 6"}));
 }
 
-TEST_F(ConferenceRouting, AMalformedTagIsStillLookedForAmongTheEarlierOnesButAnEmptyOneIsNot) {
+TEST_F(ConferenceRouting, AMalformedTagIsComparedWithTheEarlierOnesButAnEmptyOneIsNot) {
   EXPECT_EQ(LoadAndValidate({{"a", "X Y"}, {"b", "X Y"}, {"c", ""}, {"d", ""}}), -1);
   EXPECT_EQ(TakeLines(), (Strings{"ERROR: routed conference 1 ('a') has an empty or malformed NetIDName/AREA tag",
                                   "ERROR: routed conference 2 ('b') has an empty or malformed NetIDName/AREA tag",

@@ -4,7 +4,7 @@
 
 #include "unit/support/message_base.h"
 
-TEST(NameCrc, AnEmptyNameGivesZero) { EXPECT_EQ(NameCrc(""), 0U); }
+TEST(NameCrc, OfAnEmptyNameIsZero) { EXPECT_EQ(NameCrc(""), 0U); }
 
 TEST(NameCrc, TheCheckValueOfTheAlgorithm) { EXPECT_EQ(NameCrc("123456789"), 0xCBF43926U); }
 

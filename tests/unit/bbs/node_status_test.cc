@@ -40,7 +40,7 @@ std::string Idle(size_t nodes) {
 
 }  // namespace
 
-TEST_F(NodeFile, AllIdleGivesTheCount) {
+TEST_F(NodeFile, AllIdleReturnsTheCount) {
   EXPECT_EQ(Read(FromHex("FF FF 00 00 00 00  FF FF 07 01 02 03")), kNodesIdle);
   ExpectStatus(2, 0, 65535, 0);
   EXPECT_EQ(TakeLines(), Strings{});
@@ -158,7 +158,7 @@ TEST_F(NodeWait, ANodeIdleAtThe31stReadingLetsTheRunGoOn) {
   EXPECT_EQ(TakeLines(), lines);
 }
 
-TEST_F(NodeWait, EachReadingStartsAfreshAndTheFileIsClosedDuringThePause) {
+TEST_F(NodeWait, EachReadingOpensTheFileAgainAndItIsClosedDuringThePause) {
   WriteFile(path_, NodeBytes(65535) + NodeBytes(65534, 0xAB));
   door_.BeforeNth(Call::kOpen, 2, [&] {
     EXPECT_EQ(door_.OpenHandles(), 0);

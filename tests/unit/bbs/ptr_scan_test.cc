@@ -42,7 +42,7 @@ TEST_F(PtrScanning, AMissingFileIsEmpty) {
   EXPECT_EQ(scan.fault, kPtrSound);
 }
 
-TEST_F(PtrScanning, TheHighestNumberIsFoundWhereverItStands) {
+TEST_F(PtrScanning, TheHighestNumberIsFoundInAnyRecord) {
   struct Case {
     std::vector<int32_t> numbers;
     int32_t highest;

@@ -54,7 +54,7 @@ std::string Packed(const PtrRecord& record) {
 
 }  // namespace
 
-TEST(PtrRecordBytes, EveryFieldStandsAtItsOffset) {
+TEST(PtrRecordBytes, EveryFieldIsAtItsOffset) {
   const std::string bytes = Packed(EveryField());
   ASSERT_EQ(EveryFieldBytes().size(), 256U);
   EXPECT_EQ(ToHex(bytes), ToHex(EveryFieldBytes()));
@@ -122,7 +122,7 @@ TEST(PtrRecordBytes, TheVitalsAreThoseOfTheHeader) {
   EXPECT_TRUE(vitals.Deleted);
 }
 
-TEST(IdxRecordBytes, EveryFieldStandsAtItsOffset) {
+TEST(IdxRecordBytes, EveryFieldIsAtItsOffset) {
   uint8_t bytes[kIdxRecordSize];
   PackIdxRecord({0x04030201, 0x0D0A1AFF, 0x0C0B0A09, -1}, bytes);
   EXPECT_EQ(ToHex(bytes, sizeof bytes), "01 02 03 04 FF 1A 0A 0D 09 0A 0B 0C FF FF FF FF");

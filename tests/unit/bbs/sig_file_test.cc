@@ -71,7 +71,7 @@ TEST_F(SigReading, AnEmptyFileIsEmpty) {
   EXPECT_EQ(Msgid(1), "none");
 }
 
-TEST_F(SigReading, WhatCannotBeReadIsTakenAsEmptyWithoutAWord) {
+TEST_F(SigReading, WhatCannotBeReadIsTakenAsEmptyWithoutALine) {
   Lay("1:2/3 a\t1\n");
   for (const Call call : {Call::kOpen, Call::kReadAt}) {
     door_.Clear();
@@ -88,7 +88,7 @@ TEST_F(SigReading, WhatCannotBeReadIsTakenAsEmptyWithoutAWord) {
   EXPECT_EQ(TakeLines(), Strings{});
 }
 
-TEST_F(SigReading, OnePassTellsOfTheDuplicateAndOfTheParent) {
+TEST_F(SigReading, OnePassFindsTheDuplicateAndTheParent) {
   Lay("1:2/3 a\t1\n1:2/3 b\t2\n");
   const SigScan scan = ScanSigFile(path_.c_str(), "1:2/3 c", "1:2/3 b");
   EXPECT_FALSE(scan.has_msgid);
@@ -99,7 +99,7 @@ TEST_F(SigReading, OnePassTellsOfTheDuplicateAndOfTheParent) {
   EXPECT_TRUE(ScanSigFile(path_.c_str(), "1:2/3 b", "1:2/3 a").has_msgid);
 }
 
-TEST_F(SigReading, NothingAskedIsNothingFound) {
+TEST_F(SigReading, WithoutATextToFindNothingIsFound) {
   Lay("\n\t5\n1:2/3 a\t1\n");
   const SigScan scan = ScanSigFile(path_.c_str(), "", "");
   EXPECT_FALSE(scan.has_msgid);
@@ -116,8 +116,8 @@ TEST_F(SigReading, AShortReadIsContinued) {
   EXPECT_TRUE(door_.HasStruck());
 }
 
-TEST_F(SigReading, LinesOfALargeFileAreFoundWhereverTheyLie) {
-  // Whatever the size of the pieces a reader takes, some of these lines lie across the seam of two.
+TEST_F(SigReading, LinesOfALargeFileAreFoundWhereverTheyAre) {
+  // Whatever the size of the pieces that are read, some of these lines begin in one piece and end in the next.
   for (const size_t near : {size_t{1} << 14, size_t{1} << 16, size_t{1} << 17, size_t{1} << 18}) {
     for (size_t before = near - 20; before <= near + 1; ++before) {
       std::string content;
@@ -133,7 +133,7 @@ TEST_F(SigReading, LinesOfALargeFileAreFoundWhereverTheyLie) {
   }
 }
 
-TEST_F(SigReading, ALongLineAcrossASeamKeepsItsPieces) {
+TEST_F(SigReading, ALongLineAcrossTwoBlocksKeepsItsPieces) {
   for (size_t before = 130800; before <= 131080; before += 7) {
     Lay(std::string(before, '\n') + std::string(510, 'x') + "1:2/3 a\t17\n");
     EXPECT_TRUE(Contains("1:2/3 a")) << before;
@@ -245,7 +245,7 @@ TEST_F(SigParent, ALineWithoutATabIsNeverAParent) {
   EXPECT_EQ(Number("1:2/3 a"), "none");
 }
 
-TEST_F(SigParent, TheNumberIsReadAsFarAsItGoes) {
+TEST_F(SigParent, TheNumberEndsAtTheFirstOtherCharacter) {
   struct Case {
     const char* text;
     const char* number;

@@ -95,7 +95,7 @@ TEST_F(CheckRuns, TakesNoLockWritesNothingAndWaitsForNothing) {
   EXPECT_EQ(process_.break_file, "");
 }
 
-TEST_F(CheckRuns, WithoutALogTheConsoleTellsEverything) {
+TEST_F(CheckRuns, WithoutALogTheConsoleShowsEveryLine) {
   door_.FailNth(Call::kOpen, 1, "TOSSER.LOG");
   ExpectCheck(0, Sound({kIdle}));
   EXPECT_FALSE(PathExists(site_.Root() + "/TOSSER.LOG"));

@@ -43,7 +43,7 @@ TEST(FtnAddress, WhatFollowsTheLastNumberIsIgnored) {
   EXPECT_EQ(Parsed("2:250/1 .7"), "2:250/1.0");
 }
 
-TEST(FtnAddress, BlanksMayStandBeforeANumberButNotBeforeASeparator) {
+TEST(FtnAddress, BlanksAreAcceptedBeforeANumberButNotBeforeASeparator) {
   EXPECT_EQ(Parsed(" 2: 250/\t1. 7"), "2:250/1.7");
   EXPECT_EQ(Parsed("2 :250/1"), "refused");
   EXPECT_EQ(Parsed("2:250 /1"), "refused");
@@ -59,7 +59,7 @@ TEST(FtnAddress, NumbersBeyond32BitsAreClamped) {
   EXPECT_EQ(Parsed("2147483648:-2147483649/1.99999999999"), "2147483647:-2147483648/1.2147483647");
 }
 
-TEST(FtnAddress, AnEarlierValueIsWipedWhateverTheOutcome) {
+TEST(FtnAddress, AnEarlierValueIsOverwrittenWhateverTheResult) {
   FtnAddress address{9, 9, 9, 9};
   EXPECT_FALSE(ParseFtnAddress("x", &address));
   EXPECT_EQ(address.Zone, 0);

@@ -96,7 +96,7 @@ TEST(Cp437, ALeadByteAtTheEndBecomesAQuestionMark) {
   EXPECT_EQ(Convert("61 C3"), "61 3F");
 }
 
-TEST(Cp437, ASequenceCutByTheEndGivesOneQuestionMarkForEachByte) {
+TEST(Cp437, ASequenceCutByTheEndBecomesOneQuestionMarkForEachByte) {
   EXPECT_EQ(Convert("E2"), "3F");
   EXPECT_EQ(Convert("E2 80"), "3F 3F");
   EXPECT_EQ(Convert("F0 9F"), "3F 3F");

@@ -76,7 +76,7 @@ TEST(ZipCentralHeader, IsWrittenForTheFirstEntryOfTheFile) {
             "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 EE EE");
 }
 
-TEST(ZipEndRecord, TellsOfOneEntryAndItsDirectory) {
+TEST(ZipEndRecord, DescribesOneEntryAndItsDirectory) {
   ASSERT_EQ(kZipEndRecordSize, 22U);
   uint8_t bytes[24];
   memset(bytes, 0xEE, sizeof bytes);

@@ -27,7 +27,7 @@ class OsFiles : public testing::Test {
 
 }  // namespace
 
-TEST_F(OsFiles, OpeningToReadOrUpdateSaysWhenNothingIsThere) {
+TEST_F(OsFiles, OpeningToReadOrUpdateReportsAMissingFile) {
   int error = 0;
   EXPECT_EQ(OsOpen(path_.c_str(), kOsRead, &file_, &error), kOsMissing);
   EXPECT_NE(error, 0);
@@ -56,7 +56,7 @@ TEST_F(OsFiles, EitherSlashSeparates) {
   EXPECT_EQ(ReadAt(0, 9), "x");
 }
 
-TEST_F(OsFiles, ReadGivesTheBytesAsTheyAre) {
+TEST_F(OsFiles, ReadReturnsTheBytesUnchanged) {
   const std::string bytes = FromHex("0D 0A 1A 00 0A FF");
   WriteFile(path_, bytes);
   ASSERT_EQ(Open(kOsRead), kOsOk);
@@ -66,7 +66,7 @@ TEST_F(OsFiles, ReadGivesTheBytesAsTheyAre) {
   EXPECT_EQ(ToHex(ReadAt(2, 2)), "1A 00");
 }
 
-TEST_F(OsFiles, ReadBeyondTheEndGivesWhatIsThere) {
+TEST_F(OsFiles, ReadBeyondTheEndReturnsTheBytesBeforeIt) {
   WriteFile(path_, "abc");
   ASSERT_EQ(Open(kOsRead), kOsOk);
   EXPECT_EQ(ReadAt(0, 10), "abc");
@@ -101,7 +101,7 @@ TEST_F(OsFiles, CreateMakesAFile) {
   EXPECT_EQ(ReadFile(path_), "");
 }
 
-TEST_F(OsFiles, CreateNewReadsAndWritesButNeverTakesAFileThatIsThere) {
+TEST_F(OsFiles, CreateNewReadsAndWritesButNeverOpensAnExistingFile) {
   ASSERT_EQ(Open(kOsCreateNew), kOsOk);
   EXPECT_EQ(OsWrite(file_, "abc", 3), 0);
   EXPECT_EQ(ReadAt(1, 2), "bc");
@@ -112,7 +112,7 @@ TEST_F(OsFiles, CreateNewReadsAndWritesButNeverTakesAFileThatIsThere) {
   EXPECT_EQ(ReadFile(path_), "abc");
 }
 
-TEST_F(OsFiles, CreateLockNeverTakesAFileThatIsThere) {
+TEST_F(OsFiles, CreateLockNeverOpensAnExistingFile) {
   ASSERT_EQ(Open(kOsCreateLock), kOsOk);
   EXPECT_EQ(OsWriteOnce(file_, "abc\n", 4), 4);
   EXPECT_EQ(OsClose(&file_), 0);

@@ -33,7 +33,7 @@ class OsLoops : public testing::Test {
 
 }  // namespace
 
-TEST_F(OsLoops, ReadGoesOnAfterAShortRead) {
+TEST_F(OsLoops, ReadContinuesAfterAShortRead) {
   WriteFile(path_, "abcdef");
   ASSERT_EQ(OsOpen(path_.c_str(), kOsRead, &file_), kOsOk);
   OsInForce().ReadAt = ReadOneByte;
@@ -44,7 +44,7 @@ TEST_F(OsLoops, ReadGoesOnAfterAShortRead) {
   EXPECT_STREQ(bytes, "bcdef");
 }
 
-TEST_F(OsLoops, ReadTellsAFailureFromTheEnd) {
+TEST_F(OsLoops, ReadDistinguishesAFailureFromTheEnd) {
   WriteFile(path_, "abcdef");
   ASSERT_EQ(OsOpen(path_.c_str(), kOsRead, &file_), kOsOk);
   door_.FailNth(Call::kReadAt, 1);
@@ -68,7 +68,7 @@ TEST_F(OsLoops, ReadCountsWhatCameBeforeAFailure) {
   EXPECT_TRUE(got.failed);
 }
 
-TEST_F(OsLoops, PositionedWriteGoesOnAfterAShortWrite) {
+TEST_F(OsLoops, PositionedWriteContinuesAfterAShortWrite) {
   ASSERT_EQ(OsOpen(path_.c_str(), kOsCreateNew, &file_), kOsOk);
   OsInForce().WriteAt = WriteOneByteAt;
   EXPECT_EQ(OsWriteAt(file_, 2, "abc", 3), kOsOk);
@@ -92,7 +92,7 @@ TEST_F(OsLoops, PositionedWriteReportsAFailureAfterSomeBytes) {
   EXPECT_EQ(ReadFile(path_), "ab");
 }
 
-TEST_F(OsLoops, PositionedWriteSaysWhenThereAreNoPositions) {
+TEST_F(OsLoops, PositionedWriteReportsAFileWithoutPositions) {
   ASSERT_EQ(OsOpen(path_.c_str(), kOsCreateNew, &file_), kOsOk);
   Fault pipe;
   pipe.call = Call::kWriteAt;
@@ -101,7 +101,7 @@ TEST_F(OsLoops, PositionedWriteSaysWhenThereAreNoPositions) {
   EXPECT_EQ(OsWriteAt(file_, 0, "abcd", 4), kOsUnseekable);
 }
 
-TEST_F(OsLoops, WriteGoesOnAfterAShortWrite) {
+TEST_F(OsLoops, WriteContinuesAfterAShortWrite) {
   ASSERT_EQ(OsOpen(path_.c_str(), kOsCreate, &file_), kOsOk);
   OsInForce().Write = WriteOneByte;
   EXPECT_EQ(OsWrite(file_, "abc", 3), 0);
@@ -117,7 +117,7 @@ TEST_F(OsLoops, WriteFailsWhenACallFailsOrMovesNothing) {
   EXPECT_EQ(ReadFile(path_), "");
 }
 
-TEST_F(OsLoops, WriteOnceTellsHowMuchOneCallTook) {
+TEST_F(OsLoops, WriteOnceReturnsWhatOneCallHasWritten) {
   ASSERT_EQ(OsOpen(path_.c_str(), kOsCreate, &file_), kOsOk);
   OsInForce().Write = WriteOneByte;
   EXPECT_EQ(OsWriteOnce(file_, "abc", 3), 1);

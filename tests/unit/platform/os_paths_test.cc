@@ -33,7 +33,7 @@ std::set<std::string> NamesIn(const std::string& path) {
 
 }  // namespace
 
-TEST_F(OsPaths, StatTellsKindSizeAndTimeOfAFile) {
+TEST_F(OsPaths, StatReturnsKindSizeAndTimeOfAFile) {
   WriteFile(a_, "abc");
   SetModifiedAt(a_, 1234567890);
   ASSERT_EQ(OsStat(a_.c_str(), &status_), kOsOk);
@@ -42,12 +42,12 @@ TEST_F(OsPaths, StatTellsKindSizeAndTimeOfAFile) {
   EXPECT_EQ(status_.modified, 1234567890);
 }
 
-TEST_F(OsPaths, StatKnowsADirectory) {
+TEST_F(OsPaths, StatRecognisesADirectory) {
   ASSERT_EQ(OsStat(directory_.Path().c_str(), &status_), kOsOk);
   EXPECT_EQ(status_.kind, kOsDirectory);
 }
 
-TEST_F(OsPaths, StatSaysWhenNothingIsThere) { EXPECT_EQ(OsStat(a_.c_str(), &status_), kOsMissing); }
+TEST_F(OsPaths, StatReportsAMissingFile) { EXPECT_EQ(OsStat(a_.c_str(), &status_), kOsMissing); }
 
 TEST_F(OsPaths, SameFileRecognisesAnotherSpelling) {
   MakeDirectory(directory_ / "sub");
@@ -58,7 +58,7 @@ TEST_F(OsPaths, SameFileRecognisesAnotherSpelling) {
   EXPECT_EQ(OsSameFile(a_.c_str(), (directory_ / ".\\a").c_str()), kOsSame);
 }
 
-TEST_F(OsPaths, SameFileTakesNamesInTwoDirectoriesForTwoFiles) {
+TEST_F(OsPaths, SameFileTreatsNamesInTwoDirectoriesAsTwoFiles) {
   MakeDirectory(directory_ / "sub");
   WriteFile(a_, "x");
   const std::string other = directory_ / "sub/a";
@@ -78,7 +78,7 @@ TEST_F(OsPaths, SameFileFindsTheDirectoryOfAPathOfAnyForm) {
   std::filesystem::current_path(before);
 }
 
-TEST_F(OsPaths, SameFileTellsTwoFilesOfEqualContentApart) {
+TEST_F(OsPaths, SameFileDistinguishesTwoFilesOfEqualContent) {
   WriteFile(a_, "x");
   WriteFile(b_, "x");
   EXPECT_EQ(OsSameFile(a_.c_str(), b_.c_str()), kOsDifferent);
@@ -90,20 +90,20 @@ TEST_F(OsPaths, SameFileNeedsBoth) {
   EXPECT_EQ(OsSameFile(b_.c_str(), a_.c_str()), kOsDifferent);
 }
 
-TEST_F(OsPaths, RemoveTakesAFileAwayAndSaysWhenThereWasNone) {
+TEST_F(OsPaths, RemoveRemovesAFileAndReportsAMissingOne) {
   WriteFile(a_, "");
   EXPECT_EQ(OsRemove(a_.c_str()), kOsOk);
   EXPECT_FALSE(PathExists(a_));
   EXPECT_EQ(OsRemove(a_.c_str()), kOsMissing);
 }
 
-TEST_F(OsPaths, RemoveNeverTakesADirectory) {
+TEST_F(OsPaths, RemoveNeverRemovesADirectory) {
   MakeDirectory(a_);
   EXPECT_EQ(OsRemove(a_.c_str()), kOsFailed);
   EXPECT_TRUE(PathExists(a_));
 }
 
-TEST_F(OsPaths, RemoveUnchangedTakesTheFileOfThatTime) {
+TEST_F(OsPaths, RemoveUnchangedRemovesTheFileOfThatTime) {
   WriteFile(a_, "");
   SetModifiedAt(a_, 1000000000);
   EXPECT_EQ(OsRemoveUnchanged(a_.c_str(), 1000000000), kOsOk);
@@ -118,11 +118,11 @@ TEST_F(OsPaths, RemoveUnchangedLeavesAFileOfAnotherTime) {
   EXPECT_EQ(ReadFile(a_), "new");
 }
 
-TEST_F(OsPaths, RemoveUnchangedSaysWhenNothingIsThere) {
+TEST_F(OsPaths, RemoveUnchangedReportsAMissingFile) {
   EXPECT_EQ(OsRemoveUnchanged(a_.c_str(), 1000000000), kOsMissing);
 }
 
-// What an open directory answers is what the walk along the path would answer.
+// Calls through an open directory have the same results as calls with the whole path.
 TEST_F(OsPaths, CallsAnswerAlikeInAnOpenDirectory) {
   MakeDirectory(directory_ / "sub");
   OsDirectory open;
@@ -161,7 +161,7 @@ TEST_F(OsPaths, ADirectoryThatCannotBeOpenedIsWalkedTo) {
   }
 }
 
-TEST_F(OsPaths, TouchMakesAFileYoungAndKeepsItsBytes) {
+TEST_F(OsPaths, TouchUpdatesTheTimeOfAFileAndKeepsItsBytes) {
   WriteFile(a_, "abc");
   SetModifiedAt(a_, 1000000000);
   OsFile file;
@@ -204,7 +204,7 @@ TEST_F(OsPaths, RenameFailsWithoutSourceOrTargetDirectory) {
   EXPECT_EQ(ReadFile(a_), "source");
 }
 
-TEST_F(OsPaths, MakeDirectoryMakesOneAndSaysWhenItIsThere) {
+TEST_F(OsPaths, MakeDirectoryCreatesOneAndReportsAnExistingOne) {
   EXPECT_EQ(OsMakeDirectory(a_.c_str()), kOsOk);
   ASSERT_EQ(OsStat(a_.c_str(), &status_), kOsOk);
   EXPECT_EQ(status_.kind, kOsDirectory);
@@ -218,7 +218,7 @@ TEST_F(OsPaths, MakeDirectoryFindsAFileInItsWayAndNeedsAParent) {
   EXPECT_NE(OsMakeDirectory((directory_ / "none/sub").c_str()), kOsOk);
 }
 
-TEST_F(OsPaths, ListGivesEveryName) {
+TEST_F(OsPaths, ListReturnsEveryName) {
   WriteFile(a_, "");
   WriteFile(b_, "");
   MakeDirectory(directory_ / "sub");
@@ -227,7 +227,7 @@ TEST_F(OsPaths, ListGivesEveryName) {
 
 TEST_F(OsPaths, ListOfAnEmptyDirectoryEndsAtOnce) { EXPECT_TRUE(NamesIn(directory_.Path()).empty()); }
 
-TEST_F(OsPaths, ListSaysWhenThereIsNoDirectory) {
+TEST_F(OsPaths, ListReportsAMissingDirectory) {
   OsList list;
   EXPECT_NE(OsListOpen(a_.c_str(), &list), kOsOk);
   EXPECT_EQ(list.handle, nullptr);

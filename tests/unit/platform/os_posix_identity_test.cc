@@ -1,4 +1,4 @@
-// Names that lead to another file, or elsewhere, a moment later.
+// Names that are given to another file, or replaced by a link, at any moment.
 #ifndef _WIN32
 
 #include "platform/os_posix_identity.h"
@@ -127,7 +127,7 @@ TEST(OsPosixDeathTest, APipeThatTakesTheNameOfALeasedFileDoesNotHang) {
       testing::ExitedWithCode(7), "");
 }
 
-// A link of one's own is followed; whose links are not can be seen as root only, in the end-to-end tests.
+// A link of the same user is followed; the links that are not can be made by root only, in the end-to-end tests.
 TEST(PosixOpenDirectory, OwnersAreTrustedAndFilesAreNoDirectories) {
   const TemporaryDirectory directory;
   MakeDirectory(directory / "store");

@@ -1,4 +1,4 @@
-// What only the POSIX side of the door has to answer for.
+// What only the POSIX side of the platform layer has to do.
 #ifndef _WIN32
 
 #include <fcntl.h>
@@ -76,7 +76,7 @@ TEST(OsPosix, APathThatIsTooLongFailsAndIsNeverTakenForAbsent) {
   EXPECT_EQ(OsStat(std::string(4095, '/').c_str(), &status), kOsOk);
 }
 
-// Whoever puts another directory in the place of an open one meanwhile does not tear a message apart.
+// If another directory takes the name of an open one in the middle of a message, all its files go to the open one.
 TEST(OsPosix, AnOpenDirectoryIsTheOneThatStoodThereWhenItWasOpened) {
   const TemporaryDirectory directory;
   const std::string path = directory / "msg";
@@ -95,7 +95,7 @@ TEST(OsPosix, AnOpenDirectoryIsTheOneThatStoodThereWhenItWasOpened) {
 }
 
 // Someone may run the program under a lock on that very directory.
-TEST(OsPosix, ALockOfAnotherProgramKeepsNoStaleFileAlive) {
+TEST(OsPosix, ALockOfAnotherProgramDoesNotProtectAStaleFile) {
   const TemporaryDirectory directory;
   const std::string path = directory / "lock";
   WriteFile(path, "");

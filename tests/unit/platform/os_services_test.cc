@@ -35,7 +35,7 @@ TEST(OsTime, UtcTimeBreaksATimeDown) {
   EXPECT_EQ(calendar.weekday, 6);
 }
 
-TEST(OsTime, UtcTimeKnowsTheEpochAndALeapDay) {
+TEST(OsTime, UtcTimeConvertsTheEpochAndALeapDay) {
   OsCalendar calendar;
   ASSERT_EQ(OsUtcTime(0, &calendar), 0);  // Thursday
   EXPECT_EQ(calendar.year, 1970);
@@ -80,7 +80,7 @@ TEST(OsProcess, FindsItselfAndNoProcessWithoutANumber) {
   EXPECT_EQ(OsFindProcess(0xFFFFFFFF), kOsMissing);
 }
 
-TEST(OsProcess, KnowsThePathOfItsProgram) {
+TEST(OsProcess, ReturnsThePathOfItsProgram) {
   char path[4096];
   const size_t length = OsProgramPath(path, sizeof path);
   ASSERT_GT(length, 0U);
@@ -92,7 +92,7 @@ TEST(OsProcess, KnowsThePathOfItsProgram) {
   EXPECT_NE(std::string(path).find("unit_tests"), std::string::npos);
 }
 
-TEST(OsProcess, SaysWhenThePathDoesNotFit) {
+TEST(OsProcess, ReportsAPathThatDoesNotFit) {
   char path[4096];
   const size_t length = OsProgramPath(path, sizeof path);
   ASSERT_LT(length, sizeof path);
@@ -128,7 +128,7 @@ TEST(OsTableInForce, HasNoEmptyEntry) {
   for (const auto& entry : entries) EXPECT_NE(entry, nullptr);
 }
 
-TEST(OsShow, WritesAsManyBytesAsToldToTheStreamOfItsName) {
+TEST(OsShow, WritesAllBytesToTheRightStream) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   OsShow(kOsStdout, "out#", 3);

@@ -1,4 +1,4 @@
-// What can be seen of waiting for the disk while the power stays on: who is asked, and what counts as a failure.
+// Waiting for the disk, as far as a test can see it: which files are synced, and what counts as a failure.
 #include <gtest/gtest-death-test.h>
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-// What only the Windows side of the door has to answer for.
+// What only the Windows side of the platform layer has to do.
 #ifdef _WIN32
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 
 namespace {
 
-// Another program that has a file open and lets nobody delete it.
+// Another program that has a file open without sharing it for deletion.
 HANDLE HoldOpen(const std::string& path) {
   return CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
                      nullptr);

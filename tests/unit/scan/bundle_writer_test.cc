@@ -31,7 +31,7 @@ class Bundles : public SiteFixture {
 
 }  // namespace
 
-TEST_F(BundleNames, TellTheTimeInHexadecimalAndTheDayOfTheWeek) {
+TEST_F(BundleNames, ContainTheTimeInHexadecimalAndTheDayOfTheWeek) {
   EXPECT_EQ(Choose(), "6917c9dc.sa0");  // Saturday 2025-11-15
   clock_.now = 255;                     // Thursday 1970-01-01
   EXPECT_EQ(Choose(), "000000ff.th0");

@@ -158,7 +158,7 @@ TEST_F(ExportCommit, APartOfALineIsNotTakenBack) {
   EXPECT_EQ(left, SigLine(5).substr(0, left.size()));
 }
 
-TEST_F(ExportCommit, MarkingThatFailsBeforeTheByteIsSetTakesTheLineBack) {
+TEST_F(ExportCommit, WhenMarkingFailsBeforeTheByteIsSetTheLineIsRemoved) {
   AddExport(1, 5);
   ExpectUnsent(Failing(Call::kOpen, ".PTR"), kRolledBack);
   ExpectUnsent(Failing(Call::kWriteAt, ".PTR"), kRolledBack);
@@ -265,7 +265,7 @@ TEST_F(ExportCommit, ARollbackThatDoesNotHoldIsCritical) {
   EXPECT_EQ(TakeLines(), Strings{kCritical});
 }
 
-TEST_F(ExportCommit, OneThatFailsKeepsNoOtherBack) {
+TEST_F(ExportCommit, AFailureDoesNotPreventTheOthers) {
   AddExport(1, 5, 0);
   AddExport(2, 6, 0);
   AddExport(1, 7, 1);

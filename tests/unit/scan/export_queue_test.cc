@@ -30,7 +30,7 @@ size_t Room(const ExportQueue& queue) { return queue.bytes.capacity / sizeof(Exp
 
 }  // namespace
 
-TEST(ExportQueue, GivesTheRecordsBackInTheirOrder) {
+TEST(ExportQueue, ReturnsTheRecordsInTheirOrder) {
   ExportQueue queue;
   EXPECT_EQ(queue.count, 0U);
   for (int32_t number = 0; number < 100; ++number) ASSERT_EQ(QueueExport(MakeRecord(number), &queue), 0);
@@ -38,7 +38,7 @@ TEST(ExportQueue, GivesTheRecordsBackInTheirOrder) {
   for (int32_t number = 0; number < 100; ++number) ExpectRecord(queue, static_cast<size_t>(number), number);
 }
 
-TEST(ExportQueue, HasRoomFor32RecordsAtFirstAndDoublesWhenFull) {
+TEST(ExportQueue, AllocatesFor32RecordsAtFirstAndDoublesWhenFull) {
   ExportQueue queue;
   EXPECT_EQ(Room(queue), 0U);
   const size_t rooms[] = {32, 64, 128};

@@ -22,7 +22,7 @@ uint32_t NumberIn(const std::string& text) {
 
 class MsgidSerial : public SiteFixture {
  protected:
-  // The next serial; 0, which is never handed out, when there is none.
+  // The next serial; 0, which is never used, when there is none.
   uint32_t Next() {
     uint32_t serial = 0;
     const int result = NextSerial(site_.Msg().c_str(), &serial);
@@ -40,7 +40,7 @@ class MsgidSerial : public SiteFixture {
 
 }  // namespace
 
-TEST_F(MsgidSerial, TheFirstIs1AndEachIsInTheFileWhenItIsHandedOut) {
+TEST_F(MsgidSerial, TheFirstIs1AndEachIsInTheFileWhenItIsReturned) {
   for (uint32_t serial = 1; serial <= 12; ++serial) {
     EXPECT_EQ(Next(), serial);
     EXPECT_EQ(ReadFile(path_), Line(serial));
@@ -54,7 +54,7 @@ TEST_F(MsgidSerial, AnEmptyFileCountsAsZero) {
   }
 }
 
-// However a file was edited: a number that is cut short would hand out serials that were used long ago.
+// Whatever was edited into the file: if a number were cut short, serials would be used that were used long ago.
 TEST_F(MsgidSerial, ANumberIsReadWholeOrNotAtAll) {
   for (const size_t blanks : {56U, 57U, 58U, 62U, 63U, 64U, 65U, 500U, 1015U}) {
     EXPECT_EQ(NextAfter(std::string(blanks, ' ') + "1234567\n"), 1234568U) << blanks;
@@ -93,7 +93,7 @@ TEST_F(MsgidSerial, TheFileShrinksToTheNewNumber) {
   EXPECT_EQ(ReadFile(path_), Line(42));
 }
 
-// A number beyond 32 bits would wrap, and serials would come again.
+// A number beyond 32 bits would wrap, and serials would be used twice.
 TEST_F(MsgidSerial, AFileWithoutNumberOrWithTooLargeAOneFailsAndStays) {
   const std::string contents[] = {"x",
                                   "4294967296\n",
@@ -158,8 +158,8 @@ TEST_F(MsgidSerial, ShortReadsAndWritesAreGoneOnWith) {
   }
 }
 
-// A serial that a failure swallowed may be lost, but none comes twice, and the file never forgets.
-TEST(MsgidSerialFaults, WhateverFailsNoSerialComesTwiceAndTheFileKeepsANumber) {
+// A serial may remain unused after a failure, but none is used twice, and the file always has the last one.
+TEST(MsgidSerialFaults, WhateverFailsNoSerialIsUsedTwiceAndTheFileHasANumber) {
   struct Case {
     const char* content;  // nullptr: no file
     uint32_t last;
@@ -183,7 +183,7 @@ TEST(MsgidSerialFaults, WhateverFailsNoSerialComesTwiceAndTheFileKeepsANumber) {
         EXPECT_EQ(found, serial);
       } else {
         EXPECT_EQ(serial, 0U);
-        // A disk that takes a part of every write also takes but a part of the one that puts the old number back.
+        // If every write is cut short, so is the one that restores the old number.
         const bool can_restore = fault.call != Call::kWriteAt || !fault.is_short || !fault.for_good;
         EXPECT_TRUE(!can_restore || found == old.last || found == old.last + 1) << found;
       }

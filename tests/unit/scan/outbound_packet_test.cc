@@ -18,7 +18,7 @@ PackedMessage OfText(const std::string& text) {
   return message;
 }
 
-// Keeps the sizes that memory is asked for, and gives none.
+// Records the sizes of allocations, which all fail.
 size_t asked_for = 0;
 void* GiveNone(void*, size_t size) {
   asked_for = size;

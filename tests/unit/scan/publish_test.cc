@@ -82,7 +82,7 @@ TEST_F(Publishing, TheEntryIsNamedAfterATimeOfItsOwn) {
   EXPECT_EQ(ReadFile(bundle_path_).substr(30, 12), "6917c9dd.pkt");
 }
 
-TEST_F(Publishing, PacketAndBundleTellTheTimeAtWhichEachWasWritten) {
+TEST_F(Publishing, PacketAndBundleHaveTheTimeAtWhichEachWasWritten) {
   door_.BeforeNth(
       Call::kRemove, 1, [this] { clock_.now += 3600; }, ".tmp");
   ASSERT_EQ(Publish(), 0);
@@ -100,7 +100,7 @@ TEST_F(Publishing, LeftOverTemporaryFilesAreReplaced) {
   EXPECT_EQ(ReadFile(bundle_path_).size(), 190U);
 }
 
-TEST_F(Publishing, APacketThatCannotBeWrittenIsSaidSo) {
+TEST_F(Publishing, APacketThatCannotBeWrittenIsReported) {
   const Call calls[] = {Call::kOpen, Call::kWrite, Call::kClose};
   for (const Call call : calls) {
     door_.Clear();
@@ -113,7 +113,7 @@ TEST_F(Publishing, APacketThatCannotBeWrittenIsSaidSo) {
   ExpectFailure(no_packet_);
 }
 
-TEST_F(Publishing, APacketThatCannotBeReadBackIsSaidSoAndRemoved) {
+TEST_F(Publishing, APacketThatCannotBeReadBackIsReportedAndRemoved) {
   struct Step {
     Call call;
     int nth;
@@ -145,7 +145,7 @@ TEST_F(Publishing, APacketFileThatCannotBeRemovedIsAWarningOnly) {
   EXPECT_TRUE(PathExists(packet_path_));
 }
 
-TEST_F(Publishing, ATemporaryBundleThatCannotBeWrittenIsSaidSoAndRemoved) {
+TEST_F(Publishing, ATemporaryBundleThatCannotBeWrittenIsReportedAndRemoved) {
   for (const Call call : {Call::kOpen, Call::kWrite, Call::kSyncFile, Call::kClose}) {
     Refill();
     door_.Clear();
@@ -161,12 +161,12 @@ TEST_F(Publishing, ATemporaryBundleThatCannotBeWrittenIsSaidSoAndRemoved) {
   EXPECT_TRUE(clock_.fails);
 }
 
-TEST_F(Publishing, AMissingOutdirIsSaidSo) {
+TEST_F(Publishing, AMissingOutdirIsReported) {
   CopyCut(site_.config.OutDir, (site_.Out("nowhere")).c_str());
   ExpectFailure({"ERROR: could not write temporary bundle " + site_.Out("nowhere/6917c9dc.sa0.tmp")});
 }
 
-TEST_F(Publishing, ABundleThatCannotBeRenamedIsSaidSoAndRemoved) {
+TEST_F(Publishing, ABundleThatCannotBeRenamedIsReportedAndRemoved) {
   door_.FailNth(Call::kRename, 1);
   ExpectFailure(no_rename_);
 }

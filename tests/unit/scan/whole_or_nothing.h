@@ -1,4 +1,4 @@
-// A file that has to be there whole or not at all, whatever fails while it is written.
+// Checks that a file is complete or absent, whatever fails while it is written.
 #pragma once
 
 #include <gtest/gtest.h>

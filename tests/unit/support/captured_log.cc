@@ -25,7 +25,7 @@ bool HasForm(const std::string& text, const std::string& form) {
 }  // namespace
 
 CapturedLog::CapturedLog() : before_(OsInForce()) {
-  if (current != nullptr) abort();  // lines go to one place
+  if (current != nullptr) abort();  // only one can capture the lines
   current = this;
   OsInForce().Show = Show;
 }

@@ -1,4 +1,4 @@
-// What the program shows, kept for a test to look at.
+// Captures what the program shows.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 #include "platform/os.h"
 
-// While it lives, nothing reaches the console. Standard output must consist of whole lines of the run log; their time
-// stamps are checked for their form and taken off.
+// While it exists, nothing reaches the console. Standard output must consist of whole lines of the run log; the form of
+// their time stamps is checked, and they are removed.
 class CapturedLog {
  public:
   CapturedLog();
@@ -41,7 +41,7 @@ class CapturedLog {
   std::string error_;
 };
 
-// Takes "[YYYY-MM-DD HH:MM:SS] " off a line of the run log; a line that does not begin so fails the test.
+// Removes "[YYYY-MM-DD HH:MM:SS] " from a line of the run log; a line that does not begin like that fails the test.
 std::string WithoutTimeStamp(const std::string& line);
 
 // Splits a text into its lines; a last piece without line end counts as one.

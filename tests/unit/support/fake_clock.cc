@@ -23,7 +23,7 @@ void Sleep(uint32_t milliseconds) {
 }  // namespace
 
 FakeClock::FakeClock(int64_t start) : now(start), before_(OsInForce()) {
-  if (current != nullptr) abort();  // one clock tells the time
+  if (current != nullptr) abort();  // there is only one clock
   current = this;
   part_of_a_second = 0;
   OsTable& table = OsInForce();

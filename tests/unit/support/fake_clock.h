@@ -1,4 +1,4 @@
-// Time that stands still until the program sleeps or the test moves it.
+// A clock that advances only when the program sleeps or the test sets it.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 #include "platform/os.h"
 
-// While it lives, OsNow and OsUptime answer `now`, OsSleep moves it on and records the pause, and OsLocalTime is UTC
+// While it exists, OsNow and OsUptime return `now`, OsSleep advances it and records the pause, and OsLocalTime is UTC
 // plus a fixed number of seconds.
 class FakeClock {
  public:
@@ -19,7 +19,7 @@ class FakeClock {
 
   int64_t now;
   int64_t local_offset = 0;      // seconds that local time is ahead of UTC
-  bool fails = false;            // OsLocalTime and OsUtcTime answer -1
+  bool fails = false;            // OsLocalTime and OsUtcTime return -1
   std::vector<uint32_t> pauses;  // milliseconds of each OsSleep
 
  private:

@@ -1,4 +1,4 @@
-// The process as the program sees itself: where its file lies, its id, and what a break would remove.
+// What the program is told of its own process: the path of its file, its id; and what a break would remove.
 #pragma once
 
 #include <cstdint>
@@ -6,8 +6,8 @@
 
 #include "platform/os.h"
 
-// While it lives, the program believes to lie at `program_path` (so that the run log goes beside it), and the break
-// handler is only recorded.
+// While it exists, the program's path is `program_path`, in whose directory the run log is written, and installing the
+// break handler is only recorded.
 class FakeProcess {
  public:
   explicit FakeProcess(const std::string& program_path);
@@ -15,7 +15,7 @@ class FakeProcess {
   FakeProcess& operator=(const FakeProcess&) = delete;
   ~FakeProcess();
 
-  std::string program_path;  // an empty one cannot be told
+  std::string program_path;  // empty: unknown
   uint32_t id = 4120;
   std::string break_file;      // empty: a break removes nothing
   std::string break_contents;  // what it has to hold to be removed

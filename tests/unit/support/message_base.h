@@ -1,5 +1,4 @@
-// A conference's message base as a test lays it and looks at it: bytes put at the offsets of the format, not by the
-// code under test.
+// Builds and reads a conference's message base for tests, by the offsets of the format and not by the code under test.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +22,7 @@ struct BaseMessage {
   bool deleted = false;
   int32_t number = 0;      // 0: one more than the highest there is
   int32_t thread_ref = 0;  // 0: its own number
-  // Given by TestMessageBase.
+  // Set by TestMessageBase.
   uint16_t where = 0;
   uint16_t records = 0;
   uint16_t conference = 0;
@@ -47,9 +46,9 @@ std::string Long(uint32_t value);
 // A length-prefixed text in a field of `width` bytes, the length byte included.
 std::string PrefixedText(const std::string& text, size_t width);
 
-// All messages of the four files of a conference, by kind, in order. Anything but whole messages fails the test:
-// headers, index records and texts that do not belong together, or a SIG file that is not one line for each message
-// with a MSGID.
+// Returns all messages of the four files of a conference, given by kind, in order. Anything but whole messages fails
+// the test: headers, index records and texts that do not belong together, or a SIG file that is not one line for each
+// message with a MSGID.
 std::vector<BaseMessage> ReadMessages(const std::map<std::string, std::string>& files);
 
 // The files of one conference in `msg_dir`.
@@ -60,10 +59,10 @@ class TestMessageBase {
   // The path of the file of that kind: "PTR", "IDX", "DAT" or "SIG".
   std::string Path(const std::string& kind) const;
 
-  // Appends a message to the files, in the way the BBS does.
+  // Appends a message to the files, as the BBS does.
   void Add(BaseMessage message) const;
 
-  // All messages, as ReadMessages gives them.
+  // All messages, as ReadMessages returns them.
   std::vector<BaseMessage> Read() const { return ReadMessages(Bytes()); }
 
   // The bytes of each of the four files that is there, by kind.

@@ -1,4 +1,4 @@
-// What the message base builder lays must be what the format says, or every test over it would prove nothing.
+// The message base builder must write what the format says, or no test that uses it would prove anything.
 #include "unit/support/message_base.h"
 
 #include <gtest/gtest-spi.h>

@@ -1,4 +1,4 @@
-// Packets and ZIP bundles as a test makes them: bytes put at the offsets of the formats, not by the code under test.
+// Builds packets and ZIP bundles for tests, by the offsets of the formats and not by the code under test.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 // One packed message.
 struct PacketMessage {
-  std::string text;  // as it travels: kludges, lines ended by CR
+  std::string text;  // as packed: kludges, lines ended by CR
   std::string subject = "Hello";
   std::string from = "Ann Author";
   std::string to = "All";

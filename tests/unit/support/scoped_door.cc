@@ -42,7 +42,7 @@ ScopedDoor::Verdict JudgeFile(Call call, intptr_t handle, size_t size = 0) {
   return current->Judge(call, file.path, file.mode, size);
 }
 
-// Passes the answer on, and keeps it.
+// Records the answer and returns it.
 template <class Answer>
 Answer Noted(const ScopedDoor::Verdict& verdict, Answer answer) {
   current->Record(verdict).answer = static_cast<int64_t>(answer);
@@ -70,7 +70,7 @@ int64_t Size(intptr_t handle) {
   return Noted(verdict, verdict.fails ? -1 : next.Size(handle));
 }
 
-// Lets the bytes pass, or half of them, or none.
+// Transfers all the bytes, half of them, or none.
 template <class Move>
 int64_t MoveBytes(Call call, intptr_t handle, size_t size, const Move& move) {
   const ScopedDoor::Verdict verdict = JudgeFile(call, handle, size);
@@ -97,7 +97,7 @@ int SetSize(intptr_t handle, int64_t size) {
   return Noted(verdict, verdict.fails ? -1 : next.SetSize(handle, size));
 }
 
-// What a test leaves on the disk need not survive a power cut: the system itself is not made to wait.
+// Files of a test need not survive a power cut, so the system is not asked to sync.
 int SyncFile(intptr_t handle) {
   const ScopedDoor::Verdict verdict = JudgeFile(Call::kSyncFile, handle);
   const bool waits = next.SyncFile != kOsNative.SyncFile;
@@ -204,7 +204,7 @@ void* Reallocate(void* block, size_t size) {
 }  // namespace
 
 ScopedDoor::ScopedDoor() : before_(OsInForce()) {
-  if (current != nullptr) abort();  // one door is enough; a second would call itself
+  if (current != nullptr) abort();  // a second one would call itself
   current = this;
   calls_.reserve(512);
   next = before_;

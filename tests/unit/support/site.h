@@ -1,4 +1,4 @@
-// A whole BBS in a temporary directory: what a run needs to find before it starts.
+// A whole site in a temporary directory: all that a run needs.
 #pragma once
 
 #include <map>
@@ -29,7 +29,7 @@ class Site {
  public:
   Site();
 
-  // The directory of it all, and paths within its directories.
+  // The site's own directory, and paths within its directories.
   const std::string& Root() const { return directory_.Path(); }
   std::string In(const std::string& name = "") const { return At("in", name); }
   std::string Conf(const std::string& name = "") const { return At("conf", name); }
@@ -47,7 +47,7 @@ class Site {
   // Every file of the site but the run log, by its path below the site, with its bytes.
   std::map<std::string, std::string> Files() const;
 
-  // Makes the files those of `wanted`, when they are those of `present` now; directories that a run has added go too.
+  // Changes the files from `present`, as they are now, to `wanted`; directories that a run has made are removed too.
   void Restore(const std::map<std::string, std::string>& wanted,
                const std::map<std::string, std::string>& present) const;
 

@@ -1,4 +1,4 @@
-// The fixture of tests that look at a site: a clock that stands still, the lines of the log, and a door to fail.
+// The fixture of tests on a site: a clock that the test sets, the lines of the log, and calls that can be made to fail.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,10 +18,10 @@ using Strings = std::vector<std::string>;
 
 class SiteFixture : public testing::Test {
  protected:
-  // Whatever failed, nothing may stay open.
+  // Nothing may stay open, whatever failed.
   void TearDown() override { EXPECT_EQ(door_.OpenHandles(), 0); }
 
-  // The lines since the start or the last call of this.
+  // The lines since the start or the last call of this function.
   Strings TakeLines() {
     Strings lines = log_.Lines();
     log_.Clear();

@@ -1,4 +1,4 @@
-// The helpers themselves: a doorman that lets everything pass would make every fault test succeed.
+// The helpers themselves: if ScopedDoor failed no call, every fault test would pass.
 #include <gtest/gtest.h>
 
 #include "app/run_log.h"
@@ -77,7 +77,7 @@ TEST(ScopedDoor, AFailingCloseReallyClosesAndHandlesAreCounted) {
   RemoveFile(directory / "a");
 }
 
-TEST(ScopedDoor, KeepsWhatEachCallAskedForAndWasAnswered) {
+TEST(ScopedDoor, RecordsTheArgumentsAndTheResultOfEachCall) {
   const TemporaryDirectory directory;
   WriteFile(directory / "a", "four");
   ScopedDoor door;
@@ -105,7 +105,7 @@ TEST(ScopedDoor, KeepsWhatEachCallAskedForAndWasAnswered) {
   EXPECT_EQ(calls[3].path, directory / "a");
 }
 
-TEST(ScopedDoor, ActsBeforeACallAndPutsTheTableBack) {
+TEST(ScopedDoor, ActsBeforeACallAndRestoresTheTable) {
   const TemporaryDirectory directory;
   WriteFile(directory / "a", "");
   {
@@ -120,7 +120,7 @@ TEST(ScopedDoor, ActsBeforeACallAndPutsTheTableBack) {
   EXPECT_EQ(OsInForce().Reallocate, kOsNative.Reallocate);
 }
 
-TEST(FakeClock, StandsStillUntilTheProgramSleeps) {
+TEST(FakeClock, AdvancesOnlyWhenTheProgramSleeps) {
   FakeClock clock;
   EXPECT_EQ(OsNow(), FakeClock::kStart);
   OsSleep(1500);
@@ -133,7 +133,7 @@ TEST(FakeClock, StandsStillUntilTheProgramSleeps) {
   EXPECT_EQ(local.hour, 1);
 }
 
-TEST(FakeProcess, TellsItsPathAndIdAndRecordsTheBreakFile) {
+TEST(FakeProcess, ReturnsItsPathAndIdAndRecordsTheBreakFile) {
   FakeProcess process("/bbs/cvtoss32");
   char path[32];
   EXPECT_EQ(OsProgramPath(path, sizeof path), 13U);
@@ -147,7 +147,7 @@ TEST(FakeProcess, TellsItsPathAndIdAndRecordsTheBreakFile) {
   EXPECT_EQ(process.break_handlers, 1);
 }
 
-TEST(CapturedLog, TakesTheTimeStampsOffAndKeepsTheStreamsApart) {
+TEST(CapturedLog, RemovesTheTimeStampsAndSeparatesTheStreams) {
   CapturedLog log;
   LogLine("one %d", 1);
   LogLine("two");
@@ -158,7 +158,7 @@ TEST(CapturedLog, TakesTheTimeStampsOffAndKeepsTheStreamsApart) {
   EXPECT_EQ(log.CountOfStart("one"), 1);
 }
 
-TEST(ScopedDoor, TellsWhetherTheFaultSetLastHasStruck) {
+TEST(ScopedDoor, KnowsWhetherTheLastFaultTookEffect) {
   const TemporaryDirectory directory;
   ScopedDoor door;
   EXPECT_FALSE(door.LastHasStruck());

@@ -3,7 +3,7 @@
 
 #include <string>
 
-// Made empty, under a name of its own; removed with all that is in it at the end.
+// Created empty under a new name; removed with its contents by the destructor.
 class TemporaryDirectory {
  public:
   TemporaryDirectory();

@@ -1,4 +1,4 @@
-// Files as a test sees them: through the C++ library, past the door that the program uses.
+// Access to files for tests: through the C++ library, not through src/platform.
 //
 // Bytes are held in std::string throughout, NULs included.
 #pragma once
@@ -21,7 +21,7 @@ void WriteFile(const std::string& path, const std::string& content);
 // The whole file; a file that cannot be read fails the test and is empty.
 std::string ReadFile(const std::string& path);
 
-// Cuts or lengthens a file, which is created when missing; what is added is zero and takes no room on most disks.
+// Cuts or lengthens a file, which is created when missing; bytes added are zero and take no room on most disks.
 void ResizeFile(const std::string& path, int64_t size);
 
 // Whether a file or directory is there.

@@ -41,7 +41,7 @@ TEST_F(BadPacket, AFileThatCannotBeOpenedIsReported) {
   EXPECT_EQ(TakeLines(), Strings{"  ERROR: could not save bad packet for review (tried " + bad_file_ + ")"});
 }
 
-TEST_F(BadPacket, IsSaidToBeSavedWhateverTheWriteAndTheCloseAnswer) {
+TEST_F(BadPacket, IsLoggedAsSavedWhateverTheWriteAndTheCloseReturn) {
   MakeDirectory(bad_dir_);
   for (const Call call : {Call::kMakeDirectory, Call::kWrite, Call::kClose}) {
     door_.Clear();

@@ -26,7 +26,7 @@ ZipEntryParts DeflatedEntry(const std::string& content) {
 
 class ZipReader : public TossFixture {
  protected:
-  // Tosses a copy of exactly its own size, so that a sanitizer sees any look behind it.
+  // Tosses a copy of exactly its own size, so that a sanitizer notices any read beyond it.
   TossResult Toss(const std::string& bundle) {
     const std::vector<uint8_t> exact(bundle.begin(), bundle.end());
     return TossZipBundle(Where(), exact.data(), exact.size());
@@ -75,7 +75,7 @@ TEST_F(ZipReader, AnEntryIsInflatedIntoOneBufferOfItsSize) {
 
 // Structure.
 
-TEST_F(ZipReader, NamesAndExtraFieldsMustLieWithinTheFile) {
+TEST_F(ZipReader, NamesAndExtraFieldsMustBeWithinTheFile) {
   ZipEntryParts entry = Entry("", "name");
   entry.extra = "extra";
   const std::string whole = ZipEntryBytes(entry);
@@ -84,7 +84,7 @@ TEST_F(ZipReader, NamesAndExtraFieldsMustLieWithinTheFile) {
   }
 }
 
-TEST_F(ZipReader, DataMustLieWithinTheFile) {
+TEST_F(ZipReader, DataMustBeWithinTheFile) {
   const std::string whole = ZipEntryBytes(Entry(PacketBytes({})));
   for (const size_t missing : {60U, 59U, 1U}) {
     ExpectCut(whole.substr(0, whole.size() - missing), {kCutData, kNothingHandled});

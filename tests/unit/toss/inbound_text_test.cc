@@ -9,7 +9,7 @@ namespace {
 
 class InboundText : public SiteFixture {
  protected:
-  // Parses a text of its own exact size, so that a sanitizer sees any look behind it.
+  // Parses a copy of exactly its own size, so that a sanitizer notices any read beyond it.
   bool Parse(const std::string& text) {
     ClearInboundMessage(&message_);
     const std::vector<char> exact(text.begin(), text.end());
@@ -114,8 +114,8 @@ TEST_F(InboundLines, TheLimitHoldsForLinesThatAreNotStoredToo) {
   ExpectBody("\x01PID: " + std::string(65536 - 6, 'x'), "");
 }
 
-// The time that a text takes may grow with its size, not with its size times its lines: a text of one kind of line end
-// that was searched to its end for the other kind, line by line, would keep a run at work for hours.
+// The time for a text must grow with its size, not with its size times its lines: if a text with one kind of line end
+// were searched to its end for the other kind, for every line, a run could take hours.
 TEST_F(InboundLines, MillionsOfLinesOfAnyEndAreReadAtOneGo) {
   constexpr size_t kLines = 2u << 20;
   for (const char* end : {"\r", "\n"}) {
@@ -153,7 +153,7 @@ TEST_F(InboundLines, NoMemoryIsARefusalWithoutALine) {
   EXPECT_EQ(TakeLines(), Strings{});
 }
 
-TEST_F(InboundLines, TheBodyStartsAnewForEachText) {
+TEST_F(InboundLines, TheBodyIsClearedForEachText) {
   ExpectBody("a long first text\r", "a long first text\x01");
   ExpectBody("b", "b\x01");
 }
@@ -201,7 +201,7 @@ TEST_F(InboundArea, MalformedTagsAreRefused) {
   }
 }
 
-TEST_F(InboundArea, ALongTagIsShownAsFarAsALogLineGoes) {
+TEST_F(InboundArea, ALongTagIsCutToWhatFitsALogLine) {
   const std::string start = "ERROR: inbound AREA tag is empty, malformed, or too long: '";
   ExpectRefused("AREA:" + std::string(5000, 'T'), start + std::string(1023 - start.size(), 'T'));
 }
@@ -236,7 +236,7 @@ TEST_F(InboundKludges, TheThreeValuesAreTaken) {
   EXPECT_STREQ(message_.charset, "LATIN-1 2");
 }
 
-TEST_F(InboundKludges, WordsAreKnownInAnyCaseAndAnyPlace) {
+TEST_F(InboundKludges, KeywordsAreRecognisedInAnyCaseAndAnyPlace) {
   ExpectBody(
       "text\r\x01msgid: A\r\x01Reply: B\rmore\r\x01"
       "chrs: C",

@@ -1,4 +1,4 @@
-// What somebody may do who can write in the inbound directory and in nothing else.
+// What another user can do who may write in the inbound directory only.
 #ifndef _WIN32
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ class Neighbour : public TossFixture {
     return PacketBytes({message});
   }
 
-  // The toss fails with that line, and what stands under the name of the source stays there.
+  // The toss fails with that line, and the file that has the name of the source stays there.
   void ExpectStays(const std::string& line, const std::string& bytes) {
     EXPECT_EQ(RunToss(site_.config), 1);
     EXPECT_EQ(log_.CountOf(line), 1);
@@ -46,27 +46,27 @@ class Neighbour : public TossFixture {
 
 }  // namespace
 
-TEST_F(Neighbour, WhoTakesTheNameOfASourceBeforeTheMoveKeepsHisFileAndTheOlderOneStays) {
+TEST_F(Neighbour, AFileThatTakesTheNameOfASourceBeforeTheMoveIsKeptAndTheOlderOneToo) {
   WriteFile(target_, "older");
   door_.BeforeNth(Call::kRename, 1, [this] { Swap(); });
   ExpectStays(not_moved_, "the next mail");
   EXPECT_EQ(ReadFile(target_), "older");
 }
 
-TEST_F(Neighbour, WhoTakesTheNameOfASourceWhileAnOlderFileMakesRoomKeepsHisFile) {
+TEST_F(Neighbour, AFileThatTakesTheNameOfASourceWhileAnOlderOneIsRemovedIsKept) {
   WriteFile(target_, "older");
   door_.BeforeNth(Call::kRename, 2, [this] { Swap(); });
   ExpectStays(not_moved_, "the next mail");
 }
 
-TEST_F(Neighbour, WhoTakesTheNameOfASourceBeforeItsDeletionKeepsHisFile) {
+TEST_F(Neighbour, AFileThatTakesTheNameOfASourceBeforeItsDeletionIsKept) {
   site_.config.KeepProcessed = 0;
   door_.BeforeNth(
       Call::kRemove, 1, [this] { Swap(); }, "a.pkt");
   ExpectStays(not_deleted_, "the next mail");
 }
 
-TEST_F(Neighbour, WhoAddsToASourceAfterItWasReadHasItTossedAgain) {
+TEST_F(Neighbour, ASourceThatHasGrownSinceItWasReadIsTossedAgain) {
   const std::string longer = Packet() + "more";
   for (const bool kept : {true, false}) {
     site_.config.KeepProcessed = kept ? 1 : 0;
@@ -78,7 +78,7 @@ TEST_F(Neighbour, WhoAddsToASourceAfterItWasReadHasItTossedAgain) {
   }
 }
 
-TEST_F(Neighbour, WhoPutsAPipeInPlaceOfASourceDoesNotHangTheRun) {
+TEST_F(Neighbour, APipeInPlaceOfASourceDoesNotHangTheRun) {
   const auto put_pipe = [this] {
     (void)unlink(source_.c_str());
     ASSERT_EQ(mkfifo(source_.c_str(), 0600), 0);
@@ -105,7 +105,7 @@ TEST_F(Neighbour, ASavedPacketReplacesALinkOfItsNameAndNotWhatTheLinkLeadsTo) {
   EXPECT_EQ(ReadFile(bad_file_), PacketHeaderBytes() + Word(2));
 }
 
-TEST_F(Neighbour, ALinkThatComesAgainKeepsTheCopyFromBeingSaved) {
+TEST_F(Neighbour, WhenALinkIsMadeAgainTheCopyIsNotSaved) {
   WriteFile(source_, PacketHeaderBytes() + Word(2));
   door_.BeforeNth(
       Call::kOpen, 1, [this] { ASSERT_EQ(symlink(other_.c_str(), bad_file_.c_str()), 0); }, ".PKT");
@@ -114,7 +114,7 @@ TEST_F(Neighbour, ALinkThatComesAgainKeepsTheCopyFromBeingSaved) {
   EXPECT_EQ(ReadFile(other_), "the next mail");
 }
 
-// Turned into a link elsewhere between two files of one run.
+// Replaced by a link between two files of one run.
 TEST_F(Neighbour, ADirectoryThatIsInUseIsNotLeftForALink) {
   site_.config.ProcessedDir[0] = '\0';
   WriteFile(site_.In("b.pkt"), Packet());

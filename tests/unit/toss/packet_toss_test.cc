@@ -18,7 +18,7 @@ PacketMessage Echo(const std::string& msgid, const std::string& area = "GENERAL"
 
 class PacketToss : public TossFixture {
  protected:
-  // Tosses a copy of exactly its own size, so that a sanitizer sees any look behind it.
+  // Tosses a copy of exactly its own size, so that a sanitizer notices any read beyond it.
   TossResult Toss(const std::string& packet) {
     const std::vector<uint8_t> exact(packet.begin(), packet.end());
     return TossPacket(Where(), exact.data(), exact.size());
@@ -99,7 +99,7 @@ TEST_F(PacketWalkTest, ATextTakesItsOwnSizeOfMemoryOnceWhetherItIsStoredOrNot) {
   EXPECT_EQ(ReadFile(site_.Base(1).Path("DAT")).size(), (138 * line.size() + 126) / 127 * 128);
 }
 
-TEST_F(PacketWalkTest, AMessageThatCannotBeStoredRetainsThePacketAndTheWalkGoesOn) {
+TEST_F(PacketWalkTest, AMessageThatCannotBeStoredRetainsThePacketAndTheNextOneIsRead) {
   door_.FailNth(Call::kWriteAt, 1, ".PTR");
   EXPECT_EQ(Toss(PacketBytes({Echo("a"), Echo("b")})), PacketRetain);
   const Strings lines = TakeLines();
@@ -108,7 +108,7 @@ TEST_F(PacketWalkTest, AMessageThatCannotBeStoredRetainsThePacketAndTheWalkGoesO
   EXPECT_EQ(Only(1).msgid, "b");
 }
 
-TEST_F(PacketWalkTest, RetainingGoesBeforeBeingCorrupt) {
+TEST_F(PacketWalkTest, RetainingTakesPrecedenceOverBeingCorrupt) {
   const std::string packet = PacketHeaderBytes() + PackedBytes(Echo("a")) + Word(9);
   door_.FailNth(Call::kWriteAt, 1, ".PTR");
   EXPECT_EQ(Toss(packet), PacketRetain);

@@ -1,4 +1,4 @@
-// What becomes of a message when a file cannot be used; tests/e2e has where messages go, duplicates and parents.
+// Messages whose conference has a file that cannot be used; tests/e2e has destinations, duplicates and parents.
 #include "toss/route_message.h"
 
 #include <cstring>

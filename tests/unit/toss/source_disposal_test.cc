@@ -67,7 +67,7 @@ TEST_F(SourceDisposal, TheProcessedDirectoryMayNotBeTheInboundDirectory) {
   EXPECT_EQ(door_.Count(Call::kRemove), 0);
 }
 
-// A run that was killed within a move may have left the file under both names.
+// A run that was killed during a move may have left the file under both names.
 TEST_F(SourceDisposal, ASecondNameOfTheSourceMakesRoomForIt) {
   std::filesystem::create_hard_link(source_, target_);
   EXPECT_EQ(Move(site_.Done()), 0);

@@ -125,7 +125,7 @@ TEST_F(TossWalk, AListingThatBreaksOffIsReportedAndCountsAsAFailure) {
   EXPECT_TRUE(PathExists(site_.In("a.pkt")));
 }
 
-// What becomes of a file.
+// Moving, deleting and keeping files.
 
 // Deleting the packet would lose its damaged rest; the processed directory keeps it.
 TEST_F(TossDisposal, ACorruptPacketIsDeletedOnlyWhenItsCopyIsWhole) {
@@ -210,7 +210,7 @@ TEST_F(TossDurability, ALockThatIsLostDuringTheWaitKeepsTheSource) {
   EXPECT_TRUE(PathExists(site_.In("a.pkt")));
 }
 
-// A copy is waited for when the next second begins another, or when its source ends.
+// A copy is synced before the next second's copy is written, or when its source ends.
 TEST_F(TossDurability, CopiesOfBadPacketsAreWaitedForAtMostOnceASecond) {
   ZipEntryParts entry;
   entry.content = PacketHeaderBytes() + Word(2);
