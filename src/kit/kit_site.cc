@@ -35,6 +35,7 @@ KitSite LoadKitSite(const std::string& config_path) {
   if (site.config.HaveConfDir == 0 || site.config.HaveMsgDir == 0) {
     throw NotAnswered("the configuration " + ShownName(config_path) + " names no CONFDIR or no MSGDIR");
   }
+  site.log_path = config_path.substr(0, config_path.find_last_of("/\\:") + 1) + "TOSSER.LOG";
   const TableReading reading = ReadConferenceTable(site.config.ConfDir, &site.conferences);
   if (reading.fault != kTableRead) {
     throw NotAnswered("the conference table " + ShownName(reading.path.text) + " cannot be read");

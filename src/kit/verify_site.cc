@@ -1,11 +1,13 @@
 #include "kit/verify_site.h"
 
+#include <algorithm>
 #include <map>
 
 #include "kit/base_model.h"
 #include "kit/inbound_mail.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/last_scan.h"
 #include "kit/leftovers.h"
 #include "kit/mail_match.h"
 #include "kit/outbound_mail.h"
@@ -26,6 +28,7 @@ struct Verifying {
   InboundMail inbound;
   OutboundMail outbound;
   Serials serials;
+  size_t unsent = 0;      // messages of conferences that a scan looks at
   bool changing = false;  // a file did not hold still
 };
 
@@ -58,6 +61,10 @@ void VerifyConference(const ConferenceEntry& entry, bool unsettled, Verifying* v
     }
     if (!model.steady) verifying->changing = true;
     verifying->serials.SeeLines(model);
+    if (IsNetworked(entry)) {
+      verifying->unsent += static_cast<size_t>(std::count_if(
+          model.headers.begin(), model.headers.end(), [](const HeaderModel& h) { return !h.sent && !h.deleted; }));
+    }
     findings->insert(findings->end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
     return;
   }
@@ -69,6 +76,18 @@ void JudgeLock(const SiteState& state, Findings* findings) {
       {"lock-abandoned", Severity::kLeftover, 0, state.lock_path, -1,
        "the lock of a run that did not end" + (state.owner.empty() ? std::string() : ": " + ShownName(state.owner)),
        "remove it"});
+}
+
+// A mailer that was faster than the marks: which of the unsent messages its bundle held cannot be told any more.
+void JudgeLastScan(const KitSite& site, size_t unsent, Findings* findings) {
+  if (unsent == 0) return;
+  const std::string name = FindFetchedBundle(site);
+  if (name.empty()) return;
+  findings->push_back({"bundle-fetched", Severity::kDamage, 0, std::string(site.config.OutDir) + "/" + name, -1,
+                       fmt::format("the last scan published this bundle, did not mark all of its messages, and the "
+                                   "bundle is gone: of {} the next scan would send those again that it held",
+                                   Count(unsent, "unsent message")),
+                       ""});
 }
 
 }  // namespace
@@ -89,6 +108,7 @@ Verification VerifySite(const KitSite& site, LockOwnership ownership) {
   verifying.serials.Judge(&findings);
   JudgeLock(state, &findings);
   if (state.holder != LockHolder::kAtWork) {
+    JudgeLastScan(site, verifying.unsent, &findings);
     for (Leftover& left : FindLeftovers(config, verifying.inbound, verifying.outbound)) {
       findings.push_back({left.code, Severity::kLeftover, 0, left.path, -1, left.text, "move it to the backup"});
     }

@@ -36,6 +36,7 @@ REPAIRED = {  # what becomes of each smallest site that the repair changes, by t
 LEFT = {  # what no repair can decide
     "no-text", "past-text", "blank-text", "number-range", "number-twice", "number-order", "overlap",
     "sig-missing-twins", "stored-again", "serial-damaged", "too-many-texts", "no-headers",
+    "bundle-fetched",
 }
 
 

@@ -271,6 +271,17 @@ def old_empty_lock(site):
     os.utime(site.write(LOCK, b""), (then, then))
 
 
+def bundle_fetched(site):
+    """A scan that was killed while it marked, and one that found its lock."""
+    base = base_of(A)
+    base.add(b"text\x01", sent=0)
+    site.put(base)
+    lines = ("=== cvtoss32 v1.05 Beta 5 -scan run starting ===",
+             "Published complete bundle: OUT\\6917f02c.su0  (300 byte packet, entry '6917f02c.pkt', 1 message(s))",
+             "=== cvtoss32 v1.05 Beta 5 -scan run starting ===")
+    site.write("TOSSER.LOG", "".join(f"[2026-11-22 01:45:00] {line}\n" for line in lines))
+
+
 def packet_left(site):
     site.write("MSG/CVOUTBOUND.PKT", b"")
 
@@ -340,6 +351,7 @@ SITES: list[tuple[Callable, list[tuple]]] = [
     (lock_of_the_dead, [("lock-abandoned", LEFTOVER, LOCK, None)]),
     (lock_of_an_earlier_start, [("lock-abandoned", LEFTOVER, LOCK, None)]),
     (old_empty_lock, [("lock-abandoned", LEFTOVER, LOCK, None)]),
+    (bundle_fetched, [("bundle-fetched", DAMAGE, "OUT/6917f02c.su0", None)]),
     (packet_left, [("outbound-packet", LEFTOVER, "MSG/CVOUTBOUND.PKT", None)]),
     (bundle_left, [("bundle-temporary", LEFTOVER, "OUT/6917f02c.su0.tmp", None)]),
     (half_processed, [("half-copy", LEFTOVER, "IN/processed/mail.pkt", None)]),
@@ -400,6 +412,16 @@ def test_a_message_written_after_the_bundle_is_not_taken_for_one_in_it(site, kit
     fido = scanned(site).bases[0]
     fido.add(b"same\x01", sent=0)
     site.put(fido)
+    assert found(kit, 0) == []
+
+
+@pytest.mark.parametrize("then", ["=== cvtoss32 -scan run complete: 1 message(s) exported and committed ===", None])
+def test_a_bundle_that_was_marked_or_is_there_was_not_fetched(ready, kit, then):
+    bundle_fetched(ready)
+    if then:
+        ready.write("TOSSER.LOG", ready.read("TOSSER.LOG") + f"[2026-11-22 01:45:00] {then}\n".encode())
+    else:
+        ready.write("OUT/6917f02c.su0", b"")
     assert found(kit, 0) == []
 
 
