@@ -4,7 +4,7 @@ import struct
 from collections.abc import Callable
 
 from formats.message_base import MessageBase, body_lines, dat_records
-from formats.packet import text_lines
+from formats.packet import Packet, echomail, text_lines
 
 from fuzz.seeds import Seeds
 
@@ -227,6 +227,59 @@ def scan_files() -> Seeds:
         seeds[f"many-headers-and-{messages}-unsound"] = _scan(many, repeated=255, records=messages - 1)
     seeds["many-headers-and-part"] = _scan(sound, repeated=250, ptr=lambda content: content[:-1])
     seeds["headers-before-many"] = _scan(sound, repeated=249)
+    return seeds
+
+
+TOSSED = [echomail("AREA", text, msgid=f"1:2/3 {text}") for text in ("one", "two")]
+
+
+def _repair(base: MessageBase, *inbound, **files: bytes) -> bytes:
+    """The four files as the base has them, but for what is given, and a packet of the mail that is inbound."""
+    there = {"PTR": b"".join(record.pack() for record in base.ptr), "IDX": b"".join(base.idx), "SIG": base.sig or b"",
+             "DAT": base.dat} | files
+    packed = b"".join(struct.pack("<H", len(content)) + content for content in there.values())
+    return packed + (Packet(list(inbound)).pack() if inbound else b"")
+
+
+def base_repair() -> Seeds:
+    """A base whose files do not agree, by what a killed run, a power cut or a hand has done to them."""
+    base, one = MessageBase(7), MessageBase(7)
+    for stored in (base, one):
+        stored.store(TOSSED[0], b"one\x01", msgid="1:2/3 one")
+    base.store(TOSSED[1], b"two\x01", msgid="1:2/3 two")
+    ptr, idx = ([b"".join(part) for part in (parts[:1], parts)] for parts in ([r.pack() for r in base.ptr], base.idx))
+    local = _base()
+    seeds = {
+        "whole": _repair(one, SIG=b""),
+        "nothing": b"",
+        "sound": _repair(base),
+        "sound-and-inbound": _repair(base, *TOSSED),
+        "local": _repair(local),
+        "text-without-header": _repair(base, PTR=ptr[0], IDX=idx[0], SIG=one.sig),
+        "index-without-header": _repair(base, PTR=ptr[0], SIG=one.sig),
+        "header-without-text": _repair(base, DAT=one.dat),
+        "line-without-header": _repair(one, *TOSSED, SIG=base.sig),
+        "header-without-line": _repair(base, *TOSSED, SIG=one.sig),
+        "header-without-line-and-source": _repair(base, SIG=one.sig),
+        "line-cut": _repair(base, SIG=base.sig[:-4]),
+        "line-without-end": _repair(base, SIG=base.sig[:-1]),
+        "line-of-zeros": _repair(base, SIG=one.sig + bytes(11)),
+        "pieces-of-records": _repair(base, PTR=ptr[1] + b"x" * 9, IDX=idx[1] + b"x", DAT=base.dat + b"x" * 127),
+        "headers-lost": _repair(base, PTR=b""),
+        "header-of-zeros": _repair(one, PTR=ptr[0] + bytes(256)),
+        "header-cut": _repair(base, PTR=ptr[1][:-1]),
+        "text-of-zeros": _repair(base, *TOSSED, DAT=one.dat + bytes(128)),
+        "index-of-zeros": _repair(base, IDX=idx[0] + bytes(16)),
+        "index-in-another-order": _repair(base, IDX=base.idx[1] + base.idx[0]),
+        "index-short": _repair(base, IDX=idx[0]),
+        "numbers-the-same": _repair(base, PTR=ptr[0] + ptr[0], IDX=idx[0] + idx[0]),
+        "all-lost-and-inbound": _repair(base, *TOSSED, DAT=b""),
+        "all-lost": _repair(base, DAT=b""),
+        "header-beyond-the-texts": _repair(base, PTR=ptr[1] + base.ptr[1].pack()[:160] + b"\xff\0\0\0" + bytes(92)),
+        "lines-in-pieces": _repair(base, SIG=base.sig + b"x" * 600 + b"\t2\n"),
+    }
+    for kind in ("deleted", "is_reply", "netmail"):
+        seeds[f"header-{kind.replace('_', '-')}"] = _repair(_base(**{kind: 1, "records": 0, "number": 9}))
     return seeds
 
 

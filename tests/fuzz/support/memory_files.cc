@@ -34,7 +34,7 @@ OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int*) {
   const bool there = current->files.count(name) == 1;
   const bool creates_new = mode == kOsCreateNew || mode == kOsCreateLock;
   if (there && creates_new) return kOsExists;
-  if (!there && (mode == kOsRead || mode == kOsUpdate)) return kOsMissing;
+  if (!there && (mode == kOsRead || mode == kOsReadShared || mode == kOsUpdate)) return kOsMissing;
   std::string& content = current->files[name];
   if (mode == kOsCreate) content.clear();
   open_files.push_back({name, true, mode == kOsAppend || mode == kOsAppendText});
