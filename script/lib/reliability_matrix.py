@@ -29,6 +29,8 @@ class Row:
     points: int = 0
     violations: int = 0
     skipped: int = 0
+    undecided: int = 0
+    """Of the points: where a repair had to leave something, and said so."""
 
 
 def words(name):
@@ -37,10 +39,10 @@ def words(name):
     return re.sub(r"(?<=[a-z0-9])(?=[A-Z])|(?<=A)(?=[A-Z][a-z])", " ", name).replace("_", " ").lower()
 
 
-def points_of(case):
-    """What a test says it has tried; one that does not say so has tried nothing that counts."""
-    given = [int(found.get("value")) for found in case.iter("property") if found.get("name") == "fault_points"]
-    given += [int(case.get("fault_points"))] if case.get("fault_points") else []
+def figure_of(case, name):
+    """What a test says of itself; one that does not say so has tried nothing that counts."""
+    given = [int(found.get("value")) for found in case.iter("property") if found.get("name") == name]
+    given += [int(case.get(name))] if case.get(name) else []
     return given[0] if given else 0
 
 
@@ -56,7 +58,8 @@ def rows_of(path):
         if case.find("skipped") is not None:
             row.skipped += 1
             continue
-        row.points += points_of(case)
+        row.points += figure_of(case, "fault_points")
+        row.undecided += figure_of(case, "undecided")
         row.violations += case.find("failure") is not None or case.find("error") is not None
     return rows
 
@@ -75,17 +78,20 @@ def matrix(results):
         lines += [f"**{title}**", "", "| scenario | scenes | points tried | violations |", "|---|---:|---:|---:|"]
         for name, row in rows.items():
             remark = f" ({row.skipped} left out)" if row.skipped else ""
-            lines.append(f"| {name} | {row.scenes}{remark} | {row.points} | {row.violations} |")
+            left = f" ({row.undecided} left undecided)" if row.undecided else ""
+            lines.append(f"| {name} | {row.scenes}{remark} | {row.points}{left} | {row.violations} |")
             if row.points == 0 and row.skipped < row.scenes:
                 wrong.append(f"'{name}' tried nothing")
             total.points += row.points
             total.violations += row.violations
             total.skipped += row.skipped
+            total.undecided += row.undecided
         lines.append("")
     if total.violations:
         wrong.append(f"violations: {total.violations}")
     left_out = [f"scenes left out: {total.skipped}"] if total.skipped else []
-    lines.append(f"In all: {total.points} points tried, {total.violations} violations.")
+    lines.append(f"In all: {total.points} points tried, {total.violations} violations. At {total.undecided} points a "
+                 "repair had to leave something undecided, and said so.")
     return "\n".join(lines) + "\n", wrong, left_out
 
 

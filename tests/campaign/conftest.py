@@ -12,6 +12,7 @@ def count(request):
     counter = Count()
     yield counter
     request.node.user_properties.append(("fault_points", counter.points))
+    request.node.user_properties.append(("undecided", counter.undecided))
 
 
 @pytest.fixture(autouse=True)

@@ -31,6 +31,11 @@ def points_of(sites: Sites, scene: ScanScene) -> list[Point]:
     return [point for point in writing_points(site, "-scan", *scene.options, log=False) if point.call not in refused]
 
 
+def published(site: Site) -> set[bytes]:
+    """The MSGIDs in the bundles."""
+    return {re.search(rb"\x01MSGID: ([^\r]*)", m.text).group(1) for packet in bundles(site) for m in packet.messages}
+
+
 def assert_as_undisturbed(site: Site, scan: LateScan) -> None:
     """Each message in exactly one bundle, marked sent, with the one SIG line that names it; nothing half done."""
     assert site.run("-scan").status == 0
@@ -42,8 +47,7 @@ def assert_as_undisturbed(site: Site, scan: LateScan) -> None:
     assert unsent([site.message_base(base.conference) for base in scan.bases]) == []
     assert_sent(site, expected)
     lines = [line for base in scan.bases for line in (site.message_base(base.conference).sig or b"").splitlines()]
-    sent = [re.search(rb"\x01MSGID: ([^\r]*)", message.text).group(1) for p in bundles(site) for message in p.messages]
-    assert set(sent) <= {line.split(b"\t")[0] for line in lines}
+    assert published(site) <= {line.split(b"\t")[0] for line in lines}
     assert not site.path(PACKET).exists() and not list(site.path("OUT").glob("*.tmp"))
 
 
@@ -68,3 +72,25 @@ def test_a_killed_repair_of_a_scan_is_finished_by_the_next(sites, count, scene):
             assert len(backups(site)) <= 1, f"a second backup after {point} and {nested}"
             assert_as_undisturbed(site, scan)
             count.one()
+
+
+def test_a_bundle_that_was_fetched_before_the_marks_is_reported(sites, count):
+    """Its messages that are unsent go out again, under MSGIDs of their own."""
+    scene = SCENES[1]
+    for point in points_of(sites, scene):
+        site, scan = killed(sites, scene, point)
+        fetched = [path for path in site.path("OUT").iterdir() if path.suffix != ".tmp"]
+        if not fetched:
+            continue
+        first = published(site)
+        fetched[0].unlink()
+        left = [finding["code"] for finding in repair(site)]
+        waiting = unsent([site.message_base(base.conference) for base in scan.bases])
+        assert left == ["bundle-fetched"] * bool(waiting), str(point)
+        assert site.run("-scan").status == 0
+        again = published(site)
+        assert not first & again and len(again) == len(waiting), str(point)
+        assert repair(site) == []
+        count.one()
+        count.undecided += bool(left)
+    assert count.undecided > 0

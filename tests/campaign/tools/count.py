@@ -11,6 +11,8 @@ LONG = os.environ.get("CVTOSS_CAMPAIGN") == "long"
 class Count:
     def __init__(self) -> None:
         self.points = 0
+        self.undecided = 0
+        """Of the points: where a repair had to leave something, and said so."""
 
     def one(self) -> None:
         self.points += 1

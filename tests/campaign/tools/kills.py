@@ -116,3 +116,9 @@ def kill_at(site: Site, mode: Mode, point: Point, *options: str) -> None:
     assert traced(site)[-1] == point, f"died elsewhere than at {point}"
 
 
+def fail_at(site: Site, mode: Mode, point: Point, later: bool) -> tuple[int, str]:
+    """Lets that call fail as on a full disk, and with `later` all of its kind behind it. Returns the exit status, and
+    what went to standard error."""
+    process = strace(site, mode, "-e", f"inject={point.call}:error=ENOSPC:when={point.nth}{'+' * later}")
+    _, errors = process.communicate(timeout=LIMIT)
+    return process.returncode, errors.decode()
