@@ -18,7 +18,14 @@ file(GLOB kit_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/kit/*.cc)
 set(kit_main ${PROJECT_SOURCE_DIR}/src/kit/kit_main.cc)
 list(REMOVE_ITEM kit_sources ${kit_main})
 
-add_library(cvkit_core STATIC ${kit_sources})
+# What log lines mean is told by the guide alone; cvkit has it in it.
+set(guide ${PROJECT_SOURCE_DIR}/docs/operators-guide.md)
+set(guide_source ${PROJECT_BINARY_DIR}/guide_text.cc)
+set(guide_script ${PROJECT_SOURCE_DIR}/cmake/guide_text.cmake)
+add_custom_command(OUTPUT ${guide_source} DEPENDS ${guide} ${guide_script} VERBATIM
+  COMMAND ${CMAKE_COMMAND} -DGUIDE=${guide} -DSOURCE=${guide_source} -P ${guide_script})
+
+add_library(cvkit_core STATIC ${kit_sources} ${guide_source})
 target_include_directories(cvkit_core PUBLIC ${PROJECT_SOURCE_DIR}/src)
 target_include_directories(cvkit_core SYSTEM PUBLIC ${kit_include})
 target_compile_definitions(cvkit_core PUBLIC FMT_HEADER_ONLY)

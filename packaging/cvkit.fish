@@ -18,3 +18,8 @@ complete -c cvkit -n "__fish_seen_subcommand_from verify" -l config -r -d "The c
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l json -d "Print one JSON object"
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l repair -d "Mend what can be mended"
 complete -c cvkit -n "__fish_seen_subcommand_from verify" -l undo -r -d "Take a repair back"
+complete -c cvkit -n __fish_use_subcommand -a explain -d "What does a line of the log want of me?"
+complete -c cvkit -n "__fish_seen_subcommand_from explain" -l help -d "Show the help"
+complete -c cvkit -n "__fish_seen_subcommand_from explain" -l config -r -d "The configuration of cvtoss32"
+complete -c cvkit -n "__fish_seen_subcommand_from explain" -l json -d "Print one JSON object"
+complete -c cvkit -n "__fish_seen_subcommand_from explain" -l log -r -d "The log"

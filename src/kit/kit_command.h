@@ -26,4 +26,5 @@ void AddCommonOptions(CLI::App* command, CommonOptions* options);
 // (The list of commands is in kit_command_line.cc.)
 using AddCommand = void (*)(CLI::App* program, int* status);
 void AddPacket(CLI::App* program, int* status);
+void AddExplain(CLI::App* program, int* status);
 void AddVerify(CLI::App* program, int* status);

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddVerify};
+constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddVerify, AddExplain};
 
 constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";

@@ -1,0 +1,14 @@
+# Makes the operator's guide a C++ source: cmake -DGUIDE=... -DSOURCE=... -P guide_text.cmake
+# A raw string for each section, for compilers warn of very long ones.
+file(READ ${GUIDE} guide)
+string(REPLACE "\n## " ")guide\",\n    R\"guide(\n## " guide "${guide}")
+file(WRITE ${SOURCE} "// Made from ${GUIDE}.
+#include \"kit/guide_table.h\"
+
+const std::vector<std::string_view>& GuideSections() {
+  static const std::vector<std::string_view> sections = {
+    R\"guide(${guide})guide\",
+  };
+  return sections;
+}
+")
