@@ -4,6 +4,7 @@
 
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
+#include "kit/log_tail.h"
 
 namespace {
 
@@ -35,7 +36,7 @@ KitSite LoadKitSite(const std::string& config_path) {
   if (site.config.HaveConfDir == 0 || site.config.HaveMsgDir == 0) {
     throw NotAnswered("the configuration " + ShownName(config_path) + " names no CONFDIR or no MSGDIR");
   }
-  site.log_path = config_path.substr(0, config_path.find_last_of("/\\:") + 1) + "TOSSER.LOG";
+  site.log_path = LogBeside(config_path);
   const TableReading reading = ReadConferenceTable(site.config.ConfDir, &site.conferences);
   if (reading.fault != kTableRead) {
     throw NotAnswered("the conference table " + ShownName(reading.path.text) + " cannot be read");

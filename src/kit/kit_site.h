@@ -11,7 +11,7 @@
 struct KitSite {
   TosserConfig config;
   ConferenceTable conferences;
-  std::string log_path;       // TOSSER.LOG beside the configuration, where the program keeps it
+  std::string log_path;       // of TOSSER.LOG, as LogBeside finds it
   std::string table_trouble;  // what of the table keeps every run from starting; empty for nothing
 
   MessageBase Base() const { return {config.MsgDir}; }

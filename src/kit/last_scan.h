@@ -6,6 +6,6 @@
 #include "kit/kit_site.h"
 
 // The name of the bundle that the last scan published, when it did not come to its end and the bundle is no longer in
-// OUTDIR: the mailer may have fetched it. Empty when the log shows no such thing, or cannot be read. Must not be asked
-// while a run is at work.
+// OUTDIR: the mailer may have fetched it. Empty when the log shows no such thing, or is not there. Must not be asked
+// while a run is at work. Throws NotAnswered when the log cannot be read.
 std::string FindFetchedBundle(const KitSite& site);
