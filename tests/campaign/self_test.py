@@ -17,7 +17,7 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 PATCHES = Path(__file__).resolve().parent / "breakages"
-COPIED = ("CMakeLists.txt", "CMakePresets.json", "cmake", "src", "tests")
+COPIED = ("CMakeLists.txt", "CMakePresets.json", "cmake", "docs/operators-guide.md", "src", "tests")
 PROCESSORS = str(os.cpu_count() or 1)
 FAILED = 1
 SECONDS_FOR_A_SUITE = 300
@@ -61,6 +61,11 @@ BREAKAGES = [
     Breakage("link-followed", "test_attacks.py", "processed is followed as a link of whoever may write in INBOUND"),
     Breakage("lock-not-refreshed", "RunLock*", "a run at work looks at its lock and does not keep it fresh"),
     Breakage("lock-left-behind", "test_size_limits.py", "a toss that failed leaves its lock"),
+    Breakage("repair-before-its-list", "test_repair_faults.py", "a repair changes files before its list is complete"),
+    Breakage("undo-changes-foreign-files", "test_repair_faults.py", "undoing a repair takes back what others wrote"),
+    Breakage("repair-adds-no-line", "test_toss_repairs.py", "a repair leaves a message without its SIG line"),
+    Breakage("repair-marks-nothing", "test_scan_repairs.py", "a repair does not mark the messages of a bundle sent"),
+    Breakage("repair-keeps-lost-lines", "test_damaged_bases.py", "a repair keeps the SIG lines of lost messages"),
 ]
 
 
@@ -94,7 +99,7 @@ class Workshop:
 
     def make(self, unit: bool) -> bool:
         configured = ["cmake", "-S", str(self.source), "-B", str(self.build), "--preset", "release"]
-        targets = ["cvtoss32", *(["unit_tests"] if unit else [])]
+        targets = ["cvtoss32", "cvkit", *(["unit_tests"] if unit else [])]
         built = ["cmake", "--build", str(self.build), "-j", PROCESSORS, "--target", *targets]
         return all(quiet(command, cwd=self.source) == 0 for command in (configured, built))
 
