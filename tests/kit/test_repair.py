@@ -31,12 +31,12 @@ from test_verify import (
 
 REPAIRED = {  # what becomes of each smallest site that the repair changes, by the code of its finding
     "odd-size", "index-loose", "index-differs", "blank-header", "loose-text", "sig-cut", "sig-beyond", "sig-missing",
-    "serial-behind", "lock-abandoned", "outbound-packet", "bundle-temporary", "half-copy", "half-saved",
+    "torn", "serial-behind", "lock-abandoned", "outbound-packet", "bundle-temporary", "half-copy", "half-saved",
 }
 LEFT = {  # what no repair can decide
     "no-text", "past-text", "blank-text", "number-range", "number-twice", "number-order", "overlap",
     "sig-missing-twins", "stored-again", "serial-damaged", "too-many-texts", "no-headers",
-    "bundle-fetched",
+    "bundle-fetched", "holed-header",
 }
 
 

@@ -1,9 +1,11 @@
 """cvkit verify: every kind of finding in the smallest site that shows it, and no finding in a sound site."""
 
 import os
+import re
 import subprocess
 import threading
 import time
+from pathlib import Path
 from typing import Callable
 
 import pytest
@@ -17,6 +19,7 @@ from harness.scan import SERIAL_FILE, Scan
 from harness.site import LOCK, Site
 from harness.target import posix_only
 
+ROOT = Path(__file__).resolve().parents[2]
 PTR, IDX, DAT, SIG = (f"MSG/CVMSG01.{kind}" for kind in ("PTR", "IDX", "DAT", "SIG"))
 ADDRESS = "ADDRESS 2:250/10\nHUB 3:251/20\nSYSTEM Ours\n"
 A, B = (echomail("FIDO", text, msgid=f"1:2/3 {text}") for text in ("one", "two"))
@@ -99,6 +102,23 @@ def other_sender(site):
 def other_recipient(site):
     base = base_of(A)
     put(site, base, IDX=base.idx[0][:4] + b"\xff" + base.idx[0][5:])
+
+
+def other_thread(site):
+    base = base_of(A)
+    put(site, base, IDX=base.idx[0][:12] + bytes(4))
+
+
+def header_with_a_hole(site):
+    base = base_of(A)
+    header = base.ptr[0].pack()
+    put(site, base, PTR=header[:115] + b"\0" + header[116:])  # within the subject
+
+
+def torn_message(site):
+    base = base_of(A, B)
+    put(site, base, DAT=base.dat[: DAT_SIZE + 3] + bytes(DAT_SIZE - 3))
+    site.inbound("mail.pkt", Packet([A, B]))
 
 
 def header_without_text(site):
@@ -322,6 +342,9 @@ SITES: list[tuple[Callable, list[tuple]]] = [
     (other_number, [("index-differs", DAMAGE, IDX, 1)]),
     (other_sender, [("index-differs", DAMAGE, IDX, 0)]),
     (other_recipient, [("index-differs", DAMAGE, IDX, 0)]),
+    (other_thread, [("index-differs", DAMAGE, IDX, 0)]),
+    (header_with_a_hole, [("holed-header", DAMAGE, PTR, 0)]),
+    (torn_message, [("blank-text", DAMAGE, PTR, 1), ("torn", DAMAGE, PTR, 1)]),
     (header_without_text, [("no-text", DAMAGE, PTR, 0)]),
     (text_lost, [("past-text", DAMAGE, PTR, 1)]),
     (zero_header, [("index-short", NOTE, IDX, None), ("blank-header", DAMAGE, PTR, 1)]),
@@ -371,6 +394,15 @@ def test_each_kind_of_finding_in_the_smallest_site(ready, kit, lay, findings):
     damaged = any(severity == DAMAGE for _, severity, _, _ in findings)
     assert text.splitlines()[-1] == f"The message base is {'damaged' if damaged else 'sound'}."
     assert ready.snapshot() == before
+
+
+def test_every_code_has_its_smallest_site_and_stands_in_the_manual():
+    manual = (ROOT / "docs/cvkit.1").read_text(encoding="utf-8").split('.SS "verify')[1].split(".B \\-\\-repair\n")[0]
+    listed = {code.replace("\\-", "-") for code in re.findall(r"(?m)^\.IR ([a-z\\-]+) [,.]$", manual)}
+    judges = ("verify_base", "verify_sig", "verify_site", "serial_judge", "leftovers")
+    sources = "".join((ROOT / f"src/kit/{name}.cc").read_text(encoding="utf-8") for name in judges)
+    assert set(re.findall(r'"([a-z]+(?:-[a-z]+)+)"', sources)) <= listed
+    assert listed == {code for _, findings in SITES for code, *_ in findings} | {"bundle-unsent"}
 
 
 def scanned(site: Site) -> Scan:
