@@ -8,9 +8,11 @@ if(CVTOSS_KIT)
   install(FILES packaging/cvkit.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
 endif()
 install(FILES docs/cvtoss32.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES docs/cvtoss32.cfg.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 # Laid out as in the tree, so that the documents find each other.
 file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
 install(FILES README.md LICENSE CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY examples packaging DESTINATION ${CMAKE_INSTALL_DOCDIR}
-  USE_SOURCE_PERMISSIONS PATTERN "__pycache__" EXCLUDE)
+  USE_SOURCE_PERMISSIONS
+  PATTERN "__pycache__" EXCLUDE PATTERN "packaging/debian" EXCLUDE PATTERN "packaging/windows" EXCLUDE)

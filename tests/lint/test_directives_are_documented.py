@@ -11,7 +11,7 @@ KNOWN = {left or right for left, right in DIRECTIVES}
 
 PLACES = {
     "README.md": re.compile(r"(?m)^\| `([A-Z]+)` \|"),
-    "docs/cvtoss32.1": re.compile(r"(?m)^\.B[IR]+ ([A-Z]{3,}) "),
+    "docs/cvtoss32.cfg.5": re.compile(r"(?m)^\.B[IR]+ ([A-Z]{3,}) "),
     "examples/CVTOSS32.CFG": re.compile(r"(?m)^;?([A-Z]{3,})  +\S"),
 }
 

@@ -47,7 +47,8 @@ def test_plain_build_installs(tmp_path):
     cmake("--install", BUILD)
     kit = subprocess.run([tmp_path / "bin" / "cvkit", "--version"], stdout=subprocess.PIPE, text=True, check=True)
     assert kit.stdout == "cvkit 1.05 Beta 5\n"
-    for name in ("man/man1/cvkit.1", "bash-completion/completions/cvkit", "fish/vendor_completions.d/cvkit.fish"):
+    for name in ("man/man1/cvkit.1", "man/man5/cvtoss32.cfg.5", "bash-completion/completions/cvkit",
+                 "fish/vendor_completions.d/cvkit.fish"):
         assert (tmp_path / "share" / name).is_file(), name
     program = tmp_path / "bin" / "cvtoss32"
     assert program.is_file()
@@ -58,6 +59,7 @@ def test_plain_build_installs(tmp_path):
     documents = tmp_path / "share" / "doc" / "cvtoss32"
     for name in ("LICENSE", "docs/operators-guide.md", "examples/CVTOSS32.CFG", "packaging/cvtoss32.service"):
         assert (documents / name).is_file(), name
+    assert not (documents / "packaging" / "debian").exists() and not (documents / "packaging" / "windows").exists()
     assert (documents / "packaging" / "cvtoss32-exchange").stat().st_mode & 0o111, "the exchange script cannot be run"
     links = list(links_of(documents))
     assert (documents / "README.md", "docs/operators-guide.md") in links

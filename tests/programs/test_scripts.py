@@ -104,6 +104,8 @@ MISTAKES = [
     ("fuzz", ["packet", "packets", "5"], "no target 'packets'; there are: packet utf8"),
     ("fuzz", ["0"], "nothing is found in no time"),
     ("lint", ["layout", "door"], "one argument too many: door"),
+    ("package", ["quick", "fedora"], "unknown argument: 'fedora'"),
+    ("release", ["1.0.0"], "one argument too many: 1.0.0"),
     ("reliability", ["quick", "--self-test"], "one argument too many: --self-test"),
     ("test", ["quick", "quick"], "one argument too many: quick"),
     ("test", ["quick --self-test"], "unknown argument: 'quick --self-test'"),
