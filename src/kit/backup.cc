@@ -17,6 +17,7 @@ constexpr char kPrefix[] = "cvkit-backup-";
 constexpr char kList[] = "list.json";
 constexpr char kBegunList[] = "list.tmp";
 constexpr char kDone[] = "done";
+constexpr char kUndoing[] = "undoing";
 constexpr char kUndone[] = "undone";
 constexpr char kOvertaken[] = "overtaken";
 
@@ -95,11 +96,13 @@ const BackupItem* FindForeign(const Backup& backup) {
   return nullptr;
 }
 
+[[noreturn]] void Refuse(const BackupItem& item, const Backup& backup) {
+  throw NotAnswered(ShownName(item.path) + " is not as the repair of " + ShownName(backup.directory) + " left it");
+}
+
 // Makes every file hold its new or its old content, after a look at all of them.
 void ChangeAll(const Backup& backup, bool undo) {
-  if (const BackupItem* const item = FindForeign(backup)) {
-    throw NotAnswered(ShownName(item->path) + " is not as the repair of " + ShownName(backup.directory) + " left it");
-  }
+  if (const BackupItem* const item = FindForeign(backup)) Refuse(*item, backup);
   for (const BackupItem& item : backup.items) MakeContent(item.path, In(backup, undo ? item.before : item.after));
 }
 
@@ -180,7 +183,7 @@ Backup ReadBackup(const std::string& directory) {
 
 BackupState StateOf(const std::string& directory) {
   if (!Has(directory, kList)) return BackupState::kPreparing;
-  const bool closed = Has(directory, kDone) || Has(directory, kUndone) || Has(directory, kOvertaken);
+  const bool closed = Has(directory, kDone) || Has(directory, kUndoing) || Has(directory, kOvertaken);
   return closed ? BackupState::kClosed : BackupState::kListed;
 }
 
@@ -188,6 +191,13 @@ void UndoBackup(const Backup& backup) {
   if (Has(backup.directory, kUndone)) {
     throw NotAnswered("the repair of " + ShownName(backup.directory) + " was undone before");
   }
+  if (Has(backup.directory, kDone) && !Has(backup.directory, kUndoing)) {
+    for (const BackupItem& item : backup.items) {
+      if (HashOfFile(item.path) != item.hash_after) Refuse(item, backup);
+    }
+  }
+  CheckCopies(backup);
+  WriteNewFile(In(backup, kUndoing), "");
   ChangeAll(backup, true);
   WriteNewFile(In(backup, kUndone), "");
 }

@@ -5,6 +5,7 @@
 //   preparing  copies are being made; nothing of the site has been changed
 //   list.json  complete: every change is known, some may have been made
 //   done       every change has been made
+//   undoing    every file was as the repair left it; some changes may have been taken back
 //   undone     every change has been taken back
 //   overtaken  a file was changed by others before the changes had been made
 // 1. No file of the site is changed before the list is complete and on the disk.

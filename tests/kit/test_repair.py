@@ -146,6 +146,14 @@ def test_what_was_changed_after_a_repair_is_not_undone(ready, kit):
     assert ready.snapshot() == before
 
 
+def test_what_was_changed_back_in_part_is_not_undone(ready, kit):
+    loose_text(ready)
+    backup = repair(kit)["backup"]
+    ready.write(DAT, ready.read(DAT) + bytes(128))
+    kit("verify", "--undo", backup, status=2)
+    assert ready.read(DAT) == base_of(A).dat + bytes(128)
+
+
 def test_a_repair_is_undone_once(ready, kit):
     loose_text(ready)
     backup = repair(kit)["backup"]
@@ -171,7 +179,7 @@ def interrupted(site: Site, kit: Kit) -> str:
     """A repair whose list is complete and whose changes have not been made."""
     backup = repair(kit)["backup"]
     kit("verify", "--undo", backup, status=1)
-    for name in ("done", "undone"):
+    for name in ("done", "undoing", "undone"):
         (site.path(backup) / name).unlink()
     return backup
 
