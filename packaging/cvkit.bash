@@ -1,10 +1,11 @@
 # Completion of cvkit's commands, options and files for bash.
 _cvkit() {
-  local word=${COMP_WORDS[COMP_CWORD]} commands="packet verify explain" options
+  local word=${COMP_WORDS[COMP_CWORD]} commands="packet verify explain rehearse" options
   case ${COMP_WORDS[1]} in
     packet) options="--help --config --json --text --raw --without --output --extract --force" ;;
     verify) options="--help --config --json --repair --undo" ;;
     explain) options="--help --config --json --log" ;;
+    rehearse) options="--help --config --json --program --keep" ;;
     *) options="--help --version" ;;
   esac
   if ((COMP_CWORD == 1)); then

@@ -8,11 +8,12 @@
 #include "app/version.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
+#include "kit/site_commands.h"
 #include "platform/os.h"
 
 namespace {
 
-constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddVerify, AddExplain};
+constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddVerify, AddExplain, AddRehearse};
 
 constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";

@@ -14,7 +14,7 @@ STEPS = {"platform": 0, "base": 1, "ftn": 2, "services": 3, "bbs": 4, "toss": 5,
          "kit": 6}
 ENTRY = ("app/main", "app/command_line")
 # What cvkit may use of the three runs: what reads and judges, and neither logs nor writes.
-FOR_KIT = ("toss/inbound_message.h", "toss/inbound_text.h", "toss/route_judge.h")
+FOR_KIT = ("toss/inbound_listing.h", "toss/inbound_message.h", "toss/inbound_text.h", "toss/route_judge.h")
 
 
 def group_of(name):

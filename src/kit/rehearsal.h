@@ -1,0 +1,59 @@
+// A rehearsal: the real program at work on a copy of the site, and what it did there.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kit/kit_site.h"
+#include "kit/rehearsal_copy.h"
+
+// Texts of mail are bytes of code page 437.
+struct RehearsedMessage {
+  int32_t number = 0;
+  std::string from, to, subject;
+  std::optional<int32_t> parent;
+};
+
+struct RehearsedConference {
+  int32_t number = 0;
+  std::string name;
+  int64_t before = 0;  // headers
+  int64_t after = 0;
+  std::vector<RehearsedMessage> stored;
+  std::vector<RehearsedMessage> sent;  // marked as such
+};
+
+struct RehearsedFile {
+  std::string path;
+  std::string fate;   // "moved", "deleted" or "stays"
+  std::string moved;  // where to; empty otherwise
+};
+
+struct RehearsedExport {
+  std::string from, to, subject, area, msgid;  // the area is empty for netmail
+};
+
+struct RehearsedBundle {
+  std::string directory;
+  int64_t size = 0;
+  std::vector<RehearsedExport> messages;
+};
+
+struct Rehearsal {
+  int status = 0;  // of the program
+  std::vector<std::string> lines;
+  std::vector<RehearsedConference> conferences;  // those that would change
+  std::vector<RehearsedFile> files;              // of a toss
+  std::vector<RehearsedBundle> bundles;          // of a scan
+  std::vector<int64_t> saved;                    // the sizes of the packets saved for review
+  std::vector<std::string> unknown_areas;
+  std::string serial_before;  // what CVOUTBOUND.SEQ holds
+  std::string serial_after;
+  std::string hindrance;               // what would keep the run itself from beginning; empty for nothing
+  std::vector<std::string> unsettled;  // why the run itself may do something else
+};
+
+// Copies what the run needs, runs the copy of `program`, and compares. Throws NotAnswered.
+Rehearsal Rehearse(const KitSite& site, RehearsedRun mode, const std::string& program, const RehearsalPlace& place);

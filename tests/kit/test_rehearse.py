@@ -1,0 +1,288 @@
+"""What "cvkit rehearse" announces is what the run itself then does, and the site never notices."""
+
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+from pathlib import Path
+
+import pytest
+from formats.conference_table import echo
+from formats.message_base import PTR_SIZE, MessageBase, PtrRecord, read_ptr_record
+from formats.node_status import Node
+from formats.packet import PackedMessage, Packet, text_lines
+from harness.generated import conferences, inbound_file, message_base
+from harness.run import mask_seconds
+from harness.scan import CONFIG as SCAN_CONFIG
+from harness.scan import mask_names
+from harness.target import KIT, PROGRAM, RUNNER, WINDOWS, environment, posix_only
+
+GROUPS = 4
+SITES = 3 if WINDOWS else 25
+LEFT = re.compile(r"cvkit-(rehearsal|kept)-.*")
+CALLS = "openat,write,mkdir,unlink,rmdir,chmod,ftruncate,rename,clone,clone3,vfork"
+
+
+@pytest.fixture
+def temporary(tmp_path, monkeypatch):
+    """The directory for temporary files."""
+    directory = tmp_path / "temporary"
+    directory.mkdir()
+    for name in ("TMPDIR", "TMP", "TEMP"):
+        monkeypatch.setenv(name, f"Z:{directory}" if WINDOWS and name != "TMPDIR" else str(directory))
+    return directory
+
+
+def left_in(directory: Path) -> list[str]:
+    return [path.name for path in directory.iterdir() if LEFT.match(path.name)]
+
+
+def decoded(line: str) -> str:
+    """A line of the run, held as Latin-1, as cvkit shows it."""
+    try:
+        return line.encode("latin-1").decode("utf-8")
+    except UnicodeDecodeError:
+        return line.encode("latin-1").decode("cp437")
+
+
+def masked(line: str) -> str:
+    line = re.sub(r"^\[[-0-9 :]{19}\] ", "", line)
+    line = re.sub(r"entry '[0-9a-f]{8}\.pkt'", "entry '#.pkt'", line)
+    return mask_names(mask_seconds(line))
+
+
+def times(site) -> dict[str, tuple[int, int]]:
+    """When each file and directory was changed last."""
+    found = {}
+    for directory, _, files in os.walk(site.root):
+        for path in [Path(directory), *(Path(directory, name) for name in files)]:
+            status = path.stat()
+            found[str(path)] = (status.st_mtime_ns, status.st_ctime_ns)
+    return found
+
+
+def rehearse(site, kit, mode: str, *options) -> dict:
+    """Asks, and holds the site to be as it was."""
+    before, stamps = site.snapshot(), times(site)
+    told = kit.json("rehearse", mode, *options, status=None)
+    assert site.snapshot() == before and times(site) == stamps, "the site was changed"
+    return told
+
+
+def compare(site, kit, mode: str) -> dict:
+    """Rehearses, runs, and compares line by line, file by file and message by message."""
+    before = site.snapshot("IN", "MSG", "OUT")
+    old = {number: headers(site, number) for number in numbers(site)}
+    told = rehearse(site, kit, mode)
+    run = site.run(f"-{mode}")
+    assert told["status"] == run.status
+    assert [masked(line) for line in told["lines"]] == [masked(decoded(line)) for line in run.raw_lines]
+    after = site.snapshot("IN", "MSG", "OUT")
+    for number in numbers(site):
+        compare_conference(old[number], headers(site, number),
+                           next((one for one in told["conferences"] if one["number"] == number), None))
+    if mode == "toss":
+        compare_files(before, after, told)
+    bundles = [name for name in after if name.startswith("OUT/") and name not in before]
+    assert [one["size"] for one in told["bundles"]] == [len(after[name]) for name in bundles]
+    sent = [(one["number"], message["message_number"]) for one in told["conferences"] for message in one["sent"]]
+    assert sum(len(one["messages"]) for one in told["bundles"]) >= len(sent)
+    serial = after.get("MSG/CVOUTBOUND.SEQ")
+    assert told["serial"]["after"] == (serial.decode().split()[0] if serial else None)
+    return told
+
+
+def numbers(site) -> range:
+    return range(1, len(site.read("CONF/CVMCONF.DAT")) // 128 + 1)
+
+
+def headers(site, number: int) -> list[PtrRecord]:
+    path = site.path(f"MSG/CVMSG{number:02}.PTR")
+    content = path.read_bytes() if path.exists() else b""
+    return [read_ptr_record(content[at:at + PTR_SIZE]) for at in range(0, len(content), PTR_SIZE)]
+
+
+def compare_conference(old: list[PtrRecord], new: list[PtrRecord], told: dict | None) -> None:
+    stored = [(one.number, one.thread if one.is_reply else None) for one in new[len(old):]]
+    sent = [now.number for was, now in zip(old, new) if now.sent and not was.sent]
+    if not stored and not sent:
+        assert told is None
+        return
+    assert (told["before"], told["after"]) == (len(old), len(new))
+    assert [(one["message_number"], one["parent"]) for one in told["stored"]] == stored
+    assert [one["message_number"] for one in told["sent"]] == sent
+
+
+def compare_files(before: dict, after: dict, told: dict) -> None:
+    files = [name for name in before if re.fullmatch(r"IN/[^/\\]+", name)]
+    assert {one["path"]: one["fate"] for one in told["files"]} == {
+        name: "stays" if name in after else "moved" for name in files}
+    assert all(one["to"] in after for one in told["files"] if one["fate"] == "moved")
+    saved = [len(content) for name, content in sorted(after.items()) if "/BAD_" in name and name not in before]
+    assert sorted(told["saved"]) == sorted(saved)
+    areas = (after.get("MSG/BADAREAS.LST") or b"")[len(before.get("MSG/BADAREAS.LST") or b""):]
+    assert len(told["unknown_areas"]) == areas.count(b"\n")
+
+
+@pytest.mark.parametrize("group", range(GROUPS))
+@pytest.mark.parametrize("mode", ["toss", "scan"])
+def test_the_run_does_what_was_announced(site, kit, temporary, mode, group):
+    site.add_config(SCAN_CONFIG)
+    changed = 0
+    for seed in range(group * SITES, (group + 1) * SITES):
+        chance = random.Random(seed)
+        table = conferences(chance)
+        site.conferences(*table)
+        for number in range(1, len(table) + 1):
+            site.put(message_base(chance, number, 0.5))
+        for index in range(chance.choice([1, 2, 3])):
+            site.inbound(f"{index}.in", inbound_file(chance))
+        try:
+            changed += bool(compare(site, kit, mode)["conferences"])
+        except AssertionError as error:
+            raise AssertionError(f"seed {seed}: {error}") from error
+        for name in ("IN", "MSG", "OUT"):
+            shutil.rmtree(site.path(name))
+            site.path(name).mkdir()
+    assert changed and left_in(temporary) == []
+
+
+def a_packet() -> bytes:
+    return Packet([PackedMessage(text_lines("AREA:FIDO", "Hello"), subject="Evil \x1b[2J")]).pack()
+
+
+@pytest.mark.parametrize("directories", [
+    "INBOUND SAME\nCONFDIR SAME\nWORKDIR SAME\nMSGDIR ./SAME\nOUTDIR SAME/../SAME\n",
+    "INBOUND IN\nCONFDIR CONF\nMSGDIR MSG\nOUTDIR OUT\nPROCESSEDDIR IN\n",
+    "INBOUND IN\nCONFDIR CONF\nMSGDIR MSG\nOUTDIR OUT\nPROCESSEDDIR NO/SUCH\n",
+    "INBOUND IN\nCONFDIR CONF\nMSGDIR MSG\nOUTDIR OUT\nPROCESSEDDIR DONE\n",
+    "INBOUND IN\nCONFDIR CONF\nMSGDIR MSG\nOUTDIR NONE\nKEEPPROCESSED no\n",
+    "INBOUND NONE\nCONFDIR CONF\nMSGDIR MSG\n",
+    "CONFDIR CONF\nMSGDIR MSG\n",
+])
+def test_directories_that_coincide_or_are_missing(site, kit, temporary, directories):
+    site.config(directories + SCAN_CONFIG)
+    places = ("SAME", "SAME", "SAME") if "SAME" in directories else ("IN", "CONF", "CONF/WORK")
+    site.conferences(echo("FIDO"))
+    for name, target in (("CONF/CVMCONF.DAT", places[1]), ("CONF/WORK/CVWHOSON.DAT", places[2])):
+        content = site.read(name)
+        site.write(f"{target}/{Path(name).name}", content)
+    site.write(f"{places[0]}/1.pkt", a_packet())
+    site.write("IN/processed/1.pkt", "an older one")
+    for mode in ("toss", "scan"):
+        told = rehearse(site, kit, mode)
+        run = site.run(f"-{mode}", log=False)
+        lines = [masked(line) for line in told["lines"]]
+        assert lines == ([masked(decoded(line)) for line in run.raw_lines] or run.stderr.splitlines())
+        assert told["status"] == run.status
+
+
+def test_what_a_run_cannot_read_or_address(ready, kit, temporary):
+    with ready.path("IN/1.big").open("wb") as file:
+        file.truncate(2**31)
+    if not WINDOWS:
+        ready.write("IN/a\\b", "no path holds it")
+    ready.path("IN/2.dir").mkdir()
+    compare(ready, kit, "toss")
+
+
+def test_callers_and_locks(ready, kit, temporary):
+    ready.inbound("1.pkt", a_packet())
+    ready.nodes(Node(), Node(user=7))
+    told = rehearse(ready, kit, "toss")
+    assert told["unsettled"] == ["a caller is on the BBS"] and told["status"] == 0 and told["hindrance"] is None
+    assert any("2 node record(s), all idle" in line for line in told["lines"])
+    ready.nodes(Node())
+    ready.write("MSG/CVTOSS.BSY", "cvtoss32 1.05 Beta 5 mode=-toss pid=4194304 started=4000000000\n")
+    answer = kit("rehearse", "toss", status=1)
+    assert "But the lock of a run that did not end keeps runs away" in answer.text
+    ready.path("MSG/CVTOSS.BSY").unlink()
+    ready.write("CONF/WORK/CVWHOSON.DAT", "odd")
+    assert rehearse(ready, kit, "toss")["status"] == 1
+
+
+def test_the_text_tells_the_same(ready, kit, temporary):
+    ready.add_config(SCAN_CONFIG)
+    base = MessageBase(1)
+    base.add(b"Hello\x01", sent=0, subject="Out")
+    ready.put(base)
+    ready.inbound("1.pkt", a_packet())
+    ready.inbound("2.txt", b"no mail")
+    text = kit("rehearse", "toss").text
+    assert "  conference 1 Talk: 1 -> 2 messages\n" in text and "All: Evil \\x1B[2J" in text
+    assert "  IN/1.pkt: moved to IN/processed/1.pkt\n" in text and "  IN/2.txt: stays\n" in text
+    text = kit("rehearse", "scan").text
+    assert "    1 message marked sent:\n" in text and "  OUT: a bundle of " in text and "last serial:  -> 1\n" in text
+    ready.path("IN/1.pkt").unlink()
+    assert "Nothing would change.\n" in kit("rehearse", "toss").text
+
+
+def test_a_copy_is_kept_where_that_is_asked_for(ready, kit, temporary):
+    ready.inbound("1.pkt", a_packet())
+    kept = kit.json("rehearse", "toss", "--keep")["kept"]
+    assert left_in(temporary) == [Path(kept.replace("\\", "/")).name]
+    assert "kept in" in kit("rehearse", "toss", "--keep").text
+    kit("rehearse", "toss")
+    assert len(left_in(temporary)) in (1, 2)  # two of one second have one name
+
+
+def test_no_answer(ready, kit, temporary):
+    assert "is not there" in kit("rehearse", "toss", "--program", "nothing", status=2).errors
+    assert kit("rehearse", "pack", status=2).errors
+    ready.write("program", "no program")
+    assert "cannot be started" in kit("rehearse", "toss", "--program", "program", status=2).errors
+    with ready.path("MSG/CVMSG01.SIG").open("wb") as file:
+        file.truncate(2**42)
+    assert "the copy needs 41943" in kit("rehearse", "toss", status=2).errors
+    assert left_in(temporary) == []
+
+
+@posix_only("elsewhere the directory is not named by TMPDIR")
+def test_no_place(ready, kit, temporary):
+    assert "set TMPDIR" in kit("rehearse", "toss", status=2, TMPDIR="/nonexistent").errors
+    assert "within the site" in kit("rehearse", "toss", status=2, TMPDIR=str(ready.path("IN"))).errors
+    assert left_in(ready.path("IN")) == []
+
+
+@pytest.mark.skipif(bool(RUNNER) or shutil.which("strace") is None, reason="Linux only: strace stops the program")
+def test_killed_anywhere_it_leaves_a_directory_that_the_next_one_removes(ready, kit, temporary):
+    ready.inbound("1.pkt", a_packet())
+    trace = ready.root.parent / "trace.txt"
+
+    def start(*options: str) -> int:
+        command = ["strace", "-qq", "-o", str(trace), "-e", f"trace={CALLS}", *options, str(KIT), "rehearse", "toss"]
+        return subprocess.run(command, cwd=ready.root, env=environment(), capture_output=True, check=False).returncode
+
+    if start() != 0:
+        pytest.skip("strace may not trace here")
+    points, seen = [], {}
+    for call in re.findall(r"(?m)^(\w+)\(", trace.read_text()):
+        seen[call] = seen.get(call, 0) + 1
+        points.append((call, seen[call]))
+    before, stamps = ready.snapshot(), times(ready)
+    leaving = 0
+    for call, nth in points[:: max(1, len(points) // 40)]:
+        assert start("-e", f"inject={call}:signal=KILL:when={nth}") in (-signal.SIGKILL, 128 + signal.SIGKILL)
+        leaving += bool(left_in(temporary))
+        assert ready.snapshot() == before and times(ready) == stamps
+        kit("rehearse", "toss")
+        assert left_in(temporary) == [], (call, nth)
+    assert leaving > 10
+
+
+@posix_only("others cannot make a directory there")
+def test_only_its_own_are_removed(ready, kit, temporary):
+    (temporary / "cvkit-rehearsal-4194304-1000000000").mkdir()
+    (temporary / "cvkit-rehearsal-4194304-1000000000" / "file").touch()
+    elsewhere = temporary / "elsewhere"
+    elsewhere.mkdir()
+    (elsewhere / "file").touch()
+    (temporary / "cvkit-rehearsal-4194304-1000000001").symlink_to(elsewhere)
+    kept = [f"cvkit-rehearsal-{os.getpid()}-{10**10}", "cvkit-rehearsal-1x", "cvkit-rehearsal-4194304-1000000000-x"]
+    for name in kept:
+        (temporary / name).mkdir()
+    kit("rehearse", "toss")
+    assert sorted(left_in(temporary)) == sorted([*kept, "cvkit-rehearsal-4194304-1000000001"])
+    assert (elsewhere / "file").exists()
