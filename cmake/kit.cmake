@@ -18,6 +18,12 @@ file(GLOB kit_sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/kit/*.cc)
 set(kit_main ${PROJECT_SOURCE_DIR}/src/kit/kit_main.cc)
 list(REMOVE_ITEM kit_sources ${kit_main})
 
+# The functions of {fmt} 9 are compiled once; those of another version in every file that uses them.
+file(STRINGS ${kit_include}/fmt/core.h fmt_9 REGEX "^#define FMT_VERSION 9[0-9][0-9][0-9][0-9]$")
+if(NOT fmt_9)
+  list(REMOVE_ITEM kit_sources ${PROJECT_SOURCE_DIR}/src/kit/fmt_library.cc)
+endif()
+
 # What log lines mean is told by the guide alone; cvkit has it in it.
 set(guide ${PROJECT_SOURCE_DIR}/docs/operators-guide.md)
 set(guide_source ${PROJECT_BINARY_DIR}/guide_text.cc)
@@ -28,7 +34,9 @@ add_custom_command(OUTPUT ${guide_source} DEPENDS ${guide} ${guide_script} VERBA
 add_library(cvkit_core STATIC ${kit_sources} ${guide_source})
 target_include_directories(cvkit_core PUBLIC ${PROJECT_SOURCE_DIR}/src)
 target_include_directories(cvkit_core SYSTEM PUBLIC ${kit_include})
-target_compile_definitions(cvkit_core PUBLIC FMT_HEADER_ONLY)
+if(NOT fmt_9)
+  target_compile_definitions(cvkit_core PUBLIC FMT_HEADER_ONLY)
+endif()
 target_link_libraries(cvkit_core PUBLIC cvtoss_toss cvtoss_scan ZLIB::ZLIB PRIVATE cvtoss_warnings)
 if(CVTOSS_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(cvkit_core PRIVATE -fsanitize=fuzzer-no-link)

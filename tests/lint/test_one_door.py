@@ -20,7 +20,7 @@ STANDARD_HEADERS = set("""
     stdio.h stdlib.h string.h time.h uchar.h wchar.h wctype.h
 """.split())
 LIBRARIES = {"zlib.h"}
-KIT_LIBRARIES = {"CLI/CLI.hpp", "fmt/format.h", "nlohmann/json.hpp"}
+KIT_LIBRARIES = {"CLI/CLI.hpp", "fmt/format-inl.h", "fmt/format.h", "nlohmann/json.hpp"}
 
 
 def allowed(path):
