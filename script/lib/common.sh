@@ -51,13 +51,14 @@ only_words() { # "WORD..." ARGUMENT...
 from_caller() { (cd "$caller" && realpath -ms -- "$1"); }  # a path that the caller gave, whole
 for_caller() { printf '%s' "${1#"$caller"/}"; }            # a whole path, as the caller would write it
 
-# quiet_build PRESET [TARGET]: what the build says is shown only when it fails.
+# quiet_build PRESET [TARGET]...: what the build says is shown only when it fails.
 quiet_build() {
-  local log=build/${script##*/}-build.log
+  local log=build/${script##*/}-build.log preset=$1
+  shift
   mkdir -p build
-  if ! { cmake --preset "$1" && cmake --build --preset "$1" ${2:+--target "$2"}; } >"$log" 2>&1; then
+  if ! { cmake --preset "$preset" && cmake --build --preset "$preset" --target "${@:-all}"; } >"$log" 2>&1; then
     cat "$log" >&2
-    echo "$script: the build of $1 failed; what it said is in $log too" >&2
+    echo "$script: the build of $preset failed; what it said is in $log too" >&2
     exit 1
   fi
 }

@@ -1,4 +1,4 @@
-"""tests/coverage/report.py wants a reason for each line that no test reaches, not for each text."""
+"""tests/coverage/report.py requires a reason for each line that no test reaches, not for each text."""
 
 import json
 import sys
@@ -44,12 +44,13 @@ def export(path, missed, lines=100.0, branches=100.0):
     return {"data": [{"files": [file], "functions": functions, "totals": totals}]}
 
 
-def outcome(tmp_path, monkeypatch, reasons, missed, **shares):
-    source, exported = tmp_path / "one.cc", tmp_path / "coverage.json"
+def outcome(tmp_path, monkeypatch, reasons, missed, kit_lines=100.0, **shares):
+    source, exported, kit = tmp_path / "one.cc", tmp_path / "cvtoss32.json", tmp_path / "cvkit.json"
     source.write_text(SOURCE)
     exported.write_text(json.dumps(export(source, missed, **shares)))
+    kit.write_text(json.dumps(export(source, [3], lines=kit_lines, branches=0.0)))
     (tmp_path / "unreached.txt").write_text("# a reason\n" + "".join(f"one.cc: {line}\n" for line in reasons))
-    monkeypatch.setattr(sys, "argv", ["report.py", str(exported)])
+    monkeypatch.setattr(sys, "argv", ["report.py", str(exported), str(kit)])
     with pytest.raises(SystemExit) as ended:
         report.main()
     return ended.value.code
@@ -72,7 +73,8 @@ def test_each_line_needs_its_own_reason(tmp_path, monkeypatch, reasons, missed, 
 
 
 @pytest.mark.parametrize("shares, status", [
-    ({"lines": 98.0, "branches": 95.0}, 0), ({"lines": 97.9}, 1), ({"branches": 94.9}, 1),
-], ids=["just enough", "lines", "branches"])
+    ({"lines": 99.0, "branches": 96.0, "kit_lines": 95.0}, 0),
+    ({"lines": 98.9}, 1), ({"branches": 95.9}, 1), ({"kit_lines": 94.9}, 1),
+], ids=["just enough", "lines", "branches", "lines of cvkit"])
 def test_the_totals_have_to_be_high_enough(tmp_path, monkeypatch, shares, status):
     assert outcome(tmp_path, monkeypatch, [], [], **shares) == status
