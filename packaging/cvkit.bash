@@ -1,8 +1,10 @@
 # Completion of cvkit's commands, options and files for bash.
 _cvkit() {
-  local word=${COMP_WORDS[COMP_CWORD]} commands="packet verify explain rehearse" options
+  local word=${COMP_WORDS[COMP_CWORD]} commands="packet messages verify explain rehearse" options
   case ${COMP_WORDS[1]} in
     packet) options="--help --config --json --text --raw --without --output --extract --force" ;;
+    messages) options="--help --config --json --threads --number --text --search --unsent --from --to --since --export
+      --force" ;;
     verify) options="--help --config --json --repair --undo" ;;
     explain) options="--help --config --json --log" ;;
     rehearse) options="--help --config --json --program --keep" ;;

@@ -25,6 +25,7 @@ void AddCommonOptions(CLI::App* command, CommonOptions* options);
 // Each adds its command to the program; when that is the one that is called, it runs and leaves its exit status.
 // (The list of commands is in kit_command_line.cc.)
 using AddCommand = void (*)(CLI::App* program, int* status);
+void AddMessages(CLI::App* program, int* status);
 void AddPacket(CLI::App* program, int* status);
 void AddExplain(CLI::App* program, int* status);
 void AddVerify(CLI::App* program, int* status);

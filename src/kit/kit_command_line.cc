@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddVerify, AddExplain, AddRehearse};
+constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddMessages, AddVerify, AddExplain, AddRehearse};
 
 constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";

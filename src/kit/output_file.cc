@@ -62,18 +62,33 @@ void RequireOutside(const KitSite& site, const std::string& path) {
   }
 }
 
-void WriteOutputFile(const KitSite& site, const std::string& path, std::string_view content, bool force) {
-  const auto refuse = [&path](const std::string& why) { throw NotAnswered(ShownName(path) + " " + why); };
+OutputFile::OutputFile(const KitSite& site, const std::string& path, bool force) : path_(path) {
   RequireOutside(site, path);
   if (force) (void)OsRemove(path.c_str());  // a link goes, what it leads to stays
-  OsFile file;
-  const OsResult opened = OsOpen(path.c_str(), kOsCreateNew, &file);
-  if (opened == kOsExists) refuse("is there already (--force replaces it)");
-  if (opened != kOsOk) refuse("cannot be created");
-  const bool written = OsWrite(file, content.data(), content.size()) == 0;
-  if (OsClose(&file) == 0 && written) return;
-  (void)OsRemove(path.c_str());
-  refuse("cannot be written");
+  const OsResult opened = OsOpen(path.c_str(), kOsCreateNew, &file_);
+  if (opened == kOsExists) throw NotAnswered(ShownName(path) + " is there already (--force replaces it)");
+  if (opened != kOsOk) throw NotAnswered(ShownName(path) + " cannot be created");
+}
+
+OutputFile::~OutputFile() {
+  if (finished_) return;
+  (void)OsClose(&file_);
+  (void)OsRemove(path_.c_str());
+}
+
+void OutputFile::Write(std::string_view content) {
+  if (OsWrite(file_, content.data(), content.size()) != 0) throw NotAnswered(ShownName(path_) + " cannot be written");
+}
+
+void OutputFile::Finish() {
+  if (OsClose(&file_) != 0) throw NotAnswered(ShownName(path_) + " cannot be written");
+  finished_ = true;
+}
+
+void WriteOutputFile(const KitSite& site, const std::string& path, std::string_view content, bool force) {
+  OutputFile file(site, path, force);
+  file.Write(content);
+  file.Finish();
 }
 
 std::string SafeName(std::string_view name) {

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 #include "ftn/fts_date.h"
 #include "kit/kit_output.h"
@@ -21,6 +23,13 @@ std::string IsoDate(const std::string& base_date) {
   const unsigned full_year = year + (year < 80 ? 2000 : 1900);
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}", full_year, month, day, hour % 12 + (half == 'p' ? 12 : 0),
                      minute);
+}
+
+bool IsIsoDate(const std::string& text) {
+  constexpr std::string_view kForm = "0000-00-00T00:00";
+  return text.size() == kForm.size() && std::equal(text.begin(), text.end(), kForm.begin(), [](char c, char form) {
+           return form == '0' ? c >= '0' && c <= '9' : c == form;
+         });
 }
 
 std::string IsoPackedDate(const std::string& packed_date) {

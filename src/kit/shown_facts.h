@@ -13,6 +13,9 @@ using Json = nlohmann::ordered_json;
 // "2025-01-05T00:07" of a date of the message base, "01/05/25 12:07am"; what is no date as it stands, decoded.
 std::string IsoDate(const std::string& base_date);
 
+// Whether a text has the form "2025-01-05T00:07".
+bool IsIsoDate(const std::string& text);
+
 // The same of a date of a packed message, as the toss would store it.
 std::string IsoPackedDate(const std::string& packed_date);
 

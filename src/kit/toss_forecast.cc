@@ -166,16 +166,16 @@ void TossForecast::JudgeMessage(const InboundMessage& message, MessageFacts* fac
     if (sig.number > 0) facts->message_number = sig.number;
     return;
   }
-  const Parent parent = JudgeParent(message, sig);
-  const bool live = state.live.count(parent.number) != 0;
-  if (IsThreaded(NextNumber(state.highest), parent.number, live)) {
-    facts->parent = parent.number;
-  } else if (parent.kind == kParentNotFound) {
-    facts->reason += facts->reason.empty() ? "what it replies to is not known here" : "";
-  } else if (parent.kind == kParentFound) {
-    facts->reason += facts->reason.empty() ? fmt::format("message {}, its parent, is gone", parent.number) : "";
-  }
   Store(message, &state, facts);
+  if (facts->verdict == kVerdictRefused) return;
+  const Parent parent = JudgeParent(message, sig);
+  if (IsThreaded(*facts->message_number, parent.number, state.live.count(parent.number) != 0)) {
+    facts->parent = parent.number;
+  } else if (parent.kind == kParentNotFound && facts->reason.empty()) {
+    facts->reason = "what it replies to is not known here";
+  } else if (parent.kind == kParentFound && facts->reason.empty()) {
+    facts->reason = fmt::format("message {}, its parent, is gone", parent.number);
+  }
 }
 
 TossForecast::Result TossForecast::JudgePacket(const uint8_t* bytes, size_t size, PacketFacts* packet) {
