@@ -85,17 +85,19 @@ MailDate DateOf(const std::string& base_date) {
   int year = 0;
   unsigned month = 0;
   unsigned day = 0;
-  char time[6] = {};
+  unsigned hour = 0;
+  unsigned minute = 0;
   MailDate date;
-  if (!IsIsoDate(iso) || sscanf(iso.c_str(), "%4d-%2u-%2uT%5s", &year, &month, &day, time) != 4) return date;
+  if (sscanf(iso.c_str(), "%4d-%2u-%2uT%2u:%2u", &year, &month, &day, &hour, &minute) != 5) return date;
   const std::chrono::year_month_day when{std::chrono::year(year), std::chrono::month(month), std::chrono::day(day)};
-  if (!when.ok()) return date;
+  if (!when.ok() || hour > 23 || minute > 59) return date;
   constexpr const char* kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
   constexpr const char* kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
   const char* const weekday = kDays[std::chrono::weekday(std::chrono::sys_days(when)).c_encoding()];
-  date.from_line = fmt::format("{} {} {:>2} {}:00 {}", weekday, kMonths[month - 1], day, time, year);
-  date.header = fmt::format("{}, {:02} {} {} {}:00 -0000", weekday, day, kMonths[month - 1], year, time);
+  date.from_line = fmt::format("{} {} {:>2} {:02}:{:02}:00 {}", weekday, kMonths[month - 1], day, hour, minute, year);
+  date.header =
+      fmt::format("{}, {:02} {} {} {:02}:{:02}:00 -0000", weekday, day, kMonths[month - 1], year, hour, minute);
   return date;
 }
 

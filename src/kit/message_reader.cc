@@ -52,6 +52,7 @@ StoredConference ReadOnce(const KitSite& site, const ConferenceEntry& entry) {
   for (size_t at = 0; at + kPtrRecordSize <= bytes.size; at += kPtrRecordSize) {
     StoredMessage& message = conference.messages.emplace_back();
     message.header = UnpackPtrRecord(bytes.data + at);
+    message.unsent = IsNetworked(entry) && !message.header.MsgSent && !message.header.Deleted;
     const auto found = msgids.find(message.header.MsgNumber);
     if (found != msgids.end()) message.msgid = found->second;
   }
@@ -83,9 +84,13 @@ StoredConference ReadConference(const KitSite& site, const ConferenceEntry& entr
   for (int tries = 1;; ++tries) {
     const std::string before = FileTimes(site, entry.Number);
     StoredConference conference = ReadOnce(site, entry);
-    conference.settled = before == FileTimes(site, entry.Number);
-    if (conference.settled || tries == kTries) return conference;
+    if (before == FileTimes(site, entry.Number)) conference.times = before;
+    if (!conference.times.empty() || tries == kTries) return conference;
   }
+}
+
+bool IsSettled(const KitSite& site, const StoredConference& conference) {
+  return conference.times == FileTimes(site, conference.entry->Number);
 }
 
 std::optional<std::string> ReadText(const KitSite& site, const StoredMessage& message, int32_t conference) {
@@ -102,7 +107,7 @@ std::optional<std::string> ReadText(const KitSite& site, const StoredMessage& me
 
 bool IsAskedFor(const KitSite& site, const StoredMessage& message, int32_t conference, const MessageFilter& filter) {
   const PtrRecord& header = message.header;
-  if (filter.unsent && !message.IsUnsent()) return false;
+  if (filter.unsent && !message.unsent) return false;
   if (!filter.from.empty() && !Holds(header.From, filter.from)) return false;
   if (!filter.to.empty() && !Holds(header.To, filter.to)) return false;
   if (!filter.since.empty()) {

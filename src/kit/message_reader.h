@@ -11,9 +11,8 @@
 
 struct StoredMessage {
   PtrRecord header;
-  std::string msgid;  // of the first SIG line with its number; empty for none
-
-  bool IsUnsent() const { return !header.MsgSent && !header.Deleted; }
+  std::string msgid;    // of the first SIG line with its number; empty for none
+  bool unsent = false;  // the next scan takes it
 
   // The number of the message that it is linked to.
   std::optional<int32_t> Parent() const;
@@ -23,12 +22,15 @@ struct StoredConference {
   const ConferenceEntry* entry = nullptr;
   int64_t dat_records = 0;
   std::vector<StoredMessage> messages;  // in the order of their headers
-  bool settled = true;                  // no file changed while they were read
+  std::string times;                    // of the files; empty when they did not stay as they were
 };
 
 // Reads headers and SIG lines, again when a run or the BBS changes them meanwhile. Throws NotAnswered when a file
 // cannot be read.
 StoredConference ReadConference(const KitSite& site, const ConferenceEntry& entry);
+
+// Whether the files are still as they were when the conference was read.
+bool IsSettled(const KitSite& site, const StoredConference& conference);
 
 // Reads the text, lines ended by LF. Returns nothing when it cannot be read.
 std::optional<std::string> ReadText(const KitSite& site, const StoredMessage& message, int32_t conference);

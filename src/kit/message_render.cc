@@ -22,7 +22,7 @@ Counts CountsOf(const StoredConference& conference) {
   int32_t highest = 0;
   for (const StoredMessage& message : conference.messages) {
     ++(message.header.Deleted ? counts.deleted : counts.live);
-    if (message.IsUnsent()) ++counts.unsent;
+    if (message.unsent) ++counts.unsent;
     if (message.header.MsgNumber < highest) continue;
     highest = message.header.MsgNumber;
     counts.newest = message.header.MsgDate;
@@ -41,7 +41,7 @@ std::string ShownDate(const std::string& base_date) {
 std::string MarksOf(const StoredMessage& message) {
   std::string marks;
   if (message.header.Deleted) marks += " [deleted]";
-  if (message.IsUnsent()) marks += " [unsent]";
+  if (message.unsent) marks += " [unsent]";
   if (message.header.Private) marks += " [private]";
   if (message.header.NetMail) marks += " [netmail]";
   return marks;

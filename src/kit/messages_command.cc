@@ -1,15 +1,16 @@
-#include <fmt/format.h>
-
 #include <memory>
+#include <optional>
 #include <unordered_map>
 
 #include "base/ascii.h"
 #include "base/scan_number.h"
 #include "kit/kit_command.h"
+#include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/mbox.h"
 #include "kit/message_render.h"
 #include "kit/output_file.h"
+#include "kit/progress.h"
 #include "kit/site_state.h"
 
 namespace {
@@ -99,12 +100,14 @@ class Exporter {
     }
   }
 
-  int Finish(const std::string& path) {
+  size_t Count() const { return count_; }
+
+  int Finish() {
     if (!mbox_) file_.Write("\n]}\n");
     file_.Finish();
-    Show(fmt::format("{}: {} message(s)\n", ShownName(path), count_));
-    if (unreadable_ != 0) Complain(fmt::format("cvkit: the texts of {} message(s) cannot be read\n", unreadable_));
-    return unreadable_ == 0 ? kAllIsWell : kNeedsAttention;
+    if (unreadable_ == 0) return kAllIsWell;
+    Complain("cvkit: the texts of " + ::Count(unreadable_, "message") + " cannot be read\n");
+    return kNeedsAttention;
   }
 
  private:
@@ -115,32 +118,47 @@ class Exporter {
   size_t unreadable_ = 0;
 };
 
-int Summarize(const KitSite& site, const MessagesOptions& options, bool* settled) {
+// An answer: its JSON, when that is asked for, and the exit status.
+struct Answer {
+  Json json;
+  int status = kAllIsWell;
+  bool settled = true;
+};
+
+Answer Summarize(const KitSite& site, const MessagesOptions& options) {
+  Answer answer;
   Json conferences = Json::array();
   if (!options.common.json) Show(ConferenceHeading());
-  for (const ConferenceEntry* const entry : FindConferences(site, "")) {
+  const std::vector<const ConferenceEntry*> entries = FindConferences(site, "");
+  std::optional<Progress> progress;
+  if (options.common.json) progress.emplace("messages", entries.size());
+  for (const ConferenceEntry* const entry : entries) {
     const StoredConference conference = ReadConference(site, *entry);
-    *settled = *settled && conference.settled;
+    answer.settled = answer.settled && IsSettled(site, conference);
     if (options.common.json) {
       conferences.push_back(ConferenceJson(conference));
+      progress->Add(1);
     } else {
       Show(ConferenceLine(conference));
     }
   }
-  if (options.common.json) ShowJson({{"conferences", conferences}});
-  return kAllIsWell;
+  answer.json["conferences"] = conferences;
+  return answer;
 }
 
-int List(const KitSite& site, const MessagesOptions& options, bool* settled) {
+Answer List(const KitSite& site, const MessagesOptions& options) {
   const bool whole = options.number_option->count() != 0;
-  int status = kAllIsWell;
+  Answer answer;
   Json listed = Json::array();
-  for (const ConferenceEntry* const entry : FindConferences(site, options.conference)) {
+  const std::vector<const ConferenceEntry*> entries = FindConferences(site, options.conference);
+  std::optional<Progress> progress;
+  if (options.common.json) progress.emplace("messages", entries.size());
+  for (const ConferenceEntry* const entry : entries) {
     const Selection selection = Select(site, *entry, options);
-    *settled = *settled && selection.conference.settled;
     if (whole && selection.places.empty()) {
       throw NotAnswered(fmt::format("conference {} has no message {}", entry->Number, options.number));
     }
+    if (progress) progress->Add(1);
     if (!options.common.json && options.conference.empty() && !selection.places.empty()) {
       Show(Coloured(kStrong, fmt::format("conf {} {}", entry->Number, ShownMail(entry->ConfName))) + "\n");
     }
@@ -149,7 +167,7 @@ int List(const KitSite& site, const MessagesOptions& options, bool* settled) {
       std::optional<std::string> text;
       if (whole || options.text) {
         text = ReadText(site, message, entry->Number);
-        if (!text && !message.header.Deleted) status = kNeedsAttention;
+        if (!text && !message.header.Deleted) answer.status = kNeedsAttention;
       }
       if (options.common.json) {
         listed.push_back(MessageJson(entry->Number, message, text));
@@ -157,22 +175,31 @@ int List(const KitSite& site, const MessagesOptions& options, bool* settled) {
         Show(whole || options.text ? WholeMessage(message, text) : MessageLine(message, place.depth));
       }
     }
+    answer.settled = answer.settled && IsSettled(site, selection.conference);
   }
-  if (options.common.json) ShowJson({{"messages", listed}});
-  return status;
+  answer.json["messages"] = listed;
+  return answer;
 }
 
-int Export(const KitSite& site, const MessagesOptions& options, bool* settled) {
+Answer Export(const KitSite& site, const MessagesOptions& options) {
   if (options.exported[0] != "mbox" && options.exported[0] != "json") {
     throw NotAnswered("--export writes mbox or json, not " + ShownName(options.exported[0]));
   }
+  Answer answer;
   Exporter exporter(site, options);
-  for (const ConferenceEntry* const entry : FindConferences(site, options.conference)) {
+  const std::vector<const ConferenceEntry*> entries = FindConferences(site, options.conference);
+  std::optional<Progress> progress(std::in_place, "messages", entries.size());
+  for (const ConferenceEntry* const entry : entries) {
     const Selection selection = Select(site, *entry, options);
-    *settled = *settled && selection.conference.settled;
     exporter.Add(selection);
+    answer.settled = answer.settled && IsSettled(site, selection.conference);
+    progress->Add(1);
   }
-  return exporter.Finish(options.exported[1]);
+  progress.reset();
+  answer.status = exporter.Finish();
+  answer.json = {{"file", ShownName(options.exported[1])}, {"exported", exporter.Count()}};
+  if (!options.common.json) Show(ShownName(options.exported[1]) + ": " + Count(exporter.Count(), "message") + "\n");
+  return answer;
 }
 
 int RunMessages(const MessagesOptions& options) {
@@ -183,12 +210,16 @@ int RunMessages(const MessagesOptions& options) {
     throw NotAnswered("--since wants a date such as 2025-01-05");
   }
   const KitSite site = LoadKitSite(options.common.config);
-  bool settled = true;
-  const auto answer = options.IsSummary() ? Summarize : !options.exported.empty() ? Export : List;
-  const int status = answer(site, options, &settled);
-  const std::string unsettled = settled ? LookAtSite(site.config).Unsettled() : "the message base changes";
-  if (!unsettled.empty()) Complain("Unsettled: " + unsettled + ".\n");
-  return status;
+  const auto answer_of = options.IsSummary() ? Summarize : !options.exported.empty() ? Export : List;
+  Answer answer = answer_of(site, options);
+  const std::string unsettled = answer.settled ? LookAtSite(site.config).Unsettled() : "the message base changes";
+  if (options.common.json) {
+    answer.json["unsettled"] = TextOrNull(unsettled);
+    ShowJson(answer.json);
+  } else if (!unsettled.empty()) {
+    Show("Unsettled: " + unsettled + ".\n");
+  }
+  return answer.status;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <string_view>
 
@@ -21,6 +22,10 @@ std::string IsoDate(const std::string& base_date) {
     return DecodedMail(base_date);
   }
   const unsigned full_year = year + (year < 80 ? 2000 : 1900);
+  const bool day_exists = std::chrono::year_month_day{std::chrono::year(static_cast<int>(full_year)),
+                                                      std::chrono::month(month), std::chrono::day(day)}
+                              .ok();
+  if (!day_exists || hour < 1 || hour > 12 || minute > 59) return DecodedMail(base_date);
   return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}", full_year, month, day, hour % 12 + (half == 'p' ? 12 : 0),
                      minute);
 }

@@ -3,12 +3,15 @@
 import email.policy
 import json
 import mailbox
+import os
+import pty
 import random
+import subprocess
 
 import pytest
 from formats.conference_table import Conference, echo, netmail
 from formats.message_base import MessageBase, body_lines
-from harness.target import posix_only
+from harness.target import KIT, posix_only
 
 
 @pytest.fixture
@@ -115,7 +118,7 @@ def test_a_text_that_cannot_be_read_is_told(site, kit):
 
 
 def test_an_mbox_is_read_by_mail_programs(talk, kit):
-    assert kit("messages", "--export", "mbox", "out.mbox").text == "out.mbox: 5 message(s)\n"
+    assert kit("messages", "--export", "mbox", "out.mbox").text == "out.mbox: 5 messages\n"
     data = talk.read("out.mbox")
     assert b"\n>From here\n" in data and b"\x1b" not in data and b"\r" not in data
     box = mailbox.mbox(talk.path("out.mbox"), factory=lambda file: email.message_from_binary_file(
@@ -133,6 +136,29 @@ def test_an_mbox_is_read_by_mail_programs(talk, kit):
     assert (last["In-Reply-To"], last["Date"].datetime.year) == ("<1.99@base.invalid>", 1970)
 
 
+@pytest.mark.parametrize("date", ["13/05/25 12:07am", "02/30/24 01:00am", "01/05/25 13:07pm", "01/05/25 11:60pm",
+                                  "2025-13-01T00:00", "2025-01-01T24:00", "\x1b" * 17])
+def test_what_is_no_date_harms_nothing(site, kit, date):
+    site.conferences(echo("FIDO"))
+    base = MessageBase(1)
+    base.add(b"x", date=date)
+    site.put(base)
+    assert [one["date"] for one in kit.json("messages", "1")["messages"]] == [date]
+    kit("messages", "--export", "mbox", "out.mbox")
+    assert site.read("out.mbox").startswith(b"From unknown@base.invalid Thu Jan  1 00:00:00 1970\n")
+
+
+def test_only_what_a_scan_takes_is_unsent(site, kit):
+    site.conferences(echo("FIDO"), netmail(), Conference(name="Local"))
+    for number in (1, 2, 3):
+        base = MessageBase(number)
+        base.add(sent=0)
+        base.add(sent=0, deleted=1)
+        site.put(base)
+    assert [one["unsent"] for one in kit.json("messages")["conferences"]] == [1, 1, 0]
+    assert [one["conference"] for one in kit.json("messages", "--unsent")["messages"]] == [1, 2]
+
+
 def test_an_export_as_json_is_one_object_with_the_texts(talk, kit):
     kit("messages", "--export", "json", "out.json", "--from", "bob")
     one, = json.loads(talk.read("out.json"))["messages"]
@@ -144,9 +170,27 @@ def test_an_export_as_json_is_one_object_with_the_texts(talk, kit):
 
 def test_a_base_that_never_was_is_empty(site, kit):
     site.conferences(echo("FIDO"))
-    assert kit("messages", "1").text == "" and kit.json("messages", "1") == {"messages": []}
+    assert kit("messages", "1").text == "" and kit.json("messages", "1") == {"messages": [], "unsettled": None}
 
 
 def test_beside_a_run_the_answer_is_unsettled(talk, kit):
     talk.write("MSG/CVTOSS.BSY", "")
-    assert kit("messages").errors == "Unsettled: a run is at work.\n"
+    assert kit("messages").text.endswith("\nUnsettled: a run is at work.\n")
+    assert kit.json("messages")["unsettled"] == "a run is at work"
+
+
+@posix_only("a pseudo-terminal")
+def test_a_terminal_shows_how_far_the_work_is(site, kit):
+    site.conferences(echo("FIDO"), netmail())
+    terminal, theirs = pty.openpty()
+    subprocess.run([KIT, "messages", "--json"], cwd=site.root, stdout=subprocess.DEVNULL, stderr=theirs, check=True)
+    shown = os.read(terminal, 4096).decode()
+    assert "\rmessages [" + "#" * 15 + "-" * 15 + "]  50%" in shown and shown.endswith(" \r")
+
+
+@posix_only("a pseudo-terminal")
+@pytest.mark.parametrize("no_color, colours", [("", 1), ("1", 0)])
+def test_colours_are_for_terminals_that_want_them(talk, no_color, colours):
+    terminal, theirs = pty.openpty()
+    subprocess.run([KIT, "messages", "1"], cwd=talk.root, stdout=theirs, env={"NO_COLOR": no_color}, check=True)
+    assert os.read(terminal, 4096).count(b"\x1b[33m [unsent]\x1b[0m") == colours
