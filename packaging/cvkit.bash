@@ -4,7 +4,7 @@ _cvkit() {
   case ${COMP_WORDS[1]} in
     packet) options="--help --config --json --text --raw --without --output --extract --force" ;;
     messages) options="--help --config --json --threads --number --text --search --unsent --from --to --since --export
-      --force" ;;
+      --force --mark-sent --before --apply" ;;
     verify) options="--help --config --json --repair --undo" ;;
     explain) options="--help --config --json --log" ;;
     rehearse) options="--help --config --json --program --keep" ;;

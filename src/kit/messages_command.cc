@@ -7,6 +7,7 @@
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/mark_sent.h"
 #include "kit/mbox.h"
 #include "kit/message_render.h"
 #include "kit/output_file.h"
@@ -25,6 +26,9 @@ struct MessagesOptions {
   CLI::Option* number_option = nullptr;
   std::vector<std::string> exported;  // the format and the file
   bool force = false;
+  bool mark_sent = false;
+  std::string before;
+  bool apply = false;
 
   bool IsSummary() const {
     return conference.empty() && filter.IsEmpty() && !threads && number_option->count() == 0 && exported.empty();
@@ -202,15 +206,53 @@ Answer Export(const KitSite& site, const MessagesOptions& options) {
   return answer;
 }
 
+Answer MarkSent(const KitSite& site, const MessagesOptions& options) {
+  const std::vector<const ConferenceEntry*> entries = FindConferences(site, options.conference);
+  SiteChange change;
+  const std::vector<MarkedConference> marked = options.apply ? MarkOldSent(site, entries, options.before, &change)
+                                                             : CountOldUnsent(site, entries, options.before);
+  Json conferences = Json::array();
+  std::string shown;
+  size_t messages = 0;
+  for (const MarkedConference& one : marked) {
+    conferences.push_back({{"number", one.conference}, {"messages", one.messages}, {"undated", one.undated}});
+    messages += one.messages;
+    if (one.messages != 0) shown += fmt::format("conf {}: {}\n", one.conference, Count(one.messages, "message"));
+    if (one.undated == 0) continue;
+    shown +=
+        fmt::format("conf {}: {} without a date, unsent as before\n", one.conference, Count(one.undated, "message"));
+  }
+  shown += Count(messages, "unsent message") + " of before " + options.before +
+           (options.apply ? " marked sent.\n" : ": --apply marks them sent.\n");
+  for (const std::string& backup : change.backups) {
+    shown += "The files as they were are in " + ShownName(backup) + ": cvkit verify --undo takes the change back.\n";
+  }
+  if (!options.common.json) Show(shown);
+  Answer answer;
+  answer.json = {{"conferences", conferences},
+                 {"messages", messages},
+                 {"applied", options.apply},
+                 {"backup", change.backups.empty() ? Json() : Json(ShownName(change.backups.back()))}};
+  return answer;
+}
+
+void RequireDate(const char* option, const std::string& date) {
+  if (!date.empty() && !IsIsoDate(date + "T00:00")) {
+    throw NotAnswered(std::string(option) + " wants a date such as 2025-01-05");
+  }
+}
+
 int RunMessages(const MessagesOptions& options) {
   if (options.number_option->count() != 0 && options.conference.empty()) {
     throw NotAnswered("--number needs a conference");
   }
-  if (!options.filter.since.empty() && !IsIsoDate(options.filter.since + "T00:00")) {
-    throw NotAnswered("--since wants a date such as 2025-01-05");
-  }
+  RequireDate("--since", options.filter.since);
+  RequireDate("--before", options.before);
   const KitSite site = LoadKitSite(options.common.config);
-  const auto answer_of = options.IsSummary() ? Summarize : !options.exported.empty() ? Export : List;
+  const auto answer_of = options.mark_sent           ? MarkSent
+                         : options.IsSummary()       ? Summarize
+                         : !options.exported.empty() ? Export
+                                                     : List;
   Answer answer = answer_of(site, options);
   const std::string unsettled = answer.settled ? LookAtSite(site.config).Unsettled() : "the message base changes";
   if (options.common.json) {
@@ -244,5 +286,13 @@ void AddMessages(CLI::App* program, int* status) {
       ->expected(2)
       ->type_size(1);
   command->add_flag("--force", options->force, "Replace a file that is there already");
+  CLI::Option* const before =
+      command->add_option("--before", options->before, "With --mark-sent: messages of before DATE")->type_name("DATE");
+  CLI::Option* const mark = command
+                                ->add_flag("--mark-sent", options->mark_sent,
+                                           "How many unsent messages are old: the next scan is not to send them")
+                                ->needs(before);
+  before->needs(mark);
+  command->add_flag("--apply", options->apply, "With --mark-sent: mark them; keeps a backup in MSGDIR")->needs(mark);
   command->callback([options, status] { *status = RunMessages(*options); });
 }

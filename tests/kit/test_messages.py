@@ -10,7 +10,7 @@ import subprocess
 
 import pytest
 from formats.conference_table import Conference, echo, netmail
-from formats.message_base import MessageBase, body_lines
+from formats.message_base import MessageBase, body_lines, read_message_base
 from harness.target import KIT, posix_only
 
 
@@ -99,6 +99,7 @@ def test_messages_are_found(talk, kit, arguments, found):
 @pytest.mark.parametrize("arguments", [
     ("9",), ("NOWHERE",), ("1", "--number", "7"), ("--number", "1"), ("--since", "tomorrow"),
     ("--export", "zip", "AWAY"), ("--export", "mbox", "MSG/x"), ("--export", "mbox", "AWAY"), ("--config", "none"),
+    ("--mark-sent",), ("--before", "2025-01-05"), ("--apply",), ("--mark-sent", "--before", "x"),
 ])
 def test_what_cannot_be_answered_is_said(talk, kit, arguments):
     talk.write("AWAY", "")
@@ -177,6 +178,54 @@ def test_beside_a_run_the_answer_is_unsettled(talk, kit):
     talk.write("MSG/CVTOSS.BSY", "")
     assert kit("messages").text.endswith("\nUnsettled: a run is at work.\n")
     assert kit.json("messages")["unsettled"] == "a run is at work"
+
+
+@pytest.fixture
+def history(site):
+    """Unsent messages of four dates in an echo and a local conference."""
+    site.conferences(echo("FIDO"), Conference(name="Local"))
+    for number in (1, 2):
+        base = MessageBase(number)
+        for date in ("12/31/99 11:59pm", "01/04/25 11:59pm", "01/05/25 12:00am", "no date"):
+            base.add(b"x", sent=0, date=date)
+        base.add(sent=0, deleted=1, date="12/31/99 11:59pm")
+        site.put(base)
+    return site
+
+
+def sent(site, number):
+    return [record.sent for record in read_message_base(site.path("MSG"), number).ptr]
+
+
+OLD = ("messages", "--mark-sent", "--before", "2025-01-05")
+
+
+def test_without_apply_old_messages_are_only_counted(history, kit):
+    before = history.snapshot()
+    assert kit.json(*OLD) == {"conferences": [{"number": 1, "messages": 2, "undated": 1}], "messages": 2,
+                              "applied": False, "backup": None, "unsettled": None}
+    assert kit(*OLD).text == ("conf 1: 2 messages\nconf 1: 1 message without a date, unsent as before\n"
+                              "2 unsent messages of before 2025-01-05: --apply marks them sent.\n")
+    assert kit.json(*OLD, "--apply", "2")["messages"] == 0
+    assert history.snapshot() == before
+
+
+def test_old_messages_are_marked_sent_and_the_marks_taken_back(history, kit):
+    before = history.snapshot()
+    backup = kit.json(*OLD, "--apply", "fido")["backup"]
+    assert (sent(history, 1), sent(history, 2)) == ([1, 1, 0, 0, 0], [0] * 5)
+    changed = {name for name, content in before.items() if history.snapshot()[name] != content}
+    assert changed == {"MSG/CVMSG01.PTR"}
+    assert kit.json(*OLD, "--apply")["backup"] is None
+    kit("verify", "--undo", backup, status=None)
+    assert sent(history, 1) == [0] * 5
+
+
+def test_beside_a_run_nothing_is_marked(history, kit):
+    history.write("MSG/CVTOSS.BSY", "")
+    before = history.snapshot()
+    assert "another run is at work" in kit(*OLD, "--apply", status=2).errors
+    assert history.snapshot() == before
 
 
 @posix_only("a pseudo-terminal")
