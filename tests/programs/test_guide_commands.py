@@ -37,19 +37,15 @@ def headers(*messages):
     return made
 
 
-def test_unsent_messages_are_counted(tmp_path):
-    (tmp_path / "CVMSG07.PTR").write_bytes(headers((1, 0, 0), (2, 1, 0), (3, 0, 1), (4, 0, 0), (5, 1, 1)))
-    assert do("The first scan", tmp_path) == "CVMSG07.PTR 2\n"
-
-
-def test_the_first_scan_can_mark_all_messages_sent_and_send_none(tmp_path):
+def test_unsent_messages_are_counted_and_the_old_ones_never_sent(tmp_path):
     site = tmp_path / "site"
     subprocess.run([sys.executable, "-B", ROOT / "examples" / "make_site.py", "site", site], check=True)
+    kit = {"kit": ("cvkit ", f"{PROGRAM.with_name('cvkit')} ")}
+    assert do("The first scan", site, **kit).count("\n") == 7
+    assert "2 unsent messages of before 2026-12-01 marked sent." in do("The first scan", site, 1, **kit)
     shutil.copy2(PROGRAM, site)
-    assert "exported and committed" in do("The first scan", site, 2, place=("/srv/bbs/ftn", str(site)))
-    assert list((site / "FTN" / "OUTBOUND").iterdir()) == [] and not (site / "unsent").exists()
-    again = subprocess.run([site / "cvtoss32", "-scan"], cwd=site, stdout=subprocess.PIPE, check=True)
-    assert b"Nothing to export" in again.stdout
+    scan = subprocess.run([site / "cvtoss32", "-scan"], cwd=site, stdout=subprocess.PIPE, check=True)
+    assert b"Nothing to export" in scan.stdout
 
 
 def test_numbers_are_taken_out_of_a_sig_file(tmp_path):
