@@ -131,7 +131,15 @@ def test_nothing_is_repaired_while_nobody_can_tell_who_is_on(ready, kit, nodes):
 def test_a_repair_waits_for_the_last_caller(ready, kit):
     loose_text(ready)
     ready.nodes(Node(user=5))
-    threading.Timer(0.5, ready.nodes, [Node()]).start()
+
+    def leave():
+        """Once the repair has its lock, and has looked who is on."""
+        while not ready.path(LOCK).exists():
+            time.sleep(0.05)
+        time.sleep(0.5)
+        ready.nodes(Node())
+
+    threading.Thread(target=leave, daemon=True).start()
     answer = kit("verify", "--repair")
     assert answer.text.startswith(f"repaired {DAT}")
     assert answer.errors == "cvkit: waiting for the caller on node 1\n"
