@@ -16,7 +16,7 @@ from collections import Counter
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 UNREACHED = pathlib.Path(__file__).with_name("unreached.txt")
-LEAST_LINES, LEAST_BRANCHES = 99.0, 96.0
+LEAST_LINES, LEAST_BRANCHES = 98.0, 95.0
 LEAST_KIT_LINES = 95.0
 # Fields of a segment in the export.
 LINE, COLUMN, COUNT, HAS_COUNT, IS_ENTRY, IS_GAP = range(6)
@@ -70,44 +70,52 @@ def explained():
     return Counter(line for line in lines if line and not line.startswith("#"))
 
 
+def percent(summary):
+    return 100.0 * summary["covered"] / summary["count"] if summary["count"] else 100.0
+
+
 def share(summary):
-    return f"{summary['percent']:6.1f}% of {summary['count']:4}"
+    return f"{percent(summary):6.1f}% of {summary['count']:4}"
 
 
-def shown(data, title):
-    """Prints the table of an export. Returns (number, line as in unreached.txt) of the lines that no test reaches."""
+def name_of(file):
+    return pathlib.Path(file["filename"]).resolve().relative_to(ROOT).as_posix()
+
+
+def shown(path, title, counts):
+    """Prints the table of those files in an export that `counts` names. Returns the totals, and (number, line as in
+    unreached.txt) of each line that no test reaches."""
+    data = json.loads(pathlib.Path(path).read_text(encoding="utf-8"))["data"][0]
     functions = functions_by_file(data["functions"])
+    totals = {kind: {"covered": 0, "count": 0} for kind in ("lines", "branches")}
     unreached = []
     print(f"{'':40} {'lines':>15} {'branches':>16}")
-    for file in sorted(data["files"], key=lambda file: file["filename"]):
-        path = pathlib.Path(file["filename"])
-        name = path.relative_to(ROOT).as_posix()
+    for file in sorted(filter(lambda file: counts(name_of(file)), data["files"]), key=name_of):
+        path, name = pathlib.Path(file["filename"]), name_of(file)
+        for kind, total in totals.items():
+            for key in total:
+                total[key] += file["summary"][kind][key]
         print(f"{name:40} {share(file['summary']['lines'])} {share(file['summary']['branches'])}")
         source = path.read_text(encoding="utf-8").splitlines()
         for number in unreached_lines(file["segments"], source):
             line = f"{name}: {function_at(functions[file['filename']], number)}: {source[number - 1].strip()}"
             unreached.append((number, line))
-    totals = data["totals"]
     print(f"{title:40} {share(totals['lines'])} {share(totals['branches'])}\n")
-    return unreached
-
-
-def loaded(path):
-    return json.loads(pathlib.Path(path).read_text(encoding="utf-8"))["data"][0]
+    return totals, unreached
 
 
 def main():
     if len(sys.argv) != 3:
         sys.exit(__doc__)
-    data, kit = loaded(sys.argv[1]), loaded(sys.argv[2])
     reasons, found = explained(), Counter()
     unexplained = []
-    kit_unreached = shown(kit, "all of src/kit")
-    for number, line in shown(data, "all of cvtoss32"):
+    kit, kit_unreached = shown(sys.argv[2], "all of src/kit", lambda name: name.startswith("src/kit/"))
+    totals, unreached = shown(sys.argv[1], "all of cvtoss32",
+                              lambda name: name.startswith("src/") and not name.startswith("src/kit/"))
+    for number, line in unreached:
         found[line] += 1
         if found[line] > reasons[line]:
             unexplained.append(f"line {number} of {line}")
-    totals = data["totals"]
     if kit_unreached:
         print("Reached by no test of cvkit:", *(f"line {number} of {line}" for number, line in kit_unreached), sep="\n")
     if unexplained:
@@ -115,10 +123,10 @@ def main():
     stale = sorted((reasons - found).elements())
     if stale:
         print("\nGiven a reason, but reached or gone:\n" + "\n".join(stale))
-    enough = totals["lines"]["percent"] >= LEAST_LINES and totals["branches"]["percent"] >= LEAST_BRANCHES
+    enough = percent(totals["lines"]) >= LEAST_LINES and percent(totals["branches"]) >= LEAST_BRANCHES
     if not enough:
         print(f"\ncvtoss32: less than {LEAST_LINES}% of lines or {LEAST_BRANCHES}% of branches.")
-    kit_enough = kit["totals"]["lines"]["percent"] >= LEAST_KIT_LINES
+    kit_enough = percent(kit["lines"]) >= LEAST_KIT_LINES
     if not kit_enough:
         print(f"\nsrc/kit: less than {LEAST_KIT_LINES}% of lines.")
     sys.exit(0 if enough and kit_enough and not unexplained and not stale else 1)
