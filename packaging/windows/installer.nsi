@@ -10,6 +10,7 @@ Unicode true
   Target ${TARGET}
 !endif
 SetCompressor /SOLID lzma
+SetDateSave off ; the files get the time of their installation
 !include MUI2.nsh
 !include LogicLib.nsh
 !include x64.nsh

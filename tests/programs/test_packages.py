@@ -287,7 +287,7 @@ def copy_of_the_tree(directory):
 
 @pytest.mark.slow
 def test_two_builds_elsewhere_and_at_another_time_are_the_same_bytes(tmp_path):
-    one, other = copy_of_the_tree(tmp_path / "one"), copy_of_the_tree(tmp_path / "a longer place" / "other")
+    one, other = copy_of_the_tree(tmp_path / "one"), copy_of_the_tree(tmp_path / "elsewhere" / "deeper")
     call("sh", "-c", "umask 022; script/package", cwd=one)
     call("faketime", "-f", "+400d", "sh", "-c", "umask 077; TZ=Asia/Tokyo LC_ALL=C script/package", cwd=other)
     sums = [(tree / "build/packages/SHA256SUMS").read_text() for tree in (one, other)]
