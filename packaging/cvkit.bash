@@ -1,6 +1,6 @@
 # Completion of cvkit's commands, options and files for bash.
 _cvkit() {
-  local word=${COMP_WORDS[COMP_CWORD]} commands="packet messages verify explain rehearse" options
+  local word=${COMP_WORDS[COMP_CWORD]} commands="packet messages verify explain rehearse ledger" options
   case ${COMP_WORDS[1]} in
     packet) options="--help --config --json --text --raw --without --output --extract --force" ;;
     messages) options="--help --config --json --threads --number --text --search --unsent --from --to --since --export
@@ -8,6 +8,7 @@ _cvkit() {
     verify) options="--help --config --json --repair --undo" ;;
     explain) options="--help --config --json --log" ;;
     rehearse) options="--help --config --json --program --keep" ;;
+    ledger) options="--help --config --json --since --until --msgid --log --sum" ;;
     *) options="--help --version" ;;
   esac
   if ((COMP_CWORD == 1)); then

@@ -8,12 +8,14 @@
 #include "app/version.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
+#include "kit/ledger_command.h"
 #include "kit/site_commands.h"
 #include "platform/os.h"
 
 namespace {
 
-constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddMessages, AddVerify, AddExplain, AddRehearse};
+constexpr std::initializer_list<AddCommand> kCommands = {AddPacket,  AddMessages, AddVerify,
+                                                         AddExplain, AddRehearse, AddLedger};
 
 constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";

@@ -38,7 +38,7 @@ enum class LogEvent {
   kNotAPacket,
   kPacketRead,  // messages
   kPacketFault,
-  kSaved,  // a bad packet; the text is its path
+  kSaved,  // a bad packet; the text is its path, " for review (" and the reason
   kNotSaved,
   kFileLeft,
   kFileRetained,

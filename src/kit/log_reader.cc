@@ -152,24 +152,16 @@ std::vector<std::string> FindLogParts(const std::string& log) {
     const bool twice =
         EndsIn(name, ".gz") && std::binary_search(names.begin(), names.end(), name.substr(0, name.size() - 3));
     if (!IsRotated(name) || twice) continue;
-    const std::string path = directory + "/" + name;
+    std::string path = directory;
+    path.append("/").append(name);
     if (LookAtFile(path).exists) parts.push_back({FirstStamp(path), path});
   }
   std::stable_sort(parts.begin(), parts.end(), [](const Part& a, const Part& b) { return a.stamp < b.stamp; });
   std::vector<std::string> paths;
+  paths.reserve(parts.size() + 1);
   for (const Part& part : parts) paths.push_back(part.path);
   if (LookAtFile(log).exists) paths.push_back(log);
   return paths;
-}
-
-std::string FindLog(const std::string& config) {
-  const std::string beside_config = DirectoryOf(config) + "/" + kLogName;
-  if (LookAtFile(beside_config).exists) return beside_config;
-  char program[1024];
-  const size_t size = OsProgramPath(program, sizeof program);
-  if (size == 0 || size >= sizeof program) return beside_config;
-  const std::string beside_kit = DirectoryOf(program) + "/" + kLogName;
-  return LookAtFile(beside_kit).exists ? beside_kit : beside_config;
 }
 
 void ReadLog(const std::vector<std::string>& parts, const std::function<bool(const LogRecord&)>& take,

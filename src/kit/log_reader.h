@@ -11,9 +11,6 @@
 // behind ("TOSSER.LOG.1", ".2.gz", ".20261122", "-20261122.gz"). None when there is no log.
 std::vector<std::string> FindLogParts(const std::string& log);
 
-// Where the log of a site is: beside the configuration, where the program stands, or else beside cvkit.
-std::string FindLog(const std::string& config);
-
 // Reads the parts in their order and calls `take` with each whole line that has a stamp, until it returns false. What
 // it is handed is good for the call only. A part that has gone is passed over; throws NotAnswered when one cannot be
 // read to its end. `look`, when given, is called now and then with the bytes that were read since.

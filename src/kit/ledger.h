@@ -1,0 +1,75 @@
+// Every message of every inbound file, and where it is: as the files, the message base and TOSSER.LOG tell it.
+//
+// INBOUND and the processed files are listed before the log is read, and the base is read after it: so the log knows of
+// all that lies in the processed directory, and the base has all that the log calls stored, while a run is at work too.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kit/kit_site.h"
+
+enum class Fate { kStored, kRemoved, kDuplicate, kDropped, kDamaged, kWaiting, kUnknown, kUnaccounted };
+constexpr size_t kFates = 8;
+
+// The word of a fate in the answers: "stored", "removed", and so on.
+const char* NameOf(Fate fate);
+
+enum class FileState {
+  kProcessed,
+  kBad,       // processed, with a damaged packet
+  kRetained,  // tossed, and inbound all the same
+  kWaiting,   // inbound, and not tossed to its end yet
+  kGone,      // neither inbound nor among the processed files
+};
+
+const char* NameOf(FileState state);
+
+struct LedgerFile {
+  std::string name;
+  std::string path;  // where it lies; empty when it is gone
+  FileState state = FileState::kWaiting;
+  std::string when;  // its last line in the log, "2026-11-22 03:10:00"; without one its own time
+};
+
+struct LedgerMessage {
+  std::optional<std::string> entry;  // of a bundle
+  size_t number = 0;                 // from 1 in its packet
+  std::string msgid;                 // empty for none, or one that is not known
+  Fate fate = Fate::kUnaccounted;
+  std::optional<int32_t> conference;
+  std::optional<int32_t> message_number;
+  bool parked = false;   // stored in the catch-all
+  bool deleted = false;  // stored, and deleted since
+  std::string reason;    // to be read by people; may be empty
+};
+
+struct LedgerQuestion {
+  std::string log;
+  std::string since;               // the beginning of a stamp; empty for none
+  std::string until;               // likewise
+  std::vector<std::string> files;  // names; empty for all
+  std::string msgid;               // empty for all
+};
+
+struct LedgerSums {
+  std::array<size_t, kFates> of = {};
+  size_t files = 0;
+
+  size_t Of(Fate fate) const { return of[static_cast<size_t>(fate)]; }
+  size_t In() const;
+};
+
+// What is told of the ledger while it is made, file by file in the order of their times.
+struct LedgerReader {
+  std::function<void(const LedgerFile&)> file;
+  std::function<void(const LedgerFile&, const LedgerMessage&)> message;
+  std::function<void(size_t done, size_t all)> progress;  // in bytes
+};
+
+// Throws NotAnswered when the log or a file that is needed cannot be read.
+LedgerSums MakeLedger(const KitSite& site, const LedgerQuestion& question, const LedgerReader& reader);
