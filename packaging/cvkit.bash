@@ -1,6 +1,6 @@
 # Completion of cvkit's commands, options and files for bash.
 _cvkit() {
-  local word=${COMP_WORDS[COMP_CWORD]} commands="packet messages verify explain rehearse ledger" options
+  local word=${COMP_WORDS[COMP_CWORD]} commands="packet messages verify explain rehearse ledger doctor status" options
   case ${COMP_WORDS[1]} in
     packet) options="--help --config --json --text --raw --without --output --extract --force" ;;
     messages) options="--help --config --json --threads --number --text --search --unsent --from --to --since --export
@@ -9,6 +9,8 @@ _cvkit() {
     explain) options="--help --config --json --log" ;;
     rehearse) options="--help --config --json --program --keep" ;;
     ledger) options="--help --config --json --since --until --msgid --log --sum" ;;
+    doctor) options="--help --config --json --log --box" ;;
+    status) options="--help --config --json --log --verbose --prometheus" ;;
     *) options="--help --version" ;;
   esac
   if ((COMP_CWORD == 1)); then

@@ -9,6 +9,7 @@ namespace {
 constexpr std::string_view kDiffers = "…";
 constexpr std::string_view kBlanks = " \t\r\n";
 constexpr std::string_view kLinesSection = "\n## Lines that ask for your attention";
+constexpr std::string_view kCodesSections = "\n## What cvkit ";
 constexpr std::string_view kRowStart = "| `";
 constexpr std::string_view kCellEnd = "` | ";
 constexpr std::string_view kRowEnd = " |";
@@ -90,10 +91,10 @@ std::vector<std::string> PiecesOf(std::string_view line) {
   return pieces;
 }
 
-std::vector<GuideEntry> ReadRows(bool of_lines) {
+std::vector<GuideEntry> ReadRows(std::string_view sections) {
   std::vector<GuideEntry> rows;
   for (const std::string_view section : GuideSections()) {
-    if (StartsWith(section, kLinesSection) != of_lines) continue;
+    if (!StartsWith(section, sections)) continue;
     EachLine(section, [&rows](std::string_view row) {
       const size_t middle = row.find(kCellEnd);
       if (!StartsWith(row, kRowStart) || middle == std::string_view::npos) return;
@@ -146,7 +147,7 @@ std::string_view BareLine(std::string_view line) {
 }
 
 const std::vector<GuideEntry>& GuideLines() {
-  static const std::vector<GuideEntry> rows = ReadRows(true);
+  static const std::vector<GuideEntry> rows = ReadRows(kLinesSection);
   return rows;
 }
 
@@ -170,4 +171,11 @@ std::vector<const GuideEntry*> SearchGuideLines(std::string_view text) {
     if (!text.empty() && entry.line.find(text) != std::string::npos) found.push_back(&entry);
   }
   return found;
+}
+
+std::string GuideRemedy(std::string_view code) {
+  static const std::vector<GuideEntry> rows = ReadRows(kCodesSections);
+  const auto row =
+      std::find_if(rows.begin(), rows.end(), [code](const GuideEntry& entry) { return entry.line == code; });
+  return row == rows.end() ? "" : row->remedy;
 }

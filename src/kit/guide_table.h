@@ -28,3 +28,6 @@ const GuideEntry* FindGuideLine(std::string_view line);
 
 // The rows that have the text in them.
 std::vector<const GuideEntry*> SearchGuideLines(std::string_view text);
+
+// The remedy of a code that `cvkit doctor` or `cvkit status` reports; empty when there is none.
+std::string GuideRemedy(std::string_view code);

@@ -1,8 +1,10 @@
-// The commands that call the program or set its site up; the others are in kit_command.h.
+// The commands that look after a whole site or call its program; the others are in kit_command.h.
 #pragma once
 
 #include "kit/kit_command.h"
 
+void AddDoctor(CLI::App* program, int* status);
 void AddRehearse(CLI::App* program, int* status);
 void AddSetup(CLI::App* program, int* status);
+void AddStatus(CLI::App* program, int* status);
 void AddTidy(CLI::App* program, int* status);

@@ -232,7 +232,7 @@ def test_the_ready_crontab_and_that_of_the_manual_never_work_in_the_home_directo
 
 
 def test_systemd_finds_nothing_to_say_about_the_units(tmp_path):
-    for name in ("cvtoss32.service", "cvtoss32.timer"):
+    for name in ("cvtoss32.service", "cvtoss32.timer", "cvkit-metrics.service", "cvkit-metrics.timer"):
         (tmp_path / name).write_text((PACKAGING / name).read_text().replace("/srv/bbs/ftn/", f"{PACKAGING}/"))
     done = subprocess.run(["systemd-analyze", "verify", *sorted(tmp_path.iterdir())], stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, check=False)

@@ -1,0 +1,59 @@
+// cvkit doctor: is the site set up right?
+#include <memory>
+
+#include "kit/attention_output.h"
+#include "kit/doctor.h"
+#include "kit/kit_command.h"
+#include "kit/kit_output.h"
+#include "kit/log_tail.h"
+#include "kit/shown_facts.h"
+#include "kit/site_commands.h"
+
+namespace {
+
+struct DoctorOptions {
+  CommonOptions common;
+  std::string log;
+  std::string box;
+};
+
+Attentions Examine(const DoctorQuestion& question) {
+  Attentions found;
+  if (!ExamineConfigText(question.config, &found)) return found;
+  KitSite site;
+  try {
+    site = LoadKitSite(question.config);
+  } catch (const NotAnswered&) {
+    if (found.empty()) throw;
+    return found;  // the text of the configuration may be why
+  }
+  ExamineAddresses(site.config, &found);
+  ExaminePlaces(site, question, &found);
+  ExamineBase(site, question, &found);
+  return found;
+}
+
+int Doctor(const DoctorOptions& options) {
+  const std::string& config = options.common.config;
+  const Attentions found = Examine({config, options.log.empty() ? LogBeside(config) : options.log, options.box});
+  if (options.common.json) {
+    ShowJson(AttentionJson(found));
+  } else {
+    ShowAttention(found);
+    if (found.empty()) Show(Coloured(kGood, "Everything is set up right.") + "\n");
+  }
+  return found.empty() ? kAllIsWell : kNeedsAttention;
+}
+
+}  // namespace
+
+void AddDoctor(CLI::App* program, int* status) {
+  CLI::App* const command = program->add_subcommand("doctor", "Is the site set up right?");
+  const auto options = std::make_shared<DoctorOptions>();
+  AddCommonOptions(command, &options->common);
+  command->add_option("--log", options->log, "The log (default: TOSSER.LOG beside the configuration)")
+      ->type_name("FILE");
+  command->add_option("--box", options->box, "The mailer's box, where the exchange script puts bundles")
+      ->type_name("DIRECTORY");
+  command->callback([options, status] { *status = Doctor(*options); });
+}

@@ -1,0 +1,245 @@
+#include "kit/status_facts.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <map>
+
+#include "bbs/base_files.h"
+#include "bbs/records.h"
+#include "ftn/packet_reader.h"
+#include "ftn/zip_reader.h"
+#include "kit/kit_format.h"
+#include "kit/kit_output.h"
+#include "kit/log_tail.h"
+#include "kit/shown_facts.h"
+#include "kit/site_files.h"
+
+namespace {
+
+constexpr int64_t kDay = 86400;                   // seconds
+constexpr int64_t kLookBack = int64_t{16} << 20;  // bytes of the log
+constexpr int64_t kRateDays = 90;
+constexpr int64_t kFarDays = 3650;
+constexpr int64_t kSoonDays = 30;
+constexpr int64_t kNearlyFull = 90;  // percent
+constexpr size_t kStampSize = 19;
+
+std::string DayOf(int64_t when) {
+  OsCalendar day;
+  if (OsLocalTime(when, &day) != 0) return {};
+  return fmt::format("{:04}-{:02}-{:02}", day.year, day.month + 1, day.day);
+}
+
+bool Has(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
+
+// Where to begin to read, so that a toss and a scan that came to their ends are seen if the end of the log has them.
+int64_t StartOfLastRuns(const LogTail& log) {
+  struct Mode {
+    const char* start;
+    const char* end;
+    bool ended = false;
+    bool seen = false;
+  };
+  Mode modes[] = {{" -toss run starting ", " -toss run complete: "}, {" -scan run starting ", " -scan run complete: "}};
+  int64_t newest = -1;
+  int64_t from = 0;
+  log.EachMarkBackwards([&](std::string_view line, int64_t at) {
+    if (newest < 0) newest = at;
+    from = at;
+    for (Mode& mode : modes) {
+      mode.ended = mode.ended || Has(line, mode.end) || (Has(line, "-scan completed") && Has(mode.start, "-scan"));
+      mode.seen = mode.seen || (mode.ended && Has(line, mode.start));
+    }
+    return !(modes[0].seen && modes[1].seen) && newest - at < kLookBack;
+  });
+  return from;
+}
+
+void ReadRuns(const std::string& path, LastRuns* last) {
+  if (!LookAtFile(path).exists) return;
+  const LogTail log(path);
+  bool gave_up = false;  // the line at hand: a caller stayed on
+  std::vector<std::string> found;
+  LogRuns runs([&](const LoggedRun& run) {
+    if (run.mode == RunMode::kCheck || run.end == RunEnd::kRefused) return;
+    const bool is_toss = run.mode == RunMode::kToss;
+    (is_toss ? last->toss : last->scan) = run;
+    (is_toss ? last->toss_waited : last->scan_waited) = gave_up;
+    if (is_toss && !gave_up) last->toss_found = std::move(found);
+    if (is_toss) found.clear();
+  });
+  log.EachLine(StartOfLastRuns(log), [&](std::string_view line) {
+    if (line.size() < kStampSize + 3 || line[0] != '[') return;
+    LogRecord record;
+    record.stamp = line.substr(1, kStampSize);
+    ReadLogText(line.substr(kStampSize + 3), &record);
+    gave_up = record.event == LogEvent::kAborted && record.text.rfind("Aborting: node ", 0) == 0;
+    if (record.event == LogEvent::kFound) found.emplace_back(record.value);
+    runs.Take(record);
+  });
+  gave_up = false;
+  runs.Finish();
+}
+
+bool IsMail(const std::string& path) {
+  uint8_t start[kPacketHeaderSize + kPacketWordSize];  // of the shortest packet
+  OsFile file;
+  if (OsOpen(path.c_str(), kOsRead, &file) != kOsOk) return false;
+  const size_t size = OsReadAt(file, 0, start, sizeof start).bytes;
+  return LooksLikePacket(start, size) || LooksLikeZip(start, size);
+}
+
+void ReadInbound(const TosserConfig& config, const LastRuns& runs, std::vector<InboundFile>* inbound) {
+  if (config.HaveInbound == 0) return;
+  for (const std::string& name : ListNames(config.Inbound)) {
+    const std::string path = std::string(config.Inbound) + "/" + name;
+    const FoundFile file = LookAtFile(path);
+    if (!file.exists || !IsMail(path)) continue;
+    const auto& seen = runs.toss_found;
+    inbound->push_back({name, file.status.modified, std::find(seen.begin(), seen.end(), name) != seen.end()});
+  }
+}
+
+void ReadBundles(const TosserConfig& config, StatusFacts* facts) {
+  if (config.HaveOutDir == 0) return;
+  for (const std::string& name : ListNames(config.OutDir)) {
+    const std::string path = std::string(config.OutDir) + "/" + name;
+    const FoundFile file = LookAtFile(path);
+    const bool temporary = name.size() > 4 && name.compare(name.size() - 4, 4, ".tmp") == 0;
+    if (!file.exists || temporary || !IsMail(path)) continue;
+    const int64_t made = file.status.modified;
+    facts->oldest_bundle = facts->bundles++ == 0 ? made : std::min(facts->oldest_bundle, made);
+  }
+}
+
+// Each line of BADAREAS.LST is a stamp, two blanks and a tag as it came.
+std::vector<std::string> ReadNewAreas(const KitSite& site) {
+  BasePath path;
+  ByteBuffer content;
+  std::vector<std::string> areas;
+  if (FormatBadAreasPath(site.Base(), &path) != 0 || !ReadSiteFile(path.text, &content) || content.size == 0) {
+    return areas;
+  }
+  const std::string since = DayOf(OsNow() - 7 * kDay);
+  std::string_view text(reinterpret_cast<const char*>(content.data), content.size);
+  std::map<std::string_view, std::string_view> first;
+  while (!text.empty()) {
+    const size_t end = std::min(text.find('\n'), text.size());
+    std::string_view line = text.substr(0, end);
+    text.remove_prefix(std::min(end + 1, text.size()));
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (line.size() > kStampSize + 2) first.emplace(line.substr(kStampSize + 2), line.substr(0, kStampSize));
+  }
+  for (const auto& [area, stamp] : first) {
+    if (stamp >= since) areas.push_back(ShownMail(area));
+  }
+  return areas;
+}
+
+// The day on which a conference will be full, if it goes on as in the last months.
+std::string FullOn(const KitSite& site, int32_t conference, int64_t records) {
+  BasePath path;
+  ByteBuffer content;
+  if (FormatBasePath(site.Base(), conference, "PTR", &path) != 0 || !ReadSiteFile(path.text, &content)) return {};
+  const std::string since = DayOf(OsNow() - kRateDays * kDay);
+  int64_t grown = 0;
+  for (size_t at = 0; content.size - at >= kPtrRecordSize; at += kPtrRecordSize) {
+    const PtrRecord record = UnpackPtrRecord(content.data + at);
+    const std::string date = IsoDate(record.MsgDate);
+    if (date.size() > 10 && date[10] == 'T' && date >= since) grown += record.Records;
+  }
+  const int64_t left = std::max<int64_t>(kMostDatRecords - records, 0);
+  if (grown == 0 || left / grown > kFarDays / kRateDays) return {};
+  return DayOf(OsNow() + left * kRateDays / grown * kDay);
+}
+
+void ReadBase(const KitSite& site, StatusFacts* facts) {
+  for (size_t i = 0; i < site.conferences.count; ++i) {
+    const ConferenceEntry& entry = site.conferences.entries[i];
+    if (!IsNetworked(entry)) continue;
+    const MessageBaseFiles files = InspectMessageBase(site.Base(), entry.Number);
+    BaseFault fault = JudgeBaseSizes(files);
+    if (fault == kBaseSound) fault = JudgeMessageBase(files, ScanPtrFile(files.ptr, 0, files.found.dat_count));
+    const bool empty = files.found.ptr_count == 0 && files.found.dat_count == 0;
+    if (fault != kBaseSound && !(fault == kBaseNotOpened && empty)) facts->unsound.push_back(entry.Number);
+    if (files.found.dat_count <= facts->fullest.records) continue;
+    facts->fullest = {entry.Number, ShownMail(entry.ConfName), files.found.dat_count, {}};
+  }
+  FullestConference& fullest = facts->fullest;
+  if (fullest.conference != 0) fullest.full_on = FullOn(site, fullest.conference, fullest.records);
+}
+
+void JudgeRun(const char* name, const std::optional<LoggedRun>& run, bool waited, StatusFacts* facts) {
+  const auto add = [&](const char* code, const std::string& text) { AddAttention(code, text, &facts->attention); };
+  if (!run) return;
+  if (run->end == RunEnd::kNotEnded && facts->state.holder != LockHolder::kAtWork) {
+    add("run-killed", fmt::format("the {} of {} did not end", name, run->started));
+  } else if (run->end == RunEnd::kWithErrors || (run->end == RunEnd::kAborted && !waited)) {
+    add("run-failed", fmt::format("the {} of {} ended with errors", name, run->started));
+  }
+}
+
+void Judge(StatusFacts* facts) {
+  const auto add = [&](const char* code, const std::string& text) { AddAttention(code, text, &facts->attention); };
+  const int64_t now = OsNow();
+  const LastRuns& runs = facts->runs;
+  if (!runs.toss || now - SecondsOfStamp(runs.toss->last) > kDay) {
+    add("no-toss", runs.toss ? "no toss since " + runs.toss->last : "the log tells of no toss");
+  }
+  JudgeRun("toss", runs.toss, runs.toss_waited, facts);
+  JudgeRun("scan", runs.scan, runs.scan_waited, facts);
+  const SiteState& state = facts->state;
+  if (state.holder == LockHolder::kAbandoned) add("lock-abandoned", "the lock of a run that did not end is there");
+  size_t retained = 0;
+  std::string first;
+  for (const InboundFile& file : facts->inbound) {
+    if (file.retained && retained++ == 0) first = ShownName(file.name);
+  }
+  if (retained != 0 && state.holder != LockHolder::kAtWork) {
+    add("inbound-retained", Count(retained, "file") + " that the last toss left in INBOUND: " + first);
+  }
+  if (facts->bundles != 0 && now - facts->oldest_bundle > kDay) {
+    add("bundle-waiting", fmt::format("{} in OUTDIR, the oldest of {}: nobody fetches", Count(facts->bundles, "bundle"),
+                                      DayOf(facts->oldest_bundle)));
+  }
+  if (!facts->new_areas.empty()) {
+    add("areas-new", Count(facts->new_areas.size(), "new unknown area") + ": " + facts->new_areas[0]);
+  }
+  if (!facts->unsound.empty() && !state.IsUnsettled()) {
+    add("base-damaged", fmt::format("every run refuses the message base of conference {}", facts->unsound[0]));
+  }
+  const FullestConference& fullest = facts->fullest;
+  const bool soon = !fullest.full_on.empty() && fullest.full_on <= DayOf(now + kSoonDays * kDay);
+  if (fullest.conference != 0 && (soon || 100 * fullest.records >= kNearlyFull * kMostDatRecords)) {
+    add("conference-full",
+        fmt::format("conference {} is {}% full{}", fullest.conference, 100 * fullest.records / kMostDatRecords,
+                    fullest.full_on.empty() ? "" : ", and no room is left on " + fullest.full_on));
+  }
+}
+
+}  // namespace
+
+int64_t SecondsOfStamp(const std::string& stamp) {
+  std::tm time = {};
+  if (sscanf(stamp.c_str(), "%4d-%2d-%2d %2d:%2d:%2d", &time.tm_year, &time.tm_mon, &time.tm_mday, &time.tm_hour,
+             &time.tm_min, &time.tm_sec) != 6) {
+    return 0;
+  }
+  time.tm_year -= 1900;
+  time.tm_mon -= 1;
+  time.tm_isdst = -1;
+  return std::max<int64_t>(mktime(&time), 0);
+}
+
+StatusFacts ReadStatus(const KitSite& site, const std::string& log) {
+  StatusFacts facts;
+  facts.state = LookAtSite(site.config);
+  ReadRuns(log, &facts.runs);
+  ReadInbound(site.config, facts.runs, &facts.inbound);
+  ReadBundles(site.config, &facts);
+  facts.new_areas = ReadNewAreas(site);
+  ReadBase(site, &facts);
+  Judge(&facts);
+  return facts;
+}
