@@ -1,0 +1,27 @@
+// Whether the mail in a file is accounted for: a file may go only when nothing is lost with it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "kit/kit_site.h"
+#include "kit/toss_forecast.h"
+
+enum class Account {
+  kAccounted,    // every message is in the message base, was removed from it, or is dropped by a rule
+  kUnaccounted,  // a message is not known there
+  kDamaged,      // what can be told apart is accounted for, and the rest is damaged
+  kNoMail,       // neither a bundle nor a packet
+  kUnreadable,
+};
+
+class AccountedMail {
+ public:
+  explicit AccountedMail(const KitSite& site) : site_(site) {}
+
+  Account Judge(const std::string& path);
+
+ private:
+  const KitSite& site_;
+  std::unique_ptr<TossForecast> forecast_;  // to which no message has been added
+};

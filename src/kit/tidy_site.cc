@@ -1,0 +1,121 @@
+#include "kit/tidy_site.h"
+
+#include <algorithm>
+
+#include "kit/accounted_mail.h"
+#include "kit/kit_command.h"
+#include "kit/kit_format.h"
+#include "kit/kit_output.h"
+#include "kit/leftovers.h"
+#include "kit/log_reader.h"
+#include "kit/site_files.h"
+#include "platform/os.h"
+
+namespace {
+
+std::string WhyKept(Account account, bool bad) {
+  switch (account) {
+    case Account::kAccounted: return {};
+    case Account::kUnaccounted: return "holds mail that the message base does not know";
+    case Account::kDamaged: return bad ? "" : "is damaged: cvkit packet shows where";
+    case Account::kNoMail: return "is no mail";
+    case Account::kUnreadable: break;
+  }
+  return "cannot be read";
+}
+
+// A directory of the site's own files must never be mistaken for that of the processed ones.
+void RequireOwnDirectory(const TosserConfig& config, const std::string& processed) {
+  for (const char* own : {config.Inbound, config.ConfDir, config.WorkDir, config.MsgDir, config.OutDir}) {
+    if (*own != '\0' && OsSameFile((processed + "/.").c_str(), (std::string(own) + "/.").c_str()) == kOsSame) {
+      throw NotAnswered("PROCESSEDDIR is a directory of other files too, " + ShownName(own) + ": nothing is tidied");
+    }
+  }
+}
+
+bool IsSavedPacket(const std::string& name) {
+  return name.rfind("BAD_", 0) == 0 && name.size() > 8 && name.compare(name.size() - 4, 4, ".PKT") == 0;
+}
+
+void AddOldFile(const char* kind, const std::string& path, int64_t cut, std::vector<TidyItem>* items) {
+  const FoundFile file = LookAtFile(path);
+  if (file.exists && file.status.modified <= cut)
+    items->push_back({kind, path, file.status.size, file.status.modified, {}});
+}
+
+// The first line's time of a log, "2026-11-22 03:10:00"; empty when it has none.
+std::string FirstStamp(const std::string& log) {
+  std::string first;
+  ReadLog({log}, [&first](const LogRecord& record) {
+    first = record.stamp;
+    return false;
+  });
+  return first;
+}
+
+std::string StampOf(int64_t when) {
+  OsCalendar local;
+  if (OsLocalTime(when, &local) != 0) return {};
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", local.year, local.month + 1, local.day, local.hour,
+                     local.minute, local.second);
+}
+
+bool IsToBeRotated(const TidyQuestion& question) {
+  const FoundFile log = LookAtFile(question.log);
+  if (!log.exists || log.status.size == 0) return false;
+  if (log.status.size >= question.log_size) return true;
+  if (question.log_age == INT64_MAX) return false;
+  const std::string first = FirstStamp(question.log);
+  return !first.empty() && first <= StampOf(OsNow() - question.log_age);
+}
+
+// "TOSSER.LOG.20261122", or the first number that is free.
+std::string RotatedName(const std::string& log) {
+  std::string date = StampOf(OsNow()).substr(0, 10);
+  date.erase(std::remove(date.begin(), date.end(), '-'), date.end());
+  std::string name = log + "." + date;
+  OsStatus status;
+  for (int n = 1; OsStat(name.c_str(), &status) != kOsMissing; ++n) name = fmt::format("{}.{}", log, n);
+  return name;
+}
+
+}  // namespace
+
+Tidying PlanTidying(const KitSite& site, const TidyQuestion& question) {
+  Tidying tidying;
+  const int64_t cut = OsNow() - question.older;
+  if (const std::string processed = ProcessedDirectory(site.config); !processed.empty()) {
+    RequireOwnDirectory(site.config, processed);
+    for (const std::string& name : ListNames(processed)) {
+      AddOldFile("processed", processed + "/" + name, cut, &tidying.items);
+    }
+  }
+  const std::string bad = std::string(site.config.Inbound) + "/badmsgs";
+  if (site.config.HaveInbound != 0) {
+    for (const std::string& name : ListNames(bad)) {
+      if (IsSavedPacket(name)) AddOldFile("bad", bad + "/" + name, cut, &tidying.items);
+    }
+  }
+  AccountedMail accounts(site);
+  for (TidyItem& item : tidying.items) item.kept = WhyKept(accounts.Judge(item.path), item.kind == "bad");
+  for (const std::string& part : FindLogParts(question.log)) {
+    if (part != question.log) AddOldFile("log", part, cut, &tidying.items);
+  }
+  if (IsToBeRotated(question)) tidying.rotate_to = RotatedName(question.log);
+  return tidying;
+}
+
+std::vector<std::string> DoTidying(const Tidying& tidying, const std::string& log, const std::function<void()>& keep) {
+  std::vector<std::string> failed;
+  for (const TidyItem& item : tidying.items) {
+    if (!item.kept.empty()) continue;
+    keep();
+    if (OsRemove(item.path.c_str()) == kOsFailed) failed.push_back(ShownName(item.path) + " could not be removed");
+  }
+  if (tidying.rotate_to.empty()) return failed;
+  keep();
+  if (OsRename(log.c_str(), tidying.rotate_to.c_str()) != kOsOk) {
+    failed.push_back(ShownName(log) + " could not be moved to " + ShownName(tidying.rotate_to));
+  }
+  return failed;
+}
