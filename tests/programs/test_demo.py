@@ -26,7 +26,8 @@ def test_first_call_then_second_call_then_fresh(tmp_path):
     assert first.count("-check PASSED") == 3
     assert "4 file(s) processed" in first
     assert "Ignored 1 unrelated inbound file(s)" in first
-    assert first.count("already seen in conf") == 1
+    own, _, hub = first.partition("carries 1 bundle(s) to the hub")
+    assert own.count("already seen in conf") == 1
     assert "AREA:WINTER.SPORTS has no matching conference -- parked in catch-all conf 6" in first
     assert "copy for review in badmsgs/BAD_" in first
     assert "5c3e1b07.pkt       packet, 1 message                    moved to processed" in first
@@ -35,7 +36,13 @@ def test_first_call_then_second_call_then_fresh(tmp_path):
     assert "2  FIDO_TECH   Questions of mail and modems  5 messages, 2 new" in first
     assert "2 message(s) exported" in first
     assert re.search(r"\n +[1-9]\d* +[\d-]+ [\d:]+ +[0-9a-f]{8}\.pkt\n", first), "the bundle is not listed"
-    hub = first[first.index("carries 1 bundle(s) to the hub"):]
+    asked, killed = hub.index("$ cvkit packet FTN/INBOUND/"), hub.index("(killed)")
+    mended, tossed = hub.index("cut off what belongs to no header"), hub.rindex("-toss run complete: 1 file(s) processed")
+    assert asked < killed < mended < tossed
+    assert "reply to #1" in hub[asked:killed] and "already seen in conf 1" in hub[mended:tossed]
+    tree = hub[hub.index("$ cvkit messages 1 --threads"):hub.rindex("$ cvkit verify")]
+    assert re.search(r"#1 .*Which modem[^\n]*\n[^\n]*#2 ", tree), tree
+    assert "The message base is sound." in hub[hub.rindex("$ cvkit verify"):]
     parent, reply = hub.index("#1 Wendell Pike to All: Which modem"), hub.index("+    #2 Sysop to Wendell Pike")
     assert parent < reply, "the reply did not arrive under its parent"
     assert "+ #1 Sysop to Tilda Marsh: Feed for two more areas" in hub
@@ -47,7 +54,7 @@ def test_first_call_then_second_call_then_fresh(tmp_path):
     assert "carries 0 bundle(s)" in second
 
     fresh = demo("--fresh", site)
-    assert fresh.count("already seen in conf") == 1
+    assert fresh.count("already seen in conf") == 2, "one for the site, and one for the hub's toss after the killed one"
     assert "carries 1 bundle(s)" in fresh
 
 
