@@ -222,10 +222,12 @@ def test_the_text_tells_the_same(ready, kit, temporary):
 def test_a_copy_is_kept_where_that_is_asked_for(ready, kit, temporary):
     ready.inbound("1.pkt", a_packet())
     kept = kit.json("rehearse", "toss", "--keep")["kept"]
-    assert left_in(temporary) == [Path(kept.replace("\\", "/")).name]
+    name = Path(kept.replace("\\", "/")).name
+    assert re.fullmatch(r"cvkit-kept-\d+-\d+", name)
+    assert WINDOWS or left_in(temporary) == [name]  # Wine has a directory of its own for temporary files
     assert "kept in" in kit("rehearse", "toss", "--keep").text
     kit("rehearse", "toss")
-    assert len(left_in(temporary)) in (1, 2)  # two of one second have one name
+    assert WINDOWS or len(left_in(temporary)) == 2
 
 
 def test_no_answer(ready, kit, temporary):
