@@ -13,7 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-constexpr char kPrefix[] = "cvkit-backup-";
+constexpr char kBackupPrefix[] = "cvkit-backup-";
 constexpr char kList[] = "list.json";
 constexpr char kBegunList[] = "list.tmp";
 constexpr char kDone[] = "done";
@@ -27,7 +27,7 @@ bool Has(const std::string& directory, const char* name) { return LookAtFile(dir
 std::string MakeNewDirectory(const TosserConfig& config) {
   OsCalendar now;
   if (OsLocalTime(OsNow(), &now) != 0) throw NotAnswered("the clock shows no time");
-  const std::string first = fmt::format("{}/{}{:04}{:02}{:02}-{:02}{:02}{:02}", config.MsgDir, kPrefix, now.year,
+  const std::string first = fmt::format("{}/{}{:04}{:02}{:02}-{:02}{:02}{:02}", config.MsgDir, kBackupPrefix, now.year,
                                         now.month + 1, now.day, now.hour, now.minute, now.second);
   std::string directory = first;
   for (int n = 2;; ++n) {
@@ -111,7 +111,7 @@ void ChangeAll(const Backup& backup, bool undo) {
 OpenBackup FindOpenBackup(const TosserConfig& config) {
   OpenBackup found;
   for (const std::string& name : ListNames(config.MsgDir)) {
-    if (name.rfind(kPrefix, 0) != 0) continue;
+    if (name.rfind(kBackupPrefix, 0) != 0) continue;
     const std::string directory = std::string(config.MsgDir) + "/" + name;
     switch (StateOf(directory)) {
       case BackupState::kPreparing:

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr std::string_view kDiffers = "…";
-constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kTableBlanks = " \t\r\n";
 constexpr std::string_view kLinesSection = "\n## Lines that ask for your attention";
 constexpr std::string_view kCodesSections = "\n## What cvkit ";
 constexpr std::string_view kRowStart = "| `";
@@ -86,7 +86,7 @@ std::vector<std::string> PiecesOf(std::string_view line) {
   // An empty value at the end of a line takes the blanks before it away.
   if (line.empty() && pieces.size() > 1) {
     std::string& before = pieces[pieces.size() - 2];
-    before.resize(before.find_last_not_of(kBlanks) + 1);
+    before.resize(before.find_last_not_of(kTableBlanks) + 1);
   }
   return pieces;
 }
@@ -137,13 +137,13 @@ size_t Match(const GuideEntry& entry, std::string_view line) {
 std::string_view BareLine(std::string_view line) {
   constexpr std::string_view kStamp = "[0000-00-00 00:00:00] ";
   const auto fits = [](char form, char c) { return form == '0' ? c >= '0' && c <= '9' : c == form; };
-  const size_t start = std::min(line.find_first_not_of(kBlanks), line.size());
+  const size_t start = std::min(line.find_first_not_of(kTableBlanks), line.size());
   const std::string_view rest = line.substr(start);
   if (rest.size() >= kStamp.size() && std::equal(kStamp.begin(), kStamp.end(), rest.begin(), fits)) {
     line = rest.substr(kStamp.size());
   }
-  const size_t first = line.find_first_not_of(kBlanks);
-  return first == std::string_view::npos ? "" : line.substr(first, line.find_last_not_of(kBlanks) - first + 1);
+  const size_t first = line.find_first_not_of(kTableBlanks);
+  return first == std::string_view::npos ? "" : line.substr(first, line.find_last_not_of(kTableBlanks) - first + 1);
 }
 
 const std::vector<GuideEntry>& GuideLines() {

@@ -145,9 +145,9 @@ bool TakeNumber(std::string_view digits, Piece kind, int64_t* number) {
   return read.ec == std::errc() && read.ptr == end;
 }
 
-// Matches from the front up to the first value, then from the back to the last: so that no text from outside decides
-// where a text from outside ends. Between two values nothing is looked at.
-bool Matches(const ParsedPattern& pattern, std::string_view text, LogRecord* record) {
+// MatchesPattern from the front up to the first value, then from the back to the last: so that no text from outside
+// decides where a text from outside ends. Between two values nothing is looked at.
+bool MatchesPattern(const ParsedPattern& pattern, std::string_view text, LogRecord* record) {
   const std::vector<PatternPiece>& pieces = pattern.pieces;
   size_t place = 0;  // among the numbers
   size_t front = 0;
@@ -197,7 +197,7 @@ void ReadLogText(std::string_view text, LogRecord* record) {
     for (const ParsedPattern& pattern : patterns.by_byte[byte]) {
       record->numbers = {};
       record->value = {};
-      if (!Matches(pattern, text, record)) continue;
+      if (!MatchesPattern(pattern, text, record)) continue;
       record->event = pattern.event;
       return true;
     }

@@ -15,12 +15,12 @@ constexpr size_t kLongestLine = 4096;  // bytes; the program writes no line of h
 constexpr char kLogName[] = "TOSSER.LOG";
 constexpr std::string_view kStampForm = "[0000-00-00 00:00:00] ";
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsStampDigit(char c) { return c >= '0' && c <= '9'; }
 
 bool HasStamp(std::string_view line) {
   if (line.size() < kStampForm.size()) return false;
   for (size_t i = 0; i < kStampForm.size(); ++i) {
-    if (kStampForm[i] == '0' ? !IsDigit(line[i]) : line[i] != kStampForm[i]) return false;
+    if (kStampForm[i] == '0' ? !IsStampDigit(line[i]) : line[i] != kStampForm[i]) return false;
   }
   return true;
 }
@@ -117,7 +117,7 @@ bool IsRotated(std::string name) {
   if (name[size] != '.' && name[size] != '-') return false;
   if (EndsIn(name, ".gz")) name.resize(name.size() - 3);
   return name.size() > size + 1 && name.size() <= size + 1 + kLongestNumber &&
-         std::all_of(name.begin() + static_cast<ptrdiff_t>(size) + 1, name.end(), IsDigit);
+         std::all_of(name.begin() + static_cast<ptrdiff_t>(size) + 1, name.end(), IsStampDigit);
 }
 
 // The stamp of the first line; empty when there is none.
@@ -132,7 +132,7 @@ std::string FirstStamp(const std::string& path) {
   return stamp;
 }
 
-std::string DirectoryOf(const std::string& path) {
+std::string LogDirectoryOf(const std::string& path) {
   const size_t separator = path.find_last_of("/\\");
   return separator == std::string::npos ? "." : path.substr(0, std::max<size_t>(separator, 1));
 }
@@ -140,7 +140,7 @@ std::string DirectoryOf(const std::string& path) {
 }  // namespace
 
 std::vector<std::string> FindLogParts(const std::string& log) {
-  const std::string directory = DirectoryOf(log);
+  const std::string directory = LogDirectoryOf(log);
   const std::vector<std::string> names = ListNames(directory);
   struct Part {
     std::string stamp;

@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr size_t kBlockSize = size_t{256} * 1024;
-constexpr size_t kLongestLine = 4096;  // bytes; the program writes no line of half that size
+constexpr size_t kTailBlockSize = size_t{256} * 1024;
+constexpr size_t kLongestTailLine = 4096;  // bytes; the program writes no line of half that size
 constexpr size_t kPathSize = 1024;
-constexpr char kLogName[] = "TOSSER.LOG";
+constexpr char kTailLogName[] = "TOSSER.LOG";
 
 // A text from mail never stands at the start of a line, and holds no line end.
 bool IsMark(std::string_view line) {
@@ -41,7 +41,7 @@ bool IsThere(const std::string& path) {
 std::string LogBeside(const std::string& config) {
   const auto beside = [](const std::string& path) {
     const size_t separator = path.find_last_of("/\\");
-    return (separator == std::string::npos ? "" : path.substr(0, separator + 1)) + kLogName;
+    return (separator == std::string::npos ? "" : path.substr(0, separator + 1)) + kTailLogName;
   };
   const std::string log = beside(config);
   const std::string other = beside(BesideKit());
@@ -70,9 +70,9 @@ void LogTail::EachMarkBackwards(const std::function<bool(std::string_view line, 
   int64_t end = size_;  // what is behind has been looked at, but for
   std::string behind;   // the line that was cut in two there
   while (end > 0) {
-    const int64_t start = std::max<int64_t>(end - static_cast<int64_t>(kBlockSize), 0);
+    const int64_t start = std::max<int64_t>(end - static_cast<int64_t>(kTailBlockSize), 0);
     std::string block = Read(start, static_cast<size_t>(end - start));
-    block += behind.substr(0, kLongestLine);
+    block += behind.substr(0, kLongestTailLine);
     std::string_view left = block;
     for (;;) {
       const size_t before = left.empty() ? std::string_view::npos : left.rfind('\n', left.size() - 1);
@@ -91,7 +91,7 @@ void LogTail::EachMarkBackwards(const std::function<bool(std::string_view line, 
 void LogTail::EachLine(int64_t from, const std::function<void(std::string_view line)>& take) const {
   std::string begun;
   while (from < size_) {
-    const std::string block = Read(from, std::min(kBlockSize, static_cast<size_t>(size_ - from)));
+    const std::string block = Read(from, std::min(kTailBlockSize, static_cast<size_t>(size_ - from)));
     if (block.empty()) return;  // it was cut meanwhile
     from += static_cast<int64_t>(block.size());
     size_t at = 0;
@@ -101,6 +101,6 @@ void LogTail::EachLine(int64_t from, const std::function<void(std::string_view l
       begun.clear();
       at = end + 1;
     }
-    if (begun.size() < kLongestLine) begun += block.substr(at);
+    if (begun.size() < kLongestTailLine) begun += block.substr(at);
   }
 }

@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr size_t kLongestLine = 998;   // bytes that a line of mail may have
-constexpr size_t kEncodedAtOnce = 42;  // bytes that one encoded word holds
-constexpr size_t kEncodedLine = 57;    // bytes of a line in base64
+constexpr size_t kLongestMailLine = 998;  // bytes that a line of mail may have
+constexpr size_t kEncodedAtOnce = 42;     // bytes that one encoded word holds
+constexpr size_t kEncodedLine = 57;       // bytes of a line in base64
 
 std::string Base64(std::string_view bytes) {
   constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -107,7 +107,7 @@ std::string BodyLines(const std::string& text, bool* long_lines) {
   for (size_t at = 0; at < text.size();) {
     const size_t end = std::min(text.find('\n', at), text.size());
     const std::string line = ShownMail(std::string_view(text).substr(at, end - at));
-    *long_lines = *long_lines || line.size() > kLongestLine;
+    *long_lines = *long_lines || line.size() > kLongestMailLine;
     body += line + "\n";
     at = end + 1;
   }

@@ -16,7 +16,7 @@ constexpr int kDeepest = 64;  // directories within one another that are looked 
 bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
 // The directory that the file is to stand in.
-std::string DirectoryOf(const std::string& path) {
+std::string OutputDirectoryOf(const std::string& path) {
   const auto last = std::find_if(path.rbegin(), path.rend(), IsSeparator);
   return std::string(path.begin(), last.base()) + ".";
 }
@@ -52,7 +52,7 @@ bool IsDeviceName(const std::string& name) {
 }  // namespace
 
 void RequireOutside(const KitSite& site, const std::string& path) {
-  const std::string directory = DirectoryOf(path);
+  const std::string directory = OutputDirectoryOf(path);
   OsStatus status;
   if (OsStat((directory + "/.").c_str(), &status) != kOsOk || status.kind != kOsDirectory) {
     throw NotAnswered(ShownName(path) + ": there is no such directory");

@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr int kTries = 3;  // to read files that change meanwhile
+constexpr int kPacketTries = 3;  // to read files that change meanwhile
 
 struct PacketOptions {
   CommonOptions common;
@@ -146,7 +146,7 @@ bool NeedsAttention(const FileFacts& file) {
 // Judges all files; again when a run or the BBS has changed the message base meanwhile.
 std::vector<FileFacts> Judge(const KitSite& site, const PacketOptions& options, bool* settled) {
   std::vector<FileFacts> files;
-  for (int tries = 0; tries < kTries; ++tries) {
+  for (int tries = 0; tries < kPacketTries; ++tries) {
     TossForecast forecast(site, options.raw);
     files.clear();
     for (const std::string& path : options.files) {

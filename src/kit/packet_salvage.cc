@@ -29,15 +29,15 @@ std::string ReasonOf(PacketStep step, const PackedMessageView& message) {
 
 // Whether "05 Jan 25  00:07:59", or something of its form, stands at `text` with its NUL.
 bool IsDate(const char* text, size_t left) {
-  constexpr char kForm[] = "00 aaa 00  00:00:00";
-  if (left < sizeof kForm) return false;
-  for (size_t i = 0; i + 1 < sizeof kForm; ++i) {
+  constexpr char kDateForm[] = "00 aaa 00  00:00:00";
+  if (left < sizeof kDateForm) return false;
+  for (size_t i = 0; i + 1 < sizeof kDateForm; ++i) {
     const char c = text[i];
     const bool digit = c >= '0' && c <= '9';
     const bool letter = UpperAscii(c) >= 'A' && UpperAscii(c) <= 'Z';
-    if (kForm[i] == '0' ? !digit && c != ' ' : kForm[i] == 'a' ? !letter : c != kForm[i]) return false;
+    if (kDateForm[i] == '0' ? !digit && c != ' ' : kDateForm[i] == 'a' ? !letter : c != kDateForm[i]) return false;
   }
-  return text[sizeof kForm - 1] == '\0';
+  return text[sizeof kDateForm - 1] == '\0';
 }
 
 // Where the next message begins, from `from` on; the size of the packet when none does.

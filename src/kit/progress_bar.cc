@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr size_t kWidth = 40;  // characters between the brackets
+constexpr size_t kBarWidth = 40;  // characters between the brackets
 
 }  // namespace
 
@@ -19,12 +19,12 @@ void ProgressBar::Reached(size_t done, size_t all) {
   if (now < next_ || all == 0 || !OsIsTerminal(kOsStderr)) return;
   next_ = now + kBetween;
   const double part = static_cast<double>(std::min(done, all)) / static_cast<double>(all);
-  const auto filled = static_cast<size_t>(part * kWidth);
-  Complain(fmt::format("\r[{:<{}}] {:3}%", std::string(filled, '#'), kWidth, static_cast<int>(part * 100)));
+  const auto filled = static_cast<size_t>(part * kBarWidth);
+  Complain(fmt::format("\r[{:<{}}] {:3}%", std::string(filled, '#'), kBarWidth, static_cast<int>(part * 100)));
   shown_ = true;
 }
 
 void ProgressBar::Clear() {
-  if (shown_) Complain("\r" + std::string(kWidth + 7, ' ') + "\r");
+  if (shown_) Complain("\r" + std::string(kBarWidth + 7, ' ') + "\r");
   shown_ = false;
 }

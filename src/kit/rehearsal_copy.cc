@@ -20,9 +20,9 @@ namespace {
 
 constexpr const char* kDirectives[] = {"INBOUND", "CONFDIR", "WORKDIR", "MSGDIR", "OUTDIR", "PROCESSEDDIR"};
 constexpr int64_t kSpareRoom = int64_t{16} << 20;  // bytes for the log and what else a run writes
-constexpr int64_t kInflated = 8;                   // mail takes so many times the room of the bundles that it comes in
-constexpr int kLooks = 3;
-constexpr size_t kPiece = size_t{1} << 20;
+constexpr int64_t kInflation = 8;                  // mail takes so many times the room of the bundles that it comes in
+constexpr int kCopyLooks = 3;
+constexpr size_t kCopyPiece = size_t{1} << 20;
 
 struct CopyItem {
   std::string from;
@@ -43,7 +43,7 @@ struct CopyPlan {
   }
 };
 
-bool IsDirectory(const std::string& path) {
+bool IsCopiedDirectory(const std::string& path) {
   OsStatus status;
   return OsStat((path + "/.").c_str(), &status) == kOsOk && status.kind == kOsDirectory;
 }
@@ -75,17 +75,17 @@ void PlaceDirectories(const TosserConfig& config, const std::string& mark, SiteC
       const CopiedDirectory& earlier = copy->directories[j];
       if (earlier.site.empty()) continue;
       if (earlier.site != directory.site &&
-          (!IsDirectory(directory.site) ||
+          (!IsCopiedDirectory(directory.site) ||
            OsSameFile((directory.site + "/.").c_str(), (earlier.site + "/.").c_str()) != kOsSame))
         continue;
       directory.place = earlier.place;
       for (size_t k = 0; k < i; ++k) directory.place.insert(0, "./");  // each its own spelling
       break;
     }
-    if (IsDirectory(directory.site)) {
+    if (IsCopiedDirectory(directory.site)) {
       Make(copy->root + "/" + directory.place);
-    } else if (i == kDoneDirectory && !IsDirectory(directory.site + "/..") &&
-               !IsDirectory(DirectoryPart(directory.site) + ".")) {
+    } else if (i == kDoneDirectory && !IsCopiedDirectory(directory.site + "/..") &&
+               !IsCopiedDirectory(DirectoryPart(directory.site) + ".")) {
       directory.place = mark + "-NOWHERE/" + directory.place;  // a run cannot make it either
     }
   }
@@ -143,7 +143,7 @@ void PlanProcessed(const SiteCopy& copy, const std::string& name) {
   if (OsStat(from.c_str(), &status) != kOsOk || OsStat(to.c_str(), &status) != kOsOk) return;
   const std::string target = to + "/" + name;
   if (OsStat(target.c_str(), &status) == kOsOk) return;  // it is INBOUND itself
-  if (IsDirectory(from)) {
+  if (IsCopiedDirectory(from)) {
     Make(target);
   } else {
     WriteFile(target, "");
@@ -157,7 +157,7 @@ bool CanBeRead(const std::string& path) {
 
 void PlanInbound(const std::string& mark, SiteCopy* copy, CopyPlan* plan) {
   InboundListing listing;
-  if (!IsDirectory(copy->directories[kInboundDirectory].site) ||
+  if (!IsCopiedDirectory(copy->directories[kInboundDirectory].site) ||
       ListInbound(copy->directories[kInboundDirectory].site.c_str(), &listing) == kListNotOpened) {
     return;
   }
@@ -169,7 +169,7 @@ void PlanInbound(const std::string& mark, SiteCopy* copy, CopyPlan* plan) {
     if (plan->items.size() == before) continue;
     CopyItem& item = plan->items.back();
     item.unreadable = item.size > kLargestSource || !CanBeRead(item.from);
-    if (!item.unreadable) plan->written += kInflated * item.size;
+    if (!item.unreadable) plan->written += kInflation * item.size;
     copy->inbound.push_back(name);
   }
   for (const std::string& name : copy->inbound) PlanProcessed(*copy, name);
@@ -200,7 +200,7 @@ void CopyFile(const CopyItem& item, Progress* progress) {
   }
   const auto unread = [&item] { return NotAnswered("could not read " + ShownName(item.from)); };
   if (OsOpen(item.from.c_str(), kOsRead, &from) != kOsOk) throw unread();
-  std::vector<char> piece(kPiece);
+  std::vector<char> piece(kCopyPiece);
   for (int64_t at = 0;;) {
     const OsReadResult got = OsReadAt(from, at, piece.data(), piece.size());
     if (got.failed) throw unread();
@@ -220,7 +220,7 @@ void CopyConference(const KitSite& site, const CopyItem* first, const CopyItem* 
     const std::string before = FileTimes(site, conference);
     for (const CopyItem* item = first; item != last; ++item) CopyFile(*item, progress);
     if (FileTimes(site, conference) == before) return;
-    if (look == kLooks) {
+    if (look == kCopyLooks) {
       copy->unsettled.push_back(fmt::format("conference {} changes", conference));
       return;
     }

@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr char kPrefix[] = "cvkit-rehearsal-";
+constexpr char kCopyPrefix[] = "cvkit-rehearsal-";
 constexpr char kKeptPrefix[] = "cvkit-kept-";
-constexpr int kDeepest = 16;  // far more than a copy of a site has
+constexpr int kDeepestCopy = 16;  // far more than a copy of a site has
 
 std::vector<std::string> NamesIn(const std::string& directory) {
   try {
@@ -27,7 +27,7 @@ std::vector<std::string> NamesIn(const std::string& directory) {
 bool RemoveTree(const std::string& path, int deep = 0) {
   const OsResult removed = OsRemoveDirectory(path.c_str());
   if (removed == kOsFailed) return OsRemove(path.c_str()) == kOsOk;
-  if (removed != kOsExists || deep == kDeepest) return removed != kOsExists;
+  if (removed != kOsExists || deep == kDeepestCopy) return removed != kOsExists;
   for (const std::string& name : NamesIn(path)) {
     if (name != "." && name != "..") (void)RemoveTree(path + "/" + name, deep + 1);
   }
@@ -40,9 +40,9 @@ bool IsAbandoned(const std::string& name) {
   long long started = 0;
   int length = 0;
   constexpr int64_t kClockSet = 60;
-  if (name.rfind(kPrefix, 0) != 0 ||
-      sscanf(name.c_str() + sizeof kPrefix - 1, "%lu-%lld%n", &process, &started, &length) != 2 ||
-      name.size() != sizeof kPrefix - 1 + static_cast<size_t>(length) || process > UINT32_MAX) {
+  if (name.rfind(kCopyPrefix, 0) != 0 ||
+      sscanf(name.c_str() + sizeof kCopyPrefix - 1, "%lu-%lld%n", &process, &started, &length) != 2 ||
+      name.size() != sizeof kCopyPrefix - 1 + static_cast<size_t>(length) || process > UINT32_MAX) {
     return false;
   }
   return process == OsProcessId() || started + kClockSet < OsNow() - OsUptime() ||
@@ -61,7 +61,7 @@ std::string TemporaryDirectoryPath() {
 }
 
 RehearsalPlace::RehearsalPlace() : mark_(fmt::format("{}-{}", OsProcessId(), OsNow())) {
-  path_ = TemporaryDirectoryPath() + "/" + kPrefix + mark_;
+  path_ = TemporaryDirectoryPath() + "/" + kCopyPrefix + mark_;
   if (OsMakePrivateDirectory(path_.c_str()) != kOsOk) throw NotAnswered(ShownName(path_) + " cannot be made");
 }
 

@@ -75,12 +75,12 @@ void CheckGiven(const SetupValues& values) {
   }
 }
 
-void TakeOutput(void* text, const char* piece, size_t size) { static_cast<std::string*>(text)->append(piece, size); }
+void AppendOutput(void* text, const char* piece, size_t size) { static_cast<std::string*>(text)->append(piece, size); }
 
 // Returns the exit status of the check.
 int Check(const std::string& program, const std::string& config, std::string* output) {
   const char* const arguments[] = {program.c_str(), "-check", config.c_str(), nullptr};
-  const int status = OsRunProgram(arguments, nullptr, TakeOutput, output);
+  const int status = OsRunProgram(arguments, nullptr, AppendOutput, output);
   if (status < 0) throw NotAnswered(ShownName(program) + " cannot be started");
   output->erase(std::remove(output->begin(), output->end(), '\r'), output->end());
   return status;

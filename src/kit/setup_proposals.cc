@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kMostDirectories = 500;  // looked into for one question
 
-bool IsDirectory(const std::string& path) {
+bool IsProposedDirectory(const std::string& path) {
   OsStatus status;
   return OsStat((path + "/.").c_str(), &status) == kOsOk && status.kind == kOsDirectory;
 }
@@ -23,7 +23,7 @@ std::vector<std::string> AndBelow(const std::string& directory) {
   try {
     for (const std::string& name : ListNames(directory)) {
       const std::string path = directory + "/" + name;
-      if (name[0] != '.' && found.size() < kMostDirectories && IsDirectory(path)) found.push_back(path);
+      if (name[0] != '.' && found.size() < kMostDirectories && IsProposedDirectory(path)) found.push_back(path);
     }
   } catch (const NotAnswered&) {
   }
@@ -131,6 +131,6 @@ void LookForBase(const SetupValues& known, SetupValues* proposals) {
   if (inbound == known.end()) return;
   const std::string parent = inbound->second.substr(0, inbound->second.find_last_of("/\\") + 1);
   for (const char* const name : {"outbound", "OUTBOUND", "Outbound"}) {
-    if (IsDirectory(parent + name)) Propose("OUTDIR", parent + name, proposals);
+    if (IsProposedDirectory(parent + name)) Propose("OUTDIR", parent + name, proposals);
   }
 }

@@ -31,10 +31,10 @@ std::string IsoDate(const std::string& base_date) {
 }
 
 bool IsIsoDate(const std::string& text) {
-  constexpr std::string_view kForm = "0000-00-00T00:00";
-  return text.size() == kForm.size() && std::equal(text.begin(), text.end(), kForm.begin(), [](char c, char form) {
-           return form == '0' ? c >= '0' && c <= '9' : c == form;
-         });
+  constexpr std::string_view kTimeForm = "0000-00-00T00:00";
+  return text.size() == kTimeForm.size() &&
+         std::equal(text.begin(), text.end(), kTimeForm.begin(),
+                    [](char c, char form) { return form == '0' ? c >= '0' && c <= '9' : c == form; });
 }
 
 std::string IsoPackedDate(const std::string& packed_date) {

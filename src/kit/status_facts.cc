@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int64_t kDay = 86400;                   // seconds
+constexpr int64_t kStatusDay = 86400;             // seconds
 constexpr int64_t kLookBack = int64_t{16} << 20;  // bytes of the log
 constexpr int64_t kRateDays = 90;
 constexpr int64_t kFarDays = 3650;
@@ -121,7 +121,7 @@ std::vector<std::string> ReadNewAreas(const KitSite& site) {
   if (FormatBadAreasPath(site.Base(), &path) != 0 || !ReadSiteFile(path.text, &content) || content.size == 0) {
     return areas;
   }
-  const std::string since = DayOf(OsNow() - 7 * kDay);
+  const std::string since = DayOf(OsNow() - 7 * kStatusDay);
   std::string_view text(reinterpret_cast<const char*>(content.data), content.size);
   std::map<std::string_view, std::string_view> first;
   while (!text.empty()) {
@@ -142,7 +142,7 @@ std::string FullOn(const KitSite& site, int32_t conference, int64_t records) {
   BasePath path;
   ByteBuffer content;
   if (FormatBasePath(site.Base(), conference, "PTR", &path) != 0 || !ReadSiteFile(path.text, &content)) return {};
-  const std::string since = DayOf(OsNow() - kRateDays * kDay);
+  const std::string since = DayOf(OsNow() - kRateDays * kStatusDay);
   int64_t grown = 0;
   for (size_t at = 0; content.size - at >= kPtrRecordSize; at += kPtrRecordSize) {
     const PtrRecord record = UnpackPtrRecord(content.data + at);
@@ -151,7 +151,7 @@ std::string FullOn(const KitSite& site, int32_t conference, int64_t records) {
   }
   const int64_t left = std::max<int64_t>(kMostDatRecords - records, 0);
   if (grown == 0 || left / grown > kFarDays / kRateDays) return {};
-  return DayOf(OsNow() + left * kRateDays / grown * kDay);
+  return DayOf(OsNow() + left * kRateDays / grown * kStatusDay);
 }
 
 void ReadBase(const KitSite& site, StatusFacts* facts) {
@@ -184,7 +184,7 @@ void Judge(StatusFacts* facts) {
   const auto add = [&](const char* code, const std::string& text) { AddAttention(code, text, &facts->attention); };
   const int64_t now = OsNow();
   const LastRuns& runs = facts->runs;
-  if (!runs.toss || now - SecondsOfStamp(runs.toss->last) > kDay) {
+  if (!runs.toss || now - SecondsOfStamp(runs.toss->last) > kStatusDay) {
     add("no-toss", runs.toss ? "no toss since " + runs.toss->last : "the log tells of no toss");
   }
   JudgeRun("toss", runs.toss, runs.toss_waited, facts);
@@ -199,7 +199,7 @@ void Judge(StatusFacts* facts) {
   if (retained != 0 && state.holder != LockHolder::kAtWork) {
     add("inbound-retained", Count(retained, "file") + " that the last toss left in INBOUND: " + first);
   }
-  if (facts->bundles != 0 && now - facts->oldest_bundle > kDay) {
+  if (facts->bundles != 0 && now - facts->oldest_bundle > kStatusDay) {
     add("bundle-waiting", fmt::format("{} in OUTDIR, the oldest of {}: nobody fetches", Count(facts->bundles, "bundle"),
                                       DayOf(facts->oldest_bundle)));
   }
@@ -210,7 +210,7 @@ void Judge(StatusFacts* facts) {
     add("base-damaged", fmt::format("every run refuses the message base of conference {}", facts->unsound[0]));
   }
   const FullestConference& fullest = facts->fullest;
-  const bool soon = !fullest.full_on.empty() && fullest.full_on <= DayOf(now + kSoonDays * kDay);
+  const bool soon = !fullest.full_on.empty() && fullest.full_on <= DayOf(now + kSoonDays * kStatusDay);
   if (fullest.conference != 0 && (soon || 100 * fullest.records >= kNearlyFull * kMostDatRecords)) {
     add("conference-full",
         fmt::format("conference {} is {}% full{}", fullest.conference, 100 * fullest.records / kMostDatRecords,

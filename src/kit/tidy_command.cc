@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr int64_t kDay = 86400;  // seconds
+constexpr int64_t kTidyDay = 86400;  // seconds
 
 struct TidyOptions : CommonOptions {
   std::string older = "90d";
@@ -36,11 +36,11 @@ std::optional<int64_t> Amount(const std::string& text, char unit, int64_t factor
 
 TidyQuestion QuestionOf(const TidyOptions& options) {
   TidyQuestion question;
-  const std::optional<int64_t> older = Amount(options.older, 'd', kDay);
+  const std::optional<int64_t> older = Amount(options.older, 'd', kTidyDay);
   if (!older) throw NotAnswered("--older takes days, as in 90d");
   question.older = *older;
   const std::optional<int64_t> size = Amount(options.rotate, 'M', int64_t{1} << 20);
-  const std::optional<int64_t> age = Amount(options.rotate, 'd', kDay);
+  const std::optional<int64_t> age = Amount(options.rotate, 'd', kTidyDay);
   if (!size && !age) throw NotAnswered("--rotate takes megabytes or days, as in 20M or 30d");
   if (size) question.log_size = *size;
   if (age) question.log_age = *age;
@@ -48,7 +48,7 @@ TidyQuestion QuestionOf(const TidyOptions& options) {
   return question;
 }
 
-int64_t DaysOld(const TidyItem& item) { return (OsNow() - item.modified) / kDay; }
+int64_t DaysOld(const TidyItem& item) { return (OsNow() - item.modified) / kTidyDay; }
 
 void ShowText(const TidyOptions& options, const TidyQuestion& question, const Tidying& tidying,
               const std::vector<std::string>& failed) {

@@ -44,7 +44,7 @@ void AddOldFile(const char* kind, const std::string& path, int64_t cut, std::vec
 }
 
 // The first line's time of a log, "2026-11-22 03:10:00"; empty when it has none.
-std::string FirstStamp(const std::string& log) {
+std::string FirstStampIn(const std::string& log) {
   std::string first;
   ReadLog({log}, [&first](const LogRecord& record) {
     first = record.stamp;
@@ -53,7 +53,7 @@ std::string FirstStamp(const std::string& log) {
   return first;
 }
 
-std::string StampOf(int64_t when) {
+std::string StampOfTime(int64_t when) {
   OsCalendar local;
   if (OsLocalTime(when, &local) != 0) return {};
   return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", local.year, local.month + 1, local.day, local.hour,
@@ -65,13 +65,13 @@ bool IsToBeRotated(const TidyQuestion& question) {
   if (!log.exists || log.status.size == 0) return false;
   if (log.status.size >= question.log_size) return true;
   if (question.log_age == INT64_MAX) return false;
-  const std::string first = FirstStamp(question.log);
-  return !first.empty() && first <= StampOf(OsNow() - question.log_age);
+  const std::string first = FirstStampIn(question.log);
+  return !first.empty() && first <= StampOfTime(OsNow() - question.log_age);
 }
 
 // "TOSSER.LOG.20261122", or the first number that is free.
 std::string RotatedName(const std::string& log) {
-  std::string date = StampOf(OsNow()).substr(0, 10);
+  std::string date = StampOfTime(OsNow()).substr(0, 10);
   date.erase(std::remove(date.begin(), date.end(), '-'), date.end());
   std::string name = log + "." + date;
   OsStatus status;

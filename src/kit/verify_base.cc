@@ -11,7 +11,7 @@
 namespace {
 
 // What is found of one conference.
-struct Judging {
+struct BaseJudging {
   const BaseModel& model;
   Findings* findings;
 
@@ -21,14 +21,14 @@ struct Judging {
   }
 };
 
-void JudgeSize(const Judging& judging, const BaseFile& file, size_t record_size) {
+void JudgeSize(const BaseJudging& judging, const BaseFile& file, size_t record_size) {
   const int64_t rest = file.size % static_cast<int64_t>(record_size);
   if (rest == 0) return;
   judging.Add("odd-size", Severity::kDamage, file, file.size / static_cast<int64_t>(record_size),
               fmt::format("{} bytes stand behind the last whole record", rest), "cut them off");
 }
 
-void JudgeIndexFile(const Judging& judging) {
+void JudgeIndexFile(const BaseJudging& judging) {
   const BaseModel& model = judging.model;
   const size_t entries = model.index.size();
   const size_t headers = model.headers.size();
@@ -73,7 +73,7 @@ std::string TextFault(const BaseModel& model, const HeaderModel& header, const c
   return {};
 }
 
-void JudgeHeaders(const Judging& judging) {
+void JudgeHeaders(const BaseJudging& judging) {
   const BaseModel& model = judging.model;
   for (size_t i = 0; i < model.headers.size(); ++i) {
     const HeaderModel& header = model.headers[i];
@@ -115,14 +115,14 @@ std::vector<Extent> Extents(const BaseModel& model) {
   return extents;
 }
 
-void ReportOverlap(const Judging& judging, const Extent& first, const Extent& second) {
+void ReportOverlap(const BaseJudging& judging, const Extent& first, const Extent& second) {
   const std::vector<HeaderModel>& headers = judging.model.headers;
   judging.Add("overlap", Severity::kDamage, judging.model.ptr, static_cast<int64_t>(second.header),
               fmt::format("message #{} has its text where message #{} has its own", headers[second.header].number,
                           headers[first.header].number));
 }
 
-void JudgeTexts(const Judging& judging) {
+void JudgeTexts(const BaseJudging& judging) {
   const BaseModel& model = judging.model;
   int64_t covered = 0;  // texts before it belong to headers, or were counted
   int64_t gaps = 0;
@@ -155,7 +155,7 @@ void JudgeTexts(const Judging& judging) {
   }
 }
 
-void JudgeNumbers(const Judging& judging) {
+void JudgeNumbers(const BaseJudging& judging) {
   const BaseModel& model = judging.model;
   std::unordered_set<int32_t> numbers;
   int32_t highest = 0;
@@ -189,7 +189,7 @@ void JudgeNumbers(const Judging& judging) {
 }  // namespace
 
 void JudgeBase(const BaseModel& model, Findings* findings) {
-  const Judging judging = {model, findings};
+  const BaseJudging judging = {model, findings};
   JudgeSize(judging, model.ptr, kPtrRecordSize);
   JudgeSize(judging, model.idx, kIdxRecordSize);
   JudgeSize(judging, model.dat, kDatRecordSize);

@@ -8,7 +8,7 @@
 
 namespace {
 
-struct Judging {
+struct SigJudging {
   const BaseModel& model;
   Findings* findings;
 
@@ -29,7 +29,7 @@ struct Several {
   }
 };
 
-void JudgeLines(const Judging& judging, const LostLines& lost) {
+void JudgeLines(const SigJudging& judging, const LostLines& lost) {
   const BaseModel& model = judging.model;
   std::unordered_set<int32_t> numbers;
   for (const HeaderModel& header : model.headers) numbers.insert(header.number);
@@ -76,7 +76,7 @@ void JudgeLines(const Judging& judging, const LostLines& lost) {
   }
 }
 
-void JudgeUnsigned(const Judging& judging, const MissingLines& missing, const std::vector<TornMessage>& torn) {
+void JudgeUnsigned(const SigJudging& judging, const MissingLines& missing, const std::vector<TornMessage>& torn) {
   const BaseModel& model = judging.model;
   std::unordered_set<int32_t> named;
   for (const SigLine& line : model.lines) {
@@ -137,7 +137,7 @@ bool LostLines::IsLost(const SigLine& line) const {
 }
 
 void JudgeSig(const BaseModel& model, const InboundMail& mail, Findings* findings) {
-  const Judging judging = {model, findings};
+  const SigJudging judging = {model, findings};
   JudgeLines(judging, LostLines(model, mail));
   JudgeUnsigned(judging, FindMissingLines(model, mail), FindTornMessages(model, mail));
 }

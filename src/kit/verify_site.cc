@@ -19,7 +19,7 @@
 namespace {
 
 // What is seen while others work is looked at again so often, with a pause between.
-constexpr int kLooks = 5;
+constexpr int kVerifyLooks = 5;
 constexpr uint32_t kPauseMilliseconds = 200;
 
 // The mail around the base, and what all conferences add to.
@@ -55,7 +55,7 @@ void VerifyConference(const ConferenceEntry& entry, bool unsettled, Verifying* v
     const BaseModel model = ReadBaseModel(verifying->config.MsgDir, entry.Number);
     Findings found = JudgeConference(model, entry, *verifying);
     const bool believed = model.steady && (!unsettled || !NeedsAttention(found));
-    if (!believed && look < kLooks) {
+    if (!believed && look < kVerifyLooks) {
       OsSleep(kPauseMilliseconds);
       continue;
     }

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr size_t kPiece = 65536;
+constexpr size_t kSalvagePiece = 65536;
 constexpr size_t kLargestContent = 1U << 30;  // bytes: what expands to more is no mail
 
 // An entry as far as its data can be found.
@@ -37,7 +37,7 @@ Unpacking Inflate(const Place& place) {
   if (inflateInit2(&stream, -MAX_WBITS) != Z_OK) return unpacking;
   stream.next_in = const_cast<Bytef*>(place.data);
   stream.avail_in = static_cast<uInt>(std::min<size_t>(place.data_size, UINT32_MAX));
-  std::vector<uint8_t> piece(kPiece);
+  std::vector<uint8_t> piece(kSalvagePiece);
   int code = Z_OK;
   while (code == Z_OK && unpacking.content.size() < kLargestContent) {
     stream.next_out = piece.data();

@@ -3,9 +3,16 @@
 import pytest
 from harness.fixtures import ready, site, wine_session  # noqa: F401
 from harness.kit import Kit
+from harness.target import PROGRAM
 
 
 @pytest.fixture
 def kit(site):
     """cvkit, called in the directory of the test's site."""
     return Kit(site)
+
+
+@pytest.fixture(autouse=True)
+def no_log_beside_the_programs():
+    """`cvkit setup` lets the program check a configuration, and its log there would be taken for a site's."""
+    PROGRAM.with_name("TOSSER.LOG").unlink(missing_ok=True)
