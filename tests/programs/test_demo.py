@@ -37,7 +37,8 @@ def test_first_call_then_second_call_then_fresh(tmp_path):
     assert "2 message(s) exported" in first
     assert re.search(r"\n +[1-9]\d* +[\d-]+ [\d:]+ +[0-9a-f]{8}\.pkt\n", first), "the bundle is not listed"
     asked, killed = hub.index("$ cvkit packet FTN/INBOUND/"), hub.index("(killed)")
-    mended, tossed = hub.index("cut off what belongs to no header"), hub.rindex("-toss run complete: 1 file(s) processed")
+    mended = hub.index("cut off what belongs to no header")
+    tossed = hub.rindex("-toss run complete: 1 file(s) processed")
     assert asked < killed < mended < tossed
     assert "reply to #1" in hub[asked:killed] and "already seen in conf 1" in hub[mended:tossed]
     tree = hub[hub.index("$ cvkit messages 1 --threads"):hub.rindex("$ cvkit verify")]
