@@ -22,8 +22,12 @@ bool VolumeOf(const char* path, DWORD* volume) {
 
 }  // namespace
 
-// The right to write data is, of a directory, that to add files.
+// The right to write data is, of a directory, that to add files; its read-only attribute is no hindrance, and a file's
+// is one that not every server tells when the file is opened.
 bool OsMayWrite(const char* path) {
+  const DWORD attributes = GetFileAttributesA(path);
+  constexpr DWORD kEither = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_DIRECTORY;
+  if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & kEither) == FILE_ATTRIBUTE_READONLY) return false;
   const HANDLE opened = OpenExisting(path, FILE_WRITE_DATA);
   if (opened == INVALID_HANDLE_VALUE) return GetLastError() != ERROR_ACCESS_DENIED;
   (void)CloseHandle(opened);
