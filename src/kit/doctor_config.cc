@@ -49,7 +49,7 @@ template <class Judge>
 std::string FindFile(const std::string& directory, const FtnAddress& our, Judge judge) {
   ByteBuffer content;
   for (const std::string& name : ListNames(directory)) {
-    if (!ReadSiteFile(directory + "/" + name, &content)) continue;
+    if (!ReadSiteFile(std::string(directory).append("/").append(name), &content)) continue;
     bool is_it = false;
     EachPacket(content, [&](const uint8_t* packet, size_t) { is_it = is_it || judge(EndsOf(packet, our)); });
     if (is_it) return ShownName(name);

@@ -76,8 +76,8 @@ void ExamineSpelling(const std::string& directory, Attentions* found) {
   for (const std::string& name : names) {
     const std::string looked_for = RightName(name);
     if (looked_for.empty() || looked_for == name) continue;
-    const bool finds_it =
-        LookAtFile(directory + "/" + looked_for).exists && !std::binary_search(names.begin(), names.end(), looked_for);
+    const bool finds_it = LookAtFile(std::string(directory).append("/").append(looked_for)).exists &&
+                          !std::binary_search(names.begin(), names.end(), looked_for);
     if (finds_it) continue;  // case does not matter here
     wrong.Add(name);
     if (right.empty()) right = looked_for;
@@ -143,7 +143,7 @@ void ExamineBaseRights(const KitSite& site, Attentions* found) {
 void ExamineInboundFiles(const std::string& inbound, Attentions* found) {
   AlikeFiles unreadable;
   for (const std::string& name : ListNames(inbound)) {
-    const std::string path = inbound + "/" + name;
+    const std::string path = std::string(inbound).append("/").append(name);
     OsFile file;
     if (LookAtFile(path).exists && OsOpen(path.c_str(), kOsRead, &file) == kOsFailed) unreadable.Add(path);
   }

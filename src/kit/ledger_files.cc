@@ -98,7 +98,11 @@ InboundFiles::InboundFiles(const TosserConfig& config) {
 LedgerItem InboundFiles::ItemOf(const std::string& shown, const Found* found, Tosses tosses) {
   LedgerItem item;
   item.file.name = found != nullptr ? found->name : shown;
-  item.file.when = tosses.empty() ? found->modified : tosses.back()->last;
+  if (!tosses.empty()) {
+    item.file.when = tosses.back()->last;
+  } else if (found != nullptr) {
+    item.file.when = found->modified;
+  }
   if (found != nullptr) {
     item.file.path = found->path;
     item.size = found->size;

@@ -36,7 +36,7 @@ bool IsAscii(std::string_view text) {
 
 // A text of mail in a header: as it is, or in encoded words of whole characters.
 std::string HeaderText(const std::string& mail) {
-  const std::string text = ShownMail(mail);
+  std::string text = ShownMail(mail);
   if (IsAscii(text) && text.find("=?") == std::string::npos) return text;
   std::string words;
   for (size_t at = 0; at < text.size();) {

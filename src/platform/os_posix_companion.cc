@@ -14,7 +14,7 @@
 #include "platform/os_companion.h"
 #include "platform/os_posix_place.h"
 
-extern "C" char** environ;
+extern "C" char** environ;  // NOLINT(readability-redundant-declaration): not every system declares it
 
 namespace {
 
