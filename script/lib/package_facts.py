@@ -17,7 +17,7 @@ import sys
 import textwrap
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-MAINTAINER = "The cvtoss32 developers <cvtoss32@example.invalid>"
+MAINTAINER = "The cvtoss32 maintainers <cvtoss32@example.invalid>"
 SECTION = re.compile(r"(?m)^## \[(?P<name>[^]]+)\](?: - (?P<date>\d{4}-\d\d-\d\d))?$")
 NUMBER = re.compile(r"\d+\.\d+\.\d+")
 
