@@ -138,6 +138,12 @@ int32_t BaseModel::Highest() const {
   return highest;
 }
 
+size_t BaseModel::EndedLines() const {
+  size_t count = lines.size();
+  while (count > 0 && !lines[count - 1].ended) --count;
+  return count;
+}
+
 bool HasLostText(const BaseModel& model, const HeaderModel& header) {
   const int64_t end = std::min(int64_t{header.where} + header.records, model.DatCount());
   for (int64_t i = header.where; i < end; ++i) {

@@ -79,8 +79,9 @@ struct BaseModel {
     return std::string_view(sig_text).substr(line.at, line.msgid_size);
   }
   int64_t DatCount() const { return static_cast<int64_t>(texts.size()); }
-  int64_t TextEnd() const;  // the DAT record behind the last one that a header refers to, there or not
-  int32_t Highest() const;  // the highest MsgNumber, 0 when none is positive
+  int64_t TextEnd() const;    // the DAT record behind the last one that a header refers to, there or not
+  int32_t Highest() const;    // the highest MsgNumber, 0 when none is positive
+  size_t EndedLines() const;  // how many lines stand before the one at the end that has no end, in however many pieces
 };
 
 // Whether a message has lost a part of its text. One of a single record that is zero may as well be empty.

@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "bbs/sig_search.h"
 #include "kit/file_change.h"
 #include "kit/index_judge.h"
 #include "kit/kit_format.h"
@@ -96,11 +97,28 @@ std::unordered_set<int32_t> LostNumbers(const BaseModel& old, const BaseModel& m
   return lost;
 }
 
-// A last line that only lacks its end: it names the last message, which no other line does.
-bool LacksItsEndOnly(const BaseModel& model, const SigLine& line) {
+// Whether a line names the last message, which none of these lines does.
+bool NamesLastMessage(const SigLine& line, const BaseModel& model, const std::vector<SigLine>& others) {
   if (!line.has_tab || model.headers.empty() || model.headers.back().number != line.number) return false;
-  return std::none_of(model.lines.begin(), model.lines.end() - 1,
+  return std::none_of(others.begin(), others.end(),
                       [&line](const SigLine& other) { return other.has_tab && other.number == line.number; });
+}
+
+// Ends the line at the end of the file that has none, or removes it with all its pieces.
+void MendHalfLine(size_t at, Planning* planning, std::vector<SigLine>* kept, std::string* text) {
+  const BaseModel& old = planning->old;
+  if (at == old.lines.size()) return;
+  SigLine line = old.lines[at];
+  std::string raw = old.sig_text.substr(line.at);
+  raw.erase(raw.find_last_not_of('\0') + 1);
+  if (std::ssize(raw) >= kSigPieceSize || !NamesLastMessage(line, planning->model, *kept)) {
+    planning->Say(old.sig, "removed the half line at the end");
+    return;
+  }
+  planning->Say(old.sig, "ended the last line");
+  line.ended = true;
+  kept->push_back(line);
+  *text += raw + '\n';
 }
 
 // Keeps the lines of messages that are there, or that the BBS has packed away.
@@ -110,28 +128,21 @@ void KeepLines(const InboundMail& inbound, Planning* planning, std::string* text
   const LostLines lost(model, inbound);
   const std::unordered_set<int32_t> lost_numbers = LostNumbers(old, model);
   std::vector<SigLine> kept;
-  for (size_t i = 0; i < model.lines.size(); ++i) {
-    SigLine line = model.lines[i];
-    const size_t end = i + 1 < model.lines.size() ? model.lines[i + 1].at : old.sig_text.size();
-    std::string raw = old.sig_text.substr(line.at, end - line.at);
-    const bool last = i + 1 == model.lines.size();
-    if (last && !line.ended && LacksItsEndOnly(model, line)) {
-      raw.erase(raw.find_last_not_of('\0') + 1);
-      raw += '\n';
-      line.ended = true;
-      planning->Say(old.sig, "ended the last line");
-    }
-    const bool cut = last && !line.ended;
-    const bool of_lost_header = line.has_tab && lost_numbers.contains(line.number);
-    if (cut || of_lost_header || lost.IsLost(line)) {
-      planning->Say(old.sig, cut ? "removed the half line at the end"
-                                 : fmt::format("removed the line of lost message #{}, '{}'", line.number,
-                                               ShownMail(model.Msgid(line))));
+  const size_t ended = model.EndedLines();
+  for (size_t i = 0; i < ended; ++i) {
+    const SigLine& line = model.lines[i];
+    const bool of_lost_header = line.ended && line.has_tab && lost_numbers.contains(line.number);
+    if (of_lost_header || lost.IsLost(line)) {
+      planning->Say(old.sig, fmt::format("removed the line of lost message #{}, '{}'", line.number,
+                                         ShownMail(model.Msgid(line))));
+      if (i > 0 && !model.lines[i - 1].ended) *text += '\n';  // it ends the piece before it
       continue;
     }
     kept.push_back(line);
-    *text += raw;
+    const size_t end = i + 1 < model.lines.size() ? model.lines[i + 1].at : old.sig_text.size();
+    text->append(old.sig_text, line.at, end - line.at);
   }
+  MendHalfLine(ended, planning, &kept, text);
   model.lines = std::move(kept);
 }
 

@@ -38,15 +38,16 @@ void JudgeLines(const SigJudging& judging, const LostLines& lost) {
   Several without_tab;
   Several without_header;
   Several twice;
-  for (size_t i = 0; i < model.lines.size(); ++i) {
+  const size_t ended = model.EndedLines();
+  if (ended != model.lines.size()) {
+    const SigLine& cut = model.lines[ended];
+    judging.Add("sig-cut", Severity::kDamage, model.sig, ended,
+                fmt::format("the last line has no end: '{}'",
+                            ShownMail(std::string_view(model.sig_text).substr(cut.at, cut.size))),
+                "remove it");
+  }
+  for (size_t i = 0; i < ended; ++i) {
     const SigLine& line = model.lines[i];
-    if (!line.ended && i + 1 == model.lines.size()) {
-      judging.Add("sig-cut", Severity::kDamage, model.sig, i,
-                  fmt::format("the last line has no end: '{}'",
-                              ShownMail(std::string_view(model.sig_text).substr(line.at, line.size))),
-                  "remove it");
-      continue;
-    }
     const bool again = !msgids.insert(model.Msgid(line)).second;
     if (!line.has_tab) {
       without_tab.Add(i);

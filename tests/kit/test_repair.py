@@ -103,6 +103,23 @@ def test_the_index_is_built_from_the_headers_with_the_entries_that_are_right(rea
 
 
 @posix_only("the lock's owner has to be a process of this system")
+@pytest.mark.parametrize("zeros", [0, 1500])
+def test_a_last_line_that_only_lacks_its_end_gets_it(ready, kit, zeros):
+    base = base_of(A, B)
+    put(ready, base, SIG=base.sig[:-1] + bytes(zeros))
+    assert repair(kit)["repaired"] == [f"{SIG}: ended the last line"]
+    assert ready.read(SIG) == base.sig
+
+
+def test_lines_stay_lines_when_a_piece_between_them_goes(ready, kit):
+    """The header of message 2 is lost, and its number stands in the second piece of a line of garbage."""
+    base = base_of(A)
+    before, behind = base.sig + b"x" * 255, b"1:2/3 packed away\t77\n"
+    put(ready, base, IDX=b"".join(base_of(A, B).idx), SIG=before + b"1:2/3 two\t2\n" + behind)
+    repair(kit)
+    assert ready.read(SIG) == before + b"\n" + behind
+
+
 def test_beside_a_run_at_work_nothing_is_repaired(ready, kit):
     loose_text(ready)
     ready.write(LOCK, f"cvtoss32 1.05 Beta 5 mode=-scan pid={os.getpid()} started={int(time.time())}\n")

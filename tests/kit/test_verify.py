@@ -200,6 +200,12 @@ def half_line(site):
     put(site, base, SIG=base.sig + b"1:2/3 tw")
 
 
+def zeros_for_many_lines(site):
+    """A power cut left the size of many lines and none of their bytes: more than a piece of a line."""
+    base = base_of(A)
+    put(site, base, SIG=base.sig + bytes(1500))
+
+
 def line_without_number(site):
     base = base_of(A)
     put(site, base, SIG=b"1:2/3 old\n" + base.sig)
@@ -358,6 +364,7 @@ SITES: list[tuple[Callable, list[tuple]]] = [
     (too_many_texts, [("loose-text", LEFTOVER, DAT, 1), ("too-many-texts", DAMAGE, DAT, 65536)]),
     (reply_to_nothing, [("thread-nowhere", NOTE, PTR, 0)]),
     (half_line, [("sig-cut", DAMAGE, SIG, 1)]),
+    (zeros_for_many_lines, [("sig-cut", DAMAGE, SIG, 1)]),
     (line_without_number, [("sig-no-tab", NOTE, SIG, 0)]),
     (line_of_nothing, [("sig-no-header", NOTE, SIG, 0)]),
     (msgid_twice, [("sig-twice", NOTE, SIG, 1)]),

@@ -264,6 +264,8 @@ def base_repair() -> Seeds:
         "line-cut": _repair(base, SIG=base.sig[:-4]),
         "line-without-end": _repair(base, SIG=base.sig[:-1]),
         "line-of-zeros": _repair(base, SIG=one.sig + bytes(11)),
+        "line-of-many-zeros": _repair(base, SIG=one.sig + bytes(1500)),
+        "line-with-many-zeros-behind": _repair(base, SIG=base.sig[:-1] + bytes(1500)),
         "pieces-of-records": _repair(base, PTR=ptr[1] + b"x" * 9, IDX=idx[1] + b"x", DAT=base.dat + b"x" * 127),
         "headers-lost": _repair(base, PTR=b""),
         "header-of-zeros": _repair(one, PTR=ptr[0] + bytes(256)),
