@@ -15,6 +15,7 @@
 
 #include "platform/os.h"
 #include "platform/os_common.h"
+#include "platform/os_posix_call.h"
 #include "platform/os_posix_directory.h"
 #include "platform/os_posix_identity.h"
 #include "platform/os_posix_place.h"
@@ -54,7 +55,8 @@ OsResult Open(const OsPlace& where, OsOpenMode mode, intptr_t* handle, int* erro
   }
   if (mode == kOsRead || mode == kOsReadShared) {  // opening a directory for reading succeeds here; it is refused
     struct stat status = {};
-    if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+    (void)fstat(descriptor, &status);
+    if (S_ISDIR(status.st_mode)) {
       (void)close(descriptor);
       *error = EISDIR;
       return kOsFailed;
@@ -67,27 +69,16 @@ OsResult Open(const OsPlace& where, OsOpenMode mode, intptr_t* handle, int* erro
 int64_t Size(intptr_t handle) { return lseek(static_cast<int>(handle), 0, SEEK_END); }
 
 int64_t ReadAt(intptr_t handle, int64_t at, void* to, size_t size) {
-  ssize_t got = -1;
-  do {
-    got = pread(static_cast<int>(handle), to, size, at);
-  } while (got < 0 && errno == EINTR);
-  return got;
+  return Uninterrupted([&] { return pread(static_cast<int>(handle), to, size, at); });
 }
 
 int64_t WriteAt(intptr_t handle, int64_t at, const void* from, size_t size) {
-  ssize_t put = -1;
-  do {
-    put = pwrite(static_cast<int>(handle), from, size, at);
-  } while (put < 0 && errno == EINTR);
+  const ssize_t put = Uninterrupted([&] { return pwrite(static_cast<int>(handle), from, size, at); });
   return put < 0 && errno == ESPIPE ? kOsNoPositions : put;
 }
 
 int64_t Write(intptr_t handle, const void* from, size_t size) {
-  ssize_t put = -1;
-  do {
-    put = write(static_cast<int>(handle), from, size);
-  } while (put < 0 && errno == EINTR);
-  return put;
+  return Uninterrupted([&] { return write(static_cast<int>(handle), from, size); });
 }
 
 int SetSize(intptr_t handle, int64_t size) { return ftruncate(static_cast<int>(handle), size); }
@@ -140,8 +131,7 @@ void Sleep(uint32_t milliseconds) {
   timespec left = {};
   left.tv_sec = milliseconds / 1000;
   left.tv_nsec = static_cast<long>(milliseconds % 1000) * 1000000L;
-  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
-  }
+  (void)Uninterrupted([&] { return nanosleep(&left, &left); });
 }
 
 // Locks a directory until the descriptor is closed. Another run holds such a lock for the time of two calls only; one
@@ -223,8 +213,7 @@ uint32_t ProcessId() { return static_cast<uint32_t>(getpid()); }
 
 OsResult FindProcess(uint32_t id) {
   if (id == 0 || id > INT32_MAX) return kOsMissing;  // no process has such an id, and kill would take it for a group
-  if (kill(static_cast<pid_t>(id), 0) == 0 || errno == EPERM) return kOsOk;
-  return errno == ESRCH ? kOsMissing : kOsFailed;
+  return kill(static_cast<pid_t>(id), 0) != 0 && errno == ESRCH ? kOsMissing : kOsOk;
 }
 
 size_t ProgramPath(char* path, size_t size) {
@@ -279,8 +268,8 @@ void InstallBreakHandler() {
   for (const int number : kBreakSignals) {
     struct sigaction inherited = {};
     // A signal that the parent process ignores (nohup ignores the hang-up) stays ignored.
-    if (sigaction(number, nullptr, &inherited) == 0 && inherited.sa_handler == SIG_IGN) continue;
-    (void)sigaction(number, &action, nullptr);
+    (void)sigaction(number, nullptr, &inherited);
+    if (inherited.sa_handler != SIG_IGN) (void)sigaction(number, &action, nullptr);
   }
 }
 

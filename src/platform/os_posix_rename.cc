@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "platform/os_posix_call.h"
 #include "platform/os_posix_identity.h"
 #include "platform/os_posix_place.h"
 #include "platform/os_posix_sync.h"
@@ -41,12 +42,11 @@ OsResult Arrived(const PosixPlace& source, const PosixPlace& target, const OsIde
 int CopyBytes(int source, int target, int64_t left) {
   char piece[65536];
   while (left > 0) {
-    const ssize_t got = read(source, piece, static_cast<size_t>(std::min<int64_t>(left, sizeof piece)));
-    if (got < 0 && errno == EINTR) continue;
+    const size_t wanted = static_cast<size_t>(std::min<int64_t>(left, sizeof piece));
+    const ssize_t got = Uninterrupted([&] { return read(source, piece, wanted); });
     if (got <= 0) return -1;
     for (ssize_t done = 0; done < got;) {
-      const ssize_t put = write(target, piece + done, static_cast<size_t>(got - done));
-      if (put < 0 && errno == EINTR) continue;
+      const ssize_t put = Uninterrupted([&] { return write(target, piece + done, static_cast<size_t>(got - done)); });
       if (put <= 0) return -1;
       done += put;
     }

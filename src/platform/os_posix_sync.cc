@@ -6,6 +6,7 @@
 
 #include <cerrno>
 
+#include "platform/os_posix_call.h"
 #include "platform/os_posix_place.h"
 
 namespace {
@@ -15,10 +16,10 @@ namespace {
 constexpr size_t kMostOneByOne = 16;
 
 int OpenDirectoryAt(const OsPlace& directory, int flags) {
-  if (directory.directory != kOsNone) {
-    return openat(static_cast<int>(directory.directory), ".", flags | O_DIRECTORY | O_CLOEXEC);
-  }
-  return open(NativePath(directory.path).text, flags | O_DIRECTORY | O_CLOEXEC);
+  const bool is_open = directory.directory != kOsNone;
+  const int at = is_open ? static_cast<int>(directory.directory) : AT_FDCWD;
+  const NativePath path(is_open ? "." : directory.path);
+  return Uninterrupted([&] { return openat(at, path.text, flags | O_DIRECTORY | O_CLOEXEC); });
 }
 
 int OpenItem(int directory, const OsSyncItem& item) {
@@ -26,18 +27,11 @@ int OpenItem(int directory, const OsSyncItem& item) {
 }
 
 int SyncDescriptor(int descriptor) {
-  int result = -1;
-  do {
-    result = fdatasync(descriptor);
-  } while (result != 0 && errno == EINTR);
-  return result;
+  return Uninterrupted([&] { return fdatasync(descriptor); });
 }
 
 int SyncDirectoryDescriptor(int descriptor) {
-  int result = -1;
-  do {
-    result = fsync(descriptor);
-  } while (result != 0 && errno == EINTR);
+  const int result = Uninterrupted([&] { return fsync(descriptor); });
   return result == 0 || errno == EINVAL || errno == EOPNOTSUPP || errno == ENOSYS ? 0 : -1;
 }
 
@@ -94,7 +88,7 @@ int SyncFileSystem(int directory, int readable, const OsSyncItem* items, size_t 
 int PosixSyncFiles(const OsPlace& directory, const OsSyncItem* items, size_t count) {
   const int within = OpenDirectoryAt(directory, O_PATH);
   if (within < 0) return -1;
-  const int readable = openat(within, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int readable = OpenDirectoryAt({"", within}, O_RDONLY);
   const int result = count > kMostOneByOne && readable >= 0 ? SyncFileSystem(within, readable, items, count)
                                                             : SyncOneByOne(within, readable, items, count);
   if (readable >= 0) (void)close(readable);

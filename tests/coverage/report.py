@@ -4,7 +4,8 @@
     report.py CVTOSS32.JSON CVKIT.JSON
 
 A line of cvtoss32 that no test reaches must be in unreached.txt, "file: function: the line's text", below a reason; as
-often as the function has such a line. Of cvkit only the total counts; its lines that no test reaches are shown.
+often as the function has such a line. Of cvkit, with those files of src/platform that only cvkit uses, only the total
+counts; its lines that no test reaches are shown.
 """
 
 import json
@@ -16,8 +17,9 @@ from collections import Counter
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 UNREACHED = pathlib.Path(__file__).with_name("unreached.txt")
-LEAST_LINES, LEAST_BRANCHES = 98.0, 95.0
+LEAST_LINES, LEAST_BRANCHES = 99.0, 96.0
 LEAST_KIT_LINES = 95.0
+KIT = re.compile(r"src/(kit/|platform/os_posix_(companion|rights)\.cc)")
 # Fields of a segment in the export.
 LINE, COLUMN, COUNT, HAS_COUNT, IS_ENTRY, IS_GAP = range(6)
 
@@ -109,9 +111,9 @@ def main():
         sys.exit(__doc__)
     reasons, found = explained(), Counter()
     unexplained = []
-    kit, kit_unreached = shown(sys.argv[2], "all of src/kit", lambda name: name.startswith("src/kit/"))
+    kit, kit_unreached = shown(sys.argv[2], "all of src/kit", KIT.match)
     totals, unreached = shown(sys.argv[1], "all of cvtoss32",
-                              lambda name: name.startswith("src/") and not name.startswith("src/kit/"))
+                              lambda name: name.startswith("src/") and not KIT.match(name))
     for number, line in unreached:
         found[line] += 1
         if found[line] > reasons[line]:

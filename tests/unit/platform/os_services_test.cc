@@ -139,7 +139,10 @@ TEST(OsShow, WritesAllBytesToTheRightStream) {
 
 TEST(OsTerminal, TextForAFileOrAPipeIsWrittenAsItIs) {
   testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
   EXPECT_FALSE(OsIsTerminal(kOsStdout));
+  EXPECT_FALSE(OsIsTerminal(kOsStderr));
+  (void)testing::internal::GetCapturedStderr();
   OsShowUtf8(kOsStdout, "caf\xC3\xA9", 5);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "caf\xC3\xA9");
 }
