@@ -9,8 +9,8 @@
 
 enum class Account {
   kAccounted,    // every message is in the message base, was removed from it, or is dropped by a rule
-  kUnaccounted,  // a message is not known there
-  kDamaged,      // what can be told apart is accounted for, and the rest is damaged
+  kUnaccounted,  // a message is neither in the base nor known to have been there
+  kDamaged,      // every readable message is accounted for; the rest of the file is damaged
   kNoMail,       // neither a bundle nor a packet
   kUnreadable,
 };
@@ -23,5 +23,5 @@ class AccountedMail {
 
  private:
   const KitSite& site_;
-  std::unique_ptr<TossForecast> forecast_;  // to which no message has been added
+  std::unique_ptr<TossForecast> forecast_;  // kept without any message added
 };

@@ -1,4 +1,4 @@
-// What `cvkit doctor` and `cvkit status` report: something that a sysop should look after.
+// What `cvkit doctor` and `cvkit status` report: something that the sysop should act on.
 #pragma once
 
 #include <string>
@@ -8,10 +8,10 @@
 struct Attention {
   std::string code;    // stable, in lower case with hyphens
   std::string text;    // one sentence
-  std::string remedy;  // as the operator's guide has it
+  std::string remedy;  // the text of the operator's guide
 };
 
 using Attentions = std::vector<Attention>;
 
-// Adds one with the remedy that the guide has for its code.
+// Adds an item, with the guide's remedy for its code.
 void AddAttention(const std::string& code, std::string text, Attentions* all);

@@ -1,11 +1,11 @@
-// How what needs attention is told.
+// Output of what needs attention.
 #pragma once
 
 #include "kit/attention.h"
 #include "kit/shown_facts.h"
 
-// The "ok" and "attention" of an answer.
+// The members "ok" and "attention" of the JSON output.
 Json AttentionJson(const Attentions& all);
 
-// Prints each with its remedy.
+// Prints each item with its remedy.
 void ShowAttention(const Attentions& all);

@@ -23,7 +23,7 @@ constexpr char kOvertaken[] = "overtaken";
 
 bool Has(const std::string& directory, const char* name) { return LookAtFile(directory + "/" + name).exists; }
 
-// Makes "cvkit-backup-20261122-014500" in MSGDIR; another of that second gets "-2" behind it, and so on.
+// Creates "cvkit-backup-20261122-014500" in MSGDIR; if that name is taken, "-2" is appended, and so on.
 std::string MakeNewDirectory(const TosserConfig& config) {
   OsCalendar now;
   if (OsLocalTime(OsNow(), &now) != 0) throw NotAnswered("the clock shows no time");
@@ -42,7 +42,7 @@ std::string In(const Backup& backup, const std::string& name) {
   return name.empty() ? name : backup.directory + "/" + name;
 }
 
-// Bytes of paths as JSON can hold them.
+// The bytes of a path in a form that JSON can hold.
 std::string ToText(const std::string& bytes) {
   std::string text;
   for (const char c : bytes) {
@@ -87,7 +87,7 @@ void CheckCopies(const Backup& backup) {
   }
 }
 
-// The first file that others have changed; nullptr when there is none.
+// Returns the first file that others have changed, or nullptr.
 const BackupItem* FindForeign(const Backup& backup) {
   CheckCopies(backup);
   for (const BackupItem& item : backup.items) {
@@ -100,7 +100,7 @@ const BackupItem* FindForeign(const Backup& backup) {
   throw NotAnswered(ShownName(item.path) + " is not as the repair of " + ShownName(backup.directory) + " left it");
 }
 
-// Makes every file hold its new or its old content, after a look at all of them.
+// Gives every file its new or its old content, once all of them have been examined.
 void ChangeAll(const Backup& backup, bool undo) {
   if (const BackupItem* const item = FindForeign(backup)) Refuse(*item, backup);
   for (const BackupItem& item : backup.items) MakeContent(item.path, In(backup, undo ? item.before : item.after));

@@ -1,7 +1,7 @@
-// The backup of a repair: a directory in MSGDIR with what the changed files held before, what they are to hold, and a
-// list of both.
+// The backup of a repair: a directory in MSGDIR with the old and the new content of each changed file, and a list of
+// both.
 //
-// States, each one file of the directory more:
+// States; each one adds a file to the directory:
 //   preparing  copies are being made; nothing of the site has been changed
 //   list.json  complete: every change is known, some may have been made
 //   done       every change has been made
@@ -20,9 +20,9 @@
 #include "app/config.h"
 
 struct BackupItem {
-  std::string path;    // of the file of the site
-  std::string before;  // the name of its copy in the directory; empty: it was not there
-  std::string after;   // the name of its new content in the directory; empty: it is removed
+  std::string path;    // of the changed file
+  std::string before;  // the name of the file with its old content; empty: it did not exist
+  std::string after;   // the name of the file with its new content; empty: it is removed
   std::string hash_before;
   std::string hash_after;
 };
@@ -30,38 +30,38 @@ struct BackupItem {
 struct Backup {
   std::string directory;
   std::vector<BackupItem> items;
-  std::vector<std::string> texts;  // what was repaired, a sentence each
+  std::vector<std::string> texts;  // what was repaired, one sentence each
 };
 
 enum class BackupState { kPreparing, kListed, kClosed };
 
-// The backup of a repair that did not end, or a new one, which has no directory yet.
+// The backup of an interrupted repair, or a new one, which has no directory yet.
 struct OpenBackup {
   Backup backup;
-  bool listed = false;  // its list is complete and has to be finished
+  bool listed = false;  // its list is complete, and its changes have to be finished
 };
 
 OpenBackup FindOpenBackup(const TosserConfig& config);
 
-// Copies the file at `path` and what it is to hold into the backup, whose directory is made when it is missing. Both
-// may be absent. Throws NotAnswered.
+// Copies the file at `path` and its new content into the backup, whose directory is created when missing. The file may
+// be absent; `content` is nullptr when the file is to be removed. Throws NotAnswered.
 void AddToBackup(const TosserConfig& config, const std::string& path, const std::string* content, Backup* backup);
 
-// Ends the preparing. Throws NotAnswered.
+// Writes the list, which ends the state "preparing". Throws NotAnswered.
 void CompleteList(const Backup& backup);
 
-// Whether others have changed a file of a list that was not finished. The changes must not be made then; what of them
-// was made is for a new repair to look at.
+// Whether others have changed a file of an unfinished list. Its changes must not be made then; a new repair looks at
+// what has been changed already.
 bool IsOvertaken(const Backup& backup);
 void CloseOvertaken(const Backup& backup);
 
-// Makes the changes of the list. Throws NotAnswered when a file holds what it should not; the others are not touched
-// then.
+// Makes the changes of the list. Throws NotAnswered, and changes nothing, when a file holds anything but its old
+// content, its new one or a mixture of the two.
 void ApplyBackup(const Backup& backup);
 
-// Reads a directory's list. Throws NotAnswered when it holds none.
+// Reads the list in a directory. Throws NotAnswered when there is none.
 Backup ReadBackup(const std::string& directory);
 BackupState StateOf(const std::string& directory);
 
-// Takes all changes back. Throws NotAnswered when a file is no longer as the repair left it; nothing is changed then.
+// Takes all changes back. Throws NotAnswered, and changes nothing, when a file is no longer as the repair left it.
 void UndoBackup(const Backup& backup);

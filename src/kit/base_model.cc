@@ -30,7 +30,7 @@ BaseFile Look(const MessageBase& base, int32_t conference, const char* kind) {
   return file;
 }
 
-// Reads the file; its size becomes that of what was read.
+// Reads the file and sets its size to the number of bytes read.
 void Read(BaseFile* file, ByteBuffer* content) {
   content->size = 0;
   if (!file->exists) return;
@@ -38,7 +38,7 @@ void Read(BaseFile* file, ByteBuffer* content) {
   file->size = static_cast<int64_t>(content->size);
 }
 
-// Whether zero bytes stand within the length of a text field.
+// Whether there are zero bytes within the length of a text field.
 bool IsHoled(const uint8_t* record, Field field) {
   const size_t length = std::min<size_t>(record[field.at], field.width - 1);
   return length != 0 && memchr(record + field.at + 1, 0, length) != nullptr;
@@ -82,7 +82,7 @@ IdxRecord ModelIndex(const uint8_t* record) {
           GetI32(record + idx_layout::MsgNumber.at), GetI32(record + idx_layout::ThreadRef.at)};
 }
 
-// Takes the whole records of a file apart, one after another.
+// Parses the whole records of a file, one after another.
 template <class Take>
 void EachRecord(const ByteBuffer& content, size_t size, Take take) {
   for (size_t at = 0; content.size - at >= size; at += size) take(content.data + at);

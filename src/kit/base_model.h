@@ -1,6 +1,6 @@
-// One conference's message base, read whole: what its four files hold, without a judgement.
+// One conference's message base, read whole: what its four files hold, without judging it.
 //
-// A base is read one file at a time and only what the judges need of it is kept, so that the memory is that of the
+// The files are read one at a time and only what the judges need is kept, so that the memory needed is that of the
 // largest file and of one conference's headers.
 #pragma once
 
@@ -22,10 +22,10 @@ struct BaseFile {
   std::string Path() const { return place.text; }
 };
 
-// What a header's name tells of the checksum that belongs to it.
+// What a header's name says about the checksum that belongs to it.
 struct NameModel {
   uint32_t crc = 0;
-  bool whole = false;  // else it fills its field or holds a NUL, and the checksum may be over a longer name
+  bool whole = false;  // otherwise it fills its field or holds a NUL, and the checksum may be that of a longer name
 };
 
 struct HeaderModel {
@@ -40,26 +40,26 @@ struct HeaderModel {
   bool sent = false;
   bool reply = false;
   bool netmail = false;
-  bool holed = false;    // a text of it has lost its end: zero bytes stand within its length
-  bool inbound = false;  // came from the network: marked sent, and with the address of its origin
+  bool holed = false;    // one of its text fields has zero bytes within its length: the end of that text is lost
+  bool inbound = false;  // came from the network: marked sent, with the address of its origin
 };
 
-// What a DAT record shows of a text that was lost.
+// Whether a DAT record has lost text.
 enum TextMark : uint8_t {
   kTextThere,
-  kTextHoled,  // zero bytes stand within its length
-  kTextBlank,  // it is zero throughout, as that of an empty message is, too
+  kTextHoled,  // zero bytes within its length
+  kTextBlank,  // zero throughout; the record of an empty message is so, too
 };
 
-// A line of the SIG file, as a piece of at most kSigPieceSize bytes.
+// A line of the SIG file, or a piece of at most kSigPieceSize bytes of a longer one.
 struct SigLine {
-  size_t at = 0;          // where it begins in the text
+  size_t at = 0;          // its offset in the text
   size_t size = 0;        // bytes, without the line end
   size_t msgid_size = 0;  // bytes before the first tab
-  int32_t number = 0;     // behind the tab; 0 without one
+  int32_t number = 0;     // after the tab; 0 without a tab
   bool has_tab = false;
-  bool ended = false;    // by a line end
-  bool of_scan = false;  // by that of a scan, CR LF
+  bool ended = false;    // has a line end
+  bool of_scan = false;  // has the line end that a scan writes, CR LF
 };
 
 struct BaseModel {
@@ -79,12 +79,12 @@ struct BaseModel {
     return std::string_view(sig_text).substr(line.at, line.msgid_size);
   }
   int64_t DatCount() const { return static_cast<int64_t>(texts.size()); }
-  int64_t TextEnd() const;    // the DAT record behind the last one that a header refers to, there or not
-  int32_t Highest() const;    // the highest MsgNumber, 0 when none is positive
-  size_t EndedLines() const;  // how many lines stand before the one at the end that has no end, in however many pieces
+  int64_t TextEnd() const;    // one past the last DAT record that a header refers to, whether it exists or not
+  int32_t Highest() const;    // the highest MsgNumber; 0 when none is positive
+  size_t EndedLines() const;  // the count of `lines` without the pieces of a last line that has no end
 };
 
-// Whether a message has lost a part of its text. One of a single record that is zero may as well be empty.
+// Whether a message has lost part of its text. A single record of zeros may also be an empty message, and is not lost.
 bool HasLostText(const BaseModel& model, const HeaderModel& header);
 
 // Reads the four files; absent ones are empty. Throws NotAnswered when one cannot be read.

@@ -33,7 +33,7 @@ std::vector<Explained> ExplainLine(const std::string& line) {
   return explained;
 }
 
-// The lines of the last run, in the order in which they came first.
+// The lines of the last run, in the order in which each first appeared.
 std::vector<Explained> ExplainLastRun(const std::string& path, std::string* run) {
   const LogTail log(path);
   int64_t start = -1;

@@ -19,7 +19,7 @@ constexpr size_t kPiece = 131072;  // bytes compared or copied at once
   throw NotAnswered(ShownName(path) + " could not be " + what);
 }
 
-// A file read in pieces; one that is not there has no bytes.
+// A file read in pieces; an absent one has no bytes.
 class Pieces {
  public:
   explicit Pieces(const std::string& path) : path_(path) {
@@ -60,7 +60,7 @@ bool HoldsByte(const std::vector<uint8_t>& bytes, size_t at, uint8_t byte) {
   return at < bytes.size() && bytes[at] == byte;
 }
 
-// Writes the bytes of a piece, if they are not there already.
+// Writes the bytes of a piece that differ from what the file holds.
 void WritePiece(const OsFile& file, const std::string& path, int64_t at, const std::vector<uint8_t>& bytes) {
   std::vector<uint8_t> there(bytes.size());
   if (OsReadAt(file, at, there.data(), there.size()).bytes == there.size() && there == bytes) return;

@@ -15,7 +15,7 @@ constexpr std::string_view kCellEnd = "` | ";
 constexpr std::string_view kRowEnd = " |";
 constexpr std::string_view kNothingToDo = "nothing to do";
 
-// The program cuts a line there, and what stands behind its values is lost.
+// The program cuts a line at this length, so that the text after its last value may be missing.
 constexpr size_t kCutLine = 1000;
 
 bool StartsWith(std::string_view text, std::string_view start) { return text.substr(0, start.size()) == start; }
@@ -29,7 +29,7 @@ void EachLine(std::string_view text, Take take) {
   }
 }
 
-// The anchor that readers of Markdown give to a heading.
+// The anchor that Markdown viewers generate for a heading.
 std::string AnchorOf(std::string_view heading) {
   std::string anchor;
   for (const char c : heading) {
@@ -53,7 +53,7 @@ std::map<std::string, std::string, std::less<>> ReadHeadings() {
   return headings;
 }
 
-// Markdown as plain text: code in quotes, links by the heading that they lead to.
+// Converts Markdown to plain text: code in quotes, links as the heading that they lead to.
 std::string PlainText(std::string_view cell) {
   static const std::map<std::string, std::string, std::less<>> headings = ReadHeadings();
   std::string plain;
@@ -83,7 +83,7 @@ std::vector<std::string> PiecesOf(std::string_view line) {
     line.remove_prefix(end + kDiffers.size());
   }
   pieces.emplace_back(line);
-  // An empty value at the end of a line takes the blanks before it away.
+  // If the value at the end of a line is empty, the blanks before it are missing, too.
   if (line.empty() && pieces.size() > 1) {
     std::string& before = pieces[pieces.size() - 2];
     before.resize(before.find_last_not_of(kTableBlanks) + 1);
@@ -110,7 +110,7 @@ std::vector<GuideEntry> ReadRows(std::string_view sections) {
   return rows;
 }
 
-// How many bytes of a line are fixed text of a row; 0 when the line does not belong to it.
+// Returns how many bytes of a line are fixed text of a row; 0 when the line does not belong to the row.
 size_t Match(const GuideEntry& entry, std::string_view line) {
   const std::vector<std::string>& pieces = entry.pieces;
   if (!StartsWith(line, pieces.front())) return 0;
@@ -124,7 +124,7 @@ size_t Match(const GuideEntry& entry, std::string_view line) {
     const size_t at = last ? line.rfind(piece) : line.find(piece);
     const bool found = at != std::string_view::npos && (!last || at + piece.size() == line.size());
     if (!found) return whole >= kCutLine ? matched : 0;
-    // A line that begins with what differs begins with one word: no name within another line makes it that row's.
+    // If a row begins with a variable part, that is one word: otherwise a name in another line could match the row.
     if (matched == 0 && line.substr(0, at).find(' ') != std::string_view::npos) return 0;
     matched += piece.size();
     line.remove_prefix(at + piece.size());

@@ -1,4 +1,4 @@
-// Unpacking a gzip file as its bytes come.
+// Decompresses a gzip file piece by piece.
 #pragma once
 
 #include <zlib.h>
@@ -15,16 +15,16 @@ class GzipReader {
   GzipReader& operator=(const GzipReader&) = delete;
   ~GzipReader();
 
-  // Unpacks the next bytes and hands out what comes of them; stops when `take` returns false.
+  // Decompresses the next bytes and passes the result to `take`; stops when that returns false.
   GzipResult Add(const char* bytes, size_t size, const std::function<bool(const char*, size_t)>& take);
 
-  // Whether the bytes so far are a whole file.
+  // Whether the bytes so far form a complete file.
   bool IsWhole() const { return !damaged_ && !within_; }
 
  private:
   z_stream stream_ = {};
   bool started_ = false;
-  bool within_ = true;  // the end of a member has not come yet
+  bool within_ = true;  // within a member
   bool damaged_ = false;
   std::vector<char> unpacked_;
 };

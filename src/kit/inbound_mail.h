@@ -1,7 +1,7 @@
-// The mail that lies in INBOUND: what the next toss would store, and where.
+// The mail in INBOUND: what the next toss would store, and where.
 //
-// A toss moves a source away only when its mail is on the disk. So after a run that did not end, what is still inbound
-// tells which messages of the base may be unfinished.
+// A toss moves a source away only when its mail is on the disk. After an interrupted run, the files that are still
+// inbound therefore show which messages of the base may be incomplete.
 #pragma once
 
 #include <cstdint>
@@ -14,9 +14,9 @@
 #include "kit/message_identity.h"
 
 struct InboundItem {
-  size_t source = 0;  // its place among the sources
+  size_t source = 0;  // index in InboundMail::sources
   int32_t conference = 0;
-  std::string msgid;  // as it came; empty for none
+  std::string msgid;  // unchanged; empty for none
   Identity identity;
 };
 
@@ -26,13 +26,13 @@ struct InboundSource {
 };
 
 struct InboundMail {
-  std::vector<InboundSource> sources;  // packets and bundles, in the order of their names
-  std::vector<InboundItem> items;      // in the order in which a toss takes them; what has nowhere to go is left out
+  std::vector<InboundSource> sources;  // packets and bundles, sorted by name
+  std::vector<InboundItem> items;      // in the order of a toss; without messages that no conference takes
 };
 
-// Adds the mail of the file of that name, which holds these bytes; nothing when it is neither packet nor bundle.
+// Adds the mail of a file with that name and content; adds nothing when it is neither a packet nor a bundle.
 void AddInboundFile(const std::string& name, const ByteBuffer& content, const ConferenceTable& table,
                     InboundMail* mail);
 
-// Reads every packet and bundle in INBOUND; nothing when the configuration names none.
+// Reads every packet and bundle in INBOUND. The result is empty when the configuration has no INBOUND.
 InboundMail ReadInboundMail(const TosserConfig& config, const ConferenceTable& table);

@@ -8,12 +8,12 @@ namespace {
 
 bool IsNameOf(uint32_t crc, const NameModel& name) { return !name.whole || crc == name.crc; }
 
-// The BBS may have threads of its own in one of the two; a zero in the index is a lost one.
+// The BBS may set the thread in one of the two only. A zero in the index is a thread that was lost.
 bool IsThreadOf(const IdxRecord& entry, const HeaderModel& header) {
   return entry.ThreadRef != 0 || header.thread == 0;
 }
 
-// The headers by their numbers, for entries that do not stand where they are expected.
+// The headers by number, for entries that are not at their expected position.
 class HeaderPlaces {
  public:
   explicit HeaderPlaces(const BaseModel& model) {
@@ -22,7 +22,7 @@ class HeaderPlaces {
     std::sort(places_.begin(), places_.end());
   }
 
-  // The first header of that number at or behind `from`; the count of headers when there is none.
+  // Returns the first header with that number at or after `from`, or the count of headers.
   size_t Find(int32_t number, size_t from) const {
     const auto found = std::lower_bound(places_.begin(), places_.end(), std::pair(number, from));
     return found != places_.end() && found->first == number ? found->second : places_.size();

@@ -1,7 +1,7 @@
-// Whether an index belongs to its headers.
+// Judges whether an index agrees with its headers.
 //
-// The BBS leaves entries out, and a run appends its own behind those that are there. So an index is right when each of
-// its entries belongs to a header and they stand in the headers' order.
+// The BBS leaves out entries, and a run appends its own at the end. So an index is right when each of its entries
+// belongs to a header and the entries are in the order of the headers.
 #pragma once
 
 #include <cstddef>
@@ -11,19 +11,19 @@
 #include "kit/base_model.h"
 
 enum class IndexVerdict {
-  kWhole,        // an entry for each header
-  kShort,        // right, with entries left out
-  kLooseEnd,     // right, but for entries at its end whose messages have no header
+  kWhole,        // right, with an entry for each header
+  kShort,        // right, with some entries left out
+  kLooseEnd,     // right, except for entries at its end whose messages have no header
   kContradicts,  // an entry belongs to no header, or to another one
 };
 
 struct IndexJudgement {
   IndexVerdict verdict = IndexVerdict::kWhole;
-  size_t entry = 0;     // the first loose or wrong one
-  std::string differs;  // of a wrong one: "number", "sender", "recipient" or "thread"
+  size_t entry = 0;     // the first wrong one, or the first without a header
+  std::string differs;  // which field is wrong: "number", "sender", "recipient" or "thread"
 };
 
 IndexJudgement JudgeIndex(const BaseModel& model);
 
-// Whether an entry is that of the header, as far as the header can tell.
+// Whether an entry can be that of the header.
 bool IsEntryOf(const IdxRecord& entry, const HeaderModel& header);

@@ -9,7 +9,7 @@ constexpr int kAllIsWell = 0;
 constexpr int kNeedsAttention = 1;
 constexpr int kNotAnswered = 2;
 
-// Why a question cannot be answered. The text is shown as it stands: what it has of names and mail is showable already.
+// Why a question cannot be answered. The text is printed unchanged: names and mail in it must be showable already.
 struct NotAnswered : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -22,8 +22,8 @@ struct CommonOptions {
 // Adds --config and --json to a command.
 void AddCommonOptions(CLI::App* command, CommonOptions* options);
 
-// Each adds its command to the program; when that is the one that is called, it runs and leaves its exit status.
-// (The list of commands is in kit_command_line.cc.)
+// Each adds its command to the program. If the command is called, it runs and sets `*status` to the exit status. (The
+// list of commands is in kit_command_line.cc.)
 using AddCommand = void (*)(CLI::App* program, int* status);
 void AddMessages(CLI::App* program, int* status);
 void AddPacket(CLI::App* program, int* status);

@@ -22,12 +22,12 @@ constexpr char kDescription[] =
 constexpr char kStatuses[] =
     "Exit status: 0 nothing needs attention, 1 something does, 2 the question could not be answered.";
 
-// A run must be able to move and delete what is being looked at.
+// A run must be able to move and delete the files that cvkit reads.
 OsResult OpenShared(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error) {
   return kOsNative.Open(place, mode == kOsRead ? kOsReadShared : mode, handle, error);
 }
 
-// Shows what the parser has to say: help, the version, or what is wrong with the arguments.
+// Prints the parser's result: help, the version, or what is wrong with the arguments.
 int ShowParsed(const CLI::App& program, const CLI::ParseError& parsed) {
   std::ostringstream output;
   std::ostringstream errors;
@@ -41,8 +41,8 @@ bool IsNumber(const std::string& text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// The arguments, the last first, as the parser wants them. Of "cvkit packet" a number behind --text belongs to it, and
-// anything else does not.
+// Returns the arguments in reverse order, as the parser expects them. In "cvkit packet", a number after --text is the
+// value of that option; anything else is not.
 std::vector<std::string> Arguments(int argc, const char* const* argv) {
   std::vector<std::string> arguments(argv + std::min(argc, 1), argv + argc);
   const bool optional = !arguments.empty() && arguments[0] == "packet";

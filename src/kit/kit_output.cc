@@ -29,8 +29,8 @@ std::string Decode(std::string_view text, bool escape) {
   return decoded;
 }
 
-// The length of the UTF-8 character at the start of `text`; 0 when none stands there, or one that a terminal obeys: the
-// controls above 0x7F, and those that turn the direction of writing.
+// Returns the length of the UTF-8 character at the start of `text`; 0 if there is none, or if it controls a terminal:
+// control characters above 0x7F, and those that change the direction of writing.
 size_t ShowableCharacter(std::string_view text) {
   const auto lead = static_cast<unsigned char>(text[0]);
   if (lead < 0x80) return 1;

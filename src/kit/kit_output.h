@@ -1,26 +1,26 @@
-// What cvkit prints. Mail and names never steer a terminal: everything that comes from them is made showable first.
+// Output of cvkit. Mail and names must never control the terminal: all text from them is made showable first.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// Code page 437 as UTF-8, control bytes and DEL as "\x1B"; for one line of text.
+// Converts code page 437 to UTF-8, with control bytes and DEL as "\x1B"; for one line of text.
 std::string ShownMail(std::string_view text);
 
-// Code page 437 as UTF-8, control bytes as they are: for files and JSON, which has escapes of its own.
+// Converts code page 437 to UTF-8, control bytes unchanged: for files, and for JSON, which has its own escapes.
 std::string DecodedMail(std::string_view text);
 
-// The bytes of a name or an argument as UTF-8: what is not UTF-8, and every control character, as "\x1B".
+// Returns a name or an argument as UTF-8: bytes that are not UTF-8, and control characters, become "\x1B".
 std::string ShownName(std::string_view name);
 
-// As ShownName for a text of several lines, whose line feeds stay.
+// Like ShownName, for text of several lines: line feeds are kept.
 std::string Escaped(std::string_view text);
 
-// Standard output and standard error; UTF-8.
+// Write UTF-8 to standard output (Show) and to standard error (Complain).
 void Show(const std::string& text);
 void Complain(const std::string& text);
 
 enum Colour { kPlain, kGood, kWarning, kBad, kFaint, kStrong };
 
-// The text in a colour when standard output is a terminal and NO_COLOR is not set, else the text.
+// Returns the text in a colour if standard output is a terminal and NO_COLOR is not set, otherwise unchanged.
 std::string Coloured(Colour colour, const std::string& text);

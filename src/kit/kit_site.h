@@ -1,4 +1,4 @@
-// The site that cvkit looks at: its configuration and conferences, as cvtoss32 reads them.
+// The site that cvkit examines: its configuration and conferences, as cvtoss32 reads them.
 #pragma once
 
 #include <cstdint>
@@ -11,18 +11,18 @@
 struct KitSite {
   TosserConfig config;
   ConferenceTable conferences;
-  std::string log_path;       // of TOSSER.LOG, as LogBeside finds it
-  std::string table_trouble;  // what of the table keeps every run from starting; empty for nothing
+  std::string log_path;       // of TOSSER.LOG, as LogBeside returns it
+  std::string table_trouble;  // the error in the conference table that keeps every run from starting; empty for none
 
   MessageBase Base() const { return {config.MsgDir}; }
 
-  // nullptr when there is no conference of that number.
+  // Returns nullptr when there is no conference with that number.
   const ConferenceEntry* Find(int64_t conference) const;
 };
 
-// Loads the configuration and the conference table; throws NotAnswered when either cannot be read, or when the
-// configuration names no CONFDIR or MSGDIR.
+// Loads the configuration and the conference table. Throws NotAnswered when either cannot be read, or when the
+// configuration has no CONFDIR or MSGDIR.
 KitSite LoadKitSite(const std::string& config_path);
 
-// The size and time of the files of some conferences: when they are unchanged, so was what was read in between.
+// Returns the sizes and times of a conference's files. If they are equal before and after, nothing changed in between.
 std::string FileTimes(const KitSite& site, int32_t conference);

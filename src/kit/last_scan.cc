@@ -13,8 +13,8 @@ bool Says(std::string_view line, std::string_view start) {
   return line.size() > kStamp && line.substr(kStamp, start.size()) == start;
 }
 
-// The path of the bundle that was published last, if no scan has come to its end since. (One that finds a lock begins
-// and does nothing.)
+// Returns the path of the bundle that was published last, if no scan has ended since. (A scan that finds a lock begins
+// but does nothing.)
 std::string UnmarkedBundle(const LogTail& log) {
   constexpr std::string_view kPublished = "Published complete bundle: ";
   constexpr std::string_view kPathEnd = "  (";

@@ -1,11 +1,11 @@
-// The last scan, as TOSSER.LOG tells it: did it publish a bundle that it did not come to mark?
+// The last scan according to TOSSER.LOG: did it publish a bundle without marking its messages sent?
 #pragma once
 
 #include <string>
 
 #include "kit/kit_site.h"
 
-// The name of the bundle that the last scan published, when it did not come to its end and the bundle is no longer in
-// OUTDIR: the mailer may have fetched it. Empty when the log shows no such thing, or is not there. Must not be asked
-// while a run is at work. Throws NotAnswered when the log cannot be read.
+// Returns the name of the bundle that the last scan published, if that scan did not end and the bundle is no longer in
+// OUTDIR: the mailer may have fetched it. Empty otherwise, also when there is no log. Must not be called while a run is
+// at work. Throws NotAnswered when the log cannot be read.
 std::string FindFetchedBundle(const KitSite& site);

@@ -27,7 +27,7 @@ bool IsAskedFor(const LedgerQuestion& question, const LedgerFile& file) {
                                                [&](const std::string& name) { return LastPart(name) == file.name; });
 }
 
-// The ledger while it is made.
+// Makes the ledger.
 class Making {
  public:
   Making(const KitSite& site, const LedgerQuestion& question, const LedgerReader& reader)
@@ -83,7 +83,7 @@ class Making {
     return {history_, &base_, [this](const LedgerMessage& message) { Tell(message); }};
   }
 
-  // The packet at a place of each toss; the toss has gone on behind all but the last of one that did not end.
+  // The packets at one position of each toss. Each is complete, except for the last one of an interrupted toss.
   static std::vector<PacketToss> TossesOf(const std::vector<const LoggedToss*>& tosses, size_t place) {
     std::vector<PacketToss> found;
     for (const LoggedToss* toss : tosses) {
@@ -128,7 +128,7 @@ class Making {
     }
   }
 
-  // Of a file that is gone the copy of a damaged packet may be left.
+  // If a file is gone, the saved copy of its damaged packet may still be there.
   void JudgeGone(const LedgerItem& item) {
     size_t packets = 0;
     for (const LoggedToss* toss : item.tosses) packets = std::max(packets, toss->packets.size());
@@ -151,7 +151,7 @@ class Making {
     });
   }
 
-  // Whether a file of the same name is what was tossed then: mail is sent twice now and then, and put back by hand.
+  // Whether a file of the same name is the one that was tossed: mail may be sent twice, or be put back by hand.
   bool IsTheSame(const LedgerItem& item, const ByteBuffer& content) {
     size_t place = 0;
     size_t proofs = 0;
@@ -207,8 +207,8 @@ class Making {
   LedgerBase base_;
   std::vector<LedgerItem> items_;
   LedgerSums sums_;
-  LedgerFile file_;         // at hand
-  bool told_file_ = false;  // the reader knows of it
+  LedgerFile file_;         // the current one
+  bool told_file_ = false;  // the reader has been called with it
   size_t bytes_ = 0;
   size_t all_bytes_ = 0;
 };

@@ -1,7 +1,7 @@
-// Every message of every inbound file, and where it is: as the files, the message base and TOSSER.LOG tell it.
+// What became of every message of every inbound file, according to the files, the message base and TOSSER.LOG.
 //
-// INBOUND and the processed files are listed before the log is read, and the base is read after it: so the log knows of
-// all that lies in the processed directory, and the base has all that the log calls stored, while a run is at work too.
+// INBOUND and the processed files are listed before the log is read, and the base is read after it. So the log has all
+// files of the processed directory, and the base all messages that the log calls stored, even while a run is at work.
 #pragma once
 
 #include <array>
@@ -16,14 +16,14 @@
 enum class Fate { kStored, kRemoved, kDuplicate, kDropped, kDamaged, kWaiting, kUnknown, kUnaccounted };
 constexpr size_t kFates = 8;
 
-// The word of a fate in the answers: "stored", "removed", and so on.
+// Returns the word for a fate in the output: "stored", "removed", and so on.
 const char* NameOf(Fate fate);
 
 enum class FileState {
   kProcessed,
   kBad,       // processed, with a damaged packet
-  kRetained,  // tossed, and inbound all the same
-  kWaiting,   // inbound, and not tossed to its end yet
+  kRetained,  // tossed, but still inbound
+  kWaiting,   // inbound, and not completely tossed yet
   kGone,      // neither inbound nor among the processed files
 };
 
@@ -31,26 +31,26 @@ const char* NameOf(FileState state);
 
 struct LedgerFile {
   std::string name;
-  std::string path;  // where it lies; empty when it is gone
+  std::string path;  // empty when it is gone
   FileState state = FileState::kWaiting;
-  std::string when;  // its last line in the log, "2026-11-22 03:10:00"; without one its own time
+  std::string when;  // "2026-11-22 03:10:00": of its last line in the log, otherwise its modification time
 };
 
 struct LedgerMessage {
   std::optional<std::string> entry;  // of a bundle
-  size_t number = 0;                 // from 1 in its packet
-  std::string msgid;                 // empty for none, or one that is not known
+  size_t number = 0;                 // position in its packet, from 1
+  std::string msgid;                 // empty for none or unknown
   Fate fate = Fate::kUnaccounted;
   std::optional<int32_t> conference;
   std::optional<int32_t> message_number;
   bool parked = false;   // stored in the catch-all
   bool deleted = false;  // stored, and deleted since
-  std::string reason;    // to be read by people; may be empty
+  std::string reason;    // a text for people; may be empty
 };
 
 struct LedgerQuestion {
   std::string log;
-  std::string since;               // the beginning of a stamp; empty for none
+  std::string since;               // the beginning of a stamp; empty for no limit
   std::string until;               // likewise
   std::vector<std::string> files;  // names; empty for all
   std::string msgid;               // empty for all
@@ -64,7 +64,7 @@ struct LedgerSums {
   size_t In() const;
 };
 
-// What is told of the ledger while it is made, file by file in the order of their times.
+// Called while the ledger is made, file by file in the order of their times.
 struct LedgerReader {
   std::function<void(const LedgerFile&)> file;
   std::function<void(const LedgerFile&, const LedgerMessage&)> message;

@@ -10,7 +10,7 @@
 
 namespace {
 
-// The bytes of a file of a conference; none when it is not there.
+// Returns the content of a conference's file; empty when it does not exist.
 void ReadBaseFile(const MessageBase& base, int32_t conference, const char* kind, ByteBuffer* content) {
   content->size = 0;
   BasePath path;

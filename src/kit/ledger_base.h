@@ -1,4 +1,4 @@
-// What the message base knows of the messages that the ledger asks for: headers by their numbers, numbers by MSGIDs.
+// Looks up messages in the message base for the ledger: headers by number, numbers by MSGID.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,15 @@ struct KnownHeader {
   bool deleted = false;
 };
 
-// Reads the files of a conference when it is first asked for.
+// Reads the files of a conference at its first use.
 class LedgerBase {
  public:
   explicit LedgerBase(const MessageBase& base) : base_(base) {}
 
-  // The header of a number; nullptr when there is none.
+  // Returns the header with that number, or nullptr.
   const KnownHeader* Header(int32_t conference, int32_t message_number);
 
-  // The number on the first line of a MSGID in the SIG file: 0 when it has none, -1 when there is no such line.
+  // Returns the number in the first SIG line with that MSGID: 0 if the line has none, -1 if there is no such line.
   int32_t NumberOf(int32_t conference, std::string_view msgid);
 
  private:

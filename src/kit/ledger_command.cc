@@ -23,7 +23,7 @@ LedgerSums ShowLedger(const KitSite& site, const LedgerOptions& options, LedgerJ
   ProgressBar progress;
   const bool as_json = options.common.json;
   LedgerReader reader;
-  const LedgerFile* shown = nullptr;  // the file whose line stands above
+  const LedgerFile* shown = nullptr;  // the file whose line was printed last
   reader.progress = [&progress](size_t done, size_t all) { progress.Reached(done, all); };
   reader.file = [&](const LedgerFile& file) {
     shown = nullptr;

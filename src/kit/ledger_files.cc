@@ -37,8 +37,8 @@ bool Differ(const LoggedToss& one, const LoggedToss& other) {
   return false;
 }
 
-// The tosses of a name, those of each arrival together: one ends with the disposal of its file, or with the toss of
-// another file.
+// Groups the tosses of a name by arrival: an arrival ends with the disposal of its file, or before the toss of another
+// file.
 std::vector<Tosses> Arrivals(const std::vector<LoggedToss>& tosses) {
   std::vector<Tosses> arrivals;
   for (const LoggedToss& toss : tosses) {
@@ -63,14 +63,14 @@ bool IsBeginningOf(const std::string& part, const std::string& whole) {
          (begun.size == 0 || memcmp(begun.data, all.data, begun.size) == 0);
 }
 
-// Which arrival the processed file is of; their number for none.
+// Returns the arrival that the processed file belongs to, or the count of arrivals.
 size_t OwnerOfProcessed(const std::vector<Tosses>& arrivals, bool is_inbound) {
   size_t moved = arrivals.size();
   for (size_t i = 0; i < arrivals.size(); ++i) {
     if (arrivals[i].back()->disposal == Disposal::kMoved) moved = i;
   }
   if (arrivals.empty() || is_inbound || arrivals.back().back()->IsDone()) return moved;
-  // The last arrival is neither inbound nor done: a toss was killed behind the move, or somebody took the file away.
+  // The last arrival is neither inbound nor processed: a toss was killed after the move, or somebody removed the file.
   const bool killed = arrivals.back().back()->disposal == Disposal::kNone;
   return killed || moved == arrivals.size() ? arrivals.size() - 1 : moved;
 }
@@ -127,7 +127,7 @@ std::vector<LedgerItem> InboundFiles::Items(const TossHistory& history) const {
     std::vector<Tosses> arrivals = Arrivals(*logged);
     size_t owner = OwnerOfProcessed(arrivals, waits != nullptr);
     const bool is_under_way = waits != nullptr && (arrivals.empty() || !arrivals.back().back()->IsDone());
-    // Moving it may have been begun: then the other file is a part of it, or its second name.
+    // A move may have been interrupted: then the other file is an incomplete copy of it, or its second name.
     if (is_under_way && done != nullptr && (owner == arrivals.size() || done->size < waits->size) &&
         IsBeginningOf(done->path, waits->path)) {
       done = nullptr;

@@ -1,4 +1,4 @@
-// The inbound files that there are and were, and the tosses of each.
+// The inbound files of now and of earlier, and the tosses of each.
 #pragma once
 
 #include <string>
@@ -8,23 +8,23 @@
 #include "kit/ledger.h"
 #include "kit/toss_history.h"
 
-// One arrival of a file. Later arrivals of the same name have items of their own.
+// One arrival of a file. A later arrival under the same name is another item.
 struct LedgerItem {
   LedgerFile file;
   int64_t size = 0;                       // bytes; 0 when it is gone
-  std::vector<const LoggedToss*> tosses;  // in their order
-  std::string other;                      // of one that is gone: where a file of its name lies, which may be the same
+  std::vector<const LoggedToss*> tosses;  // in order of time
+  std::string other;                      // if it is gone: the path of a file of that name, which may be the same file
 };
 
-// What lies in INBOUND and among the processed files.
+// The files in INBOUND and the processed files.
 class InboundFiles {
  public:
   explicit InboundFiles(const TosserConfig& config);
 
-  // All arrivals in the order of their times.
+  // Returns all arrivals in order of time.
   std::vector<LedgerItem> Items(const TossHistory& history) const;
 
-  // Where a processed file of the name would lie.
+  // Returns the path that a processed file of that name would have.
   std::string ProcessedPath(const std::string& name) const { return processed_ + "/" + name; }
 
  private:
@@ -34,7 +34,7 @@ class InboundFiles {
     int64_t size = 0;
     std::string modified;  // as a stamp
   };
-  using ByName = std::map<std::string, Found>;  // by the name as a log shows it
+  using ByName = std::map<std::string, Found>;  // by the name as the log shows it
 
   static ByName List(const std::string& directory);
   static LedgerItem ItemOf(const std::string& shown, const Found* found, std::vector<const LoggedToss*> tosses);

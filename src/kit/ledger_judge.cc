@@ -9,15 +9,15 @@
 
 namespace {
 
-// All that the log tells of one message.
+// All that the log says about one message.
 struct Evidence {
-  std::optional<LoggedOutcome> stored;  // of several times the last one whose header is there, or else the last one
-  bool present = false;                 // that header is the message's
+  std::optional<LoggedOutcome> stored;  // if several: the last one whose header exists, otherwise the last one
+  bool present = false;                 // the header exists and is that of the message
   bool deleted = false;
   std::optional<LoggedOutcome> duplicate;
   std::optional<LoggedOutcome> dropped;
-  bool begun = false;         // a toss may have stored it without saying so
-  bool begun_before = false;  // and that was before it was a duplicate
+  bool begun = false;         // an interrupted toss may have stored it without logging that
+  bool begun_before = false;  // the same, before a later toss found it to be a duplicate
 };
 
 struct Telling {
@@ -65,7 +65,7 @@ void CallStored(const Telling& telling, const Evidence& evidence) {
   telling.Call(evidence.present ? Fate::kStored : Fate::kRemoved);
 }
 
-// A duplicate of itself is one that an earlier toss has stored without coming to its line.
+// It is a duplicate of itself if an earlier toss stored it but was interrupted before the line about that.
 void CallDuplicate(const Telling& telling, const SourceMessage& message, const Evidence& evidence) {
   const int32_t conference = evidence.duplicate->conference;
   const int32_t number = telling.judge.base->NumberOf(conference, message.msgid);

@@ -1,4 +1,4 @@
-// What became of the messages of one packet.
+// Judges what became of the messages of one packet.
 #pragma once
 
 #include <functional>
@@ -10,10 +10,10 @@
 #include "kit/ledger_source.h"
 #include "kit/toss_history.h"
 
-// A toss of the packet, as far as the log knows it.
+// A toss of the packet, as recorded in the log.
 struct PacketToss {
   const LoggedPacket* packet = nullptr;
-  bool done = false;  // the toss went on behind the packet
+  bool done = false;  // the toss went on after the packet
 };
 
 struct LedgerJudge {
@@ -21,9 +21,9 @@ struct LedgerJudge {
   LedgerBase* base;
   std::function<void(const LedgerMessage&)> take;
 
-  // Judges each message of a packet of a file that is inbound or not any more, by all tosses of it.
+  // Judges each message of a packet whose file exists, by all tosses of it.
   void JudgePacket(const SourcePacket& packet, const std::vector<PacketToss>& tosses, bool inbound) const;
 
-  // The messages that the log tells of behind the first `from`, of a packet that is gone.
+  // Returns the messages of a packet that no longer exists, from position `from` on, as the log has them.
   void TellUnknown(const std::vector<PacketToss>& tosses, size_t from) const;
 };

@@ -12,7 +12,7 @@ constexpr size_t kLookAhead = 16;  // lines
 
 enum class Proof { kIsItsOwn, kIsAnothers, kNone };
 
-// Whether the line of a stored message is of this one, by its MSGID or else by its header.
+// Whether the line about a stored message is about this one, by its MSGID or otherwise by its header.
 Proof ProofOf(const SourceMessage& message, const LoggedOutcome& stored, LedgerBase* base) {
   if (!message.msgid.empty()) {
     const int32_t number = base->NumberOf(stored.conference, message.msgid);
@@ -32,7 +32,7 @@ std::vector<LoggedOutcome> Lines(const LoggedPacket& logged) {
   return lines;
 }
 
-// Whether the Nth line can be the Nth message's throughout.
+// Whether, for every N, the Nth line can belong to the Nth message.
 bool AreInOrder(const SourcePacket& packet, const LoggedPacket& logged, const std::vector<LoggedOutcome>& lines,
                 bool done, LedgerBase* base) {
   for (size_t i = 0; i < lines.size(); ++i) {
@@ -55,7 +55,7 @@ bool AreInOrder(const SourcePacket& packet, const LoggedPacket& logged, const st
   return true;
 }
 
-// Gives the lines from `line` on to the messages from `message` on, when there are as many.
+// Assigns the lines from `line` on to the messages from `message` on, if there are as many.
 void FillBetween(const std::vector<LoggedOutcome>& lines, size_t line, size_t line_end, size_t message,
                  size_t message_end, Matches* matches) {
   if (line_end - line != message_end - message) return;
@@ -70,7 +70,7 @@ bool IsOf(size_t place, const SourceMessage& message, const LoggedOutcome& line,
 Matches MatchByProof(const SourcePacket& packet, const std::vector<LoggedOutcome>& lines, LedgerBase* base) {
   const size_t messages = packet.messages.size();
   Matches matches(messages);
-  size_t line = 0;     // the first behind the last match
+  size_t line = 0;     // the first one after the last match
   size_t message = 0;  // likewise
   for (size_t place = 0; place < messages && line < lines.size(); ++place) {
     for (size_t ahead = line; ahead < std::min(lines.size(), line + kLookAhead); ++ahead) {

@@ -1,4 +1,4 @@
-// The answers of "cvkit ledger", written while the ledger is made.
+// The output of "cvkit ledger", written while the ledger is made.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ std::string SumLine(const LedgerSums& sums);
 std::string LedgerText(const LedgerFile& file);
 std::string LedgerText(const LedgerMessage& message);
 
-// The object of --json, in pieces: messages one by one, the rest at the end.
+// Writes the object of --json in pieces: the messages one by one, the rest at the end.
 class LedgerJson {
  public:
   void Begin();
@@ -20,6 +20,6 @@ class LedgerJson {
   void End(const LedgerSums& sums, const LedgerQuestion& question, const std::string& unsettled);
 
  private:
-  bool any_ = false;   // message
+  bool any_ = false;   // a message has been written
   std::string files_;  // the objects so far
 };

@@ -16,7 +16,7 @@ void Add(std::vector<Leftover>* found, const char* code, std::string path, std::
   found->push_back({code, std::move(path), std::move(text)});
 }
 
-// A copy that is shorter than its source, and the same as far as it goes.
+// A copy that is equal to the beginning of its source.
 bool IsBegunCopy(const std::string& copy, const std::string& source) {
   ByteBuffer begun;
   ByteBuffer whole;
@@ -37,7 +37,7 @@ void FindHalfMoved(const TosserConfig& config, const InboundMail& inbound, std::
   }
 }
 
-// The saved packets that may be half of one, by their size in bytes and their hash.
+// The saved packets that may be incomplete, by size in bytes and hash.
 using SavedPackets = std::map<size_t, std::multimap<std::string, std::string>>;
 
 SavedPackets ReadSavedPackets(const std::string& directory) {
@@ -54,7 +54,7 @@ SavedPackets ReadSavedPackets(const std::string& directory) {
   return saved;
 }
 
-// Notes the saved packets that are the beginning of this one.
+// Records which saved packets are a beginning of this one.
 void CompareWith(const SavedPackets& saved, const uint8_t* packet, size_t size, std::set<std::string>* halves) {
   Sha256 hash;
   size_t hashed = 0;

@@ -1,4 +1,4 @@
-// Files that a run which did not end has left: beside the message base, in OUTDIR, in INBOUND.
+// Files that an interrupted run has left: beside the message base, in OUTDIR, in INBOUND.
 #pragma once
 
 #include <string>
@@ -14,9 +14,9 @@ struct Leftover {
   std::string text;  // the sentence of its finding
 };
 
-// Must not be asked while a run is at work: the files would be its own.
+// Must not be called while a run is at work: the files would be its own.
 std::vector<Leftover> FindLeftovers(const TosserConfig& config, const InboundMail& inbound,
                                     const OutboundMail& outbound);
 
-// The directory of processed files; empty when there is none.
+// Returns the directory of processed files; empty when there is none.
 std::string ProcessedDirectory(const TosserConfig& config);

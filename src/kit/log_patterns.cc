@@ -93,7 +93,7 @@ struct PatternPiece {
 
 struct ParsedPattern {
   LogEvent event = LogEvent::kOther;
-  bool open_ended = false;  // the mail's own follows
+  bool open_ended = false;  // text from mail follows
   std::vector<PatternPiece> pieces;
 };
 
@@ -118,10 +118,10 @@ ParsedPattern Parse(const LogPattern& pattern) {
   return parsed;
 }
 
-constexpr size_t kTellingPlace = 2;  // the byte there tells most lines apart
+constexpr size_t kTellingPlace = 2;  // the offset of a byte that differs between most lines
 constexpr size_t kBytes = 256;
 
-// The patterns by their telling byte; no format has a value as early as that.
+// The patterns by their byte at kTellingPlace; no format has a value as early as that.
 struct Patterns {
   std::array<std::vector<ParsedPattern>, kBytes> by_byte;
 
@@ -145,11 +145,11 @@ bool TakeNumber(std::string_view digits, Piece kind, int64_t* number) {
   return read.ec == std::errc() && read.ptr == end;
 }
 
-// MatchesPattern from the front up to the first value, then from the back to the last: so that no text from outside
-// decides where a text from outside ends. Between two values nothing is looked at.
+// Compares the fixed text before the first value, then the fixed text after the last one, so that text from mail cannot
+// decide where a value from mail ends. The fixed text between two values is not compared.
 bool MatchesPattern(const ParsedPattern& pattern, std::string_view text, LogRecord* record) {
   const std::vector<PatternPiece>& pieces = pattern.pieces;
-  size_t place = 0;  // among the numbers
+  size_t place = 0;  // index of the next number
   size_t front = 0;
   for (; front < pieces.size() && pieces[front].kind != Piece::kValue; ++front) {
     const PatternPiece& piece = pieces[front];

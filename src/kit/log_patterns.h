@@ -1,8 +1,8 @@
-// The lines of TOSSER.LOG that tell what became of runs, files and messages, and the values in them.
+// Recognises the lines of TOSSER.LOG about runs, files and messages, and extracts their values.
 //
-// A pattern is the format string of the call that prints the line, letter by letter (a test holds them to each other).
-// Of a line with names and subjects nothing is read from "From=" on: what follows is the mail's own. Of other texts
-// that come with mail only the end of the line tells where they end.
+// A pattern is the format string of the call that prints the line (a test compares the two). In a line with names and
+// subjects nothing is read from "From=" on: that text comes from mail. Other texts from mail extend to the fixed text
+// at the end of the line.
 #pragma once
 
 #include <array>
@@ -10,24 +10,24 @@
 #include <string_view>
 
 enum class LogEvent {
-  kOther,  // a line without a pattern
+  kOther,  // matches no pattern
 
-  // Runs. Numbers: what the line counts.
+  // Runs. The numbers are the counts in the line.
   kTossStarted,
   kScanStarted,
   kCheckStarted,
-  kConferencesLoaded,  // a toss or scan has its lock and begins its work
+  kConferencesLoaded,  // a toss or scan has taken its lock and begins its work
   kTossComplete,       // files
   kScanComplete,       // messages
   kNothingExported,    // the scan is complete
   kCommitErrors,       // the scan is complete, with errors
   kCheckFailed,        // issues
   kCheckPassed,
-  kLockRefused,  // the run ends, for another is at work
+  kLockRefused,  // the run ends because another is at work
   kAborted,      // the run ends
   kLockLost,     // the run ends
 
-  // Files of a toss. The text is their name, or that of the entry.
+  // Files of a toss. The text is the name of the file or of the entry.
   kFound,
   kUnreadable,
   kListingCut,
@@ -48,15 +48,15 @@ enum class LogEvent {
   kDeleted,
   kNotDeleted,
 
-  // Messages of a toss. The first number is the message's in its packet, but of kStored.
-  kRemark,     // something about a message that is stored all the same
+  // Messages of a toss. The first number is the message's position in its packet, except for kStored.
+  kRemark,     // a warning about a message that is stored nevertheless
   kParked,     // conference; the text is the area
   kStored,     // conference, MsgNumber
   kDuplicate,  // conference; the text is the MSGID
   kNoNetmail,
   kNoArea,      // the text is the area
   kRefused,     // the file stays
-  kTextFailed,  // the same, and the rest of its packet is not reached; no number
+  kTextFailed,  // the file stays, and the rest of its packet is not read; no number
 
   // Messages and bundles of a scan.
   kQueued,     // conference, MsgNumber
@@ -65,11 +65,11 @@ enum class LogEvent {
 
 struct LogRecord {
   std::string_view stamp;  // "2026-11-22 03:10:00", local time
-  std::string_view text;   // what stands behind the stamp
+  std::string_view text;   // the line after its stamp
   LogEvent event = LogEvent::kOther;
   std::array<int64_t, 4> numbers = {};
   std::string_view value;  // the text that the line names
 };
 
-// Tells what the text of a line is, and takes the values out of it.
+// Returns which line the text is, and its values.
 void ReadLogText(std::string_view text, LogRecord* record);

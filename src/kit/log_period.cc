@@ -14,7 +14,7 @@ namespace {
 constexpr int64_t kDay = 24 * 60 * 60;  // seconds
 constexpr std::string_view kForm = "0000-00-00 00:00:00";
 
-// The date so many days ago. Noon is asked for, so that a day of 23 or 25 hours does not matter.
+// Returns the date that many days ago. It counts from noon, so that a day of 23 or 25 hours does not matter.
 std::string DateBefore(int32_t days) {
   OsCalendar now;
   OsCalendar then;

@@ -25,12 +25,12 @@ bool HasStamp(std::string_view line) {
   return true;
 }
 
-// Takes bytes as they come and hands out their lines.
+// Splits a stream of bytes into lines.
 class LineTaker {
  public:
   explicit LineTaker(const std::function<bool(const LogRecord&)>& take) : take_(take) {}
 
-  // Returns false when no more is wanted.
+  // Returns false when no more lines are wanted.
   bool Add(const char* bytes, size_t size) {
     const char* const end = bytes + size;
     for (const char* at = bytes; at != end;) {

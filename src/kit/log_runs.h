@@ -1,7 +1,7 @@
-// The runs that TOSSER.LOG tells of, in the order in which they ended.
+// The runs recorded in TOSSER.LOG, in the order in which they ended.
 //
-// Several may write to the log at the same time: a run that finds the lock held says so between the lines of the run
-// that holds it, and a check takes no lock. What only the holder of the lock does is counted as the holder's.
+// Several runs may write to the log at the same time: a run that finds the lock held logs that between the lines of the
+// holder, and a check takes no lock. Work that only the holder of the lock does is counted as the holder's.
 #pragma once
 
 #include <cstdint>
@@ -15,10 +15,10 @@ enum class RunMode { kToss, kScan, kCheck };
 
 enum class RunEnd {
   kComplete,    // exit status 0
-  kWithErrors,  // it came to its end with exit status 1; a check that found something
+  kWithErrors,  // exit status 1 at its regular end, or a check that found issues
   kRefused,     // another run was at work
-  kAborted,     // it ended with a line that says why
-  kNotEnded,    // the log has no end of it: it was killed, or is at work
+  kAborted,     // ended early, with a line that gives the reason
+  kNotEnded,    // the log has no last line of it: it was killed, or is at work
 };
 
 struct LoggedRun {
@@ -43,7 +43,7 @@ class LogRuns {
   // Takes the next line of the log.
   void Take(const LogRecord& record);
 
-  // After the last line: reports the runs that have not ended.
+  // To be called after the last line: reports the runs that have not ended.
   void Finish();
 
  private:
@@ -56,10 +56,10 @@ class LogRuns {
 
   std::function<void(const LoggedRun&)> report_;
   std::optional<LoggedRun> holder_;    // of the lock
-  std::optional<LoggedRun> newcomer_;  // has not told whether it got the lock
+  std::optional<LoggedRun> newcomer_;  // a run whose lines do not show yet whether it got the lock
   std::optional<LoggedRun> check_;
   bool check_loaded_ = false;
 };
 
-// Whether a line, without its stamp, tells of an error.
+// Whether a line, given without its stamp, reports an error.
 bool TellsOfError(std::string_view text);

@@ -13,7 +13,7 @@ constexpr size_t kLongestTailLine = 4096;  // bytes; the program writes no line 
 constexpr size_t kPathSize = 1024;
 constexpr char kTailLogName[] = "TOSSER.LOG";
 
-// A text from mail never stands at the start of a line, and holds no line end.
+// Text from mail is never at the start of a line and contains no line end.
 bool IsMark(std::string_view line) {
   constexpr size_t kStampSize = 22;
   constexpr std::string_view kMark = "=== cvtoss32 ";
@@ -67,8 +67,8 @@ std::string LogTail::Read(int64_t at, size_t size) const {
 }
 
 void LogTail::EachMarkBackwards(const std::function<bool(std::string_view line, int64_t at)>& look) const {
-  int64_t end = size_;  // what is behind has been looked at, but for
-  std::string behind;   // the line that was cut in two there
+  int64_t end = size_;  // the bytes from here on have been read
+  std::string behind;   // the rest of the line that is cut in two at `end`
   while (end > 0) {
     const int64_t start = std::max<int64_t>(end - static_cast<int64_t>(kTailBlockSize), 0);
     std::string block = Read(start, static_cast<size_t>(end - start));
@@ -92,7 +92,7 @@ void LogTail::EachLine(int64_t from, const std::function<void(std::string_view l
   std::string begun;
   while (from < size_) {
     const std::string block = Read(from, std::min(kTailBlockSize, static_cast<size_t>(size_ - from)));
-    if (block.empty()) return;  // it was cut meanwhile
+    if (block.empty()) return;  // the log was shortened meanwhile
     from += static_cast<int64_t>(block.size());
     size_t at = 0;
     for (size_t end = block.find('\n'); end != std::string::npos; end = block.find('\n', at)) {

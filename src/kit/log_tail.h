@@ -1,4 +1,4 @@
-// The end of TOSSER.LOG: reading it costs what the last runs wrote, however long the log is.
+// Reads the end of TOSSER.LOG. The cost is that of the last runs' lines, however long the log is.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-// Where the log of a site is: beside the configuration, where the program stands, or else beside cvkit.
+// Returns the path of a site's log: beside the configuration, where the program is, or otherwise beside cvkit.
 std::string LogBeside(const std::string& config);
 
 class LogTail {
@@ -14,12 +14,11 @@ class LogTail {
   // Throws NotAnswered when the log cannot be opened.
   explicit LogTail(const std::string& path);
 
-  // Goes back through the log, the last line first, and calls `look` with each line that begins or completes a run
-  // ("=== cvtoss32 ...") and where it stands, until `look` returns false. Throws NotAnswered when the log cannot be
-  // read.
+  // Goes through the log backwards and calls `look` with each line that begins or completes a run ("=== cvtoss32 ...")
+  // and with its offset, until `look` returns false. Throws NotAnswered when the log cannot be read.
   void EachMarkBackwards(const std::function<bool(std::string_view line, int64_t at)>& look) const;
 
-  // Calls `take` with each whole line from there to the end that the log had when it was opened.
+  // Calls `take` with each complete line from that offset to the end that the log had when it was opened.
   void EachLine(int64_t from, const std::function<void(std::string_view line)>& take) const;
 
  private:

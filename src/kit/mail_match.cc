@@ -12,12 +12,12 @@
 
 namespace {
 
-// The headers and texts of one conference, read one by one.
+// Reads the headers and texts of one conference one by one.
 class StoredMessages {
  public:
   explicit StoredMessages(const BaseModel& model) : model_(model) { (void)OsOpen(model.ptr.place, kOsRead, &ptr_); }
 
-  // Reads the header and its text. Returns false when they are not there as they were.
+  // Reads the header and its text. Returns false when they have changed or are gone.
   bool Read(size_t header) {
     const HeaderModel& known = model_.headers[header];
     const auto at = static_cast<int64_t>(header * kPtrRecordSize);
@@ -37,7 +37,7 @@ class StoredMessages {
   ByteBuffer body_;
 };
 
-// What the whole lines of the SIG file know.
+// The MSGIDs and numbers in the complete lines of the SIG file.
 struct Known {
   std::unordered_set<std::string_view> msgids;
   std::unordered_map<int32_t, std::string_view> numbers;
@@ -54,7 +54,7 @@ struct Known {
 // The messages that came from the network and have no SIG line.
 struct Unsigned {
   std::vector<size_t> headers;
-  size_t end = 0;  // behind the last message from the network that has one
+  size_t end = 0;  // one past the last message from the network that has one
 
   Unsigned(const BaseModel& model, const Known& known) {
     for (size_t i = 0; i < model.headers.size(); ++i) {
@@ -69,10 +69,10 @@ struct Unsigned {
   }
 };
 
-using Items = std::map<std::string, std::vector<const InboundItem*>>;  // by their identity
+using Items = std::map<std::string, std::vector<const InboundItem*>>;  // by identity
 
-// The inbound items of a conference that a toss would store: those without a MSGID, and those whose MSGIDs are not
-// known, each MSGID once.
+// Returns the inbound items of a conference that a toss would store: those without a MSGID, and the first one of each
+// MSGID that is not known yet.
 struct NewItems {
   Items with_msgid;
   Items without_msgid;
@@ -90,7 +90,7 @@ struct NewItems {
   }
 };
 
-// Names and texts as a scan packs them.
+// Returns a name or a subject as a scan packs it.
 std::string OutboundIdentity(const uint8_t* record, std::string_view body) {
   const PtrRecord header = UnpackPtrRecord(record);
   std::string_view to = header.To;
@@ -100,13 +100,13 @@ std::string OutboundIdentity(const uint8_t* record, std::string_view body) {
 
 const std::string& SourceOf(const InboundItem& item, const InboundMail& mail) { return mail.sources[item.source].name; }
 
-// Whether a message looks as if its last bytes were zero when they should not.
+// Whether the last bytes of a message are zero although they should not be.
 bool MayBeTorn(const BaseModel& model, const HeaderModel& header) {
   const bool blank = header.where < model.DatCount() && model.texts[header.where] == kTextBlank;
   return header.holed || !header.inbound || blank || HasLostText(model, header);
 }
 
-// Looks for the inbound mail that a message was to be.
+// Finds the inbound mail that an incomplete message belongs to.
 class TornSearch {
  public:
   TornSearch(const BaseModel& model, const InboundMail& mail) : known_(model), stored_(model), model_(model) {
@@ -117,7 +117,7 @@ class TornSearch {
     }
   }
 
-  // The mail that the message is a torn copy of; nullptr when it is whole, or of no inbound mail.
+  // Returns the mail that the message is an incomplete copy of; nullptr when it is whole, or of no inbound mail.
   const InboundItem* Find(size_t header) const {
     if (by_msgid_.empty() && by_header_.empty()) return nullptr;
     const auto line = known_.numbers.find(model_.headers[header].number);
@@ -126,7 +126,7 @@ class TornSearch {
     if (item == by_msgid_.end() || !stored_.Read(header)) return nullptr;
     const Identity identity = IdentityOfStored(stored_.record, stored_.Body());
     const Identity& whole = item->second->identity;
-    // Without its origin it may be a message of our own that has come back; it then has another text there.
+    // Without an origin it may be a message of our own that has come back; its text then differs there.
     const bool torn =
         model_.headers[header].inbound || (identity.header == whole.header && identity.body == whole.body);
     return torn && identity.whole != whole.whole ? item->second : nullptr;
@@ -144,10 +144,10 @@ class TornSearch {
   mutable StoredMessages stored_;
   const BaseModel& model_;
   std::unordered_map<std::string_view, const InboundItem*> by_msgid_;
-  std::unordered_map<std::string_view, const InboundItem*> by_header_;  // of those without a SIG line
+  std::unordered_map<std::string_view, const InboundItem*> by_header_;  // items without a SIG line
 };
 
-// The identities of messages that were sent, and whose MSGIDs nothing tells.
+// The identities of the sent messages whose MSGIDs are unknown.
 std::unordered_set<std::string> SentWithoutLine(const BaseModel& model, const Known& known, StoredMessages* stored) {
   std::unordered_set<std::string> sent;
   for (size_t i = 0; i < model.headers.size(); ++i) {
@@ -183,7 +183,7 @@ MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail) {
       continue;
     }
     const auto found = items.with_msgid.find(identity);
-    std::erase_if(places, [&](size_t header) { return header < unsigned_mail.end; });  // no run has left those
+    std::erase_if(places, [&](size_t header) { return header < unsigned_mail.end; });  // not left by the last run
     if (found == items.with_msgid.end() || places.empty()) continue;
     if (places.size() > found->second.size()) {
       missing.twins.insert(missing.twins.end(), places.begin(), places.end());
@@ -227,7 +227,7 @@ std::vector<PendingExport> FindPendingExports(const BaseModel& model, const Conf
     if (line != known.numbers.end()) signed_unsent.emplace(line->second, i);
   }
   if (unsent.empty()) return pending;
-  std::optional<std::unordered_set<std::string>> sent_before;  // asked for when it is needed
+  std::optional<std::unordered_set<std::string>> sent_before;  // computed when first needed
   for (const OutboundItem& item : mail.items) {
     const auto same = unsent.find(item.identity);
     if (same == unsent.end()) continue;

@@ -1,4 +1,4 @@
-// Which messages of the base are those that lie inbound, or in a bundle: what a run that did not end has left undone.
+// Finds the messages of the base that are also inbound or in a bundle: what an interrupted run has left undone.
 #pragma once
 
 #include <cstddef>
@@ -10,14 +10,14 @@
 #include "kit/inbound_mail.h"
 #include "kit/outbound_mail.h"
 
-// A message that was stored from a source that is still inbound, without its SIG line.
+// A message without a SIG line that was stored from a source that is still inbound.
 struct MissingLine {
-  size_t header = 0;  // its place in the PTR file
+  size_t header = 0;  // its record in the PTR file, from 0
   std::string msgid;
   std::string source;  // the name of the file in INBOUND
 };
 
-// A message that was stored from a source that is still inbound, and that nothing can be recognised by.
+// A message that was stored from a source that is still inbound, and that cannot be recognised by anything.
 struct StoredAgain {
   size_t header = 0;  // its place in the PTR file
   std::string source;
@@ -25,13 +25,13 @@ struct StoredAgain {
 
 struct MissingLines {
   std::vector<MissingLine> lines;  // in the order of their headers
-  std::vector<size_t> twins;       // headers that could each be the one whose line is missing
+  std::vector<size_t> twins;       // headers any one of which may be the one whose line is missing
   std::vector<StoredAgain> again;
 };
 
 MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail);
 
-// A message of which only a part was stored, and whose source is still inbound.
+// A message that was stored incompletely, and whose source is still inbound.
 struct TornMessage {
   size_t header = 0;  // its place in the PTR file
   std::string source;
@@ -39,12 +39,12 @@ struct TornMessage {
 
 std::vector<TornMessage> FindTornMessages(const BaseModel& model, const InboundMail& mail);
 
-// A message that a bundle in OUTDIR holds and that is still unsent.
+// An unsent message that is in a bundle in OUTDIR.
 struct PendingExport {
   size_t header = 0;  // its place in the PTR file
   std::string msgid;
-  size_t bundle = 0;      // its place among the bundles
-  bool has_line = false;  // its SIG line is there
+  size_t bundle = 0;      // index of the bundle
+  bool has_line = false;  // it has a SIG line
 };
 
 std::vector<PendingExport> FindPendingExports(const BaseModel& model, const ConferenceEntry& entry,

@@ -10,7 +10,7 @@
 
 namespace {
 
-// The PTR file of a conference with the marks set.
+// Returns the content of a conference's PTR file with the marks set.
 struct MarkedHeaders {
   MarkedConference marked;
   std::string path;

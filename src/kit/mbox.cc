@@ -11,9 +11,9 @@
 
 namespace {
 
-constexpr size_t kLongestMailLine = 998;  // bytes that a line of mail may have
-constexpr size_t kEncodedAtOnce = 42;     // bytes that one encoded word holds
-constexpr size_t kEncodedLine = 57;       // bytes of a line in base64
+constexpr size_t kLongestMailLine = 998;  // bytes; the limit of RFC 5322
+constexpr size_t kEncodedAtOnce = 42;     // bytes of text in one encoded word
+constexpr size_t kEncodedLine = 57;       // bytes of text in one line of base64
 
 std::string Base64(std::string_view bytes) {
   constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -34,7 +34,7 @@ bool IsAscii(std::string_view text) {
   return std::none_of(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0x80) != 0; });
 }
 
-// A text of mail in a header: as it is, or in encoded words of whole characters.
+// Returns the text as the value of a header: unchanged, or in encoded words of whole characters.
 std::string HeaderText(const std::string& mail) {
   std::string text = ShownMail(mail);
   if (IsAscii(text) && text.find("=?") == std::string::npos) return text;
@@ -48,7 +48,7 @@ std::string HeaderText(const std::string& mail) {
   return words;
 }
 
-// A name with an address, which every header wants and no message has.
+// Returns a name with an address, which the header must have but the message does not.
 std::string Mailbox(const std::string& name, const std::string& domain) {
   std::string text = HeaderText(name);
   if (text.compare(0, 2, "=?") != 0) {
@@ -59,7 +59,7 @@ std::string Mailbox(const std::string& name, const std::string& domain) {
   return text + " <unknown@" + domain + ">";
 }
 
-// A MSGID as the name of a message: what a name cannot hold as "%20".
+// Converts a MSGID to a Message-ID: characters that are not allowed there become "%20" and so on.
 std::string NameOfMsgid(const std::string& msgid) {
   std::string name;
   for (const char c : msgid) {
@@ -79,7 +79,7 @@ struct MailDate {
   std::string header = "Thu, 01 Jan 1970 00:00:00 -0000";
 };
 
-// What is no date becomes the first second that mail programs know.
+// A text that is no date becomes the earliest time that mail programs accept.
 MailDate DateOf(const std::string& base_date) {
   const std::string iso = IsoDate(base_date);
   int year = 0;
@@ -101,7 +101,7 @@ MailDate DateOf(const std::string& base_date) {
   return date;
 }
 
-// The lines of a text, in UTF-8.
+// Returns the lines of a text in UTF-8.
 std::string BodyLines(const std::string& text, bool* long_lines) {
   std::string body;
   for (size_t at = 0; at < text.size();) {
@@ -114,7 +114,8 @@ std::string BodyLines(const std::string& text, bool* long_lines) {
   return body;
 }
 
-// A line that could be taken for the beginning of a message, with however many marks before it, gets a mark.
+// Adds a ">" before each line that begins with "From ", after any number of ">": otherwise it could be taken for the
+// beginning of a message.
 std::string Quoted(const std::string& body) {
   std::string quoted;
   for (size_t at = 0; at < body.size();) {

@@ -1,4 +1,4 @@
-// Messages as mail programs read them: an mbox file of RFC 5322 messages in UTF-8.
+// Writes messages for mail programs: an mbox file of RFC 5322 messages in UTF-8.
 #pragma once
 
 #include <functional>
@@ -6,7 +6,8 @@
 
 #include "kit/message_reader.h"
 
-// The message with its "From " line. `msgid_of` returns the MSGID of a message number of the conference, or an empty
-// text; the message and what it replies to are named by their MSGIDs, or by their numbers where there is none.
+// Returns the message with its "From " line. `msgid_of` returns the MSGID of a message number of the conference, or an
+// empty text. The Message-ID of a message, and of the one that it replies to, is made from the MSGID or otherwise from
+// the number.
 std::string MboxMessage(const ConferenceEntry& conference, const StoredMessage& message, const std::string& text,
                         const std::function<std::string(int32_t)>& msgid_of);

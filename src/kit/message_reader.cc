@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr int kTries = 3;  // to read files that change meanwhile
+constexpr int kTries = 3;  // to read files that others are changing
 
 // A file of the conference; an absent one is empty.
 void ReadBaseFile(const KitSite& site, int32_t conference, const char* kind, ByteBuffer* content) {
@@ -27,7 +27,7 @@ void ReadBaseFile(const KitSite& site, int32_t conference, const char* kind, Byt
   if (ReadWholeFile(path, content) != 0) throw NotAnswered(ShownName(path.text) + " cannot be read");
 }
 
-// The MSGID of the first line with each number.
+// Returns, for each number, the MSGID of the first line with it.
 std::unordered_map<int32_t, std::string> MsgidsOf(const ByteBuffer& sig) {
   std::unordered_map<int32_t, std::string> msgids;
   const char* const text = reinterpret_cast<const char*>(sig.data);
@@ -135,7 +135,7 @@ std::vector<ThreadPlace> ThreadOrder(const std::vector<StoredMessage>& messages)
       roots.push_back(i);
     } else {
       replies[found->second].push_back(i);
-      others.push_back(i);  // a circle has no root: its first message begins it
+      others.push_back(i);  // in a cycle, which has no root, the first message begins the thread
     }
   }
   roots.insert(roots.end(), others.begin(), others.end());

@@ -30,7 +30,7 @@ Counts CountsOf(const StoredConference& conference) {
   return counts;
 }
 
-// A date for people: with a blank where ISO 8601 has a T.
+// Returns a date with a blank where ISO 8601 has a T.
 std::string ShownDate(const std::string& base_date) {
   std::string date = IsoDate(base_date);
   if (!IsIsoDate(date)) return ShownMail(base_date);

@@ -1,4 +1,4 @@
-// The answers of "cvkit messages".
+// The output of "cvkit messages".
 #pragma once
 
 #include <optional>
@@ -7,15 +7,15 @@
 #include "kit/message_reader.h"
 #include "kit/shown_facts.h"
 
-// What a conference holds, counted.
+// Counts of a conference's messages.
 Json ConferenceJson(const StoredConference& conference);
 std::string ConferenceHeading();
 std::string ConferenceLine(const StoredConference& conference);
 
-// A message; with its text when one is given.
+// A message, with its text if one is given.
 Json MessageJson(int32_t conference, const StoredMessage& message, const std::optional<std::string>& text);
 
-// One line about a message, moved to the right by its depth in its thread.
+// One line about a message, indented by its depth in its thread.
 std::string MessageLine(const StoredMessage& message, int depth);
 
 // Everything about a message, and its text.

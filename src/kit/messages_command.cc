@@ -24,7 +24,7 @@ struct MessagesOptions {
   bool text = false;
   int32_t number = 0;
   CLI::Option* number_option = nullptr;
-  std::vector<std::string> exported;  // the format and the file
+  std::vector<std::string> exported;  // the format and the file name
   bool force = false;
   bool mark_sent = false;
   std::string before;
@@ -35,7 +35,7 @@ struct MessagesOptions {
   }
 };
 
-// The conference of that number or area tag; of an empty text, all.
+// Returns the conference with that number or area tag; all of them for an empty text.
 std::vector<const ConferenceEntry*> FindConferences(const KitSite& site, const std::string& wanted) {
   std::vector<const ConferenceEntry*> found;
   const char* at = wanted.c_str();
@@ -50,7 +50,7 @@ std::vector<const ConferenceEntry*> FindConferences(const KitSite& site, const s
   return found;
 }
 
-// What is asked for of a conference.
+// What is wanted from a conference.
 struct Selection {
   StoredConference conference;
   std::vector<ThreadPlace> places;
@@ -122,7 +122,7 @@ class Exporter {
   size_t unreadable_ = 0;
 };
 
-// An answer: its JSON, when that is asked for, and the exit status.
+// The JSON of an answer, if wanted, and the exit status.
 struct Answer {
   Json json;
   int status = kAllIsWell;

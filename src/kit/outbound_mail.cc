@@ -24,7 +24,7 @@ bool IsBundleName(std::string_view name) {
 
 std::string_view View(const PackedText& text) { return {text.text, text.size}; }
 
-// Takes a line that begins with `word` off the front of a text.
+// Removes the first line of a text if it begins with `word`.
 bool TakeLine(std::string_view word, std::string_view* text, std::string_view* rest_of_line) {
   if (text->substr(0, word.size()) != word) return false;
   const size_t end = text->find('\r');
@@ -34,8 +34,8 @@ bool TakeLine(std::string_view word, std::string_view* text, std::string_view* r
   return true;
 }
 
-// Takes a text apart as a scan puts it together: its kludges, the user's text, three line ends and the tear line. A
-// text that a NUL has ended has no tear line.
+// Parses a text as a scan writes it: kludges, the user's text, three line ends and the tear line. A text that a NUL has
+// cut has no tear line.
 bool TakeText(std::string_view text, OutboundItem* item, std::string_view* body) {
   std::string_view value;
   item->netmail = !TakeLine("AREA:", &text, &value);

@@ -1,4 +1,4 @@
-// The mail in the bundles that lie in OUTDIR: what has been published and not yet fetched.
+// The mail in the bundles in OUTDIR: published, but not fetched yet.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 #include "app/config.h"
 
 struct OutboundItem {
-  size_t bundle = 0;  // its place among the bundles
+  size_t bundle = 0;  // index in OutboundMail::bundles
   bool netmail = false;
   std::string area;  // of echomail
   std::string msgid;
@@ -15,14 +15,14 @@ struct OutboundItem {
 };
 
 struct OutboundMail {
-  std::vector<std::string> bundles;      // their paths, in the order of their names
-  std::vector<std::string> temporaries;  // paths of bundles that never got their name
-  std::vector<OutboundItem> items;       // in the order in which they were scanned
+  std::vector<std::string> bundles;      // paths, sorted by name
+  std::vector<std::string> temporaries;  // paths of bundles that were never renamed to their final name
+  std::vector<OutboundItem> items;       // in the order of the scans
 };
 
-// Reads every bundle of ours in OUTDIR; nothing when the configuration names none.
+// Reads every bundle of ours in OUTDIR. The result is empty when the configuration has no OUTDIR.
 OutboundMail ReadOutboundMail(const TosserConfig& config);
 
-// The text of a user as a scan packs it: line ends CR, without the bytes above 0x7F, without line ends at its end.
-// `body` is as ReadMessageBody returns it.
+// Returns the user's text as a scan packs it: CR line ends, none of them at the end, no bytes above 0x7F. `body` is as
+// ReadMessageBody returns it.
 std::string OutboundBody(std::string_view body);

@@ -11,11 +11,11 @@
 
 namespace {
 
-constexpr int kDeepest = 64;  // directories within one another that are looked at
+constexpr int kDeepest = 64;  // levels of directories that are examined
 
 bool IsSeparator(char c) { return c == '/' || c == '\\'; }
 
-// The directory that the file is to stand in.
+// Returns the directory of the file.
 std::string OutputDirectoryOf(const std::string& path) {
   const auto last = std::find_if(path.rbegin(), path.rend(), IsSeparator);
   return std::string(path.begin(), last.base()) + ".";
@@ -25,7 +25,7 @@ bool IsSameDirectory(const std::string& left, const std::string& right) {
   return OsSameFile((left + "/.").c_str(), (right + "/.").c_str()) == kOsSame;
 }
 
-// Whether the directory is one of the site's, or lies within one. It is followed upwards by "..", which no link hides.
+// Whether the directory is one of the site's or within one. Its parents are found by "..", so that links do not matter.
 bool IsWithinSite(const KitSite& site, std::string directory) {
   const TosserConfig& config = site.config;
   for (int depth = 0; depth < kDeepest; ++depth) {
@@ -64,7 +64,7 @@ void RequireOutside(const KitSite& site, const std::string& path) {
 
 OutputFile::OutputFile(const KitSite& site, const std::string& path, bool force) : path_(path) {
   RequireOutside(site, path);
-  if (force) (void)OsRemove(path.c_str());  // a link goes, what it leads to stays
+  if (force) (void)OsRemove(path.c_str());  // of a link, only the link is removed
   const OsResult opened = OsOpen(path.c_str(), kOsCreateNew, &file_);
   if (opened == kOsExists) throw NotAnswered(ShownName(path) + " is there already (--force replaces it)");
   if (opened != kOsOk) throw NotAnswered(ShownName(path) + " cannot be created");

@@ -1,4 +1,4 @@
-// Files that cvkit writes where it is told to: never into the site, and never over another file unasked.
+// Files that cvkit writes to a path given by the user: never within the site, and over another file only when told to.
 #pragma once
 
 #include <string>
@@ -7,21 +7,21 @@
 #include "kit/kit_site.h"
 #include "platform/os.h"
 
-// Throws NotAnswered when what stands at `path`, or is to stand there, is within a directory of the site, or when there
-// is no such directory.
+// Throws NotAnswered when `path`, which need not exist yet, is within a directory of the site, or when its directory
+// does not exist.
 void RequireOutside(const KitSite& site, const std::string& path);
 
-// A new file that is being written; gone again unless it is finished.
+// A new file that is being written; it is removed unless it is finished.
 class OutputFile {
  public:
-  // With `force` a file that stands there goes first. Throws NotAnswered when the place is within a directory of the
-  // site, when a file stands there already, or when it cannot be created.
+  // With `force`, an existing file is removed first. Throws NotAnswered when the path is within a directory of the
+  // site, when the file exists already, or when it cannot be created.
   OutputFile(const KitSite& site, const std::string& path, bool force);
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
   ~OutputFile();
 
-  // Both throw NotAnswered when it cannot be written.
+  // Both throw NotAnswered when the file cannot be written.
   void Write(std::string_view content);
   void Finish();
 
@@ -34,6 +34,6 @@ class OutputFile {
 // Writes a new file in one piece, as above.
 void WriteOutputFile(const KitSite& site, const std::string& path, std::string_view content, bool force);
 
-// A name that is safe in any directory of any system, made from one that came with mail or in an archive: its last
-// part, without separators, control bytes, device names and what else a system reads in a name.
+// Makes a file name that is safe on any system from a name that came with mail or in an archive: its last part, without
+// separators, control bytes, device names and other characters with a meaning to a system.
 std::string SafeName(std::string_view name);

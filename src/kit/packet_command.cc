@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr int kPacketTries = 3;  // to read files that change meanwhile
+constexpr int kPacketTries = 3;  // to read files that others are changing
 
 struct PacketOptions {
   CommonOptions common;
@@ -37,7 +37,7 @@ void ReadInboundFile(const std::string& path, ByteBuffer* content) {
   }
 }
 
-// The numbers in "2,5,7".
+// Parses a list of numbers, "2,5,7".
 std::set<int> Numbers(const std::string& list) {
   std::set<int> numbers;
   std::istringstream pieces(list);
@@ -51,7 +51,7 @@ std::set<int> Numbers(const std::string& list) {
   return numbers;
 }
 
-// The packet in the file: the file itself, or the one entry of a bundle.
+// Returns the packet in the file: the file itself, or the only entry of a bundle.
 std::string TheOnePacket(const std::string& path) {
   ByteBuffer content;
   ReadInboundFile(path, &content);
@@ -117,7 +117,7 @@ int Extract(const KitSite& site, const PacketOptions& options) {
   return status;
 }
 
-// The bytes of message `number` of each packet in the files.
+// Fills in the bytes of message `number` of each packet in the files.
 int ShowRaw(const PacketOptions& options, const std::vector<FileFacts>& files) {
   size_t shown = 0;
   for (const FileFacts& file : files) {
@@ -143,7 +143,7 @@ bool NeedsAttention(const FileFacts& file) {
   return false;
 }
 
-// Judges all files; again when a run or the BBS has changed the message base meanwhile.
+// Judges all files; repeats that when a run or the BBS has changed the message base meanwhile.
 std::vector<FileFacts> Judge(const KitSite& site, const PacketOptions& options, bool* settled) {
   std::vector<FileFacts> files;
   for (int tries = 0; tries < kPacketTries; ++tries) {

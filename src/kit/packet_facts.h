@@ -1,5 +1,5 @@
-// What cvkit knows of an inbound file: its packets, their messages, and what the toss would do with them. Texts of mail
-// are bytes as they came.
+// Facts about an inbound file: its packets, their messages, and what the toss would do with them. Texts of mail are
+// unchanged bytes.
 #pragma once
 
 #include <cstdint>
@@ -14,23 +14,23 @@ enum Verdict { kVerdictStored, kVerdictDuplicate, kVerdictCatchAll, kVerdictDrop
 struct MessageFacts {
   int number = 0;  // from 1 within its packet
   Verdict verdict = kVerdictDamaged;
-  std::string reason;                     // to be read by people; may be empty
+  std::string reason;                     // a text for people; may be empty
   std::optional<int32_t> conference;      // where it would be stored, or was
-  std::optional<int32_t> message_number;  // that it would get, or that of the message which it repeats
+  std::optional<int32_t> message_number;  // the one that it would get, or that of the message that it duplicates
   std::optional<int32_t> parent;          // the MsgNumber that it would be linked to
 
   size_t offset = 0;  // of its first byte in the packet
-  size_t size = 0;    // bytes; 0 when its end cannot be told
+  size_t size = 0;    // bytes; 0 when its end cannot be found
   PackedMessageHead head;
   std::string from, to, subject, date;
   std::string area, msgid, reply, charset;  // empty where there is none
-  std::vector<std::string> kludges;         // the lines of all others
-  std::string body;                         // as it is stored, lines ended by LF
-  std::string raw;                          // its bytes, of the one that is asked for
+  std::vector<std::string> kludges;         // the lines of all other kludges
+  std::string body;                         // as it is stored, with LF line ends
+  std::string raw;                          // its bytes, if they are wanted
 };
 
 struct PacketFault {
-  size_t offset = 0;  // in the packet; of an entry that is no packet, in the bundle
+  size_t offset = 0;  // in the packet, or for an entry that is no packet, in the bundle
   std::string reason;
 };
 
@@ -43,14 +43,14 @@ struct PacketFacts {
 
 enum FileKind { kFileBundle, kFilePacket, kFileOther };
 
-// What would become of the file: moved or deleted; kept because something could not be stored; passed over with a
-// line in the log; or without one.
+// What would become of the file: moved or deleted; kept because something could not be stored; ignored with a line in
+// the log; or ignored without one.
 enum FileFate { kFateProcessed, kFateRetained, kFateLeft, kFateIgnored };
 
 struct FileFacts {
   std::string path;
   FileKind kind = kFileOther;
   FileFate fate = kFateIgnored;
-  std::string reason;  // why it would not be processed, where no message says it
+  std::string reason;  // why it would not be processed, unless a message says so
   std::vector<PacketFacts> packets;
 };

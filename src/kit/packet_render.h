@@ -1,4 +1,4 @@
-// The answers of "cvkit packet".
+// The output of "cvkit packet".
 #pragma once
 
 #include <cstdint>
@@ -8,9 +8,9 @@
 #include "kit/packet_facts.h"
 #include "kit/shown_facts.h"
 
-// What is shown besides the list.
+// What is shown in addition to the list.
 struct PacketView {
-  int text_of = kNone;  // the number of the message whose text is shown; kAll for each
+  int text_of = kNone;  // the number of the message whose text is shown, or kAll
 
   static constexpr int kNone = -1;
   static constexpr int kAll = 0;
@@ -21,5 +21,5 @@ Json PacketJson(const std::vector<FileFacts>& files);
 // The lines about a file.
 std::string PacketText(const FileFacts& file, const PacketView& view);
 
-// Bytes in rows of 16 as hexadecimal numbers and as characters.
+// Returns a hex dump in rows of 16 bytes, with characters.
 std::string HexRows(const std::string& bytes);

@@ -27,7 +27,7 @@ std::string ReasonOf(PacketStep step, const PackedMessageView& message) {
   return "";
 }
 
-// Whether "05 Jan 25  00:07:59", or something of its form, stands at `text` with its NUL.
+// Whether there is a date in the form of "05 Jan 25  00:07:59" at `text`, with its NUL.
 bool IsDate(const char* text, size_t left) {
   constexpr char kDateForm[] = "00 aaa 00  00:00:00";
   if (left < sizeof kDateForm) return false;
@@ -40,7 +40,7 @@ bool IsDate(const char* text, size_t left) {
   return text[sizeof kDateForm - 1] == '\0';
 }
 
-// Where the next message begins, from `from` on; the size of the packet when none does.
+// Returns where the next message begins, from `from` on, or the size of the packet.
 size_t FindNext(const uint8_t* packet, size_t size, size_t from) {
   for (size_t at = from; size - at > kPackedMessageHeadSize; ++at) {
     const void* const word = memchr(packet + at, kMessageFollows, size - at - kPackedMessageHeadSize);

@@ -1,4 +1,4 @@
-// The messages of a packet, also those behind damage that ends the walk of the toss.
+// Finds the messages of a packet, including those after damage at which the toss stops.
 #pragma once
 
 #include <optional>
@@ -12,21 +12,21 @@
 #include "toss/inbound_text.h"
 
 struct FoundMessage {
-  PackedMessageView view;  // of a message that is not whole, its offset only
-  size_t size = 0;         // bytes; of one that is not whole, up to the next message
+  PackedMessageView view;  // of an incomplete message, only its offset
+  size_t size = 0;         // bytes; of an incomplete message, up to the next one
   bool whole = true;
-  bool reached = true;  // the toss comes this far
+  bool reached = true;  // the toss gets this far
 };
 
-// Finds the messages of the packet. Behind a fault, which is told, one begins where a head, a date as packets have it
-// and texts of believable sizes follow each other.
+// Finds the messages of the packet and its fault. After the fault, a message begins where a head, a date in the form of
+// packets and texts of plausible sizes follow each other.
 std::vector<FoundMessage> FindMessages(const uint8_t* packet, size_t size, std::optional<PacketFault>* fault);
 
-// Fills in what the packed message itself tells.
+// Fills in what the packed message itself contains.
 void DescribeMessage(const FoundMessage& found, MessageFacts* facts);
 
-// Takes the message as the toss takes it, and fills in what its text tells.
+// Parses the message as the toss does, and fills in what its text contains.
 ParsedText TakeMessage(const FoundMessage& found, InboundMessage* message, MessageFacts* facts);
 
-// The packet with the whole messages but those whose numbers, from 1, are left out.
+// Returns the packet with its whole messages, without those whose numbers, from 1, are left out.
 std::string PacketWithout(const uint8_t* packet, size_t size, const std::set<int>& left_out);

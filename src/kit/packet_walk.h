@@ -1,4 +1,4 @@
-// The packets in a file, and the messages in a packet, by the readers that the toss uses.
+// Walks the packets in a file, and the messages in a packet, with the readers that the toss uses.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 #include "base/byte_buffer.h"
 #include "ftn/packet_reader.h"
 
-// Calls `take` with each packet in a packet or bundle, as a toss would take it; what it would retain is passed over.
+// Calls `take` with each packet in a packet or bundle that a toss would process; others are skipped.
 void EachPacket(const ByteBuffer& file, const std::function<void(const uint8_t* packet, size_t size)>& take);
 
 // Calls `take` with each message of a packet, up to its first fault.

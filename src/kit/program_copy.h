@@ -1,28 +1,28 @@
-// The programs of a site: cvtoss32 as it was installed, beside cvkit, and the copy of it beside the configuration,
-// which a site has where the installed one could not keep its log.
+// The programs of a site: the installed cvtoss32 beside cvkit, and a copy of it beside the configuration. A site needs
+// the copy if the installed program could not write its log.
 #pragma once
 
 #include <string>
 
 struct SitePrograms {
   std::string installed;  // empty: there is none beside cvkit
-  std::string copy;       // empty: there is none, or it is the installed one itself
-  bool outdated = false;  // the copy is another version than the installed program, or another build of it
+  std::string copy;       // empty: there is none, or it is the installed program itself
+  bool outdated = false;  // the copy is another version or another build than the installed program
 };
 
 SitePrograms FindPrograms(const std::string& config_path);
 
-// The same of two paths.
+// The same for two given paths.
 SitePrograms ComparePrograms(const std::string& installed, const std::string& copy);
 
-// One sentence about a copy that is outdated, with what to do; empty when there is nothing to say.
+// Returns a sentence about an outdated copy and what to do about it; empty when it is not outdated.
 std::string TellOutdatedCopy(const SitePrograms& programs);
 
-// The directory of a path with its separator at the end; empty for the current one.
+// Returns the directory of a path, with its separator at the end; empty for the current directory.
 std::string DirectoryPart(const std::string& path);
 
-// The path of cvtoss32 in a directory (as DirectoryPart returns it), named as this system's programs are.
+// Returns the path of cvtoss32 in a directory (in the form of DirectoryPart), with this system's suffix of programs.
 std::string ProgramIn(const std::string& directory);
 
-// The directory of the running cvkit, as DirectoryPart; empty when it cannot be told.
+// Returns the directory of the running cvkit in the form of DirectoryPart; empty when it cannot be determined.
 std::string OwnDirectory();

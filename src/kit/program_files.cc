@@ -7,7 +7,7 @@
 
 namespace {
 
-// Written beside its place, and on the disk before it takes it.
+// Writes a file beside its final path and waits for the disk before renaming it.
 std::string WriteBeside(const void* bytes, size_t size, const std::string& path) {
   std::string begun = path + ".new";
   OsFile file;

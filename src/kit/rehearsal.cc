@@ -26,7 +26,7 @@ std::string PtrPath(const SiteCopy& copy, int32_t conference) {
   return fmt::format("{}/CVMSG{:02}.PTR", copy.Path(kMsgDirectory), conference);
 }
 
-// What the copy held before the run, as far as it is asked for afterwards.
+// What the copy held before the run, as far as it is needed for the comparison.
 struct Before {
   std::map<int32_t, UnsentHeaders> headers;  // by conference
   size_t areas = 0;                          // bytes of BADAREAS.LST
@@ -175,7 +175,7 @@ void Compare(const KitSite& site, const SiteCopy& copy, const Before& before, Re
   rehearsal->serial_after = FirstLine(ReadText(copy.Path(kMsgDirectory) + "/CVOUTBOUND.SEQ"));
 }
 
-// The program's output as it comes, in whole lines.
+// Splits the program's output into lines.
 struct Listener {
   const SiteCopy& copy;
   Progress progress;

@@ -1,4 +1,4 @@
-// A rehearsal: the real program at work on a copy of the site, and what it did there.
+// A rehearsal: runs the real program on a copy of the site and reports what it did there.
 #pragma once
 
 #include <cstdint>
@@ -22,13 +22,13 @@ struct RehearsedConference {
   int64_t before = 0;  // headers
   int64_t after = 0;
   std::vector<RehearsedMessage> stored;
-  std::vector<RehearsedMessage> sent;  // marked as such
+  std::vector<RehearsedMessage> sent;  // marked sent by the run
 };
 
 struct RehearsedFile {
   std::string path;
   std::string fate;   // "moved", "deleted" or "stays"
-  std::string moved;  // where to; empty otherwise
+  std::string moved;  // its new path if moved, otherwise empty
 };
 
 struct RehearsedExport {
@@ -51,9 +51,9 @@ struct Rehearsal {
   std::vector<std::string> unknown_areas;
   std::string serial_before;  // what CVOUTBOUND.SEQ holds
   std::string serial_after;
-  std::string hindrance;               // what would keep the run itself from beginning; empty for nothing
-  std::vector<std::string> unsettled;  // why the run itself may do something else
+  std::string hindrance;               // what would keep the real run from starting; empty for nothing
+  std::vector<std::string> unsettled;  // why the real run may do something else
 };
 
-// Copies what the run needs, runs the copy of `program`, and compares. Throws NotAnswered.
+// Copies what the run needs, runs the copy of `program`, and compares the copy before and after. Throws NotAnswered.
 Rehearsal Rehearse(const KitSite& site, RehearsedRun mode, const std::string& program, const RehearsalPlace& place);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* kDirectives[] = {"INBOUND", "CONFDIR", "WORKDIR", "MSGDIR", "OUTDIR", "PROCESSEDDIR"};
 constexpr int64_t kSpareRoom = int64_t{16} << 20;  // bytes for the log and what else a run writes
-constexpr int64_t kInflation = 8;                  // mail takes so many times the room of the bundles that it comes in
+constexpr int64_t kInflation = 8;                  // assumed ratio of the size of mail to that of its bundles
 constexpr int kCopyLooks = 3;
 constexpr size_t kCopyPiece = size_t{1} << 20;
 
@@ -28,13 +28,13 @@ struct CopyItem {
   std::string from;
   std::string to;
   int64_t size = 0;
-  int32_t conference = 0;   // of whose message base it is
-  bool unreadable = false;  // stands for a file that a run cannot read
+  int32_t conference = 0;   // whose message base it belongs to
+  bool unreadable = false;  // a run cannot read it
 };
 
 struct CopyPlan {
   std::vector<CopyItem> items;
-  int64_t written = 0;  // bytes that the run itself may write
+  int64_t written = 0;  // bytes that the run may write
 
   int64_t Size() const {
     int64_t size = 0;
@@ -62,7 +62,8 @@ void WriteFile(const std::string& path, const std::string& content) {
   }
 }
 
-// Gives each directory its place in the copy. One that coincides with an earlier one is that one in another spelling.
+// Gives each directory its place in the copy. One that is the same as an earlier one gets the same place, in another
+// spelling.
 void PlaceDirectories(const TosserConfig& config, const std::string& mark, SiteCopy* copy) {
   const char* const sites[] = {config.Inbound, config.ConfDir, config.WorkDir,
                                config.MsgDir,  config.OutDir,  config.ProcessedDir};
@@ -79,14 +80,14 @@ void PlaceDirectories(const TosserConfig& config, const std::string& mark, SiteC
            OsSameFile((directory.site + "/.").c_str(), (earlier.site + "/.").c_str()) != kOsSame))
         continue;
       directory.place = earlier.place;
-      for (size_t k = 0; k < i; ++k) directory.place.insert(0, "./");  // each its own spelling
+      for (size_t k = 0; k < i; ++k) directory.place.insert(0, "./");  // a different spelling for each
       break;
     }
     if (IsCopiedDirectory(directory.site)) {
       Make(copy->root + "/" + directory.place);
     } else if (i == kDoneDirectory && !IsCopiedDirectory(directory.site + "/..") &&
                !IsCopiedDirectory(DirectoryPart(directory.site) + ".")) {
-      directory.place = mark + "-NOWHERE/" + directory.place;  // a run cannot make it either
+      directory.place = mark + "-NOWHERE/" + directory.place;  // a run cannot create it either
     }
   }
 }
@@ -106,7 +107,7 @@ std::string ConfigurationOf(const TosserConfig& config, const SiteCopy& copy) {
   return text + (config.KeepProcessed != 0 ? "KEEPPROCESSED yes\n" : "KEEPPROCESSED no\n");
 }
 
-// A file to copy, or the directory that stands in its place.
+// A file to copy, or the directory that is there instead.
 void PlanFile(const SiteCopy& copy, SiteDirectory directory, const std::string& name, int32_t conference,
               CopyPlan* plan) {
   const std::string from = copy.SitePath(directory, name);
@@ -133,7 +134,7 @@ void PlanBase(const KitSite& site, RehearsedRun mode, const SiteCopy& copy, Copy
   }
 }
 
-// What of the processed directory a move would meet: files that make room, and directories that do not.
+// The entries of the processed directory that a move would find: files, which it replaces, and directories.
 void PlanProcessed(const SiteCopy& copy, const std::string& name) {
   const bool given = !copy.directories[kDoneDirectory].site.empty();
   const std::string from =
@@ -173,7 +174,7 @@ void PlanInbound(const std::string& mark, SiteCopy* copy, CopyPlan* plan) {
     copy->inbound.push_back(name);
   }
   for (const std::string& name : copy->inbound) PlanProcessed(*copy, name);
-  // What no path can hold is counted as ignored, and so is an empty file.
+  // Names that are too long for a path are counted as ignored, and so are empty files.
   for (int i = 0; i < listing.unaddressable; ++i) {
     WriteFile(fmt::format("{}/{}-{}", copy->Path(kInboundDirectory), mark, i), "");
   }
@@ -212,7 +213,7 @@ void CopyFile(const CopyItem& item, Progress* progress) {
   if (OsClose(&to) != 0) throw NotAnswered(ShownName(item.to) + " cannot be written");
 }
 
-// The files of one conference belong together: what was changed between them is copied again.
+// The files of one conference belong together: if one changes meanwhile, all of them are copied again.
 void CopyConference(const KitSite& site, const CopyItem* first, const CopyItem* last, Progress* progress,
                     SiteCopy* copy) {
   const int32_t conference = first->conference;
@@ -242,8 +243,8 @@ void CopyAll(const KitSite& site, const CopyPlan& plan, SiteCopy* copy) {
   }
 }
 
-// With as many nodes as the BBS has: a user of 0xFFFF is none. A file that a run could not use is copied as it stands,
-// and a missing one is missing in the copy too.
+// Writes a node status with as many nodes as the BBS has, each with the user 0xFFFF, which is nobody. A file that a run
+// could not use is copied unchanged, and a missing one stays missing.
 void MakeNodes(const TosserConfig& config, const SiteCopy& copy) {
   NodeStatus nodes;
   const NodeState state = ReadNodeStatus(config.WorkDir, &nodes);
@@ -265,7 +266,7 @@ std::string SiteCopy::SitePath(SiteDirectory directory, const std::string& name)
   return directories[directory].site + "/" + name;
 }
 
-// The configuration's slashes are printed as backslashes. A place may hold another one: the longest are looked for
+// The configuration's slashes are printed as backslashes. One place may contain another: the longest are replaced
 // first.
 std::string SiteCopy::TellLine(std::string line) const {
   std::vector<const CopiedDirectory*> longest;

@@ -1,7 +1,7 @@
-// A copy of all that a run needs of a site, and of the program: what is done there, the site never sees.
+// A copy of the program and of all that a run needs of a site, so that a run changes nothing of the site itself.
 //
-// The directories of the copy have names of their own, which stand for those of the configuration in what the program
-// prints. What coincides in the site coincides in the copy.
+// The directories of the copy have unique names, which can be replaced by those of the configuration in the program's
+// output. If two directories of the site are the same, they are the same in the copy.
 #pragma once
 
 #include <array>
@@ -15,7 +15,7 @@
 enum SiteDirectory { kInboundDirectory, kConfDirectory, kWorkDirectory, kMsgDirectory, kOutDirectory, kDoneDirectory };
 
 struct CopiedDirectory {
-  std::string site;   // as the configuration has it; empty when it has none
+  std::string site;   // the path in the configuration; empty for none
   std::string place;  // in the copy
 };
 
@@ -24,21 +24,21 @@ struct SiteCopy {
   std::string program;
   std::array<CopiedDirectory, 6> directories;
   std::vector<std::string> inbound;    // the names of the files in INBOUND
-  std::vector<std::string> unsettled;  // what did not hold still while it was copied
+  std::vector<std::string> unsettled;  // what changed while it was copied
 
-  // The path of a directory in the copy; empty when the configuration names none.
+  // Returns the path of a directory in the copy; empty when the configuration has none.
   std::string Path(SiteDirectory directory) const;
 
-  // The path of a file of the site.
+  // Returns the path in the site of a file of the copy.
   std::string SitePath(SiteDirectory directory, const std::string& name) const;
 
-  // A line of the program with the names of the site's directories in the place of the copy's.
+  // Returns a line of the program with the copy's directories replaced by the site's.
   std::string TellLine(std::string line) const;
 };
 
 enum class RehearsedRun { kToss, kScan };
 
-// The headers of a PTR file that a scan would send: their places in the file, and the bytes of their texts.
+// The headers in a PTR file that a scan would export: their records, and the sizes of their texts in bytes.
 struct UnsentHeaders {
   int64_t headers = 0;  // all of them
   std::vector<int64_t> unsent;
@@ -47,6 +47,6 @@ struct UnsentHeaders {
 
 UnsentHeaders ReadUnsent(const std::string& ptr_path);
 
-// Makes the copy, its configuration "CVTOSS32.CFG", and the idle nodes. Throws NotAnswered when there is no room for
-// it, or when something cannot be read.
+// Makes the copy, its configuration "CVTOSS32.CFG", and a node status without callers. Throws NotAnswered when there is
+// not enough room, or when something cannot be read.
 SiteCopy CopySite(const KitSite& site, RehearsedRun mode, const std::string& program, const RehearsalPlace& place);

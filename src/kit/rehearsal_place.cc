@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kCopyPrefix[] = "cvkit-rehearsal-";
 constexpr char kKeptPrefix[] = "cvkit-kept-";
-constexpr int kDeepestCopy = 16;  // far more than a copy of a site has
+constexpr int kDeepestCopy = 16;  // levels of directories; far more than a copy of a site has
 
 std::vector<std::string> NamesIn(const std::string& directory) {
   try {
@@ -23,7 +23,7 @@ std::vector<std::string> NamesIn(const std::string& directory) {
   }
 }
 
-// Follows no link. Returns whether nothing is left.
+// Removes a directory with its contents; follows no link. Returns whether nothing is left.
 bool RemoveTree(const std::string& path, int deep = 0) {
   const OsResult removed = OsRemoveDirectory(path.c_str());
   if (removed == kOsFailed) return OsRemove(path.c_str()) == kOsOk;
@@ -34,7 +34,8 @@ bool RemoveTree(const std::string& path, int deep = 0) {
   return OsRemoveDirectory(path.c_str()) == kOsOk;
 }
 
-// Numbers of processes are used again: one of an earlier start of the machine is nobody's, and neither is our own.
+// Process numbers are reused: one from before the machine was started last belongs to no rehearsal, and neither does
+// our own.
 bool IsAbandoned(const std::string& name) {
   unsigned long process = 0;
   long long started = 0;

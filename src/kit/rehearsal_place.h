@@ -1,25 +1,25 @@
-// The temporary directory of a rehearsal. Its name holds the number of its process: whatever ends that process, the
-// next rehearsal removes the directory.
+// The temporary directory of a rehearsal. Its name contains its process number, so that the next rehearsal can remove
+// it, however that process has ended.
 #pragma once
 
 #include <string>
 
 class RehearsalPlace {
  public:
-  // Makes a directory that only this user may look into, in the directory for temporary files. Throws NotAnswered.
+  // Creates a directory that only this user may read, in the directory for temporary files. Throws NotAnswered.
   RehearsalPlace();
 
-  // Removes it with all that is in it, unless it is kept.
+  // Removes it with its contents, unless it is kept.
   ~RehearsalPlace();
   RehearsalPlace(const RehearsalPlace&) = delete;
   RehearsalPlace& operator=(const RehearsalPlace&) = delete;
 
   const std::string& Path() const { return path_; }
 
-  // What sets its names apart from all others: "4711-1763166684".
+  // A text that makes its names unique: "4711-1763166684".
   const std::string& Mark() const { return mark_; }
 
-  // Gives it a name under which nothing removes it; returns its path. Throws NotAnswered.
+  // Renames it so that no rehearsal removes it, and returns its path. Throws NotAnswered.
   std::string Keep();
 
  private:
@@ -28,8 +28,8 @@ class RehearsalPlace {
   bool kept_ = false;
 };
 
-// The directory for temporary files. Throws NotAnswered when there is none.
+// Returns the directory for temporary files. Throws NotAnswered when there is none.
 std::string TemporaryDirectoryPath();
 
-// Removes the directories of this user's rehearsals whose process is gone.
+// Removes the directories of this user's rehearsals whose processes have ended.
 void RemoveAbandonedRehearsals();

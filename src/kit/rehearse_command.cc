@@ -19,7 +19,8 @@ struct RehearseOptions : CommonOptions {
   bool keep = false;
 };
 
-// A line holds names of files beside names of people: it is taken for code page 437 unless all of it is UTF-8.
+// A line contains file names and names of people: it is decoded as UTF-8 if all of it is valid, otherwise as code page
+// 437.
 std::string ShownLine(const std::string& line) {
   std::string letters = line;
   std::replace_if(

@@ -11,11 +11,11 @@
 
 namespace {
 
-constexpr size_t kLongestNumber = 1023;  // bytes that a scan looks at
+constexpr size_t kLongestNumber = 1023;  // bytes that a scan reads
 
 enum class Text { kNumber, kEmpty, kDamaged };
 
-// As a scan reads the file.
+// Parses the file as a scan does.
 Text ReadNumber(const std::string& text, uint32_t* number) {
   const char* at = text.c_str();
   switch (ScanUint32(&at, number)) {
@@ -53,7 +53,7 @@ void Serials::See(std::string_view msgid) {
   const char* const digits = msgid.data() + prefix_.size();
   if (std::from_chars(digits, digits + kDigits, serial, 16).ptr != digits + kDigits) return;
   seen_ = true;
-  // Serials begin again after the last of all: what is more than half of them ahead is behind.
+  // Serials wrap around: one that is ahead by more than half of their range is behind.
   const uint32_t ahead = serial - last_;
   if (ahead <= UINT32_MAX / 2 && ahead > ahead_) {
     ahead_ = ahead;

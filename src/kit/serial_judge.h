@@ -1,4 +1,4 @@
-// The judge of CVOUTBOUND.SEQ: is the last serial in it behind one that is in use?
+// Judges CVOUTBOUND.SEQ: is a serial in use that is later than the last one in the file?
 #pragma once
 
 #include <cstdint>
@@ -9,24 +9,24 @@
 #include "kit/base_model.h"
 #include "kit/finding.h"
 
-// The serial file, and the serials that have been seen in use.
+// The serial file, and the serials found in use.
 class Serials {
  public:
   explicit Serials(const TosserConfig& config);
 
-  // Takes note of a MSGID, when it is one of ours.
+  // Records a MSGID if it is one of ours.
   void See(std::string_view msgid);
 
-  // Takes note of what the lines of our own messages have. Whoever sends mail may claim any MSGID: a line that came
-  // with mail tells nothing.
+  // Records the MSGIDs in the SIG lines of our own messages. Lines of mail from the network do not count, because any
+  // sender can forge a MSGID.
   void SeeLines(const BaseModel& model);
 
-  // Adds a finding when the file is no number, or behind the serials seen.
+  // Adds a finding when the file holds no number, or one that is behind the serials found.
   void Judge(Findings* findings) const;
 
   const std::string& Path() const { return path_; }
   bool IsBehind() const { return ahead_ != 0 || (damaged_ && seen_); }
-  uint32_t Newest() const { return newest_; }  // of those seen, as far as it is ahead of the file
+  uint32_t Newest() const { return newest_; }  // of the serials found, if it is ahead of the file
 
  private:
   std::string path_;
@@ -35,5 +35,5 @@ class Serials {
   bool seen_ = false;
   uint32_t last_ = 0;  // the number in the file; 0 for none
   uint32_t newest_ = 0;
-  uint32_t ahead_ = 0;  // by how much the newest is ahead of the file
+  uint32_t ahead_ = 0;  // the distance of the newest from that in the file
 };

@@ -1,4 +1,4 @@
-// SHA-256 (FIPS 180-4): what a file or a message is known by again.
+// SHA-256 (FIPS 180-4), by which files and messages are recognised.
 #pragma once
 
 #include <array>
@@ -11,10 +11,10 @@ class Sha256 {
  public:
   void Add(const void* bytes, size_t size);
 
-  // A text with its size, so that two texts never read like one.
+  // Adds a text with its size, so that two texts never hash like one.
   void AddText(std::string_view text);
 
-  // The 32 bytes of the hash of all that was added. More may be added afterwards.
+  // Returns the 32 bytes of the hash of all that was added. More may be added afterwards.
   std::string Value() const;
 
  private:
@@ -26,5 +26,5 @@ class Sha256 {
   uint64_t size_ = 0;  // bytes added
 };
 
-// The hash as 64 hexadecimal digits.
+// Returns the hash as 64 hexadecimal digits.
 std::string HexOf(std::string_view hash);

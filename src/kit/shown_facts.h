@@ -1,4 +1,4 @@
-// How facts of mail are written in cvkit's answers: dates, addresses, verdicts.
+// Formats facts about mail for cvkit's output: dates, addresses, verdicts.
 #pragma once
 
 #include <nlohmann/json.hpp>
@@ -10,13 +10,13 @@
 
 using Json = nlohmann::ordered_json;
 
-// "2025-01-05T00:07" of a date of the message base, "01/05/25 12:07am"; what is no date as it stands, decoded.
+// Converts a date of the message base, "01/05/25 12:07am", to "2025-01-05T00:07"; any other text is only decoded.
 std::string IsoDate(const std::string& base_date);
 
 // Whether a text has the form "2025-01-05T00:07".
 bool IsIsoDate(const std::string& text);
 
-// The same of a date of a packed message, as the toss would store it.
+// The same for a date of a packed message, as the toss would store it.
 std::string IsoPackedDate(const std::string& packed_date);
 
 // The value, or null.
@@ -34,5 +34,5 @@ void ShowJson(const Json& object);
 const char* NameOf(Verdict verdict);
 const char* NameOf(FileFate fate);
 
-// "3:250/1.5", without the point when it is 0.
+// Returns "3:250/1.5", without the point when it is 0.
 std::string AddressOf(unsigned zone, unsigned net, unsigned node, unsigned point);

@@ -10,7 +10,7 @@ namespace {
 
 constexpr int kLongestWaitSeconds = 300;
 
-// What a run would log goes to standard error: the answer stands alone on standard output.
+// Log lines go to standard error: standard output has the answer only.
 void ShowAside(OsStream, const char* text, size_t size) { kOsNative.Show(kOsStderr, text, size); }
 
 void Apply(const Backup& backup, QuietSite* quiet, SiteChange* change) {
@@ -20,7 +20,7 @@ void Apply(const Backup& backup, QuietSite* quiet, SiteChange* change) {
   change->texts.insert(change->texts.end(), backup.texts.begin(), backup.texts.end());
 }
 
-// A backup for the planned change, after the end of one that was interrupted.
+// Finishes an interrupted change, and returns a backup for the planned one.
 Backup FinishInterrupted(const TosserConfig& config, QuietSite* quiet, SiteChange* change) {
   for (;;) {
     const OpenBackup open = FindOpenBackup(config);
@@ -54,7 +54,7 @@ void QuietSite::Keep() {
   if (!KeepRunLock(&lock_)) throw NotAnswered("the run lock was lost");
 }
 
-// Waits as long as a run would. Returns why the BBS is not idle; empty: it is.
+// Waits as long as a run would. Returns why the BBS is not idle; empty if it is.
 std::string QuietSite::WaitForCallers(const TosserConfig& config) {
   for (int waited = 0;; ++waited) {
     NodeStatus nodes;

@@ -1,5 +1,5 @@
-// Changing a site, as a run works: under the run lock, with nobody on the BBS, and with a backup by which a change that
-// was interrupted is finished and any change is taken back.
+// Changes a site under the conditions of a run: with the run lock, and with nobody on the BBS. With its backup an
+// interrupted change can be finished, and any change can be taken back.
 #pragma once
 
 #include <functional>
@@ -10,9 +10,8 @@
 #include "app/run_lock.h"
 #include "kit/backup.h"
 
-// The run lock, and a BBS without callers, for as long as it lives. Both are waited for as a run does; the lock of a
-// run that did not end is removed. Throws NotAnswered when another run is at work or a caller stays; nothing has been
-// changed then.
+// Holds the run lock, on an idle BBS, during its lifetime. It waits for both as a run does, and removes the lock of an
+// interrupted run. Throws NotAnswered, with nothing changed, when another run is at work or a caller stays.
 class QuietSite {
  public:
   explicit QuietSite(const TosserConfig& config);
@@ -23,7 +22,7 @@ class QuietSite {
   // Keeps the lock fresh: to be called at least once a minute. Throws NotAnswered when the lock was lost.
   void Keep();
 
-  // The sentence about the lock that was removed; empty when there was none.
+  // Returns a sentence about the lock that was removed; empty when there was none.
   const std::string& RemovedLock() const { return removed_lock_; }
 
  private:
@@ -35,17 +34,18 @@ class QuietSite {
 };
 
 struct SiteChange {
-  std::vector<std::string> texts;    // what was done, a sentence each
-  std::vector<std::string> backups;  // their directories, the oldest first; a file that was changed is in one of them
+  std::vector<std::string> texts;    // what was done, one sentence each
+  std::vector<std::string> backups;  // directories, the oldest first; each changed file is in one of them
 };
 
-// Reads what it needs and adds what is to be changed, with its sentences, to the backup (AddToBackup); changes nothing.
+// Reads what it needs and adds the changes to be made, and sentences about them, to the backup (AddToBackup). It
+// changes nothing itself.
 using ChangePlan = std::function<void(Backup* backup)>;
 
-// Finishes a change that did not end, then makes the planned one. Returns whether the plan held anything. Throws
+// Finishes an interrupted change, then makes the planned one. Returns whether there was anything to change. Throws
 // NotAnswered.
 bool ChangeSite(const TosserConfig& config, QuietSite* quiet, const ChangePlan& plan, SiteChange* change);
 
-// Takes back what was changed with the backup in `directory`. Throws NotAnswered when a file is no longer as the change
-// left it; nothing has been changed then.
+// Takes back the change whose backup is in `directory`. Throws NotAnswered, with nothing changed, when a file is no
+// longer as the change left it.
 void UndoChange(const TosserConfig& config, const std::string& directory);

@@ -1,4 +1,4 @@
-// The commands that look after a whole site or call its program; the others are in kit_command.h.
+// The commands that maintain a whole site or call its program; the others are in kit_command.h.
 #pragma once
 
 #include "kit/kit_command.h"

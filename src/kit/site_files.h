@@ -1,4 +1,4 @@
-// Looking at the files of a site, one at a time and never for long.
+// Examines the files of a site; none is kept open.
 #pragma once
 
 #include <cstdint>
@@ -8,8 +8,8 @@
 #include "base/byte_buffer.h"
 #include "platform/os.h"
 
-// The names in a directory, sorted by their bytes; none when it is not there. Throws NotAnswered when it cannot be
-// read.
+// Returns the names in a directory, sorted by their bytes; none when it does not exist. Throws NotAnswered when it
+// cannot be read.
 std::vector<std::string> ListNames(const std::string& directory);
 
 struct FoundFile {
@@ -17,8 +17,8 @@ struct FoundFile {
   OsStatus status;
 };
 
-// What stands at a path. A file that cannot be told counts as absent.
+// Returns what is at a path. A file whose status cannot be read counts as absent.
 FoundFile LookAtFile(const std::string& path);
 
-// Reads a regular file. Returns false when it is not there any more, cannot be read, or is larger than any run takes.
+// Reads a regular file. Returns false when it no longer exists, cannot be read, or is larger than any run accepts.
 bool ReadSiteFile(const std::string& path, ByteBuffer* content);

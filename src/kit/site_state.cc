@@ -9,7 +9,7 @@
 
 namespace {
 
-// What the owner's line tells of the run that wrote it.
+// The values in the owner's line of a lock.
 struct OwnerLine {
   unsigned long process = 0;
   long long started = 0;
@@ -22,14 +22,14 @@ bool ReadOwnerLine(const std::string& line, OwnerLine* owner) {
   return sscanf(line.c_str() + at, " mode=-%15[a-z] pid=%lu started=%lld", mode, &owner->process, &owner->started) == 3;
 }
 
-// A lock of an earlier start of the machine is nobody's, whoever has the process number now. Clocks are set now and
-// then: a lock counts as older only when it is so by more than a minute.
+// A lock from before the machine was started last belongs to no process, whichever has its number now. As clocks are
+// adjusted, a lock counts as older only if it is so by more than a minute.
 bool IsOfEarlierStart(const OwnerLine& owner) {
   constexpr int64_t kClockSet = 60;
   return owner.started + kClockSet < OsNow() - OsUptime();
 }
 
-// By its owner; a lock without one that can be read is judged by its age, as a run does it.
+// Judges a lock by its owner or, if that cannot be read, by its age as a run does.
 LockHolder JudgeLock(const std::string& line, int64_t modified) {
   OwnerLine owner;
   if (!ReadOwnerLine(line, &owner) || owner.process > UINT32_MAX) {

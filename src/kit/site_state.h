@@ -1,4 +1,4 @@
-// Is anybody at work on the site? What stands half done may then be theirs.
+// Determines whether anybody is at work on the site: anything incomplete may then be theirs.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 enum class LockHolder {
   kNobody,     // there is no lock
-  kAtWork,     // its owner runs, or it is too fresh to be told from one whose owner does
+  kAtWork,     // its owner runs, or it is so fresh that its owner may run
   kAbandoned,  // its owner no longer runs
 };
 
@@ -17,9 +17,9 @@ struct SiteState {
   int64_t lock_modified = 0;  // seconds since 1970-01-01 UTC
   std::string owner;          // the line in the lock
   bool caller = false;
-  bool nodes_unknown = false;  // the node status could not be read
+  bool nodes_unknown = false;  // the node status cannot be read
 
-  // Whether what is seen may change in the next moment, and why.
+  // Returns whether the site may change at any moment, and why.
   bool IsUnsettled() const { return holder == LockHolder::kAtWork || caller; }
   std::string Unsettled() const;
 };

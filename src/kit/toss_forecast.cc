@@ -37,7 +37,7 @@ const char* NameOf(BaseFault fault) {
   return "";
 }
 
-// What keeps every run from starting.
+// Returns what keeps every run from starting.
 std::string FindTrouble(const KitSite& site) {
   if (!site.table_trouble.empty()) return site.table_trouble;
   for (size_t i = 0; i < site.conferences.count; ++i) {
@@ -79,7 +79,7 @@ std::string NameOf(ZipContent content, const ZipLocalHeader& header) {
   return "";
 }
 
-// The messages that stand behind the one of which the toss stops: nothing becomes of them in this run.
+// The messages after the one at which the toss stops are not processed in this run.
 void RefuseUnreached(int holder, MessageFacts* facts) {
   facts->verdict = kVerdictRefused;
   facts->reason = fmt::format("not reached: message {} holds up the rest of its packet", holder);

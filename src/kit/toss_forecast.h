@@ -1,7 +1,7 @@
-// What a toss would do with inbound files, told by the readers and judges that the toss uses.
+// What a toss would do with inbound files, according to the readers and judges that the toss uses.
 //
-// The message base is read, and what the messages so far would have added is kept beside it: MSGIDs, numbers, records
-// and parents. So the files are judged in the order in which they are given, and each message after those before it.
+// The message base is read, and what the messages so far would have added to it is kept in memory: MSGIDs, numbers,
+// records and parents. So the order of the files counts: each message is judged after those before it.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@
 
 // A conference's message base with what would have been added to it.
 struct ConferenceState {
-  std::string times;  // of its files when they were read
+  std::string times;  // of its files before they were read
   int64_t dat_count = 0;
   int32_t highest = 0;
   std::unordered_set<int32_t> live;  // MsgNumbers of headers that are not deleted
@@ -25,17 +25,17 @@ struct ConferenceState {
 
 class TossForecast {
  public:
-  // The bytes of the message `raw_of` of each packet are kept.
+  // Keeps the bytes of the message `raw_of` of each packet.
   explicit TossForecast(const KitSite& site, int raw_of = -1);
 
-  // Judges the file at `path`, whose bytes these are.
+  // Judges the file at `path` with this content.
   FileFacts JudgeFile(const std::string& path, const uint8_t* bytes, size_t size);
 
   // Whether a file that was read has changed since.
   bool HasChanged() const;
 
  private:
-  enum Result { kNotAPacket, kDone, kRetain };  // what becomes of a packet, or of the file that is one
+  enum Result { kNotAPacket, kDone, kRetain };  // of a packet
 
   Result JudgePacket(const uint8_t* bytes, size_t size, PacketFacts* packet);
   FileFate JudgeBundle(const uint8_t* bytes, size_t size, FileFacts* file);

@@ -10,13 +10,13 @@ uint64_t Mix(uint64_t hash, uint64_t value) {
   return hash;
 }
 
-// A number of a line; what no such number can be becomes 0.
+// Returns a number of a line; 0 for one that is out of range.
 template <class To>
 To Narrow(int64_t number) {
   return number > 0 && number <= std::numeric_limits<To>::max() ? static_cast<To>(number) : 0;
 }
 
-// Whether `next` is of the message behind those of `last`, and its numbers the next ones.
+// Whether `next` is about the message after those of `last`, with consecutive numbers.
 bool Continues(const LoggedOutcome& last, const LoggedOutcome& next) {
   const auto follows = [&last](uint32_t first, uint32_t then) {
     return first == 0 ? then == 0 : then == first + last.count;
@@ -51,7 +51,7 @@ LoggedOutcome LoggedOutcome::At(uint32_t place) const {
 }
 
 size_t LoggedPacket::Messages() const {
-  constexpr int64_t kMostWithoutLine = 1'000'000;  // a count beyond that is rubbish
+  constexpr int64_t kMostWithoutLine = 1'000'000;  // a larger count is not plausible
   const auto lines = static_cast<int64_t>(handled);
   return read > lines && read - lines <= kMostWithoutLine ? static_cast<size_t>(read) : handled;
 }

@@ -10,16 +10,16 @@
 namespace {
 
 constexpr size_t kSalvagePiece = 65536;
-constexpr size_t kLargestContent = 1U << 30;  // bytes: what expands to more is no mail
+constexpr size_t kLargestContent = 1U << 30;  // bytes: an entry that expands to more is no mail
 
-// An entry as far as its data can be found.
+// An entry whose data can be found, at least in part.
 struct Place {
   std::string name;
   uint16_t method = kZipStored;
   uint32_t crc = 0;
-  size_t size = 0;  // of what is unpacked; bytes
+  size_t size = 0;  // of the uncompressed data; bytes
   const uint8_t* data = nullptr;
-  size_t data_size = 0;  // bytes; of one whose end is not known, what is left of the file
+  size_t data_size = 0;  // bytes; if its end is unknown, up to the end of the file
   bool end_known = true;
   bool cut = false;  // the file ends before the data does
 };
@@ -30,7 +30,7 @@ struct Unpacking {
   bool ended = false;
 };
 
-// Inflates until the data ends it. Memory grows with what comes out, whatever a header says.
+// Inflates up to the end of the compressed data. Memory grows with the output, whatever size a header has.
 Unpacking Inflate(const Place& place) {
   Unpacking unpacking;
   z_stream stream = {};
@@ -77,7 +77,7 @@ UnpackedEntry Unpack(const Place& place, size_t* taken) {
   return entry;
 }
 
-// Fills in where the data of the entry lie whose local header stands at `at`. Returns false when none stands there.
+// Finds the data of the entry whose local header is at `at`. Returns false when there is no local header.
 bool FindData(const uint8_t* bundle, size_t size, size_t at, Place* place) {
   if (at > size || size - at < kZipLocalHeaderSize || !IsZipLocalHeader(bundle + at)) return false;
   const ZipLocalHeader header = UnpackZipLocalHeader(bundle + at);
@@ -88,7 +88,8 @@ bool FindData(const uint8_t* bundle, size_t size, size_t at, Place* place) {
   return true;
 }
 
-// Where the central directory begins by the end record, which may have a comment behind it; `size` when there is none.
+// Returns the offset of the central directory according to the end record, which may be followed by a comment; `size`
+// when there is none.
 size_t FindDirectory(const uint8_t* bundle, size_t size, size_t* entries) {
   constexpr size_t kLongestComment = 65535;
   for (size_t back = kZipEndRecordSize; back <= size && back <= kZipEndRecordSize + kLongestComment; ++back) {
@@ -100,13 +101,13 @@ size_t FindDirectory(const uint8_t* bundle, size_t size, size_t* entries) {
   return size;
 }
 
-// The entries by the central directory; none when any of them leads nowhere.
+// Returns the entries of the central directory; none when any of them has no local header.
 std::vector<Place> PlacesByDirectory(const uint8_t* bundle, size_t size) {
   namespace layout = zip_central_layout;
   std::vector<Place> places;
   size_t entries = 0;
   size_t at = FindDirectory(bundle, size, &entries);
-  const uint8_t* free_from = bundle;  // entries follow each other: none is unpacked twice
+  const uint8_t* free_from = bundle;  // entries must not overlap: none is unpacked twice
   for (size_t i = 0; i < entries; ++i) {
     const uint8_t* const record = bundle + at;
     if (size - at < layout::kSize || GetU32(record) != kZipCentralSignature) return {};
@@ -131,7 +132,7 @@ std::vector<Place> PlacesByDirectory(const uint8_t* bundle, size_t size) {
   return places;
 }
 
-// The entry whose local header stands at `at`.
+// Returns the entry whose local header is at `at`.
 bool PlaceByHeader(const uint8_t* bundle, size_t size, size_t at, Place* place) {
   if (!FindData(bundle, size, at, place)) return false;
   const ZipLocalHeader header = UnpackZipLocalHeader(bundle + at);
@@ -145,7 +146,7 @@ bool PlaceByHeader(const uint8_t* bundle, size_t size, size_t at, Place* place) 
   return true;
 }
 
-// Where the next local header stands, from `from` on: a descriptor, or what nobody can tell, lies in between.
+// Returns the offset of the next local header from `from` on: a descriptor or unknown bytes may precede it.
 size_t FindHeader(const uint8_t* bundle, size_t size, size_t from) {
   for (size_t at = from; at + kZipLocalHeaderSize <= size; ++at) {
     if (IsZipLocalHeader(bundle + at)) return at;
