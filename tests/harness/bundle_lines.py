@@ -1,4 +1,4 @@
-"""What a toss says of a bundle and its entries."""
+"""The log lines of a toss about a bundle and its entries."""
 
 CUT_NAME = "  ERROR: truncated ZIP filename/extra field"
 CUT_DATA = "  ERROR: ZIP entry claims more compressed data than the file contains"

@@ -1,7 +1,7 @@
 """Many cases in one toss: each in an inbound file of its own and, where it stores mail, in a conference of its own.
 
-The platform decides in which order the files are tossed; kept apart like this, no case depends on it. The exit status,
-every line and every file of the site are compared at the end.
+No case depends on the order in which the files are tossed. The exit status, every line and every file of the site are
+compared at the end.
 """
 
 from formats.conference_table import Conference, echo
@@ -22,10 +22,10 @@ class Cases:
         self.ignored = 0
 
     def conference(self, conference: Conference | None = None) -> MessageBase:
-        """Adds a conference, routed under the tag that `tag` tells; returns its message base, still empty.
+        """Adds a conference, routed under the tag `tag`; returns its message base, which is empty.
 
-        What is added to the base and written with `Site.put` stands there before the run; what is stored in it is
-        expected after the run.
+        Messages that are added to the base and written with `Site.put` are there before the run; messages that are
+        stored in it are expected after the run.
         """
         number = len(self.conferences) + 1
         self.conferences.append(conference or echo(f"CASE{number}"))
@@ -33,7 +33,7 @@ class Cases:
         return self.bases[-1]
 
     def stands(self, base: MessageBase, conference: Conference | None = None) -> None:
-        """Adds the next conference with a message base that already stands in the site, as an earlier toss left it."""
+        """Adds the next conference with a message base that is already in the site, as an earlier toss left it."""
         assert base.conference == len(self.conferences) + 1
         self.conferences.append(conference or echo(self.tag(base)))
         self.bases.append(base)
@@ -43,27 +43,27 @@ class Cases:
         return f"CASE{base.conference}"
 
     def packet(self, name: str, packet: Packet, *lines: str) -> None:
-        """A sound packet, tossed to its end and moved; `lines` are those of its messages."""
+        """A sound packet that is tossed completely and moved; `lines` are those of its messages."""
         self.file(name, packet.pack(), packet.log_line(), *lines, parsed(len(packet.messages)), moved(name))
 
     def retained(self, name: str, packet: Packet, *lines: str) -> None:
-        """A packet that stays in the inbound directory; `lines` are all between its header's and the retaining."""
+        """A packet that stays in the inbound directory; `lines` are those between its header's and the last one."""
         self.file(name, packet.pack(), packet.log_line(), *lines, RETAINED)
 
     def file(self, name: str, data: bytes, *lines: str) -> None:
-        """A file with all the lines that follow its "Found:" line. It is moved when the last one says so."""
+        """A file with all the lines after its "Found:" line. It is moved if the last one says so."""
         self.site.inbound(name, data)
         self.blocks[name] = list(lines)
         if lines[-1] == moved(name):
             self.disposed[name] = data
 
     def unrelated(self, name: str, data: bytes) -> None:
-        """A file that is neither a bundle nor a packet: it stays, and is counted only."""
+        """A file that is neither a bundle nor a packet: it stays and is only counted."""
         self.site.inbound(name, data)
         self.ignored += 1
 
     def toss(self, status: int = 0, changes: dict[str, object] | None = None, **options) -> Run:
-        """Runs the toss and compares everything; `changes` are expected besides those that the cases make.
+        """Runs the toss and compares everything; `changes` are expected in addition to those of the cases.
 
         The options are those of the process.
         """

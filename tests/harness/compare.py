@@ -1,4 +1,4 @@
-"""Comparing whole outcomes: every line, every file."""
+"""Compares whole outcomes: every line, every file."""
 
 import re
 
@@ -90,7 +90,7 @@ def bad_areas(*tags: str) -> bytes:
 
 
 def assert_changes(site: Site, before: Snapshot, changes: dict[str, object]) -> None:
-    """The site holds what it held before but for the changes: path to bytes, to None (a directory) or to GONE."""
+    """Asserts that nothing changed except `changes`: path to bytes, to None (a directory) or to GONE."""
     expected: Snapshot = dict(masked(before))
     for path, content in changes.items():
         if content is GONE:
@@ -109,14 +109,14 @@ def assert_unchanged(site: Site, before: Snapshot) -> None:
 
 
 def assert_run(run: Run, status: int, lines: list[str]) -> None:
-    """Exit status, nothing on standard error, and every line in order."""
+    """Compares the exit status and every line in order; standard error must be empty."""
     assert run.stderr == ""
     assert run.lines == lines
     assert run.status == status
 
 
 def assert_refused(run: Run, *errors: str) -> None:
-    """The run ended before it opened its log: status 1 and these lines on standard error."""
+    """Asserts that the run ended before it opened its log: status 1 and these lines on standard error."""
     assert run.stderr.split("\n") == [*errors, ""]
     assert run.lines == []
     assert run.status == 1
@@ -125,7 +125,7 @@ def assert_refused(run: Run, *errors: str) -> None:
 def assert_blocks(
     run: Run, status: int, blocks: dict[str, list[str]], conferences: int, processed: int, ignored: int = 0
 ) -> None:
-    """A toss of several files: the lines before, of each file (packet header lines left out), and after."""
+    """Compares a toss of several files: the lines before, those of each file without packet header lines, and after."""
     assert run.stderr == ""
     assert run.head() == head(conferences)
     found = {name: without_header_lines(lines) for name, lines in run.blocks().items()}

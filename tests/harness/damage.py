@@ -1,4 +1,4 @@
-"""Damaged sources: how a test damages them, and what has to hold of a site whatever came in."""
+"""Damaged sources: how a test damages them, and what must be true of a site whatever came in."""
 
 import re
 from typing import Iterable, Iterator
@@ -21,7 +21,7 @@ def saved_files(site: Site) -> dict[str, bytes]:
 
 
 def assert_sources(site: Site, sources: dict[str, bytes], processed: set[str]) -> None:
-    """Each source is in the processed directory or still inbound, its bytes as they were."""
+    """Asserts that each source is unchanged, in the processed directory or still inbound."""
     for name, data in sources.items():
         place = "IN/processed" if name in processed else "IN"
         assert site.read(f"{place}/{name}") == data
@@ -37,7 +37,7 @@ def flip(data: bytes, bit: int) -> bytes:
 
 
 def is_header(data: bytes) -> bool:
-    """The header test, from the fields' limits."""
+    """Whether bytes are a packet header, by the limits of its fields."""
     word = [int.from_bytes(data[at : at + 2], "little") for at in range(0, 60, 2)]
     kind, year, month, day, first = word[9], word[2], word[3], word[4], word[29]
     return len(data) >= 60 and kind == 2 and 1990 <= year <= 2100 and month <= 11 and 1 <= day <= 31 and first in (0, 2)

@@ -10,7 +10,7 @@ from harness.target import RUNNER, environment
 
 @pytest.fixture(scope="session", autouse=True)
 def wine_session():
-    """Keeps a Windows process between the runs: without one, Wine brings its services up and down for each of them.
+    """Keeps a Windows process running between the runs: otherwise Wine starts and stops its services for each of them.
 
     The services keep the pipes they inherit: they must come from a process whose output nobody reads to its end.
     """
@@ -32,7 +32,7 @@ def wine_session():
 
 @pytest.fixture
 def site(tmp_path):
-    """A fresh site. Its copy of the program goes at the end of the test: pytest keeps the directories of past runs."""
+    """A new site. The program is removed after the test, because pytest keeps the directories of past runs."""
     made = Site(tmp_path / "site")
     yield made
     made.program.unlink(missing_ok=True)

@@ -1,4 +1,4 @@
-"""Sites, message bases and inbound mail generated from a seed: sound and damaged, ordinary and absurd."""
+"""Sites, message bases and inbound mail generated from a seed: sound and damaged, usual and unusual."""
 
 import random
 
@@ -26,7 +26,7 @@ def conferences(chance: random.Random) -> list[Conference]:
 
 
 def message_base(chance: random.Random, conference: int, unsent: float = 0) -> MessageBase:
-    """Of its messages that part is unsent."""
+    """A message base; each message is unsent with the probability `unsent`."""
     base = MessageBase(conference)
     for _ in range(chance.choice([0, 0, 1, 3, 6])):
         record = base.add(b"x" * chance.choice([0, 5, 200]), deleted=chance.choice([0, 0, 1]),

@@ -43,9 +43,9 @@ def _holder() -> tempfile.TemporaryDirectory[str]:
 
 @contextlib.contextmanager
 def held(path: Path, share: str = "") -> Iterator[None]:
-    """Within, another process has the file open: on Windows others may only read ("r") or write ("w") as it says.
+    """Within the context another process has the file open. On Windows others may then only read ("r") or write ("w").
 
-    On POSIX systems an open file is no obstacle to anybody.
+    On POSIX systems an open file does not restrict others.
     """
     if not WINDOWS:
         with path.open("r+b"):
@@ -67,10 +67,10 @@ def held(path: Path, share: str = "") -> Iterator[None]:
 
 @contextlib.contextmanager
 def read_only(path: Path, movable: bool = False) -> Iterator[dict]:
-    """Within, the file cannot be opened for writing; gives the options that a run needs for that.
+    """Within the context the file cannot be opened for writing; yields the options that a run needs for that.
 
-    Wine opens files as the user who started it, and root may write whatever the attribute says: there the file is made
-    immutable as well, unless it has to stay movable.
+    Wine opens files as the user who started it, and root may write read-only files: there the file is made immutable as
+    well, unless it has to stay movable.
     """
     mode = path.stat().st_mode
     path.chmod(0o444)

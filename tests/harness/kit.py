@@ -1,4 +1,4 @@
-"""cvkit, called as its users call it."""
+"""Calls cvkit as its users do."""
 
 import json
 import re
@@ -14,7 +14,7 @@ OPTION = re.compile(r"(?m)^  +(?:-\w,)?(--[a-z-]+)")
 
 @dataclass
 class Answer:
-    """What one call gave back; both texts hold no control character but line feeds."""
+    """The result of one call; neither text contains control characters except line feeds."""
 
     status: int
     text: str
@@ -42,16 +42,16 @@ class Kit:
         return answer
 
     def json(self, *arguments: object, status: int | None = 0) -> dict:
-        """What the program says to --json."""
+        """The program's output with --json."""
         return self(*arguments, "--json", status=status).json
 
 
 def commands_of(kit: Kit) -> list[str]:
-    """The commands, by the program's own help."""
+    """The commands according to the program's help."""
     _, _, listed = kit("--help").text.partition("Subcommands:\n")
     return re.findall(r"(?m)^  (\w+)", listed.partition("\n\n")[0])
 
 
 def options_of(kit: Kit, *command: str) -> list[str]:
-    """The long options of the program or of a command, by its own help."""
+    """The long options of the program or of a command according to its help."""
     return OPTION.findall(kit(*command, "--help").text)

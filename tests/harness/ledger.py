@@ -9,7 +9,7 @@ from harness.site import LOG, Site
 
 FATES = ("stored", "removed", "duplicate", "dropped", "damaged", "waiting", "unknown", "unaccounted")
 CUT = b"\x02\x00\x01"
-"""Where a packet ends within the head of a message."""
+"""Bytes that end a packet within the head of a message."""
 
 
 def mail(serial: int, area: str = "FIDO", msgid: bool = True, **fields) -> PackedMessage:
@@ -18,7 +18,7 @@ def mail(serial: int, area: str = "FIDO", msgid: bool = True, **fields) -> Packe
 
 
 def ledger(kit: Kit, *arguments, status: int = 0, **expected: int) -> list[dict]:
-    """Checks the sums, all others being 0, in both forms of the answer; returns the messages."""
+    """Checks the sums, those not given being 0, in both forms of the output; returns the messages."""
     answer = kit.json("ledger", *arguments, status=status)
     assert {fate: answer[fate] for fate in FATES if answer[fate]} == expected
     assert answer["in"] == sum(expected.values()) == len(answer["messages"])

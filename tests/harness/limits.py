@@ -9,7 +9,7 @@ CAP_DAC_OVERRIDE = 1
 
 
 def file_size(limit: int) -> Callable[[], None]:
-    """A file can grow to `limit` bytes: writing beyond fails as on a full disk."""
+    """Limits files to `limit` bytes: writing beyond that fails as on a full disk."""
     import resource  # only there on POSIX systems
 
     def apply() -> None:
@@ -20,6 +20,6 @@ def file_size(limit: int) -> Callable[[], None]:
 
 
 def permissions_count() -> None:
-    """Even for root a file that is not writable cannot be opened for writing."""
+    """Makes permissions apply to root, too: a file that is not writable cannot be opened for writing."""
     # For others the call fails, and for them permissions count anyway.
     ctypes.CDLL(None).prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0)

@@ -1,5 +1,5 @@
-"""A binkd for a site: its outbound directory is the mailer's box for the other system, its inbound directory the
-mailer's own. Everything it needs lies in a directory of its own, and it talks to one other system on this machine.
+"""A binkd for a site: OUTDIR is the mailer's box for the other system, INBOUND is the mailer's inbound directory. Its
+other files are in a directory of its own. It talks to one other system on this machine.
 """
 
 import os
@@ -58,7 +58,7 @@ class Mailer:
         raise AssertionError(f"no server: {self.log.read_text()}")
 
     def call(self, other: "Mailer", port: int) -> None:
-        """Calls the other system, exchanges what waits on both sides, and hangs up."""
+        """Calls the other system, exchanges the waiting files of both sides, and hangs up."""
         client = self._start(self.configure(other, f"127.0.0.1:{port}", port), "-p", "-P", other.address)
         try:
             client.wait(timeout=SESSION_LIMIT)
@@ -89,7 +89,7 @@ class Mailer:
 
 
 def stop(process: subprocess.Popen[bytes]) -> None:
-    """Ends a mailer that still runs, and the sessions that it may have left."""
+    """Ends a running mailer and its sessions."""
     if process.poll() is None:
         process.terminate()
         try:

@@ -8,11 +8,11 @@ from formats.message_base import MessageBase, PtrRecord, assert_whole, body_line
 from harness.site import Site
 
 ECHO, POST = 1, 2
-"""The conferences that both have."""
+"""The conferences of both systems."""
 
 
 class System:
-    """A site under an FTN address; `post` is what its BBS does when a user writes a message."""
+    """A site with an FTN address; `post` does what its BBS does when a user writes a message."""
 
     def __init__(self, site: Site, address: str, hub: str, name: str):
         self.site = site
@@ -65,7 +65,7 @@ class System:
         return base.ptr[-1], message_body(base, base.ptr[-1])
 
     def signed(self, *lines: str) -> bytes:
-        """How a message with these lines is stored by the other system."""
+        """The text of a message with these lines as the other system stores it."""
         return body_lines(*lines, "", "", "--- cvtoss32 1.05", f" * Origin: {self.name} ({self.address})")
 
 

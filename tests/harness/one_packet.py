@@ -1,4 +1,4 @@
-"""Many messages in one packet: they are tossed in their order, so that each may depend on those before it."""
+"""Many messages in one packet: they are tossed in order, so that each may depend on those before it."""
 
 from formats.conference_table import Conference
 from formats.message_base import MessageBase
@@ -21,15 +21,15 @@ class OnePacket:
         return self.cases.tag(base)
 
     def next(self) -> int:
-        """The number, counted from 1, of the message that is added next."""
+        """The number, from 1, of the message that is added next."""
         return len(self.messages) + 1
 
     def add(self, message: PackedMessage, *lines: str) -> None:
-        """Adds a message and the lines that the run has to log for it."""
+        """Adds a message and the lines that the run must log for it."""
         self.messages.append(message)
         self.lines += lines
 
     def toss(self, changes: dict[str, object] | None = None) -> Run:
-        """Tosses the packet, which has to be moved, and compares everything."""
+        """Tosses the packet, which must then be moved, and compares everything."""
         self.cases.packet("a.pkt", Packet(self.messages), *self.lines)
         return self.cases.toss(changes=changes)

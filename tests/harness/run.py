@@ -1,4 +1,4 @@
-"""What one run of the program gave back."""
+"""The result of one run of the program."""
 
 import re
 from dataclasses import dataclass
@@ -11,7 +11,7 @@ FIRST_OF_TAIL = ("Ignored ", "=== ")
 
 
 def unstamp(text: bytes) -> tuple[list[str], list[str]]:
-    """The time stamps and the lines of a log text. Each line has to begin with a stamp and to end in LF."""
+    """Returns the time stamps and the lines of a log text. Each line must begin with a stamp and end with LF."""
     stamps, lines = [], []
     assert not text or text.endswith(b"\n"), "the last line has no end"
     for line in shown(text).split("\n")[:-1]:
@@ -24,13 +24,13 @@ def unstamp(text: bytes) -> tuple[list[str], list[str]]:
 
 
 def mask_seconds(line: str) -> str:
-    """The name of a saved bad packet holds the time of its saving."""
+    """Masks the time in the name of a saved bad packet."""
     return re.sub(r"BAD_\d+\.PKT", "BAD_#.PKT", line)
 
 
 @dataclass
 class Run:
-    """One finished run. The console has already been compared with the lines that the run added to its log."""
+    """A finished run, whose console output has been compared with the lines that it added to its log."""
 
     status: int
     stderr: str
@@ -53,7 +53,7 @@ class Run:
     def blocks(self) -> dict[str, list[str]]:
         """The lines of each inbound file by its name, "Found:" left out.
 
-        The order in which a directory is listed is the platform's: tests with several files compare their blocks.
+        Tests with several files compare their blocks, so that they do not depend on the order of the files.
         """
         return {name: lines for name, lines in self.blocks_in_order()}
 

@@ -1,8 +1,8 @@
-"""Scans: what a test puts into the message base and what the run then has to export, compared whole.
+"""Scans: what a test puts into the message base, and what the run must then export.
 
-A `Scan` holds the message bases of a site. A test adds messages to them, says of each unsent one what is to become of
-it, in the order of the scan, and runs it: every line, every byte of the packet and of its bundle, and every file of the
-site are compared. What depends on the clock has to lie within the seconds of the run.
+A `Scan` holds the message bases of a site. A test adds messages to them, states what must become of each unsent one in
+the order of the scan, and runs it: every line, every byte of the packet and of its bundle, and every file of the site
+are compared. Values that depend on the clock must lie within the seconds of the run.
 """
 
 import re
@@ -58,17 +58,17 @@ def complete(messages: int) -> str:
 
 
 def serial_text(serial: int) -> bytes:
-    """The serial file after that serial was handed out."""
+    """The serial file after this serial was used."""
     return platform_text(b"%d\n" % serial)
 
 
 def mask_names(line: str) -> str:
-    """A bundle's name depends on the time; its sequence character does not."""
+    """Masks the names of bundles except their sequence characters: the rest depends on the time."""
     return re.sub(r"OUT/[0-9a-f]{8}\.[a-z]{2}([0-9a-z])(?![0-9a-z])", r"OUT/#\1", line)
 
 
 def tzutc() -> bytes:
-    """The offset of this machine's local time now, as the kludge has it."""
+    """The current offset of this machine's local time, in the form of the kludge."""
     minutes = time.localtime().tm_gmtoff // 60
     return b"%c%02d%02d" % (ord("-" if minutes < 0 else "+"), abs(minutes) // 60, abs(minutes) % 60)
 
@@ -105,7 +105,7 @@ def unaddressed(base: MessageBase, record: PtrRecord) -> str:
 
 @dataclass
 class Published:
-    """One published bundle, its name and entry name within the seconds of the run and its bytes as they must be."""
+    """A published bundle whose names and bytes have been checked."""
 
     path: str
     data: bytes
@@ -118,7 +118,7 @@ class Published:
 
 
 class Scan:
-    """The expectations of one scan after the other in one site."""
+    """The expectations of successive scans in one site."""
 
     def __init__(self, site: Site, *conferences: Conference):
         self.site = site
@@ -137,11 +137,11 @@ class Scan:
         return self.bases[conference - 1]
 
     def put(self) -> None:
-        """Writes the message bases; `run` does it as well."""
+        """Writes the message bases; `run` does so, too."""
         for base in self.bases:
             self.site.put(base)
 
-    # What is to become of the unsent messages, in the order of the scan.
+    # What must become of the unsent messages, in the order of the scan.
 
     def line(self, text: str) -> None:
         self.lines.append(text)
@@ -177,12 +177,12 @@ class Scan:
     # Running.
 
     def uncommitted(self, base: MessageBase, record: PtrRecord, line: str) -> None:
-        """The message is exported, but its commit fails with this line, made of conference and number."""
+        """The message is exported, but its commit fails with this line, formatted with conference and number."""
         self.commits = [commit for commit in self.commits if commit[1] is not record]
         self.commit_errors.append(line % (base.conference, record.number))
 
     def run(self, changes: dict[str, object] | None = None, **options) -> Published | None:
-        """A scan that publishes what there is; gives back the bundle, or None when nothing was to be exported."""
+        """Runs a scan that must publish everything; returns the bundle, or None when there was nothing to export."""
         self.put()
         before = self.site.snapshot()
         first, run, last = self._timed(**options)
@@ -199,7 +199,7 @@ class Scan:
         return published
 
     def fail(self, *tail: str, changes: dict[str, object] | None = None, **options) -> None:
-        """A scan that fails after the lines of the messages, with `tail`, and changes nothing but what is given."""
+        """Runs a scan that must fail after the messages' lines with `tail`, and change only what is given."""
         self.put()
         before = self.site.snapshot()
         _, run, _ = self._timed(**options)
@@ -240,7 +240,7 @@ class Scan:
         return f"MSGID={shown(msgid(self.serial))}" + ("  (threaded reply)" if threaded else "")
 
     def _timed(self, **options) -> tuple[int, Run, int]:
-        # The clock that tells whole seconds steps a little behind the one that tells parts of them.
+        # The clock with whole seconds is a little behind the one with fractions.
         first = int(time.time() - 0.05)
         run = self.site.run("-scan", **options)
         return first, run, int(time.time())
@@ -262,7 +262,7 @@ class Scan:
         return published
 
     def _packet(self, found: bytes, first: int, last: int) -> bytes:
-        """The packet that was to be written; its times are those of the one found, which lie within the run."""
+        """The expected packet; its times are those of the packet found, which must lie within the run."""
         read = read_packet(found)
         written = datetime(*(read.header[name] + (name == "month") for name in TIME_FIELDS))
         assert first <= written.timestamp() <= last, f"packet header of {written}"
@@ -329,7 +329,7 @@ def fts_dates(first: int, last: int) -> list[bytes]:
 
 
 def check_names(published: Published, first: int, last: int) -> None:
-    """Bundle and entry are named after a second of the run, the bundle after its day of the week as well."""
+    """Checks that the names of bundle and entry are from a second of the run, and the bundle's day of the week."""
     match = re.fullmatch(r"OUT/([0-9a-f]{8})\.([a-z]{2})[0-9a-z]", published.path)
     assert match, f"not a bundle's name: {published.path}"
     second = int(match.group(1), 16)

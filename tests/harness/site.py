@@ -26,11 +26,11 @@ LOG = "TOSSER.LOG"
 LOCK = "MSG/CVTOSS.BSY"
 
 Snapshot = dict[str, bytes | None]
-"""Every path under the site: a file's bytes, or None for a directory (its path ends in "/")."""
+"""Every path below the site: a file's bytes, or None for a directory (whose path ends with "/")."""
 
 
 def contents(path: Path) -> bytes:
-    """The bytes of a file, or what stands for them when there are none to read."""
+    """The bytes of a file, or a text in place of them when it cannot be read."""
     if not path.is_file():
         return b"(not a regular file)"
     try:
@@ -40,7 +40,7 @@ def contents(path: Path) -> bytes:
 
 
 class Site:
-    """The site of one test. Made with directories, a configuration, one idle node; conferences are up to the test."""
+    """The site of one test: directories, a configuration and one idle node. The test adds the conferences."""
 
     def __init__(self, root: Path):
         self.root = root
@@ -52,7 +52,7 @@ class Site:
         self.config(CONFIG)
         self.nodes(Node())
 
-    # What stands in the site.
+    # The content of the site.
 
     def path(self, name: str) -> Path:
         return self.root / name
@@ -67,7 +67,7 @@ class Site:
         return self.path(name).read_bytes()
 
     def config(self, text: Text, name: str = "CVTOSS32.CFG") -> None:
-        """Writes a configuration file as it stands."""
+        """Writes a configuration file with exactly this content."""
         self.write(name, text)
 
     def add_config(self, text: Text) -> None:
@@ -87,7 +87,7 @@ class Site:
         return data
 
     def put(self, base: MessageBase) -> None:
-        """Writes a conference's message base as it stands before the run."""
+        """Writes a conference's message base."""
         for name, content in base.files().items():
             self.write(f"MSG/{name}", content)
 
@@ -108,7 +108,7 @@ class Site:
         return subprocess.Popen([*RUNNER, str(program or self.program), *arguments], **(defaults | options))
 
     def finish(self, process: subprocess.Popen[bytes], log: Path | None, log_before: bytes) -> Run:
-        """Waits for the program's end; compares its console with what it added to the log."""
+        """Waits for the program to end; compares its console output with the lines that it added to the log."""
         console, errors = process.communicate(timeout=RUN_LIMIT)
         console = to_line_feeds(console)
         if log:
@@ -130,7 +130,7 @@ class Site:
     # Afterwards.
 
     def snapshot(self, *parts: str) -> Snapshot:
-        """What stands under the site (or those parts of it) now, but for the program and its log."""
+        """The current content of the site (or of those parts of it), without the program and its log."""
         found: Snapshot = {}
         for part in parts or (".",):
             for directory, names, files in os.walk(self.path(part)):

@@ -1,4 +1,4 @@
-"""What a toss logs between its banner and its first file, and how it ends when it may not go on."""
+"""What a toss logs between its banner and its first file, and how it ends when it cannot start."""
 
 from harness.compare import assert_run, assert_unchanged, banner
 from harness.run import Run
@@ -29,7 +29,7 @@ def loaded(count: int) -> str:
 
 
 def assert_aborted(site: Site, *lines: str) -> Run:
-    """The toss ends with status 1 after its banner and these lines, and leaves the site as it was, the lock gone."""
+    """Asserts that the toss ends with status 1 after its banner and these lines, the site unchanged, no lock left."""
     before = site.snapshot()
     run = site.toss()
     assert_run(run, 1, [*banner(), *lines])

@@ -31,7 +31,7 @@ def posix_only(reason: str) -> pytest.MarkDecorator:
 
 
 def to_line_feeds(data: bytes) -> bytes:
-    """Text as the platform writes it, with LF line ends. Every line end has to be the platform's own."""
+    """Converts the platform's line ends to LF. Every line end must be the platform's."""
     if not WINDOWS:
         return data
     assert data.count(b"\n") == data.count(b"\r\n"), "a line does not end in CR LF"
@@ -39,5 +39,5 @@ def to_line_feeds(data: bytes) -> bytes:
 
 
 def platform_text(data: bytes) -> bytes:
-    """Text with LF line ends as a text file of the platform holds it."""
+    """Converts LF to the platform's line ends."""
     return data.replace(b"\n", LINE_END)

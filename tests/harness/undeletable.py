@@ -1,4 +1,4 @@
-"""Files that nobody can remove, root neither."""
+"""Files that nobody can remove, not even root."""
 
 import contextlib
 import subprocess
@@ -12,7 +12,7 @@ from harness.target import WINDOWS
 
 @contextlib.contextmanager
 def undeletable(path: Path) -> Iterator[None]:
-    """Within, the file cannot be removed or renamed: read-only on Windows, immutable on Linux."""
+    """Within the context the file cannot be removed or renamed: it is read-only on Windows, immutable on Linux."""
     if WINDOWS:
         mode = path.stat().st_mode
         path.chmod(0o444)

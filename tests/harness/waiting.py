@@ -1,4 +1,4 @@
-"""Programs that wait for a busy node: they hold the lock until the test lets go of them."""
+"""Programs that wait for a busy node, holding the lock, until the test ends the wait."""
 
 import re
 import signal
@@ -15,7 +15,7 @@ OWNER = re.compile(r"cvtoss32 1\.05 Beta 5 mode=(-toss|-scan) pid=(\d+) started=
 
 
 def waits(node: int = 1, user: int = 5, mode: int = 0x0A) -> str:
-    """The line of a run that finds a node busy."""
+    """The log line of a run that finds a node busy."""
     return (
         f"Node {node} is in use by UserNo {user} (Mode=0x{mode:02X})"
         " -- waiting 10 seconds and rechecking CVWHOSON.DAT..."
@@ -23,7 +23,7 @@ def waits(node: int = 1, user: int = 5, mode: int = 0x0A) -> str:
 
 
 def start_waiting(site: Site, mode: str = "-toss", **options) -> subprocess.Popen[bytes]:
-    """Starts a run in a site whose one node is busy; returns when it waits, the lock held."""
+    """Starts a run in a site whose only node is busy; returns when the run holds the lock and waits."""
     site.conferences(echo("FIDO"))
     site.nodes(BUSY)
     process = site.start(mode, **options)
@@ -32,13 +32,13 @@ def start_waiting(site: Site, mode: str = "-toss", **options) -> subprocess.Pope
 
 
 def kill(process: subprocess.Popen[bytes]) -> None:
-    """Ends a program in the middle of whatever it does."""
+    """Kills a program."""
     process.send_signal(signal.SIGKILL)
     process.communicate(timeout=60)
 
 
 def owner_line(site: Site) -> str:
-    """The one line of the lock, which has to be as a run writes it."""
+    """Returns the line in the lock, which must be as a run writes it."""
     line = shown(site.read(LOCK))
     match = OWNER.fullmatch(line.removesuffix("\n"))
     assert match and line.endswith("\n"), f"not the line of a lock: {line!r}"
