@@ -1,4 +1,4 @@
-"""Appends that fail: everything is set back to what it was, the packet stays, and the next run stores what was lost."""
+"""Appends that fail: everything is restored, the packet stays, and the next run stores the message."""
 
 import os
 import resource
@@ -25,11 +25,11 @@ NOT_RESTORED = (
 NO_NUMBER = "ERROR: conf {} has reached the signed 32-bit MsgNumber limit"
 MSGID = "1:2/3 x"
 LIMIT = 65536
-"""A size of files that the message base reaches in these tests and the run log does not."""
+"""A file size that the message base reaches in these tests, but the run log does not."""
 
 
 def files_limited(size: int):
-    """The options of a process that cannot make a file longer than that; a write beyond it fails part of the way."""
+    """Options for a process whose files cannot grow beyond that size; a longer write is cut there and fails."""
 
     def limit() -> None:
         signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
@@ -44,7 +44,7 @@ def failing(conference: int, message: int, line: str, rollback: str | None = RES
 
 
 def assert_only_the_second_fails(cases: Cases, message, line: str, rollback: str | None = RESTORED, **options) -> None:
-    """Tosses that message for conference 1 between two of conference 2, which are stored."""
+    """Tosses the message to conference 1 between two messages to conference 2, which must be stored."""
     other = cases.conference()
     around = echomail(cases.tag(other), "Fine", msgid="")
     lines = [other.store(around, body_lines("Fine"))]
@@ -125,7 +125,7 @@ def test_a_file_that_does_not_open_leaves_none_of_those_created_before_it(site, 
 @posix_only("links that lead nowhere")
 @pytest.mark.parametrize("kind", ["DAT", "IDX", "PTR"])
 def test_a_link_to_a_disk_that_is_not_there_is_no_missing_file(site, kind):
-    """A message base begun anew in its place would hide the one on that disk."""
+    """A new message base in its place would hide the one on that disk."""
     site.conferences(echo("CASE1"))
     site.path(f"MSG/{MessageBase(1).name(kind)}").symlink_to("no such directory/file")
     site.inbound("a.pkt", Packet([echomail("CASE1", "Hi", msgid=MSGID)]).pack())

@@ -27,7 +27,7 @@ def word(value: str) -> tuple[str, str]:
     return line, "unexpected message-type word mid-packet"
 
 
-# What follows the first message, the line, and the reason under which the packet is saved.
+# The bytes after the first message, the line, and the reason for which the packet is saved.
 FAULTS = {
     "a message-type word of 1": (b"\x01\x00" + SECOND[2:] + CLOSING_WORD, *word("0001")),
     "a message-type word of 3 and nothing else": (b"\x03\x00", *word("0003")),

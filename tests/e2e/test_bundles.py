@@ -1,4 +1,4 @@
-"""The published bundle: packet header, sizes, ZIP structure, names, and what keeps it from being published."""
+"""The published bundle: packet header, sizes, ZIP structure, names, and failures to publish it."""
 
 import io
 import shutil
@@ -24,7 +24,7 @@ NOT_PUBLISHED = "ERROR: could not atomically publish bundle OUT/#9"
 
 
 def one_message(site, body: bytes = b"x") -> Scan:
-    """A scan that is to export one message."""
+    """A scan that must export one message."""
     scan = Scan(site, echo("FIDO"))
     base = scan.base()
     scan.echomail(base, base.add(body, **UNSENT), body)
@@ -44,7 +44,7 @@ def candidates(sequence: str) -> list[str]:
 def test_the_packet_header_is_addressed_to_the_hub_as_one_of_type_2_plus(site):
     packet = one_message(site).run().packet
     assert packet[:4] == bytes.fromhex("0a00 1400")
-    # The time stands between.
+    # The time is between them.
     assert packet[16:58] == bytes.fromhex(
         "0000 0200 fa00 fb00 00 00 0000000000000000 0200 0300 0000 0001 00 00 0100 0200 0300 0300 0400 00000000"
     )

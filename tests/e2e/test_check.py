@@ -47,7 +47,7 @@ def no_directory(directive: str, path: str) -> str:
 
 
 def check(site: Site, *lines: str, head: list[str] | None = None, issues: int = 0) -> Run:
-    """Runs a check that has to find this many issues, log these lines and change nothing."""
+    """Runs a check that must find this many issues, log these lines and change nothing."""
     before = site.snapshot()
     run = site.run("-check")
     verdict = failed(issues) if issues else PASSED
@@ -146,7 +146,7 @@ def test_a_conference_table_that_does_not_load_is_one_issue_and_nothing_is_prefl
 
 
 def test_the_listing_names_routed_and_netmail_conferences_and_all_of_them_are_preflighted(site):
-    """A netmail conference that is not routed is as much the runs' business as a routed one."""
+    """Runs also write to a netmail conference that is not routed."""
     conferences = [echo("ONE", public=1), Conference(tag="LOCAL"), netmail("Post"), netmail("", public=1, tag="X")]
     conferences += [echo("*", name="")]
     site.conferences(*conferences)
@@ -237,7 +237,7 @@ CAPACITIES = [
 
 
 def test_a_dat_file_four_fifths_full_or_more_is_noticed_and_no_issue(site):
-    """Boundaries on both sides; the percentage is rounded half up to tenths."""
+    """Both sides of the boundary; the percentage is rounded half up to tenths."""
     site.conferences(*[echo(f"AREA{index}") for index in range(len(CAPACITIES))])
     lines = [loaded(len(CAPACITIES))]
     lines += [listed(index + 1, "Talk", f"AREA{index}") for index in range(len(CAPACITIES))]

@@ -1,4 +1,4 @@
-"""The checked append: what is written of one message, and where the message base takes no more."""
+"""The checked append: what is written for one message, and when the message base is full."""
 
 import struct
 import zlib
@@ -17,7 +17,7 @@ LAST_NUMBER = 2147483647
 
 
 def sized(tag: str, size: int) -> tuple[PackedMessage, bytes]:
-    """A message whose body takes `size` bytes, and the body; no two of its stretches are alike."""
+    """A message whose body has `size` bytes, and that body; no part of it is repeated."""
     body = b"".join(b"%07d\x01" % at for at in range(0, size, 8))[: max(size - 1, 0)] + b"\x01" * min(size, 1)
     return PackedMessage(text=b"AREA:" + raw(tag) + b"\r" + body.replace(b"\x01", b"\r")), body
 
@@ -194,7 +194,7 @@ def test_conference_numbers_of_100_and_more_take_three_digits(site):
 
 
 def test_line_feeds_carriage_returns_and_end_of_file_bytes_in_records_are_stored_as_they_are(site):
-    """Conferences, numbers, places, counts, lengths and texts made of the bytes that a text mode would change."""
+    """Conferences, numbers, positions, counts, lengths and texts of the bytes that a text mode would change."""
     packet = OnePacket(site)
     values = (0x0A, 0x0D, 0x1A, 0x0A0D, 0x0D0A, 0x1A1A)
     for conference in range(1, 27):

@@ -1,4 +1,4 @@
-"""Command line and modes: what is read in which order, and what ends a run before it has begun."""
+"""Command line and modes: the order in which files are read, and what ends a run before it starts."""
 
 import subprocess
 

@@ -1,4 +1,4 @@
-"""Conference table: which tables are refused and why, and what a record's bytes mean to a toss."""
+"""Conference table: which tables are refused and why, and what the bytes of a record mean for a toss."""
 
 import pytest
 
@@ -122,7 +122,7 @@ def test_a_tag_of_three_routed_conferences_is_reported_once_for_the_second_and_t
 
 
 def assert_letter(site: Site, conferences: list[Conference], goes_to: int | None, *warnings: str) -> None:
-    """A letter without an area goes to that conference."""
+    """Netmail goes to that conference."""
     site.conferences(*conferences)
     message = letter("text")
     data = site.inbound("a.pkt", Packet([message]))

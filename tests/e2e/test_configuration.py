@@ -1,4 +1,4 @@
-"""Configuration: what a line says, what is refused, and what the run makes of it, seen in the lines of its banner."""
+"""Configuration: the meaning of a line, what is refused, and the result, seen in the lines of the run's banner."""
 
 from dataclasses import dataclass
 
@@ -28,7 +28,7 @@ TEXT_DIRECTIVES = {
 
 @dataclass
 class Directories:
-    """What the second line of a toss shows. The message directory is not there, which ends the run early."""
+    """The directories in the second line of a toss. The message directory is missing, which ends the run early."""
 
     inbound: str = "first"
     conf: str = "conf"
@@ -51,7 +51,7 @@ def assert_read(site: Site, config: Text, directories: Directories, *warnings: s
 
 
 def assert_inbound(site: Site, lines: Text, expected: str, *warnings: str) -> None:
-    """Lines between a first INBOUND line and the other directories that a toss needs make the inbound directory so."""
+    """Lines after a first INBOUND line, and before the other directories, set the inbound directory to this."""
     config = b"INBOUND first\n" + raw(lines) + b"\nCONFDIR conf\nMSGDIR nomsg\n"
     assert_read(site, config, Directories(inbound=expected), *warnings)
 

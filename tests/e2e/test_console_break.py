@@ -1,4 +1,4 @@
-"""Ctrl+C at the console of a run: the lock goes with the run, and the next one starts at once."""
+"""Ctrl+C at the console of a run: the lock is removed, and the next run starts at once."""
 
 import contextlib
 import os
@@ -23,7 +23,7 @@ RUN_LIMIT = 60
 
 @contextlib.contextmanager
 def console() -> Iterator[tuple[int, dict]]:
-    """A terminal: its keyboard, and the options of a process that runs at it. What is shown there is read away."""
+    """A terminal: its keyboard, and the options of a process that runs at it. Its output is read and discarded."""
     import fcntl  # only there on POSIX systems, as the terminal
     import termios
 

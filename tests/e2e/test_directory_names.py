@@ -1,4 +1,4 @@
-"""How a configuration may name directories: by drives, whole paths, other machines, with either separator."""
+"""The forms of directory names in a configuration: drives, whole paths, other machines, either separator."""
 
 import pytest
 
@@ -13,7 +13,7 @@ from harness.start_up import loaded
 from harness.target import WINDOWS
 
 DRIVES = ("Z:", "z:")
-"""What Wine calls the root directory; elsewhere these are names like any other, and stand for the site here."""
+"""Wine's names for the root directory; elsewhere these are ordinary names, here links to the site."""
 
 
 def whole(site: Site) -> str:
@@ -67,7 +67,7 @@ def test_a_toss_and_a_scan_find_their_directories_and_name_them_as_configured(si
 
 
 def test_names_of_another_machine_are_kept_as_they_are_and_lead_nowhere(ready):
-    """Two slashes in front name another machine to Windows."""
+    """On Windows a name with two slashes in front is on another machine."""
     ready.config("INBOUND //nobody/in\nCONFDIR \\\\nobody\\conf\nMSGDIR MSG\n")
     run = ready.run("-check")
     assert run.lines[1:4] == [

@@ -1,4 +1,4 @@
-"""Disposal: a file that was tossed is moved or deleted, or stays when that fails; it is never lost."""
+"""Disposal: a tossed file is moved or deleted, or stays when that fails; it is never lost."""
 
 import os
 import tempfile
@@ -24,7 +24,7 @@ def not_moved(name: str, directory: str = "IN/processed") -> str:
 
 @pytest.fixture
 def ready(ready):
-    """The same with one empty packet."""
+    """The same site with one empty packet."""
     ready.inbound("a.pkt", EMPTY)
     return ready
 
@@ -139,7 +139,7 @@ def test_a_processeddir_that_is_the_inbound_directory_by_its_whole_path_fails_an
 @posix_only("links need a privilege on Windows")
 @pytest.mark.parametrize("older", ["../../store/mail", "../../other", "nowhere", "../a.pkt"])
 def test_a_link_is_moved_over_an_older_link_of_its_name(ready, older):
-    """A link that makes room loses nothing, not even one that leads to the same file."""
+    """Removing a link to make room loses nothing, even if it leads to the same file."""
     mail = ready.write("store/mail", EMPTY.pack())
     ready.write("other", b"x")
     ready.path("IN/a.pkt").unlink()

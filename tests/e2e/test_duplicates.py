@@ -1,4 +1,4 @@
-"""Duplicates: a MSGID that the conference's SIG file already holds."""
+"""Duplicates: a MSGID that is already in the conference's SIG file."""
 
 from formats.conference_table import echo
 from formats.conference_table import netmail as netmail_conference
@@ -17,7 +17,7 @@ def duplicate(message: int, msgid: Text, conference: int) -> str:
 
 
 def assert_judged(site, rows: list[tuple[Text, Text, bool]]) -> None:
-    """Each row a conference of its own: its SIG file, the MSGID that arrives, and whether it is a duplicate there."""
+    """Each row is for a conference of its own: its SIG file, an arriving MSGID, and whether that is a duplicate."""
     packet = OnePacket(site)
     for sig, msgid, known in rows:
         base = packet.conference()
@@ -117,7 +117,7 @@ def test_a_second_toss_of_the_same_packet_stores_only_what_has_no_msgid(site):
 
 
 def test_a_sig_file_that_cannot_be_read_counts_as_empty(site):
-    """A directory stands in its place: no duplicate, no parent; then it cannot be written, nor set back."""
+    """A directory in its place: no duplicate and no parent is found; then it can neither be written nor restored."""
     cases = Cases(site)
     base = cases.conference()
     base.add(b"x")

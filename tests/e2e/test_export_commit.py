@@ -1,4 +1,4 @@
-"""Recording what was exported: SIG line and MsgSent byte of each message, after the bundle is out."""
+"""Recording the export of each message, its SIG line and MsgSent byte, after the bundle is published."""
 
 import pytest
 
@@ -84,7 +84,7 @@ def test_a_sig_file_that_cannot_be_appended_to_keeps_its_conference_unsent_and_n
 @posix_only("permission bits")
 @pytest.mark.parametrize("sig", [None, b"1:2/3 " + b"m" * 109 + b"\t77\r\n"])
 def test_a_ptr_file_that_is_not_writable_keeps_its_conference_unsent_with_its_sig_file_as_it_was(site, sig):
-    """No SIG file, or one of 120 bytes: it is the same after the rollback."""
+    """The SIG file, absent or of 120 bytes, is unchanged after the rollback."""
     scan = Scan(site, echo("ONE"), echo("TWO"))
     for number in (1, 2):
         for _ in range(3):

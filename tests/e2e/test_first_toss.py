@@ -1,4 +1,4 @@
-"""One packet with one message, from the inbound directory to the message base: everything at once."""
+"""One packet with one message, from the inbound directory to the message base."""
 
 from formats.conference_table import echo
 from formats.message_base import MessageBase, body_lines, message_files
@@ -23,7 +23,7 @@ def test_a_packet_is_tossed_and_moved(site):
 
 
 def test_the_stored_bytes_are_those_of_the_layout(site):
-    """The same without the builders' help for the header record, so that they are held to the layout as well."""
+    """The same with the header record written out, as a test of the builders' layout."""
     site.conferences(echo("FIDO"))
     site.inbound("a.pkt", Packet([echomail("FIDO", "Hi", sender="123456789", to="a", subject="S", attribute=1)]))
 

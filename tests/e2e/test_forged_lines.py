@@ -1,4 +1,4 @@
-"""No line can be forged by mail: the five bytes that could do it are shown as "?", and stored as they came."""
+"""Mail cannot forge a log line: the five bytes that could do so are shown as "?", and stored unchanged."""
 
 import os
 

@@ -1,4 +1,4 @@
-"""A file that another program holds open: on Windows whatever needs it fails, on POSIX systems nothing does."""
+"""A file that another program has open: on Windows whatever needs it fails, on POSIX systems nothing does."""
 
 import os
 import time

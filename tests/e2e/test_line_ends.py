@@ -1,4 +1,4 @@
-"""CR LF where it belongs and only there: what has the line ends of the platform, and what is the same everywhere."""
+"""Which files have the line ends of the platform, and which have the same ones everywhere."""
 
 from formats.conference_table import echo
 from formats.message_base import MessageBase, body_lines
@@ -10,13 +10,13 @@ from harness.waiting import kill, start_waiting
 
 
 def assert_platform_text(data: bytes) -> None:
-    """Every line ends as the lines of the platform do, the last one as well."""
+    """Every line, including the last one, has the line end of the platform."""
     assert data.endswith(b"\n")
     assert data.count(b"\r") == data.count(b"\r\n") == (data.count(b"\n") if WINDOWS else 0)
 
 
 def console(site: Site, mode: str) -> tuple[bytes, bytes]:
-    """What a run writes on the console, to its standard output and to its standard error."""
+    """The standard output and the standard error of a run."""
     return site.start(mode).communicate(timeout=60)
 
 
@@ -67,7 +67,7 @@ def test_sig_lines_of_a_toss_end_in_lf_and_those_of_a_scan_in_cr_lf_everywhere(s
 
 
 def test_text_in_records_and_saved_packets_is_never_translated(site):
-    """A message whose text has every kind of line end, stored; a damaged packet of the same, saved and moved."""
+    """A message with every kind of line end, stored; a damaged packet with the same text, saved and moved."""
     site.conferences(echo("FIDO"))
     text = b"AREA:FIDO\r" + b"a\nb\r\nc\n\rd\x1ae\r\r"
     whole = Packet([echomail("FIDO")])

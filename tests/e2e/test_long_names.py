@@ -1,4 +1,4 @@
-"""Long names: files of 255 bytes in the inbound directory, and directories of the longest that can be configured."""
+"""Long names: inbound files with 255 bytes, and directories of the greatest length that can be configured."""
 
 import pytest
 
@@ -19,7 +19,7 @@ whole_paths = posix_only("Windows takes no path of that length")
 
 
 def directory_of(length: int, letter: str) -> str:
-    """A relative path of that many characters, in parts that every file system takes."""
+    """A relative path with that many characters, in parts that every file system accepts."""
     parts = [letter * 99] * (length // 100)
     path = "/".join([*parts, letter * (length - 100 * len(parts))])
     assert len(path) == length

@@ -1,4 +1,4 @@
-"""Two systems with a real mailer each: bundles go from one's outbound directory to the other's inbound directory."""
+"""Two systems, each with a real mailer: bundles go from the OUTDIR of one to the INBOUND of the other."""
 
 import pytest
 

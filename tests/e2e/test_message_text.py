@@ -1,4 +1,4 @@
-"""What a toss makes of a message's text and date, and which texts it refuses; tests/unit has every form of them."""
+"""How a toss converts a message's text and date, and which texts it refuses; tests/unit has every form of them."""
 
 import pytest
 

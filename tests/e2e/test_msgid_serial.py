@@ -1,4 +1,4 @@
-"""The serial file: every MSGID gets a number that was never used before."""
+"""The serial file: every MSGID gets a number that has never been used."""
 
 import pytest
 

@@ -1,4 +1,4 @@
-"""INBOUND may be written in by the mailer's user, who is trusted with nothing else."""
+"""The mailer's user may write in INBOUND, but is not trusted with anything else."""
 
 import os
 import shutil
@@ -26,7 +26,7 @@ STAYS = "  ERROR: could not make stored mail durable; source remains inbound"
 
 
 class SharedSite(Site):
-    """A site of the program's user, in whose INBOUND the mailer's group may write; the program runs as that user."""
+    """A site whose INBOUND the mailer's group may write in; the program runs as the owner of the site."""
 
     def __init__(self, root: Path):
         super().__init__(root)
@@ -54,7 +54,7 @@ class SharedSite(Site):
 
 @pytest.fixture
 def shared():
-    """Not under the directory of the tests, which is root's alone."""
+    """A site outside the directory of the tests, which only root can enter."""
     with tempfile.TemporaryDirectory() as directory:
         os.chmod(directory, 0o755)
         yield SharedSite(Path(directory) / "site")

@@ -1,4 +1,4 @@
-"""Node status: what counts as idle, what ends a run at once, and one real wait of ten seconds."""
+"""Node status: what counts as idle, what ends a run immediately, and one real wait of ten seconds."""
 
 import os
 import time
@@ -86,7 +86,7 @@ def becomes_idle(site: Site) -> None:
 
 
 def stays_busy_elsewhere(site: Site) -> None:
-    """Its lock looks old meanwhile, as after a wait much longer than this one."""
+    """Its lock is made old meanwhile, as after a much longer wait."""
     os.utime(site.path(LOCK), (time.time() - 1700, time.time() - 1700))
     site.nodes(Node(user=65534, mode=0xF0), Node(user=5, mode=0x0A))
 
@@ -106,7 +106,7 @@ def loses_its_lock(site: Site) -> None:
 
 
 def gets_another_message_base(site: Site) -> None:
-    """What a restore from a backup does: another directory stands at the place of MSGDIR, without the lock."""
+    """As after a restore from a backup: MSGDIR is now another directory, without the lock."""
     becomes_idle(site)
     site.path("MSG").rename(site.path("OLD"))
     site.path("MSG").mkdir()
@@ -131,7 +131,7 @@ CHANGES = (
 
 @pytest.fixture(scope="module")
 def waited(tmp_path_factory):
-    """Each change by its name: the site, and the run that met it at its second look."""
+    """By the name of each change: the site, and the run that noticed the change at its second look."""
     sites = {change: Site(tmp_path_factory.mktemp(change.__name__) / "site") for change in CHANGES}
     processes = {}
     for change, site in sites.items():

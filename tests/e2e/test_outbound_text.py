@@ -59,7 +59,7 @@ def test_a_reply_has_its_line_between_tzutc_and_body_in_both_kinds(site):
 
 
 def test_line_ends_at_the_end_of_the_body_give_way_to_one_and_two_empty_lines(site):
-    """0x01 is the stored line end; CR and LF themselves are trimmed as well, but nothing else is."""
+    """0x01 is the stored line end; CR and LF are trimmed as well, but nothing else is."""
     scan = Scan(site, echo("FIDO"), netmail())
     bodies = [
         (b"Hello\x01\n\x01\n", b"Hello"),
@@ -162,7 +162,7 @@ def test_the_parents_msgid_is_cut_to_63_characters(site):
 
 
 def test_a_reply_to_a_message_of_the_same_run_has_no_msgid_yet(site):
-    """SIG lines are written only after the bundle is out; the next run knows the parent."""
+    """SIG lines are written only after the bundle is published; the next run finds the parent."""
     scan = Scan(site, echo("FIDO"))
     base = scan.base()
     scan.echomail(base, base.add(b"parent", **UNSENT, number=1), b"parent")

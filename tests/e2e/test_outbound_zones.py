@@ -1,6 +1,6 @@
 """The offset from UTC in the TZUTC kludge, and local time in dates and names, east and west of Greenwich.
 
-With 13 hours east and 11 hours west one of the two is in another day than UTC at any time of the day.
+At any time, either the zone 13 hours east or the one 11 hours west has another date than UTC.
 """
 
 import time

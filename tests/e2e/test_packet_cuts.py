@@ -1,4 +1,4 @@
-"""One packet cut at every length, and with every single bit flipped: whatever comes in, what is stored is whole."""
+"""One packet cut at every length, and with every single bit flipped: what is stored is always whole."""
 
 from pathlib import Path
 
@@ -39,7 +39,7 @@ def packet_of(number: int) -> Packet:
 
 
 class Foretold:
-    """The message base and the log lines as messages of such packets are tossed one after another."""
+    """The expected message base and log lines when messages of such packets are tossed one after another."""
 
     def __init__(self) -> None:
         self.bases = [MessageBase(number) for number in (1, 2, 3)]
@@ -66,7 +66,7 @@ class Foretold:
 
 
 def end_of_cut(packet: Packet, length: int) -> tuple[int, str]:
-    """How many messages a packet cut at that length has, and the fault it ends in ("" for none)."""
+    """The count of messages in a packet cut at that length, and the fault that ends it ("" for none)."""
     at = HEADER_SIZE
     for count, message in enumerate(packet.messages):
         data = message.pack()
@@ -148,7 +148,7 @@ def test_a_packet_with_each_bit_flipped_leaves_a_whole_message_base_and_no_lock(
 
 
 def test_bits_that_are_not_read_change_nothing(site):
-    """Header fields that are not read, and of a message its destination and cost."""
+    """Unused header fields, and a message's destination and cost."""
     unread = [*range(10, 18), *range(24, 46), *range(54, 58)]
     unread += [HEADER_SIZE + at for at in (4, 5, 8, 9, 12, 13)]
     sources = {bit: flip(packet_of(bit).pack(), bit) for byte in unread for bit in range(8 * byte, 8 * byte + 8)}

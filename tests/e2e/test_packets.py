@@ -1,4 +1,4 @@
-"""Packets: which header is one, what is shown and read of it, and the walk from message to message."""
+"""Packets: which headers are valid, which fields are shown and used, and the walk from message to message."""
 
 import pytest
 
@@ -167,12 +167,12 @@ def test_names_are_kept_to_63_bytes_and_subjects_to_127(site):
 
 
 def _counted(word: str, length: int) -> str:
-    """A text of that length in which every byte tells where it stands."""
+    """A text of that length in which every byte shows its position."""
     return "".join(f"{word}{at}." for at in range(length))[:length]
 
 
 def test_date_text_is_kept_to_63_bytes(site):
-    """Blanks before a date are skipped, so a date can stand at the very end: then its last digit counts or is lost."""
+    """Blanks before a date are skipped, so that a date can be at the very end, where its last digit may be cut."""
     cases = Cases(site)
     base = cases.conference()
     date = "05 Jan 25  00:07:5"

@@ -29,7 +29,7 @@ def past_dat(number: int, where: int, records: int, count: int, conference: int 
 
 
 def assert_sound(site: Site, *conferences: Conference) -> None:
-    """A toss of nothing goes through and leaves the message bases alone."""
+    """Asserts that a toss without mail succeeds and does not change the message bases."""
     conferences = conferences or (echo("FIDO"),)
     site.conferences(*conferences)
     before = site.snapshot()
@@ -39,7 +39,7 @@ def assert_sound(site: Site, *conferences: Conference) -> None:
 
 
 def assert_unsound(site: Site, *errors: str, conferences: tuple[Conference, ...] = (echo("FIDO"),)) -> None:
-    """A toss is given up with these errors before it looks at its inbound files."""
+    """Asserts that a toss ends with these errors before it reads its inbound files."""
     site.conferences(*conferences)
     site.inbound("a.pkt", Packet())
     assert_aborted(site, loaded(len(conferences)), ALL_IDLE, *errors, BAD_BASES)
@@ -47,7 +47,7 @@ def assert_unsound(site: Site, *errors: str, conferences: tuple[Conference, ...]
 
 
 def sizes(site: Site, ptr: int | None, idx: int | None, dat: int | None, conference: int = 1) -> None:
-    """Files of zeros of these sizes, but for live headers of one record each; None for no file."""
+    """Files of these sizes, zero except for live headers of one record each; None for no file."""
     for kind, size in (("PTR", ptr), ("IDX", idx), ("DAT", dat)):
         path = site.path(f"MSG/CVMSG{conference:02d}.{kind}")
         path.unlink(missing_ok=True)
@@ -175,7 +175,7 @@ def test_every_routed_or_netmail_conference_is_checked_and_no_other(site):
 
 @pytest.mark.parametrize("name", [PTR, IDX, DAT])
 def test_a_directory_in_the_place_of_a_file_takes_no_message_and_loses_none(site, name):
-    """What a directory measures is the platform's affair: the run ends at once, or the packet waits for the next."""
+    """The size of a directory depends on the platform: either the run ends at once, or the packet stays."""
     site.conferences(echo("FIDO"))
     if name != PTR:
         site.put(one_message())

@@ -1,4 +1,4 @@
-"""Read-only files: what only reads them goes on, what has to write them leaves everything as it was."""
+"""Read-only files: reading them works, and a failure to write them leaves everything unchanged."""
 
 import pytest
 
@@ -37,7 +37,7 @@ def lay(site: Site, msgid: str = MSGID) -> tuple[MessageBase, Packet]:
 
 
 def assert_stored(site: Site, base: MessageBase, packet: Packet, path: str, msgid: str = MSGID) -> None:
-    """The toss stores the message although that file is read-only."""
+    """Asserts that the toss stores the message although that file is read-only."""
     before = site.snapshot()
     with read_only(site.path(path), movable=path.startswith("IN/")) as options:
         run = site.toss(log=path != LOG, **options)
@@ -66,7 +66,7 @@ def test_a_sig_file_is_not_written_for_a_message_without_msgid(site):
 
 @pytest.mark.parametrize("kind", ["DAT", "IDX", "PTR", "SIG"])
 def test_a_file_of_the_message_base_that_is_read_only_keeps_all_four_as_they_were(site, kind):
-    """It cannot even be opened to be set back, so that the run asks for a look; the next run stores the message."""
+    """It cannot be opened for a rollback either, so that the run asks for an inspection; the next run succeeds."""
     base, packet = lay(site)
     before = site.snapshot()
     with read_only(site.path(f"MSG/CVMSG01.{kind}")) as options:
@@ -124,7 +124,7 @@ def export(scan: Scan) -> None:
 
 
 def run_keeping(scan: Scan, path: str) -> None:
-    """A scan while that file is read-only; the bases stand already."""
+    """A scan while that file is read-only; the bases have been written before."""
     scan.put = lambda: None
     with read_only(scan.site.path(path)) as options:
         scan.run(**options)

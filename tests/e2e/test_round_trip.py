@@ -1,4 +1,4 @@
-"""Mail between two systems, both ways: what one exports, the other stores, and replies find their parents."""
+"""Mail between two systems in both directions: one stores what the other exports, and replies find their parents."""
 
 import shutil
 
@@ -91,7 +91,7 @@ def test_the_same_message_is_never_stored_twice(site, hub_site):
 
 
 def test_a_message_exported_twice_after_a_failed_commit_arrives_under_two_msgids(site, hub_site):
-    """It may come twice rather than never: a bundle that is out is not taken back."""
+    """A published bundle is not taken back: the message arrives twice rather than never."""
     ours, hub = make_network(site, hub_site)
     ours.post(ECHO, "Hello")
     site.path("MSG/CVMSG01.SIG").mkdir()

@@ -222,7 +222,7 @@ def test_an_unknown_area_is_listed_again_when_a_retained_packet_comes_back_even_
 
 
 def test_a_message_base_that_fails_its_check_in_mid_run_takes_no_message(site):
-    """Two conferences share one header file by a hard link: what the first stores breaks the second."""
+    """Two conferences share one header file by a hard link: a message in the first damages the second."""
     cases = Cases(site)
     one, two, three = cases.conference(), cases.conference(), cases.conference()
     one.add(b"x")

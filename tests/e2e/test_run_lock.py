@@ -1,4 +1,4 @@
-"""Run lock: who gets it, who is kept out, when it is stale, and that it is gone after every exit."""
+"""Run lock: which run gets it, which is refused, when it is stale, and that it is removed at every exit."""
 
 import os
 import resource
@@ -25,7 +25,7 @@ SIGNALS = (signal.SIGINT, signal.SIGHUP, signal.SIGTERM, signal.SIGQUIT)
 
 
 def age(site: Site, seconds: int) -> None:
-    """Makes the lock that old, and a second more: a whole-second clock may lag behind this one by a tick."""
+    """Makes the lock one second older than that: a clock with whole seconds may lag by a tick."""
     then = time.time() - seconds - 1
     os.utime(site.path(LOCK), (then, then))
 

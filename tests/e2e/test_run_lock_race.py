@@ -1,4 +1,4 @@
-"""Run lock: runs that start at the same moment. Exactly one proceeds, and nobody takes its lock away."""
+"""Run lock: of runs that start at the same moment exactly one proceeds, and none removes its lock."""
 
 import os
 import shutil
@@ -18,7 +18,7 @@ ROUNDS = 25
 
 
 class Racer:
-    """A copy of the program in a directory of its own, so that its log is its own, too."""
+    """A copy of the program in a directory of its own, so that it has a log of its own."""
 
     def __init__(self, site: Site, name: str):
         self.site = site

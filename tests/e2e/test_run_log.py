@@ -1,4 +1,4 @@
-"""Run log: a file beside the program that only ever grows, each line on the console as well."""
+"""Run log: a file beside the program that only grows; each line is on the console, too."""
 
 import os
 import shutil
@@ -17,7 +17,7 @@ from harness.target import PROGRAM, posix_only, to_line_feeds
 
 LONGEST = 1023
 CLOCK_LAG = 0.05
-"""A whole-second clock may still show the second before for a tick."""
+"""A clock with whole seconds may lag by a tick."""
 
 
 def test_the_log_is_in_the_directory_of_the_program_wherever_it_is_run_from(site):
@@ -124,7 +124,7 @@ def test_a_message_of_1023_characters_is_whole_and_a_longer_one_is_cut_there(sit
         message += f"Message dir: {message_dir}"
         assert len(message) == length
         run = site.toss()
-        # What the platform says of so long a message directory is its own affair.
+        # The platform's error for such a long message directory is not compared.
         assert run.lines[:3] == [BANNER, message[:LONGEST], KEPT]
         assert (run.status, run.stderr) == (1, "")
 

@@ -1,4 +1,4 @@
-"""A PTR file with every bit flipped that a scan reads: each message is exported as its header then stands, or left."""
+"""A scan of PTR files with each single bit flipped: each message is exported by the changed header, or not at all."""
 
 import re
 import struct
@@ -13,7 +13,7 @@ from harness.target import WINDOWS
 
 CONFERENCES = 200
 READ = [18, 19, 20, 49, *range(50, 60), 111, 112, 113, *range(152, 174)]
-"""Lengths and first bytes of the texts, all of the recipient; flags and numbers."""
+"""Lengths and first bytes of the texts, the whole recipient, flags and numbers."""
 MSGIDS = {1: b"1:2/3 a", 3: b"1:2/3 b"}
 NUMBER = rb"[ \t\n\v\f\r]*([+-]?[0-9]+)"
 ADDRESS = re.compile(rb"%b:%b/%b" % (NUMBER, NUMBER, NUMBER))
@@ -34,7 +34,7 @@ def sample(conference: int) -> MessageBase:
 
 @dataclass
 class FoundRecord(PtrRecord):
-    """A record as it stands in a file: every byte of it is kept, its texts end at a NUL."""
+    """A record read from a file: every byte is kept, and its texts end at a NUL."""
 
     found: bytes = b""
 
@@ -56,7 +56,7 @@ def is_sound(ptr: bytes, dat_count: int) -> bool:
 
 
 def export(scan: Scan, base: MessageBase) -> None:
-    """Foretells what a scan makes of every message of the base."""
+    """Adds what a scan must do with every message of the base."""
     for record in base.ptr:
         if record.sent or record.deleted:
             continue
@@ -75,7 +75,7 @@ def export(scan: Scan, base: MessageBase) -> None:
 
 
 def test_a_scan_exports_what_a_damaged_header_says(site):
-    """Each damaged file belongs to a conference of its own; two hundred of them make one run."""
+    """Each damaged file is that of another conference; a run has two hundred of them."""
     whole = sample(1).files()["CVMSG01.PTR"]
     # One bit of the old and the deleted message's bytes, every bit of the unsent one's.
     bits = [8 * byte + byte % 8 for byte in (*range(PTR_SIZE), *range(2 * PTR_SIZE, 3 * PTR_SIZE))]

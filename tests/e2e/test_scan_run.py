@@ -1,4 +1,4 @@
-"""The scan from its first line to its last: which messages are taken, and in which order."""
+"""The scan from its first line to its last: which messages are exported, and in which order."""
 
 from formats.conference_table import Conference, echo, netmail
 from formats.message_base import body_lines, dat_records

@@ -1,4 +1,4 @@
-"""What a scheduler may do to a run: a console that nobody reads, closed streams, limits, other users."""
+"""Runs under a scheduler: a console that nobody reads, closed streams, limits, other users."""
 
 import os
 import stat

@@ -1,4 +1,4 @@
-"""Line feeds, carriage returns and DOS end marks as bytes of binary records: a scan reads and writes them untouched."""
+"""Line feeds, carriage returns and DOS end marks in binary records: a scan reads and writes them unchanged."""
 
 import time
 import zlib
@@ -72,7 +72,7 @@ def packed_address(numbers: tuple[int, int, int, int]) -> str:
 
 @pytest.mark.parametrize("turn", range(4))
 def test_packet_and_messages_have_the_addresses(site, turn):
-    """Zone, net, node and point of both systems, and the net and node of a letter."""
+    """Zone, net, node and point of both systems, and the net and node of netmail."""
     ours = tuple(VALUES[(turn + place) % len(VALUES)] for place in range(4))
     hub = tuple(VALUES[(turn + place + 4) % len(VALUES)] for place in range(4))
     site.add_config(f"ADDRESS {packed_address(ours)}\nHUB {packed_address(hub)}\nSYSTEM Us\n")
@@ -97,7 +97,7 @@ def test_packet_and_messages_have_the_addresses(site, turn):
 
 
 def name_with_checksum(wanted: bytes) -> str:
-    """The first name whose checksum holds these bytes side by side."""
+    """The first name whose checksum contains these bytes in a row."""
     number = 0
     while wanted not in zlib.crc32(b"Ann %d" % number).to_bytes(4, "little"):
         number += 1

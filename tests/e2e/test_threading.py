@@ -1,4 +1,4 @@
-"""Threading: the parent that a REPLY names, through the SIG file to a live header, or none."""
+"""Threading: finding the parent of a REPLY by the SIG file and a live header."""
 
 from dataclasses import dataclass, field
 
@@ -44,9 +44,9 @@ NOT_FOUND, SILENT = "not found", "silent"
 
 @dataclass
 class Link:
-    """A SIG file, the headers that stand in the conference, a REPLY for X, and the parent it is to find.
+    """A SIG file, the headers of the conference, a REPLY to X, and the parent that must be found.
 
-    `gone` is the number of a parent that no longer lives; `unthreaded` tells why there is no number at all.
+    `gone` is the number of a parent that no longer exists; `unthreaded` is the reason why there is no number.
     """
 
     sig: Text
@@ -125,7 +125,7 @@ def test_a_parent_that_is_missing_or_deleted_is_named_and_not_linked(site):
 
 
 def test_a_message_is_never_its_own_parent(site):
-    """The SIG file names the number that the message is about to get, or gets its MSGID only when it is stored."""
+    """The SIG file has the number that the message is about to get, or gets its MSGID only when it is stored."""
     packet = OnePacket(site)
     base = packet.conference()
     fill(base, (17, LIVE))

@@ -1,4 +1,4 @@
-"""The toss from file to file: what a file is, what becomes of it, and what the run says at its end."""
+"""The toss file by file: kinds of files, what becomes of each, and the last lines of the run."""
 
 import os
 
@@ -35,7 +35,7 @@ def unread(name: str) -> str:
 
 @pytest.fixture
 def cases(site):
-    """Cases in a site with one conference, CASE1, that need not use it."""
+    """Cases in a site with one conference, CASE1, which they need not use."""
     made = Cases(site)
     made.conference()
     return made
@@ -145,7 +145,7 @@ def test_only_the_very_name_of_the_log_is_skipped(cases):
 
 
 def test_the_inbound_directory_may_be_that_of_the_program(ready):
-    """The program itself is an unrelated file then, like the configuration; the log is none."""
+    """The program is then an unrelated file, like the configuration; the log is not."""
     ready.config("INBOUND .\nCONFDIR CONF\nMSGDIR MSG\n")
     ready.write("a.pkt", EMPTY.pack())
     before = ready.snapshot()
@@ -169,7 +169,7 @@ def test_links_to_nowhere_pipes_and_devices_are_passed_over(ready):
 
 
 def test_files_are_tossed_in_the_order_of_their_names(ready):
-    """By bytes, whatever the order in which they came: a mailer that numbers its packets has parents before replies."""
+    """Sorted by bytes: if a mailer numbers its packets, parents come before replies."""
     names = ["b.pkt", "10.pkt", "a.pkt", "9.pkt", "a.pkt.1", "Z.pkt", "0000000f.su1", "0000000f.su0", "z", "_"]
     for name in names:
         ready.inbound(name, EMPTY)

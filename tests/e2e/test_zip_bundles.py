@@ -1,4 +1,4 @@
-"""Bundles: which entries are tossed, which are refused with which line, and when the bundle is done with."""
+"""Bundles: which entries are tossed, which are refused with which line, and when the bundle is moved."""
 
 import io
 import zipfile
@@ -32,7 +32,7 @@ DATA_ERROR, BUFFER_ERROR, STREAM_END = -3, -5, 1
 
 
 class Bundles:
-    """Bundles of empty packets and of entries that are refused, all in one toss."""
+    """Bundles of empty packets and of refused entries, all in one toss."""
 
     def __init__(self, site):
         self.cases = Cases(site)
@@ -45,13 +45,13 @@ class Bundles:
         self.cases.file(name, self._pack(entries, after), *lines, moved(name))
 
     def bad(self, name: str, *parts: Entry | str, after: bytes | None = None, handled: bool = False) -> None:
-        """Entries, each followed by its lines; the bundle is retained."""
+        """Entries, each with its lines after it; the bundle is retained."""
         lines = [part if isinstance(part, str) else part.log_line() for part in parts]
         entries = [part for part in parts if isinstance(part, Entry)]
         self._retained(name, self._pack(entries, after), lines, handled)
 
     def raw(self, name: str, data: bytes, *lines: str, handled: bool = False) -> None:
-        """A bundle of these very bytes that is retained after these lines."""
+        """A bundle of exactly these bytes that is retained after these lines."""
         self._retained(name, data, list(lines), handled)
 
     def toss(self, **options):
@@ -190,7 +190,7 @@ def test_an_entry_with_a_data_descriptor_is_refused_even_when_its_sizes_are_fill
     stream = entry("s.pkt", flags=DATA_DESCRIPTOR)
     bundles.bad("among others", entry(), *HANDLED, stream, streaming("s.pkt"), entry("b"), *HANDLED, handled=True)
     bundles.bad("alone", entry(method=DEFLATED, flags=0xFFFF), streaming("a.pkt"))
-    # Its data is not skipped when the sizes are not filled in; what comes then is no header.
+    # Its data is not skipped when the sizes are not filled in; the next bytes are then no header.
     bundles.bad("without sizes", entry(flags=DATA_DESCRIPTOR, compressed=0, uncompressed=0), streaming("a.pkt"))
     huge = entry(flags=DATA_DESCRIPTOR, uncompressed=ENTRY_LIMIT + 1, method=99)
     bundles.bad("the first fault is named", huge, streaming("a.pkt"))

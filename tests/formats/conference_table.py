@@ -13,7 +13,7 @@
        111    1  not read
        112   16  NetIDName, string[15]: the AREA tag
 
-The bytes that nobody reads are filled with 0xEE, so that a reader which looks at them shows it.
+Unused bytes are filled with 0xEE, so that a reader which uses them is noticed.
 """
 
 import struct

@@ -33,7 +33,7 @@ DAT_TEXT = 127
 DAT_LIMIT = 65536
 LINE_END = b"\x01"
 STORED_DATE = "01/05/25 12:07am"
-"""What packet.DATE becomes in the message base."""
+"""packet.DATE as it is stored in the message base."""
 
 
 @dataclass
@@ -106,7 +106,7 @@ def read_ptr_record(record: bytes) -> PtrRecord:
 
 
 def name_crc(name: Text) -> int:
-    """CRC-32 of a whole name, case and blanks as they are; 0 for an empty one."""
+    """CRC-32 of a whole name, case and blanks unchanged; 0 for an empty one."""
     return zlib.crc32(raw(name))
 
 
@@ -115,13 +115,13 @@ def idx_record(sender: Text, to: Text, number: int, thread: int) -> bytes:
 
 
 def dat_records(body: bytes) -> bytes:
-    """A body as DAT records: all full but the last; an empty body is one record of length 0."""
+    """A body as DAT records, all full except the last; an empty body is one record of length 0."""
     pieces = [body[at : at + DAT_TEXT] for at in range(0, len(body), DAT_TEXT)] or [b""]
     return b"".join(length_prefixed(piece, DAT_TEXT) for piece in pieces)
 
 
 def sig_filler(size: int) -> bytes:
-    """Whole SIG lines of other messages, that many bytes of them together."""
+    """Whole SIG lines of other messages, `size` bytes in all."""
     line = b"1:2/3 filler\t1\n"
     first = size % len(line)
     return (b"z" * (first - 1) + b"\n" if first else b"") + line * (size // len(line))
@@ -134,10 +134,10 @@ def body_lines(*lines: Text) -> bytes:
 
 @dataclass
 class MessageBase:
-    """The four files of one conference, held as what they should contain.
+    """The expected content of the four files of one conference.
 
-    `add` puts a message in as it may stand there before a run; `store` puts one in as a run has to store it and
-    gives back the line that the run has to log. A list or text that is None stands for a file that is not there.
+    `add` adds a message as it may exist before a run; `store` adds one as a run must store it and returns the line that
+    the run must log. A list or text that is None stands for an absent file.
     """
 
     conference: int
@@ -156,7 +156,7 @@ class MessageBase:
         return max([0] + [record.number for record in self.ptr])
 
     def add(self, body: bytes = b"", index: bool = True, **fields) -> PtrRecord:
-        """Adds a message; fields of the PtrRecord as given, number, thread, where and records filled in."""
+        """Adds a message; the fields of the PtrRecord are those given, and number, thread, where and records."""
         data = dat_records(body)
         number = fields.pop("number", self.highest() + 1)
         values = {
@@ -224,7 +224,7 @@ class MessageBase:
         )
 
     def files(self) -> dict[str, bytes]:
-        """Name and content of each file that is there. PTR, IDX and DAT are not there while they are empty."""
+        """Name and content of each existing file. PTR, IDX and DAT do not exist while they are empty."""
         contents = {
             "PTR": b"".join(record.pack() for record in self.ptr),
             "IDX": b"".join(self.idx),
@@ -245,7 +245,7 @@ def message_files(*bases: MessageBase, directory: str = "MSG") -> dict[str, byte
 
 
 def read_message_base(directory: Path, conference: int) -> MessageBase:
-    """Reads a conference's files; raises when one of them is not made of whole records."""
+    """Reads a conference's files; raises when one of them does not consist of whole records."""
     base = MessageBase(conference)
 
     def content(kind: str) -> bytes | None:
@@ -261,7 +261,7 @@ def read_message_base(directory: Path, conference: int) -> MessageBase:
 
 
 def message_body(base: MessageBase, record: PtrRecord) -> bytes:
-    """A message's text, joined from its DAT records (0x01 at the line ends)."""
+    """A message's text from its DAT records (with 0x01 as line end)."""
     body = b""
     for index in range(record.where, record.where + record.records):
         piece = base.dat[index * DAT_SIZE : (index + 1) * DAT_SIZE]
@@ -271,7 +271,7 @@ def message_body(base: MessageBase, record: PtrRecord) -> bytes:
 
 
 def assert_whole(base: MessageBase) -> None:
-    """What holds of a sound message base after any run: every index entry and every text belongs to its header."""
+    """Asserts what is true of a sound message base after any run: every index entry and text belongs to its header."""
     assert len(base.idx) <= len(base.ptr)
     assert base.dat_count() <= DAT_LIMIT
     for record, index in zip(base.ptr, base.idx):

@@ -126,7 +126,7 @@ class Packet:
         return self.header() + b"".join(message.pack() for message in self.messages) + self.closing
 
     def log_line(self) -> str:
-        """The line that shows a packet's addresses and date."""
+        """The log line with a packet's addresses and date."""
         return (
             f"  packet: orig {self.orig_zone}:{self.orig_net}/{self.orig_node}.{self.orig_point}"
             f" -> dest {self.dest_zone}:{self.dest_net}/{self.dest_node}.{self.dest_point}"
@@ -160,12 +160,12 @@ def _kludges(msgid: Text, reply: Text) -> list[bytes]:
 
 @dataclass
 class ReadPacket:
-    """A packet taken apart: its header's fields by name, and its messages."""
+    """A parsed packet: its header's fields by name, and its messages."""
 
     header: dict[str, int | bytes]
     messages: list[PackedMessage]
     rest: bytes
-    """What follows the closing word."""
+    """The bytes after the closing word."""
 
 
 HEADER_FIELDS = (
@@ -200,7 +200,7 @@ HEADER_FIELDS = (
 
 
 def read_packet(data: bytes) -> ReadPacket:
-    """Takes a whole, well-formed packet apart; raises when it is not one. Texts come back as bytes."""
+    """Parses a complete, well-formed packet, with texts as bytes; raises when it is not one."""
     header = {name: struct.unpack_from("<" + code, data, offset)[0] for name, offset, code in HEADER_FIELDS}
     messages = []
     at = HEADER_SIZE

@@ -1,4 +1,4 @@
-"""Texts as the binary formats hold them."""
+"""Texts in the binary formats."""
 
 Text = str | bytes
 
@@ -14,7 +14,7 @@ def shown(text: bytes) -> str:
 
 
 def reported(text: Text) -> str:
-    """A text of mail as a log line shows it: the bytes that could forge a line or steer a terminal become "?"."""
+    """A text of mail as shown in a log line: bytes that could forge a line or control a terminal become "?"."""
     return shown(raw(text).translate(bytes.maketrans(b"\b\n\r\x1a\x1b", b"?????")))
 
 

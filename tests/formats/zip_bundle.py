@@ -1,4 +1,4 @@
-"""ZIP bundles made by hand, local header by local header, so that each field can be right or wrong on its own.
+"""ZIP bundles made local header by local header, so that each field can be made right or wrong.
 
 Local header, 30 bytes: 0 signature "PK" 3 4 (4), 4 version needed, 6 flags, 8 method, 10 time, 12 date, 14 CRC-32 (4),
 18 compressed size (4), 22 uncompressed size (4), 26 name length, 28 extra length; then name, extra field, data.
@@ -25,7 +25,7 @@ def deflate(data: bytes, level: int = 6) -> bytes:
 
 @dataclass
 class Entry:
-    """One entry. What is None is worked out: the stored bytes from the method, the lengths from what they measure."""
+    """One entry. Fields that are None are computed: the stored bytes from the method, the lengths from the content."""
 
     name: Text
     content: bytes = b""
@@ -45,7 +45,7 @@ class Entry:
         return deflate(self.content) if self.method == DEFLATED else self.content
 
     def sizes(self) -> tuple[int, int]:
-        """The compressed and the uncompressed size as the header tells them."""
+        """The compressed and the uncompressed size in the header."""
         compressed = len(self.stored_data()) if self.compressed is None else self.compressed
         return compressed, len(self.content) if self.uncompressed is None else self.uncompressed
 

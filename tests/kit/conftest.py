@@ -14,5 +14,5 @@ def kit(site):
 
 @pytest.fixture(autouse=True)
 def no_log_beside_the_programs():
-    """`cvkit setup` lets the program check a configuration, and its log there would be taken for a site's."""
+    """`cvkit setup` makes the program check a configuration; the log of that would be taken for the site's."""
     PROGRAM.with_name("TOSSER.LOG").unlink(missing_ok=True)

@@ -1,4 +1,4 @@
-"""cvkit explain: every line that the operator's guide knows is found with its real values, and no other."""
+"""cvkit explain: every line in the operator's guide is found when it has real values, and no other line is."""
 
 import os
 import re
@@ -18,7 +18,7 @@ kit_alone = Kit()
 
 
 def real_line(row: str, value: str) -> str:
-    """A row's line with its values; where it begins with one, that is a word."""
+    """A row's line with values; a value at its start is one word."""
     return re.sub("^  …", "  URGENT", row).replace("…", value)
 
 

@@ -1,4 +1,4 @@
-"""What "cvkit packet" says of inbound files is what a toss of them then does, message by message and file by file.
+"""A toss does with inbound files what "cvkit packet" has said, message by message and file by file.
 
 Sites, message bases and inbound files are generated from fixed seeds: sound ones, cut and flipped ones, duplicates
 within and between files, areas that nobody carries, full conferences, replies within a packet.
@@ -27,7 +27,7 @@ EVENTS = (
 
 
 def foretold(file: dict) -> list[tuple]:
-    """The events that the log must hold, by what cvkit says of a file."""
+    """The events that the log must contain according to cvkit."""
     events = []
     for one in file["packets"]:
         verdicts = set()
@@ -52,7 +52,7 @@ def foretold(file: dict) -> list[tuple]:
 
 
 def happened(lines: list[str]) -> list[tuple]:
-    """The events that the lines of a file tell."""
+    """The events in the log lines about a file."""
     events = []
     for line in lines:
         for name, pattern in EVENTS:
@@ -64,7 +64,7 @@ def happened(lines: list[str]) -> list[tuple]:
 
 
 def without_parking(events: list[tuple]) -> list[tuple]:
-    """A duplicate in the catch-all is called a duplicate, and a refused message refused: that it was parked is not."""
+    """For a duplicate or refused message cvkit does not say that it was parked in the catch-all."""
     return [event for event in events if event[0] != "parked"]
 
 
@@ -77,7 +77,7 @@ def fate(site, name: str, blocks: dict[str, list[str]], status: int) -> str:
 
 
 def compare(site, kit, chance: random.Random) -> set[str]:
-    """Generates a site, asks cvkit, tosses, and compares; returns the verdicts and fates that were foretold."""
+    """Generates a site, calls cvkit, tosses, and compares; returns the predicted verdicts and fates."""
     table = conferences(chance)
     site.conferences(*table)
     before = {number: message_base(chance, number) for number in range(1, len(table) + 1)}
@@ -110,7 +110,7 @@ def compare(site, kit, chance: random.Random) -> set[str]:
 
 
 def compare_bases(site, before: dict[int, MessageBase], told: list[dict]) -> None:
-    """The headers that were added are those that were foretold, with their parents; a duplicate is of what it says."""
+    """The added headers and their parents are those predicted, and so are the originals of duplicates."""
     for conference, old in before.items():
         stored = [one for one in told if one["verdict"] in ("stored", "catch-all") and one["conference"] == conference]
         if not stored:

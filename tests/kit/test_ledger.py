@@ -1,4 +1,4 @@
-"""cvkit ledger: the sums are those that the test worked out when it made the mail."""
+"""cvkit ledger: the sums are those that the test computed when it generated the mail."""
 
 import gzip
 import os
@@ -137,7 +137,7 @@ def test_where_sources_are_deleted_the_log_alone_names_their_mail(post, kit):
 
 @pytest.fixture
 def two_days(post):
-    """Mail of two days; the log of the first is rotated and packed."""
+    """Mail of two days; the log of the first day is rotated and compressed."""
     for serial, day in ((1, "2025-11-20"), (2, "2025-11-21")):
         tossed(post, mail(serial), name=f"{serial}.pkt")
         part = re.sub(rb"(?m)^\[[-\d]{10}", b"[" + day.encode(), post.read(LOG))
@@ -231,7 +231,7 @@ def test_a_bar_is_shown_on_a_terminal_only(post, kit):
 # A month.
 
 def test_a_month_of_mail_is_accounted_for_to_the_last_message(site, kit):
-    """Two exchanges a day for a month, of bundles and packets: every message's fate is worked out here."""
+    """Two exchanges a day for a month, of bundles and packets: the test computes the fate of every message."""
     site.conferences(echo("FIDO"), echo("TECH"), netmail(), Conference())
     chance = random.Random(12)
     expected: Counter = Counter()

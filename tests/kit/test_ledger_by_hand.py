@@ -1,4 +1,4 @@
-"""cvkit ledger: what was taken away by hand is never called stored, and nothing that mail or a log says deceives it."""
+"""cvkit ledger: mail removed by hand is never called stored, and no text in mail or a log can deceive it."""
 
 import os
 import random

@@ -1,4 +1,4 @@
-"""cvkit messages: what is in the base, as lists, threads, texts and exports."""
+"""cvkit messages: the content of the message base as lists, threads, texts and exports."""
 
 import email.policy
 import json

@@ -1,4 +1,4 @@
-"""cvkit packet: what it shows, writes and unpacks. (What the toss would do is held to the truth in test_forecast.)"""
+"""cvkit packet: what it shows, writes and unpacks. (test_forecast.py compares its predictions with a toss.)"""
 
 import zlib
 
@@ -62,7 +62,7 @@ def test_text_shows_the_same_and_never_a_password_or_a_control_byte(a_packet, ki
 
 
 def json_text(site, kit) -> str:
-    """The body is no part of the JSON; a subject is, with its escapes."""
+    """The JSON has the subject, with its escapes, but not the body."""
     site.inbound("b.pkt", Packet([echomail("FIDO", subject="\x1b[2J")]))
     return packets(kit, "IN/b.pkt")[0]["messages"][0]["subject"]
 
@@ -158,7 +158,7 @@ def test_beside_a_run_or_a_caller_the_answer_is_unsettled(ready, kit, change):
 
 
 def central_directory(*entries: Entry, offsets: list[int], at: int) -> bytes:
-    """The central directory with its end record, as other programs write it."""
+    """The central directory and its end record, as other programs write them."""
     directory = b""
     for entry, offset in zip(entries, offsets):
         data, name = entry.stored_data(), entry.name.encode()

@@ -1,4 +1,4 @@
-"""What "cvkit rehearse" announces is what the run itself then does, and the site never notices."""
+"""The real run does what "cvkit rehearse" has said, and a rehearsal does not change the site."""
 
 import os
 import random
@@ -40,7 +40,7 @@ def left_in(directory: Path) -> list[str]:
 
 
 def decoded(line: str) -> str:
-    """A line of the run, held as Latin-1, as cvkit shows it."""
+    """A line of the run, given as Latin-1, as cvkit shows it."""
     try:
         return line.encode("latin-1").decode("utf-8")
     except UnicodeDecodeError:
@@ -54,7 +54,7 @@ def masked(line: str) -> str:
 
 
 def times(site) -> dict[str, tuple[int, int]]:
-    """When each file and directory was changed last."""
+    """When each file and directory was last modified."""
     found = {}
     for directory, _, files in os.walk(site.root):
         for path in [Path(directory), *(Path(directory, name) for name in files)]:
@@ -64,7 +64,7 @@ def times(site) -> dict[str, tuple[int, int]]:
 
 
 def rehearse(site, kit, mode: str, *options) -> dict:
-    """Asks, and holds the site to be as it was."""
+    """Rehearses, and asserts that the site is unchanged."""
     before, stamps = site.snapshot(), times(site)
     told = kit.json("rehearse", mode, *options, status=None)
     assert site.snapshot() == before and times(site) == stamps, "the site was changed"

@@ -3,8 +3,8 @@
 
     run_clang_tidy.py BUILD_DIRECTORY RESULT_XML
 
-A file that was clean is not looked at again until it, a header, its compile command, the checks or clang-tidy
-itself change: the clean ones are remembered under BUILD_DIRECTORY/clang-tidy.
+A clean file is not checked again until it, a header, its compile command, the checks or clang-tidy change: clean
+files are recorded under BUILD_DIRECTORY/clang-tidy.
 """
 
 import concurrent.futures
@@ -25,7 +25,7 @@ def run(*command):
 
 
 def common_state():
-    """What every file's outcome depends on: the tool, the checks and all headers."""
+    """The state on which every file's result depends: the tool, the checks and all headers."""
     state = hashlib.sha256(run("clang-tidy", "--version")[1].encode())
     for path in [ROOT / ".clang-tidy", *files_under("src", suffixes=(".h",))]:
         state.update(shown(path).encode() + b"\0" + path.read_bytes())

@@ -1,4 +1,4 @@
-"""The source tree as the lint tests see it: files, their lines, their #include directives."""
+"""The source tree for the lint tests: files, their lines and their #include directives."""
 
 import pathlib
 import re

@@ -1,4 +1,4 @@
-"""Each directive of the configuration is told wherever an operator may look for it, and no other."""
+"""Each directive of the configuration, and no other, is documented wherever an operator may look for it."""
 
 import re
 

@@ -1,4 +1,4 @@
-"""C++ is as clang-format leaves it (script/format does it); other text files obey the plain rules."""
+"""C++ is formatted with clang-format (script/format does it); other text files follow a few plain rules."""
 
 import os
 import shutil
@@ -52,7 +52,7 @@ def test_sources_are_plain_text():
         for number, line in enumerate(content.split(b"\n"), start=1):
             if line.endswith(b" "):
                 complaints.append(f"{shown(path)}:{number}: ends in a blank")
-            # clang-format breaks the lines of C++ where they may be broken: an exact text is one literal.
+            # clang-format breaks C++ lines where that is possible; an exact text must stay one literal.
             if path.suffix not in (".cc", ".h") and len(line.decode("utf-8", "replace")) > 120:
                 complaints.append(f"{shown(path)}:{number}: is longer than 120 characters")
     fail_on(complaints)

@@ -1,4 +1,4 @@
-"""The seeds of the fuzz targets are what their generator makes, and each target has some."""
+"""The seeds of the fuzz targets are those of their generator, and each target has some."""
 
 import re
 import shutil
@@ -90,7 +90,7 @@ def test_the_generator_restores_a_corpus_and_keeps_what_was_found(corpus, monkey
 
 @pytest.fixture
 def replay(tmp_path):
-    """Replays one target with a shell script for a program; returns the exit status and the rows of the matrix."""
+    """Replays one target, with a shell script as its program; returns the exit status and the rows of the matrix."""
 
     def run(script):
         program = tmp_path / "fuzz_packet"

@@ -1,11 +1,10 @@
-"""Who may include whom.
+"""Which folder of src may include which.
 
     app/main, app/command_line -> toss, scan, check -> bbs -> app services -> ftn -> base -> platform
 
-A file may include what stands at its own step or to its right, never what stands to its left; and the three
-runs (toss, scan, check) never see each other. src/kit, the companion, stands beside the entry, and sees of the runs
-only what reads and judges. "App services" are the files of src/app that everyone uses: all
-but main and command_line.
+A file may include files of its own step and of those to its right, but the three runs (toss, scan, check) must not
+include each other. src/kit, the companion, is on the step of the entry; of the runs it may include only what reads and
+judges. "App services" are the files of src/app except main and command_line.
 """
 
 from source_tree import SRC, fail_on, files_under, includes_of, shown
@@ -13,12 +12,12 @@ from source_tree import SRC, fail_on, files_under, includes_of, shown
 STEPS = {"platform": 0, "base": 1, "ftn": 2, "services": 3, "bbs": 4, "toss": 5, "scan": 5, "check": 5, "entry": 6,
          "kit": 6}
 ENTRY = ("app/main", "app/command_line")
-# What cvkit may use of the three runs: what reads and judges, and neither logs nor writes.
+# The files of the three runs that cvkit may use: those that only read and judge, and neither log nor write.
 FOR_KIT = ("toss/inbound_listing.h", "toss/inbound_message.h", "toss/inbound_text.h", "toss/route_judge.h")
 
 
 def group_of(name):
-    """The group that a name relative to src/ belongs to, or None when the folder is not known."""
+    """The group of a file name relative to src/, or None when the folder is not known."""
     folder = name.split("/")[0]
     if folder == "app":
         return "entry" if name.rsplit(".", 1)[0] in ENTRY else "services"

@@ -1,4 +1,4 @@
-"""What cvkit reads in TOSSER.LOG is what the program writes: its patterns are the program's own literals."""
+"""The patterns by which cvkit reads TOSSER.LOG are the literals with which the program writes it."""
 
 import re
 
@@ -7,7 +7,7 @@ from test_operators_guide import LITERAL
 
 PATTERN = re.compile(r'\{LogEvent::k\w+,\s*"((?:[^"\\]|\\.)*)"\}')
 MATTERS = re.compile(r"===|Found:|FATAL: could not open inbound|Aborting|Loaded|ERROR: lost|  (?:->|msg %d:|queued)")
-"""Of the lines that are printed elsewhere than in a toss: those that tell of runs and messages."""
+"""The lines about runs and messages that are printed outside a toss."""
 
 DETAILS = {
     "Inbound dir: ", "Processed files: ",  # directives
@@ -18,7 +18,7 @@ DETAILS = {
     "  ERROR: ZIP entry claims more",
     "  ERROR: ZIP contained no",
 }
-"""The beginnings of the lines of a toss that say nothing of a file or message which no other line says."""
+"""The beginnings of those lines of a toss that add nothing about a file or message to the other lines."""
 
 
 def literals(*folders):

@@ -1,4 +1,4 @@
-"""The operator's guide explains every line that asks for attention, and no line that the program never prints."""
+"""The operator's guide explains every line that needs attention, and only lines that the program prints."""
 
 import re
 
@@ -18,7 +18,7 @@ LINES_SECTION = "# Lines that ask for your attention"
 
 
 def printed_lines():
-    """Every text that the program prints as a line, its changing parts as an ellipsis."""
+    """Every text that the program prints as a line, with an ellipsis for each variable part."""
     for path in files_under(SRC.relative_to(ROOT)):
         for literal in LITERAL.findall(path.read_text(encoding="utf-8")):
             text = literal.removesuffix("\\n").replace('\\"', '"').replace("%%", "\0")
@@ -54,7 +54,7 @@ def test_no_line_is_explained_that_is_never_printed():
 
 
 def test_a_line_is_found_by_searching_for_its_longest_fixed_piece():
-    """Whoever has a line from the log knows which parts of it are names and numbers, and searches for the rest."""
+    """A reader knows which parts of a line are names and numbers, and searches for the rest."""
     explained = explained_lines()
     for line in printed_lines():
         its_rows = [row for row in explained if pattern(row).fullmatch(line)]

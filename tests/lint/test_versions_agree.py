@@ -1,4 +1,4 @@
-"""One version in programs, manual pages and documents; the number of the release is that of the changelog."""
+"""Programs, manual pages, documents and changelog have the same version."""
 
 import re
 

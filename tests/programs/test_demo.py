@@ -1,4 +1,4 @@
-"""script/demo, the first impression: it works, and it tells of every kind of mail it promises."""
+"""script/demo works, and shows every kind of mail that it announces."""
 
 import pathlib
 import re

@@ -1,4 +1,4 @@
-"""The commands for Linux that the operator's guide gives do to the files what it says."""
+"""The operator's guide's commands for Linux do to the files what the guide says."""
 
 import pathlib
 import re
@@ -15,7 +15,7 @@ PROGRAM = ROOT / "build" / "release" / "cvtoss32"
 
 
 def do(heading, directory, which=0, **replaced):
-    """Runs one of the indented blocks of a section there. Returns what it printed."""
+    """Runs one of the indented blocks of a section in the site. Returns its output."""
     section = re.split(r"(?m)^##", GUIDE[GUIDE.index(f"# {heading}\n") + 2:])[0]
     # A blank line within a block is not indented.
     blocks = re.findall(r"(?:^ {4,}\S.*\n(?:\n(?= {4}))?)+", section, re.MULTILINE)

@@ -1,4 +1,4 @@
-"""The packages hold what they should, and come and go without a trace in the site whose mail they carry.
+"""The packages contain what they should, and installing and removing them does not change a site.
 
     CVTOSS_PACKAGES   the directory of the packages to try; when not set they are made by "script/package quick"
 """
@@ -27,7 +27,7 @@ ENVIRONMENT = os.environ | {"WINEDEBUG": "-all", "WINEDLLOVERRIDES": "mscoree,ms
 
 
 def call(*command, **options):
-    """Runs a command that has to succeed; returns what it printed."""
+    """Runs a command that must succeed; returns its output."""
     done = subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, encoding="utf-8", errors="replace", check=False, **options)
     assert done.returncode == 0, done.stdout
@@ -57,7 +57,7 @@ def assert_checksums(*names):
 
 
 def assert_parts(directory, platform, *runtimes):
-    """The list of parts names the libraries as they are installed here, and each one's licence is beside it."""
+    """Checks that the list of parts has the libraries' installed versions, and that their licences are beside it."""
     sbom = json.loads((directory / "sbom.spdx.json").read_text())
     assert sbom["spdxVersion"] == "SPDX-2.3" and sbom["name"] == f"cvtoss32-{VERSION}-{platform}"
     own, *parts = sbom["packages"]
@@ -150,7 +150,7 @@ def test_debian_upgrade_and_removal_touch_neither_the_site_nor_a_run_at_work(deb
     call(site / "cvtoss32-exchange", site)
     assert len(list((site / "FTN/INBOUND/processed").iterdir())) == 4
 
-    # A run that waits for a caller, of the installed program itself: the one that the upgrade replaces.
+    # A run of the installed program, which the upgrade replaces, waits for a caller.
     shutil.copy(site / "FTN/INBOUND/processed/5c3e1b07.pkt", site / "FTN/INBOUND")
     idle = (site / "WORK/CVWHOSON.DAT").read_bytes()
     (site / "WORK/CVWHOSON.DAT").write_bytes(node_file([Node(user=5)]))
@@ -219,7 +219,7 @@ def test_windows_programs_of_the_zip_pass_the_smoke_cases(unpacked):
 
 
 def installed_names():
-    """What the installer puts in place: the files of either zip."""
+    """The names that the installer installs: the files of either zip."""
     with zipfile.ZipFile(PACKAGES / f"cvtoss32-{VERSION}-windows-x64.zip") as archive:
         return sorted(name.partition("/")[2] for name in archive.namelist() if not name.endswith("/"))
 

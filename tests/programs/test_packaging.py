@@ -1,4 +1,4 @@
-"""What stands in packaging/ does what the operator's guide says of it."""
+"""The files in packaging/ do what the operator's guide says about them."""
 
 import os
 import pathlib
@@ -53,7 +53,7 @@ def calls(directory):
 
 
 def failures(directory):
-    """The lines of exchange.log, each without its time."""
+    """The lines of exchange.log without their times."""
     if not (directory / "exchange.log").exists():
         return []
     lines = (directory / "exchange.log").read_text().splitlines()

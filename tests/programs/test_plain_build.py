@@ -1,4 +1,4 @@
-"""The program alone builds without a preset and without GoogleTest, and installs where it is told to."""
+"""The program builds without a preset and without GoogleTest, and installs to the given directory."""
 
 import pathlib
 import re
@@ -18,13 +18,13 @@ def cmake(*arguments):
 
 
 def anchors(document):
-    """The names under which the headings of a document can be reached."""
+    """The anchors of the headings of a document."""
     headings = HEADING.findall(re.sub(r"(?ms)^```.*?^```", "", document.read_text(encoding="utf-8")))
     return {re.sub(r"[^\w -]", "", heading.lower()).replace(" ", "-") for heading in headings}
 
 
 def links_of(directory):
-    """(document, link) of each link in the documents below a directory that leads to one of its files."""
+    """(document, link) of each link to a file, in the documents below a directory."""
     for document in sorted(directory.rglob("*.md")):
         for link in LINK.findall(document.read_text(encoding="utf-8")):
             if "://" not in link:

@@ -1,4 +1,4 @@
-"""The scripts of script/: one way to be asked for help and to refuse, and they tell what failed."""
+"""The scripts of script/: all show help and refuse arguments in the same way, and report what failed."""
 
 import os
 import pathlib
@@ -28,7 +28,7 @@ the last table
 class Place:
     """A copy of the scripts in a tree of their own, and an empty directory to call them from.
 
-    What installs or builds is replaced by what notes that it was called; each tool but cmake then succeeds.
+    Tools that install or build are replaced by ones that record their calls; each except cmake then succeeds.
     """
 
     def __init__(self, directory):
@@ -194,7 +194,7 @@ GOOD = CASE.format(points=3, outcome="")
 
 
 def results(place, **campaigns):
-    """Lets the campaigns leave these results, good ones where none are given, and succeed."""
+    """Makes the campaigns succeed with these results, or with good ones where none are given."""
     campaigns = dict.fromkeys(("faults", "power", "campaigns", "seeds"), GOOD) | campaigns
     for name, content in campaigns.items():
         place.file(f"left/{name}.xml", content)

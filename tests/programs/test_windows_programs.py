@@ -1,4 +1,4 @@
-"""The Windows programs that were built need nothing beside them: every DLL they name is one of Windows' own."""
+"""The Windows programs need no other files: every DLL that they import is one of Windows."""
 
 import pathlib
 import re
