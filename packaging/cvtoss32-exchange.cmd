@@ -7,11 +7,10 @@ rem
 rem With OUTDIR and BOX given, finished bundles are moved from OUTDIR to the mailer's BOX, which has to be on the same
 rem drive: a mailer that sends whatever lies in its box must not see a bundle while it is being written.
 rem
-rem exchange.log in this directory gets one line for each failure, and whatever the program writes on standard error.
-rem exchange.mark holds the time at which the exchange at work began: one that did not end (power cut, shutdown, a run
-rem that was killed) leaves it behind. The next exchange reports it and calls cvkit verify --repair before its first run;
-rem what that says is in exchange.log. While the repair cannot be made the exchanges do nothing more: a run could store or
-rem send mail twice.
+rem exchange.log in this directory gets one line for each failure, and the program's standard error. exchange.mark
+rem contains the start time of the exchange at work: an exchange that did not end (power cut, shutdown, a killed run)
+rem leaves it there. The next exchange reports that and calls cvkit verify --repair before its first run; the output is
+rem in exchange.log. As long as the repair fails, the exchanges do nothing more: a run could store or send mail twice.
 rem
 rem The exit status is 1 when anything needs attention.
 cd /d "%~dp0"
@@ -48,8 +47,8 @@ set UNREPAIRED=yes
 call :fail "cvkit verify --repair failed (status %RESULT%); no run is started until it works"
 goto :eof
 
-rem Every status but 0 and 1 is that of a run which was ended from outside or crashed. SAID: it said on standard error why
-rem it failed, and did not only warn.
+rem A run with a status other than 0 and 1 was killed or has crashed. SAID: the reason for a failure, not only a warning, is
+rem on standard error.
 :run
 cvtoss32.exe %1 CVTOSS32.CFG 2>exchange.err
 set RESULT=%ERRORLEVEL%

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# What the scripts have in common. Each sources this before anything else, with its own arguments; the working
-# directory is the root of the tree from then on.
+# Common code of the scripts. Each sources this first, with its own arguments; the working directory is then the root of
+# the tree.
 set -euo pipefail
 
 script=script/${0##*/}
 caller=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
-# The comment at the head of a script is its help, and the lines of it that show a call are its usage.
+# The comment at the head of a script is its help; the lines of it that show a call are its usage.
 explanation() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$script"; }
 usage() { explanation | sed -n "s|^  *\($script.*\)|usage: \1|p"; }
 
@@ -51,7 +51,7 @@ only_words() { # "WORD..." ARGUMENT...
 from_caller() { (cd "$caller" && realpath -ms -- "$1"); }  # a path that the caller gave, whole
 for_caller() { printf '%s' "${1#"$caller"/}"; }            # a whole path, as the caller would write it
 
-# quiet_build PRESET [TARGET]...: what the build says is shown only when it fails.
+# quiet_build PRESET [TARGET]...: shows the output of the build only when it fails.
 quiet_build() {
   local log=build/${script##*/}-build.log preset=$1
   shift

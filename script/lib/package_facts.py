@@ -1,4 +1,4 @@
-"""What the packages say of themselves: version, changes, licences, and what they are made of.
+"""Facts for the packages: version, changes, licences and parts.
 
     package_facts.py version              the newest release of CHANGELOG.md, with "+dev" when there are changes since
     package_facts.py epoch                the first moment of its day (UTC), in seconds since 1970
@@ -75,12 +75,12 @@ def installed(package):
 
 
 def upstream(version):
-    """A Debian version less what the package added: epoch, repacking, revision."""
+    """A Debian version without the package's epoch, repacking suffix and revision."""
     return re.sub(r"^\d+:|[.+]dfsg.*|[-+].*", "", version)
 
 
 def linked(platform):
-    """(name, licence, Debian package, relationship) of everything that the programs are made of but their own code."""
+    """(name, licence, Debian package, relationship) of each part of the programs except their own code."""
     system, _, bits = platform.partition("-")
     for header in HEADERS:
         yield *header, "STATIC_LINK"
@@ -92,7 +92,7 @@ def linked(platform):
 
 
 def licences(platform):
-    """(name, text) of the licence of each of them."""
+    """(name, text) of the licence of each part."""
     for name, _, package, _ in linked(platform):
         yield name, pathlib.Path("/usr/share/doc", package, "copyright").read_text(encoding="utf-8")
 

@@ -30,7 +30,7 @@ class Row:
     violations: int = 0
     skipped: int = 0
     undecided: int = 0
-    """Of the points: where a repair had to leave something, and said so."""
+    """How many of the points ended with a repair that had to leave something, and said so."""
 
 
 def words(name):
@@ -40,7 +40,7 @@ def words(name):
 
 
 def figure_of(case, name):
-    """What a test says of itself; one that does not say so has tried nothing that counts."""
+    """The counts that a test recorded; a test without them has tried nothing."""
     given = [int(found.get("value")) for found in case.iter("property") if found.get("name") == name]
     given += [int(case.get(name))] if case.get(name) else []
     return given[0] if given else 0
@@ -65,7 +65,7 @@ def rows_of(path):
 
 
 def matrix(results):
-    """The text of the matrix, what is wrong with it, and what was left out."""
+    """The text of the matrix, its errors, and what was left out."""
     lines = [f"Run of {datetime.date.today().isoformat()}.", ""]
     total, wrong = Row(), []
     for campaign, title in CAMPAIGNS.items():
@@ -96,7 +96,7 @@ def matrix(results):
 
 
 def replace_section(document, name, text):
-    """Puts the text between the markers of that name."""
+    """Replaces the text between the markers of that name."""
     begin, end = f"<!-- {name}: made by script/reliability -->\n", f"<!-- end of {name} -->\n"
     old = document.read_text(encoding="utf-8")
     before, rest = old.split(begin)

@@ -1,4 +1,4 @@
-"""Lays out what a Windows package holds: the programs, the ready files, and the documents as text with CR LF.
+"""Lays out the content of a Windows package: the programs, the ready files, and the documents as text with CR LF.
 
     windows_tree.py PLATFORM PROGRAMS DIRECTORY     PLATFORM is windows-x64 or windows-x86
     windows_tree.py installer DIRECTORY             the files below it, as the installer's script includes them
@@ -19,7 +19,7 @@ READY = ["packaging/cvtoss32-exchange.cmd", "packaging/cvtoss32-task.xml", "exam
 
 
 def write_text(path, text):
-    """With the mark of UTF-8 where it is more than ASCII: older editors take it for another code page."""
+    """Adds the byte order mark of UTF-8 unless the text is ASCII: older editors assume another code page."""
     path.parent.mkdir(parents=True, exist_ok=True)
     text = text.replace("\r\n", "\n").replace("\n", "\r\n")
     path.write_bytes(text.encode("ascii" if text.isascii() else "utf-8-sig"))
@@ -44,7 +44,7 @@ def lay_out(platform, programs, target):
 
 
 def installer(directory):
-    """Two macros: one puts every file in place, the other removes these and the directories that are empty then."""
+    """Two macros: one installs every file, the other removes them and the directories that are then empty."""
     files = sorted(path.relative_to(directory) for path in directory.rglob("*") if path.is_file())
     folders = sorted({path.parent for path in files if path.parent.name})
 
