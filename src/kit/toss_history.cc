@@ -104,7 +104,6 @@ void TossHistory::TakeStored(const LogRecord& record) {
 }
 
 void TossHistory::Take(const LogRecord& record) {
-  if (begin_.empty()) begin_ = record.stamp;
   if (record.event == LogEvent::kFound) {
     name_ = record.value;
     std::vector<LoggedToss>& tosses = files_[name_];

@@ -60,10 +60,7 @@ class TossHistory {
   // Returns the tosses of each file in order, by its name as the log shows it.
   const std::map<std::string, std::vector<LoggedToss>>& Files() const { return files_; }
 
-  // Returns the stamp of the first line; empty when there is none.
-  const std::string& Begin() const { return begin_; }
-
-  // Whether the number was given to a message after the one at that position.
+  // Whether the number was given again, to a message after the one with that LoggedOutcome::order.
   bool IsGivenAgain(int32_t conference, int32_t message_number, uint32_t order) const;
 
   // Whether the number was given to any message.
@@ -94,9 +91,8 @@ class TossHistory {
   std::map<std::string, std::vector<LoggedToss>> files_;
   std::map<int32_t, GivenNumbers> given_;                                           // by conference
   std::map<std::string, std::pair<std::string, std::pair<size_t, size_t>>> saved_;  // path to file, toss and packet
-  std::string begin_;
-  std::string name_;            // of the current file
-  LoggedToss* toss_ = nullptr;  // of the current file
+  std::string name_;                                                                // of the current file
+  LoggedToss* toss_ = nullptr;                                                      // of the current file
   uint32_t order_ = 0;
   uint32_t told_ = 0;    // the position of the next message, if a line has it
   bool parked_ = false;  // whether that message is parked
