@@ -71,8 +71,8 @@ struct Unsigned {
 
 using Items = std::map<std::string, std::vector<const InboundItem*>>;  // by identity
 
-// Returns the inbound items of a conference that a toss would store: those without a MSGID, and the first one of each
-// MSGID that is not known yet.
+// The inbound items of a conference that a toss would store: those without a MSGID, and the first one of each MSGID
+// that is not known yet.
 struct NewItems {
   Items with_msgid;
   Items without_msgid;
@@ -90,7 +90,7 @@ struct NewItems {
   }
 };
 
-// Returns a name or a subject as a scan packs it.
+// Returns the identity that a message has when a scan packs it.
 std::string OutboundIdentity(const uint8_t* record, std::string_view body) {
   const PtrRecord header = UnpackPtrRecord(record);
   std::string_view to = header.To;
@@ -100,7 +100,7 @@ std::string OutboundIdentity(const uint8_t* record, std::string_view body) {
 
 const std::string& SourceOf(const InboundItem& item, const InboundMail& mail) { return mail.sources[item.source].name; }
 
-// Whether the last bytes of a message are zero although they should not be.
+// Whether a message may be incomplete: it has zero bytes where its end could be.
 bool MayBeTorn(const BaseModel& model, const HeaderModel& header) {
   const bool blank = header.where < model.DatCount() && model.texts[header.where] == kTextBlank;
   return header.holed || !header.inbound || blank || HasLostText(model, header);

@@ -174,7 +174,7 @@ void PlanInbound(const std::string& mark, SiteCopy* copy, CopyPlan* plan) {
     copy->inbound.push_back(name);
   }
   for (const std::string& name : copy->inbound) PlanProcessed(*copy, name);
-  // Names that are too long for a path are counted as ignored, and so are empty files.
+  // A run counts names that no path can hold as ignored, and likewise the empty files that stand for them here.
   for (int i = 0; i < listing.unaddressable; ++i) {
     WriteFile(fmt::format("{}/{}-{}", copy->Path(kInboundDirectory), mark, i), "");
   }

@@ -42,7 +42,7 @@ def test_a_line_is_found_as_it_is_pasted():
         assert kit_alone("explain", pasted, status=1).text.splitlines() == [line.strip(), remedy]
 
 
-def test_of_several_rows_the_one_with_the_longest_text_is_the_lines():
+def test_of_several_matching_rows_the_one_with_the_longest_text_is_used():
     for line in ("ERROR: could not open MSG/CVMSG01.PTR for preflight", "Could not open config file: a for preflight"):
         (found,) = kit_alone.json("explain", line, status=1)["lines"]
         assert found["entry"] == re.sub("MSG/CVMSG01.PTR|a for preflight", "…", line)
@@ -53,7 +53,7 @@ def test_a_piece_of_a_line_finds_its_rows():
     assert [one["entry"] for one in found] == ["ERROR: inbound logical line is … bytes; safety limit is …"]
 
 
-def test_links_of_the_guide_are_told_by_their_headings():
+def test_links_of_the_guide_are_shown_as_their_headings():
     lines = {"ERROR: conference 7 has IDX/DAT data but no PTR records":
              'else see "Texts without headers" in the operator\'s guide',
              "  retaining ZIP in inbound because at least one entry failed":
@@ -70,18 +70,18 @@ def test_no_remedy_has_markdown_left():
         assert not re.search(r"[`\[\]]|\(#", kit_alone.json("explain", row, status=None)["lines"][0]["remedy"])
 
 
-def test_a_line_that_asks_for_nothing_is_well(kit):
+def test_a_line_without_a_problem_has_status_0(kit):
     line = "  msg 1: duplicate (MSGID 1:2/3 4 already seen in conf 5) -- SKIPPED"
     assert kit.json("explain", line)["ok"] is True
 
 
 @pytest.mark.parametrize("line", ["", " ", "Found: mail.pkt", "never heard of", "[2026-11-22 03:10:01] "])
-def test_what_the_guide_does_not_know_is_not_answered(line):
+def test_a_line_that_is_not_in_the_guide_has_no_answer(line):
     assert kit_alone("explain", line, status=2).errors == (
         "cvkit: the operator's guide has no such line: it asks for nothing\n")
 
 
-def test_the_lines_of_the_last_run_alone_are_told_and_counted(site, kit):
+def test_only_the_lines_of_the_last_run_are_listed_and_counted(site, kit):
     full = "ERROR: checked message-base append failed for conf {}"
     log(site, "ERROR: could not seek MSG/x", *["Found: x"] * 20000, name="before")
     log(site, full.format(1), "  -> wrote conf 1 msg #5  From='" + full.format(9) + "' To='x' Subj='y' (1 records)",

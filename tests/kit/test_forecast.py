@@ -127,7 +127,7 @@ def compare_bases(site, before: dict[int, MessageBase], told: list[dict]) -> Non
 
 
 @pytest.mark.parametrize("group", range(GROUPS))
-def test_the_toss_does_what_was_foretold(site, kit, group):
+def test_the_toss_does_what_was_predicted(site, kit, group):
     seen = set()
     for seed in range(group * SITES, (group + 1) * SITES):
         try:

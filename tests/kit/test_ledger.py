@@ -65,13 +65,13 @@ def test_a_deleted_message_is_stored(post, kit):
     assert "(deleted)" in kit("ledger").text
 
 
-def test_names_that_do_not_fit_and_dates_that_are_none_are_known_again(post, kit):
+def test_messages_with_cut_names_and_invalid_dates_are_recognised(post, kit):
     tossed(post, mail(1, sender="S" * 62, to="T" * 31, subject="U" * 90, date="no date", attribute=1),
            mail(2, sender="\x84" * 30, subject="", orig_net=65535, orig_node=65535))
     ledger(kit, stored=2)
 
 
-def test_what_waits_and_what_is_no_mail(post, kit):
+def test_waiting_mail_and_files_that_are_no_mail(post, kit):
     post.inbound("b.pkt", Packet([mail(1), mail(2)]))
     post.inbound("c.su0", bundle(Entry("1.pkt", Packet([mail(3)]).pack(), DEFLATED), Entry("x", b"no packet")))
     post.inbound("picture.jpg", b"\xff\xd8 no mail")
@@ -123,7 +123,7 @@ def test_a_damaged_packet_that_could_not_be_saved_says_so(post, kit):
     assert ledger(kit, stored=1, damaged=1)[1]["reason"] == "its packet could not be saved"
 
 
-def test_where_sources_are_deleted_the_log_alone_names_their_mail(post, kit):
+def test_the_mail_of_deleted_sources_is_known_from_the_log(post, kit):
     post.add_config("KEEPPROCESSED no\n")
     post.inbound("b.su0", bundle(Entry("1.pkt", Packet([mail(1), mail(2)]).pack())))
     tossed(post, mail(1), mail(3, "NOWHERE"))
@@ -159,7 +159,7 @@ def test_a_period_a_file_a_msgid(two_days, kit, arguments, serials):
     assert [one["file"] for one in messages] == [f"{serial}.pkt" for serial in serials]
 
 
-def test_what_nobody_knows_needs_attention(two_days, kit):
+def test_unaccounted_mail_needs_attention(two_days, kit):
     for question in (("3.pkt",), ("--msgid", "2:250/1 3")):
         assert "Neither the log nor any file" in kit("ledger", *question, status=1).text
     two_days.path("IN/processed/1.pkt").unlink()
@@ -168,7 +168,7 @@ def test_what_nobody_knows_needs_attention(two_days, kit):
 
 
 @pytest.mark.parametrize("date", ["", "x", "2026-11", "2026-11-2x", "-1d", "5 days", "2026-11-22T0:00"])
-def test_what_is_no_date_is_no_question(post, kit, date):
+def test_an_invalid_date_is_refused(post, kit, date):
     if date:
         assert "this is no date: " in kit("ledger", f"--since={date}", status=2).errors
 
@@ -182,12 +182,12 @@ def test_a_log_elsewhere_can_be_named(two_days, kit):
 
 
 @pytest.mark.parametrize("damaged", [b"", b"no gzip", gzip.compress(b"x" * 5000)[:-9]])
-def test_a_log_that_cannot_be_read_to_its_end_is_no_answer(post, kit, damaged):
+def test_a_log_that_cannot_be_read_completely_gives_no_answer(post, kit, damaged):
     post.write(f"{LOG}.2.gz", damaged)
     assert kit("ledger", status=2).errors == f"cvkit: the log ./{LOG}.2.gz cannot be read to its end\n"
 
 
-def test_a_base_that_cannot_be_read_is_no_answer(post, kit):
+def test_a_base_that_cannot_be_read_gives_no_answer(post, kit):
     tossed(post, mail(1))
     post.path("MSG/CVMSG01.PTR").unlink()
     post.path("MSG/CVMSG01.PTR").mkdir()
@@ -196,13 +196,13 @@ def test_a_base_that_cannot_be_read_is_no_answer(post, kit):
 
 @posix_only("modes are of POSIX systems")
 @pytest.mark.skipif(not hasattr(os, "getuid") or os.getuid() == 0, reason="root reads everything")
-def test_a_source_that_cannot_be_read_is_no_answer(post, kit):
+def test_a_source_that_cannot_be_read_gives_no_answer(post, kit):
     tossed(post, mail(1))
     post.path("IN/processed/a.pkt").chmod(0)
     assert "a.pkt cannot be read" in kit("ledger", status=2).errors
 
 
-def test_a_run_at_work_unsettles_the_answer(post, kit):
+def test_while_a_run_is_at_work_the_answer_says_that_it_may_change(post, kit):
     post.write(LOCK, b"")
     assert kit.json("ledger")["unsettled"] == "a run is at work"
     assert "Unsettled: a run is at work." in kit("ledger").text

@@ -29,7 +29,7 @@ def test_a_header_that_was_cut_is_removed(post, kit):
 
 
 @pytest.mark.parametrize("alike", [False, True])
-def test_a_number_that_was_given_again_is_not_the_first_messages(post, kit, alike):
+def test_a_number_that_was_used_again_is_not_taken_for_the_first_message(post, kit, alike):
     tossed(post, mail(1, msgid=False), mail(2, msgid=False))
     for kind in ("PTR", "IDX", "DAT"):
         path = post.path(f"MSG/CVMSG01.{kind}")
@@ -39,7 +39,7 @@ def test_a_number_that_was_given_again_is_not_the_first_messages(post, kit, alik
     assert [(one["fate"], one["message_number"]) for one in messages] == [("stored", 1), ("removed", 2), ("stored", 2)]
 
 
-def test_a_number_that_a_local_message_has_now_is_not_the_first_messages(post, kit):
+def test_a_number_that_a_local_message_has_now_is_not_taken_for_the_first_message(post, kit):
     tossed(post, mail(1), mail(2))
     base = post.message_base(1)
     base.ptr[1].sender, base.ptr[1].origin = "A caller", ""
@@ -57,7 +57,7 @@ def test_the_mail_of_a_deleted_file_is_unknown(post, kit):
 
 
 @pytest.mark.parametrize("kept", range(1, 5))
-def test_of_a_truncated_packet_the_log_alone_names_the_rest(post, kit, kept):
+def test_the_rest_of_a_truncated_packet_is_known_from_the_log(post, kit, kept):
     mails = [mail(serial) for serial in range(5)]
     tossed(post, *mails)
     whole = Packet(mails[:kept], closing=b"").pack()
@@ -66,7 +66,7 @@ def test_of_a_truncated_packet_the_log_alone_names_the_rest(post, kit, kept):
         assert fates(ledger(kit, stored=kept, unknown=5 - kept)) == ["stored"] * kept + ["unknown"] * (5 - kept)
 
 
-def test_of_a_truncated_bundle_the_log_alone_names_the_rest(post, kit):
+def test_the_rest_of_a_truncated_bundle_is_known_from_the_log(post, kit):
     entries = [Entry(f"{n}.pkt", Packet([mail(n)]).pack(), DEFLATED) for n in range(3)]
     post.inbound("a.su0", bundle(*entries))
     assert post.toss().status == 0
@@ -81,7 +81,7 @@ def test_of_a_truncated_bundle_the_log_alone_names_the_rest(post, kit):
     (r"msg 5: AREA", [0, 1, 2, 3]), (r"  -> |  msg ", []), (r".", []), (r"Found|->|msg|parsed", []),
 ])
 @pytest.mark.parametrize("parsed", [True, False])
-def test_what_the_log_no_longer_tells_is_unaccounted_for(post, kit, line, left, parsed):
+def test_mail_whose_log_lines_are_gone_is_unaccounted_for(post, kit, line, left, parsed):
     tossed(post, mail(0), mail(1), mail(2), mail(0), mail(5, "NOWHERE"))
     assert edit_log(post, line) > 0
     if not parsed:
@@ -93,7 +93,7 @@ def test_what_the_log_no_longer_tells_is_unaccounted_for(post, kit, line, left, 
         assert messages[1]["reason"].endswith("conference 1 knows its MSGID as message 2")
 
 
-def test_a_line_that_is_gone_is_missed_where_no_msgid_tells_it_from_the_others(post, kit):
+def test_without_msgids_the_messages_around_a_missing_line_are_unaccounted_for(post, kit):
     tossed(post, *(mail(serial, msgid=False) for serial in range(6)))
     assert edit_log(post, r"wrote conf 1 msg #[25] ") == 2
     base = post.message_base(1)
@@ -119,7 +119,7 @@ def test_the_same_file_again_is_another_arrival(post, kit):
     ledger(kit, stored=5, duplicate=4)
 
 
-def test_another_file_of_the_name_replaces_the_first_and_the_log_alone_names_that(post, kit):
+def test_a_file_that_was_replaced_by_another_of_its_name_is_known_from_the_log(post, kit):
     tossed(post, mail(1), mail(2))
     tossed(post, mail(3), mail(4))
     assert fates(ledger(kit, stored=2, unknown=2)) == ["unknown", "unknown", "stored", "stored"]
@@ -127,7 +127,7 @@ def test_another_file_of_the_name_replaces_the_first_and_the_log_alone_names_tha
     ledger(kit, stored=2, unknown=2, waiting=1)
 
 
-def test_a_file_in_the_place_of_a_retained_one_is_another(post, kit):
+def test_a_file_that_replaces_a_retained_one_is_another_arrival(post, kit):
     bad = mail(2)
     bad.text = b"AREA:\r" + bad.text
     tossed(post, mail(1), bad, status=1)
@@ -137,7 +137,7 @@ def test_a_file_in_the_place_of_a_retained_one_is_another(post, kit):
 
 # Hostile mail and logs.
 
-def test_nothing_that_mail_says_is_taken_for_a_line(post, kit):
+def test_text_in_mail_is_not_taken_for_a_log_line(post, kit):
     forged = "x'\n[2026-11-22 03:10:00]   -> wrote conf 1 msg #9  From='"
     first = mail(1, sender=forged[:60], to="-> wrote conf 2 msg #7  From=")
     first.subject = "' (1 records)\r\n  moved to x"
@@ -151,7 +151,7 @@ def test_nothing_that_mail_says_is_taken_for_a_line(post, kit):
     assert post.snapshot() == before
 
 
-def test_rubbish_in_the_log_is_passed_over(post, kit):
+def test_invalid_lines_of_the_log_are_skipped(post, kit):
     tossed(post, mail(1), mail(2))
     log = post.read(LOG)
     chance = random.Random(7)

@@ -65,7 +65,7 @@ def test_threads_show_replies_below_what_they_reply_to(talk, kit):
     assert columns == [columns[0], columns[0] + 2, columns[0] + 4]
 
 
-def test_circles_of_replies_end_and_nothing_is_left_out(site, kit):
+def test_cycles_of_replies_end_and_no_message_is_left_out(site, kit):
     chance = random.Random(1)
     site.conferences(echo("FIDO"))
     base = MessageBase(1)
@@ -101,14 +101,14 @@ def test_messages_are_found(talk, kit, arguments, found):
     ("--export", "zip", "AWAY"), ("--export", "mbox", "MSG/x"), ("--export", "mbox", "AWAY"), ("--config", "none"),
     ("--mark-sent",), ("--before", "2025-01-05"), ("--apply",), ("--mark-sent", "--before", "x"),
 ])
-def test_what_cannot_be_answered_is_said(talk, kit, arguments):
+def test_a_question_that_cannot_be_answered_has_a_reason(talk, kit, arguments):
     talk.write("AWAY", "")
     before = talk.snapshot()
     assert kit("messages", *arguments, status=2).errors
     assert talk.snapshot() == before
 
 
-def test_a_text_that_cannot_be_read_is_told(site, kit):
+def test_a_text_that_cannot_be_read_is_reported(site, kit):
     site.conferences(echo("FIDO"))
     base = MessageBase(1)
     base.add(b"x")
@@ -139,7 +139,7 @@ def test_an_mbox_is_read_by_mail_programs(talk, kit):
 
 @pytest.mark.parametrize("date", ["13/05/25 12:07am", "02/30/24 01:00am", "01/05/25 13:07pm", "01/05/25 11:60pm",
                                   "2025-13-01T00:00", "2025-01-01T24:00", "\x1b" * 17])
-def test_what_is_no_date_harms_nothing(site, kit, date):
+def test_an_invalid_date_does_no_harm(site, kit, date):
     site.conferences(echo("FIDO"))
     base = MessageBase(1)
     base.add(b"x", date=date)
@@ -169,7 +169,7 @@ def test_an_export_as_json_is_one_object_with_the_texts(talk, kit):
     assert len(json.loads(talk.read("out.json"))["messages"]) == 5
 
 
-def test_a_base_that_never_was_is_empty(site, kit):
+def test_a_missing_base_is_empty(site, kit):
     site.conferences(echo("FIDO"))
     assert kit("messages", "1").text == "" and kit.json("messages", "1") == {"messages": [], "unsettled": None}
 

@@ -83,7 +83,7 @@ def test_raw_shows_the_packed_bytes(a_packet, kit):
     assert "6" in kit("packet", "IN/a.pkt", "--raw", "6", status=2).errors
 
 
-def test_without_writes_the_packet_less_some_messages(a_packet, kit):
+def test_the_option_without_leaves_messages_out_of_the_packet(a_packet, kit):
     (a_packet.root / "AWAY").mkdir()
     answer = kit("packet", "IN/a.pkt", "--without", "2,4", "-o", "AWAY/b.pkt")
     assert answer.text == "AWAY/b.pkt: 3 message(s) kept of 5\n"
@@ -100,7 +100,7 @@ def test_without_writes_the_packet_less_some_messages(a_packet, kit):
     ("--without", "x", "-o", "AWAY/b"), ("--without", "1", "-o", "GONE/b"), ("--without", "1", "--raw", "1"),
     ("--extract", "AWAY"), ("--config", "none.cfg"), ("IN/none.pkt",), ("--without", "1", "-o", "AWAY/b", "AWAY/b"),
 ])
-def test_what_cannot_be_done_is_said_and_nothing_is_written(a_packet, kit, arguments):
+def test_a_failure_is_reported_and_nothing_is_written(a_packet, kit, arguments):
     (a_packet.root / "AWAY").mkdir()
     answer = kit("packet", "IN/a.pkt", *arguments, status=2)
     assert answer.text == "" and answer.errors
@@ -118,7 +118,7 @@ def test_nothing_is_ever_written_into_the_site(a_packet, kit, place):
     assert a_packet.snapshot() == before
 
 
-def test_of_a_damaged_packet_everything_that_can_be_told_apart_is_kept(a_packet, kit):
+def test_every_message_that_can_be_found_in_a_damaged_packet_is_kept(a_packet, kit):
     data = bytearray(MAIL.pack())
     fourth = data.index(MAIL.messages[3].pack())
     second = data.index(MAIL.messages[1].pack())
@@ -132,7 +132,7 @@ def test_of_a_damaged_packet_everything_that_can_be_told_apart_is_kept(a_packet,
     assert a_packet.read("AWAY/b.pkt") == Packet([MAIL.messages[index] for index in (0, 2, 4)]).pack()
 
 
-def test_one_message_that_is_refused_holds_up_what_follows_in_its_packet(ready, kit):
+def test_a_refused_message_holds_up_those_after_it_in_its_packet(ready, kit):
     ready.inbound("a.pkt", Packet([echomail("FIDO"), echomail(""), echomail("FIDO")]))
     file, = kit.json("packet", "IN/a.pkt", status=1)["files"]
     first, bad, behind = file["packets"][0]["messages"]
@@ -211,16 +211,16 @@ def test_an_entry_that_is_damaged_is_unpacked_as_far_as_it_goes(ready, kit):
     ("nul.pkt", "_nul.pkt"), ("COM1", "_COM1"), ("a\x1b[2J.pkt", "a_[2J.pkt"), ("a:b", "a_b"), ("a. .", "a._"),
     ("-rf", "_-rf"), ("x/", "_"),
 ])
-def test_names_never_choose_the_place(ready, kit, name, safe):
+def test_names_of_entries_never_lead_out_of_the_directory(ready, kit, name, safe):
     assert extracted(ready, kit, bundle(Entry(name, b"x"))) == {safe: b"x"}
 
 
-def test_two_entries_of_one_name_are_both_kept(ready, kit):
+def test_two_entries_with_one_name_are_both_kept(ready, kit):
     data = bundle(Entry("a/x.pkt", b"1"), Entry("b/x.pkt", b"2"))
     assert extracted(ready, kit, data) == {"x.pkt": b"1", "2-x.pkt": b"2"}
 
 
-def test_a_bundle_of_one_packet_can_be_written_less_a_message(ready, kit):
+def test_a_bundle_of_one_packet_can_be_written_without_a_message(ready, kit):
     away = write_out(ready, bundle(Entry("a.pkt", MAIL.pack(), DEFLATED)))
     kit("packet", away, "--without", "1", "-o", "AWAY/b.pkt")
     assert read_packet(ready.read("AWAY/b.pkt")).messages[0].subject == b"The same"

@@ -14,7 +14,7 @@ def test_the_version_is_the_tossers():
 
 
 @pytest.mark.parametrize("arguments", [(), ("--frobnicate",), ("frobnicate",)])
-def test_a_call_that_is_none_is_not_answered(arguments):
+def test_invalid_arguments_end_with_status_2(arguments):
     answer = kit_alone(*arguments, status=2)
     assert answer.text == "" and answer.errors.endswith("\n")
 

@@ -203,7 +203,7 @@ def test_callers_and_locks(ready, kit, temporary):
     assert rehearse(ready, kit, "toss")["status"] == 1
 
 
-def test_the_text_tells_the_same(ready, kit, temporary):
+def test_the_text_has_the_same_facts(ready, kit, temporary):
     ready.add_config(SCAN_CONFIG)
     base = MessageBase(1)
     base.add(b"Hello\x01", sent=0, subject="Out")
@@ -219,7 +219,7 @@ def test_the_text_tells_the_same(ready, kit, temporary):
     assert "Nothing would change.\n" in kit("rehearse", "toss").text
 
 
-def test_a_copy_is_kept_where_that_is_asked_for(ready, kit, temporary):
+def test_a_copy_is_kept_on_request(ready, kit, temporary):
     ready.inbound("1.pkt", a_packet())
     kept = kit.json("rehearse", "toss", "--keep")["kept"]
     name = Path(kept.replace("\\", "/")).name
