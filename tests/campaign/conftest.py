@@ -1,4 +1,4 @@
-"""The campaigns: the real program killed, starved of room and raced, in the sites of the end-to-end tests."""
+"""The campaigns: the real program is killed, lacks room or runs in parallel, in the sites of the end-to-end tests."""
 
 import pytest
 
@@ -8,7 +8,7 @@ from tools.sites import Sites
 
 @pytest.fixture
 def count(request):
-    """Counts what a test has tried, for the matrix."""
+    """Counts the points that a test has tried, for the matrix."""
     counter = Count()
     yield counter
     request.node.user_properties.append(("fault_points", counter.points))
@@ -17,14 +17,14 @@ def count(request):
 
 @pytest.fixture(autouse=True)
 def one_scene(request):
-    """A test that counts nothing itself tries one thing: its scene."""
+    """A test that does not count counts as one point."""
     if "count" not in request.fixturenames:
         request.node.user_properties.append(("fault_points", 1))
 
 
 @pytest.fixture
 def sites(tmp_path):
-    """Makes one fresh site after the other; each goes when the next one is made."""
+    """Makes one new site after the other; each is removed when the next one is made."""
     made = Sites(tmp_path)
     yield made
     made.clear()

@@ -1,4 +1,4 @@
-"""Attacks by somebody who may write in INBOUND and nowhere else, at the moments in which they would work."""
+"""Attacks by a user who may write only in INBOUND, at the moments at which they could succeed."""
 
 import os
 import re

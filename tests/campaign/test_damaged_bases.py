@@ -1,4 +1,4 @@
-"""A base of which one file has lost its end: what is whole stays, what is lost is said, what is inbound comes again."""
+"""A base of which one file has lost its end: whole messages stay, lost ones are reported, inbound ones are stored."""
 
 import pytest
 
@@ -37,7 +37,7 @@ def damages(kind: str, size: int) -> list[tuple[int, bool]]:
 
 
 def contents(site: Site) -> list[tuple]:
-    """What the messages hold, but for their origins: one that is zero looks like that of a local message."""
+    """The messages without their origins: an origin of zeros looks like that of a local message."""
     base = site.message_base(1)
     lines = [line.split(b"\t") for line in (base.sig or b"").splitlines()]
     return [(r.number, r.sender, r.subject, base.dat[r.where * DAT_SIZE : (r.where + r.records) * DAT_SIZE],
@@ -72,7 +72,7 @@ def test_what_is_still_inbound_is_stored_again_whole(sites, count, kind):
 
 @pytest.mark.parametrize("kind", BASE)
 def test_what_is_not_is_said_to_be_lost(sites, count, kind):
-    """What the repair does not say is as it was."""
+    """Whatever the repair does not report is unchanged."""
     site = sites.fresh()
     lay(site, inbound=False)
     whole = {path: site.read(path) for path in BASE.values()}

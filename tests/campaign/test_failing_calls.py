@@ -54,7 +54,7 @@ def other_disk(site):
 
 @pytest.mark.parametrize("scene", SCENES)
 def test_calls_that_signals_interrupt_are_made_again(sites, scene):
-    """Every second call is interrupted, but for those that load the program; of those that open files one is."""
+    """Every second call is interrupted, except those that load the program; of those that open files, one is."""
     site = sites.fresh()
     SCENES[scene].lay(site)
     (opened,) = calls(site, SCENES[scene].mode, "openat", LOCK)

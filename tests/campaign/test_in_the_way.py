@@ -1,4 +1,4 @@
-"""Something else where a file belongs, and files and directories that may not be written."""
+"""Directories where files belong, and files and directories that may not be written."""
 
 import pytest
 
@@ -41,7 +41,7 @@ READ_ONLY = [
 
 
 UNCERTAIN = {"MSG/CVMSG01.DAT", "MSG/CVMSG01.IDX", "MSG/CVMSG01.PTR", "MSG/CVMSG01.SIG", "MSG/CVMSG02.SIG"}
-"""A toss that cannot open one of these can neither be sure that it has the size it had: it asks for a look."""
+"""A toss that cannot open one of these cannot verify its size either: it asks for an inspection."""
 
 
 def is_critical(scene: Scene, path: str) -> bool:

@@ -1,4 +1,4 @@
-"""What a killed toss leaves, and what the next one makes of it, is accounted for: nothing is lost from the ledger."""
+"""The ledger accounts for all mail after a killed toss, and after the next one."""
 
 import re
 import pytest
@@ -26,7 +26,7 @@ def sums(site: Site, status: int = 0) -> dict[str, int]:
 
 
 def assert_accounted_for(site: Site, scene: TossScene, log: str) -> None:
-    """By what the log and the directories show when the test looks itself."""
+    """Compares the ledger with what the test finds in the log and the directories."""
     messages = len(scene.mails)
     inbound = site.path(f"IN/{SOURCE}").exists()
     wrote = len(set(re.findall(r"-> wrote conf \d+ msg #\d+", log)))
@@ -41,7 +41,7 @@ def assert_accounted_for(site: Site, scene: TossScene, log: str) -> None:
 
 
 def toss_to_the_end(site: Site) -> None:
-    """As an operator would, who repairs what the toss refuses."""
+    """Tosses as an operator would, who repairs what the toss refuses."""
     site.path(LOCK).unlink(missing_ok=True)
     refused = [re.match(r"ERROR: conference (\d+) ", line) for line in site.toss().lines]
     for match in filter(None, refused):

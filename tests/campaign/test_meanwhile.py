@@ -1,4 +1,4 @@
-"""Files that others delete, make or lengthen while a run is in the middle of its work."""
+"""Files that others delete, create or lengthen during a run."""
 
 import pytest
 
@@ -68,7 +68,7 @@ def test_a_lock_deleted_meanwhile_does_not_disturb_its_owner(sites):
 
 
 def test_messages_that_the_bbs_adds_between_two_of_ours_are_not_written_over(sites):
-    """The sizes are taken anew for each message."""
+    """The sizes are read again for each message."""
     point = after_first(sites, TOSS, "pwrite64", "MSG/CVMSG01.SIG")
     site = fresh(sites, TOSS)
 

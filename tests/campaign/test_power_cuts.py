@@ -1,4 +1,4 @@
-"""A power cut on a disk: what a file system keeps of a run that has ended, and of one that has not."""
+"""A power cut: what a file system keeps of a run that has ended, and of one that has not."""
 
 import random
 import signal
@@ -51,7 +51,7 @@ class Mailing:
         return [name for name in self.sources if site.path(f"IN/{name}").exists()]
 
     def assert_stored(self, site: Site, names) -> None:
-        """Each message of those sources stands there once, with its SIG line, whatever stands behind it."""
+        """Asserts that each message of those sources is stored once, with its SIG line; more may follow."""
         for mail in [mail for name in names for mail in self.sources[name]]:
             stem = f"MSG/CVMSG{mail.conference:02d}"
             assert site.read(f"{stem}.DAT").count(mail.body) == 1
@@ -61,7 +61,7 @@ class Mailing:
             assert [ptr[at + 166 : at + 170] for at in range(0, len(ptr), 256)].count(number.to_bytes(4, "little")) == 1
 
     def assert_finished(self, site: Site) -> None:
-        """Without the lock, which may be back, the next run has nothing to refuse, and all mail is stored once."""
+        """Asserts that the next run, with the lock removed, refuses nothing, and that all mail is then stored once."""
         site.path(LOCK).unlink(missing_ok=True)
         assert site.run("-check").status == 0
         assert site.toss().status == 0

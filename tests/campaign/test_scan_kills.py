@@ -73,7 +73,7 @@ def assert_check_sees_the_lock_only(site: Site, locked: bool) -> None:
 
 
 def assert_held_up(site: Site) -> None:
-    """While the lock is fresh the next scan ends at once."""
+    """Asserts that the next scan ends at once while the lock is fresh."""
     before = site.snapshot()
     run = site.run("-scan")
     assert run.lines[-1] == (
@@ -84,7 +84,7 @@ def assert_held_up(site: Site) -> None:
 
 
 def let_time_pass(site: Site) -> None:
-    """The next scan runs in another second, under other names."""
+    """Waits for another second, so that the next scan uses other names."""
     for path in site.path("OUT").glob("*.tmp"):
         path.rename(path.with_name(OLD_NAME))
 
@@ -98,7 +98,7 @@ def assert_next_scan_sends_the_rest(site: Site, scene: ScanScene, by_age: bool) 
 
 
 def assert_sent(site: Site, expected: Counter[bytes]) -> None:
-    """How often each text was published; no MSGID was used twice."""
+    """Asserts how often each text was published, and that no MSGID was used twice."""
     messages = [message for packet in bundles(site) for message in packet.messages]
     msgids = [re.search(rb"\x01MSGID: ([^\r]*)", message.text).group(1) for message in messages]
     assert len(set(msgids)) == len(msgids)
@@ -106,7 +106,7 @@ def assert_sent(site: Site, expected: Counter[bytes]) -> None:
 
 
 def expected_exports(scan: LateScan, state: State) -> Counter[bytes]:
-    """Once each; twice what was published and not marked sent."""
+    """Once for each text; twice for those published but not marked sent."""
     expected: Counter[bytes] = Counter()
     for base, record in unsent(scan.bases):
         marked = state.seen.sent[base.conference - 1][base.ptr.index(record)]

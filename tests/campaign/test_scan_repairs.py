@@ -32,7 +32,7 @@ def points_of(sites: Sites, scene: ScanScene) -> list[Point]:
 
 
 def published(site: Site) -> set[bytes]:
-    """The MSGIDs in the bundles."""
+    """Returns the MSGIDs in the bundles."""
     return {re.search(rb"\x01MSGID: ([^\r]*)", m.text).group(1) for packet in bundles(site) for m in packet.messages}
 
 
@@ -75,7 +75,7 @@ def test_a_killed_repair_of_a_scan_is_finished_by_the_next(sites, count, scene):
 
 
 def test_a_bundle_that_was_fetched_before_the_marks_is_reported(sites, count):
-    """Its messages that are unsent go out again, under MSGIDs of their own."""
+    """Its unsent messages are sent again, under new MSGIDs."""
     scene = SCENES[1]
     for point in points_of(sites, scene):
         site, scan = killed(sites, scene, point)

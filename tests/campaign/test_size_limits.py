@@ -1,4 +1,4 @@
-"""Limits on the size of a file, as a shell or a service manager sets them: many sizes up to what the run needs."""
+"""Limits on the size of a file, as set by a shell or a service manager: many sizes up to what the run needs."""
 
 import pytest
 

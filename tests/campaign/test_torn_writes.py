@@ -1,6 +1,6 @@
-"""A kill in the middle of a write: the system stops a long one at a page of the file, never within a page.
+"""A kill during a write: the system ends a long write at a page of the file, never within a page.
 
-No test can hit that moment. The program is killed before the write, and the test writes as much as could have been.
+No test can hit that moment. The program is killed before the write, and the test then writes the possible part.
 """
 
 import pytest
@@ -34,7 +34,7 @@ def first_write(sites: Sites, scene: TossScene, path: str) -> Point:
 
 
 def torn(sites: Sites, scene: TossScene, point: Point, added: int) -> tuple[Site, State]:
-    """A site in which that write was stopped after so many bytes, and the state that all of it would have made."""
+    """A site in which that write ended after so many bytes, and the state after the whole write."""
     site = sites.fresh()
     scene.lay(site)
     before = observed(site)

@@ -1,4 +1,4 @@
-"""A toss that is killed before each of its calls that write: what it leaves, and how the mail arrives all the same."""
+"""A toss that is killed before each of its calls that write: what it leaves, and how the mail arrives nevertheless."""
 
 import shutil
 import tempfile
@@ -28,7 +28,7 @@ pytestmark = needs_strace
 
 
 def other_disk(site_directory: Path) -> Path | None:
-    """A directory of ours on another file system."""
+    """A directory on another file system."""
     shared = Path("/dev/shm")
     if not shared.is_dir() or shared.stat().st_dev == site_directory.stat().st_dev:
         return None

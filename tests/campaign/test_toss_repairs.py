@@ -1,4 +1,4 @@
-"""A toss killed anywhere, repaired, and run again ends as an undisturbed one; so does one whose repair was killed."""
+"""A toss killed anywhere, then repaired and run again, ends like an undisturbed one, even if the repair was killed."""
 
 import pytest
 
@@ -15,7 +15,7 @@ UNDECIDED = "stored-again"
 
 
 def ended(site: Site, scene: TossScene) -> Snapshot:
-    """The site after its run, but for what may differ: saved packets, and how often an area is listed."""
+    """The site after its run, without what may differ: saved packets, and how often an area is listed."""
     found = without_backups(observed(site, scene.elsewhere))
     listed = found.get("MSG/BADAREAS.LST")
     if listed:
@@ -34,7 +34,7 @@ def has_mail_without_msgid(scene: TossScene) -> bool:
 
 
 def assert_as_undisturbed(site: Site, scene: TossScene, left: list[dict], expected: Snapshot, point: object) -> None:
-    """What the repair could not decide is mail without MSGID, and the toss stores that again."""
+    """The repair can only fail to decide about mail without a MSGID, which the toss stores again."""
     if left:
         assert {finding["code"] for finding in left} == {UNDECIDED}, (str(point), left)
         assert has_mail_without_msgid(scene)

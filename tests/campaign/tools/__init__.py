@@ -1,1 +1,1 @@
-"""What the campaigns share: ways to stop the program at a chosen system call, scenes, and the promises."""
+"""Common code of the campaigns: ways to stop the program at a chosen system call, scenes, and the promises."""

@@ -1,4 +1,4 @@
-"""How much a campaign tries: everything in the long form, a sample of it in script/test.
+"""How many points a campaign tries: all of them in the long form, a sample in script/test.
 
     CVTOSS_CAMPAIGN   "long" for the long form
 """
@@ -12,7 +12,7 @@ class Count:
     def __init__(self) -> None:
         self.points = 0
         self.undecided = 0
-        """Of the points: where a repair had to leave something, and said so."""
+        """How many of the points ended with a repair that had to leave something, and said so."""
 
     def one(self) -> None:
         self.points += 1

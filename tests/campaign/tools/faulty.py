@@ -1,6 +1,6 @@
-"""A toss and a scan that meet failing calls: what has to hold after the run, and after the next one without failures.
+"""A toss and a scan with failing calls: what must be true after the run, and after the next one without failures.
 
-All messages carry a MSGID, so that in the end each has to stand exactly once.
+All messages have a MSGID, so that each must be stored or sent exactly once in the end.
 """
 
 from collections import Counter
@@ -32,14 +32,14 @@ class Scene(Protocol):
 
 
 def run(site: Site, scene: Scene, **options) -> Run:
-    """A run whose log need not be whole: it lies on the same disk."""
+    """A run whose log, which is on the same disk, may be incomplete."""
     return site.run(scene.mode, log=False, **options)
 
 
 def try_once(
     site: Site, scene: Scene, fail: Callable[[], dict], mend: Callable[[], None], critical: bool = False
 ) -> Run:
-    """One run that meets what `fail` has laid out or gives as options, the promises, and the run after `mend`."""
+    """One run with the failures that `fail` prepares or returns as options, the promises, and the run after `mend`."""
     before = site.snapshot()
     faulty = run(site, scene, **fail())
     mend()
@@ -53,7 +53,7 @@ def has_trouble(run: Run) -> bool:
 
 
 def assert_ended_cleanly(site: Site, run: Run, critical: bool) -> None:
-    """Nothing left of the run but its work; what went wrong was said, and the exit status agrees."""
+    """Asserts that the run left no temporary files, reported its failures, and has the right exit status."""
     assert run.status == int(has_trouble(run))
     assert any(line.startswith("CRITICAL") for line in run.lines) == critical
     assert not site.path(LOCK).exists()
@@ -146,7 +146,7 @@ class FaultyScan:
 
     @staticmethod
     def cut_half_lines(site: Site, run: Run) -> None:
-        """The operator removes what a failed append has left of a line; there is none without its error line."""
+        """Removes the half lines of failed appends, as the operator does; there is none without its error line."""
         for path in site.path("MSG").glob("*.SIG"):
             lines = path.read_bytes()
             whole = lines[: lines.rfind(b"\n") + 1]
@@ -168,7 +168,7 @@ class FaultyScan:
 
 
 def assert_sent_messages_have_their_line(base: MessageBase, published: bool) -> None:
-    """Marked sent: in the bundle, and with a SIG line. The first message came in from the network."""
+    """Asserts that messages marked sent are in a bundle and have a SIG line. The first came from the network."""
     numbers = [int(line.split(b"\t")[1]) for line in (base.sig or b"").splitlines()]
     for record in base.ptr:
         text = message_body(base, record)

@@ -1,4 +1,4 @@
-"""Holding the program still right after one of its system calls, while something happens around it."""
+"""Stops the program right after one of its system calls, while something else happens."""
 
 import os
 import re
@@ -13,14 +13,14 @@ STOPPED = re.compile(r"^(\d+) +--- stopped by SIGSTOP ---$", re.MULTILINE)
 
 
 def calls(site: Site, mode: str, call: str, path: str) -> list[Point]:
-    """The calls of that kind on that path, as a run of its own makes them; the site is used up."""
+    """The calls of that kind on that path, found by a run of their own; the site cannot be used again."""
     points = [point for point in writing_points(site, mode) if (point.call, point.path) == (call, path)]
     assert points, f"no {call} on {path}"
     return points
 
 
 def run_with_halt(site: Site, mode: str, point: Point, meanwhile: Callable[[], None], *options: str) -> Run:
-    """Runs to the end of that call, then lets `meanwhile` happen, then runs on to its end."""
+    """Runs to the end of that call, then calls `meanwhile`, then lets the run continue to its end."""
     trace_file(site).write_text("")
     process = strace(site, mode, *options, "-e", f"inject={point.call}:signal=STOP:when={point.nth}")
     try:

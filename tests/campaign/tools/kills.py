@@ -1,7 +1,7 @@
-"""Stopping the program at one system call: killed or halted just before the call is made.
+"""Stops the program at one system call: it is killed or halted just before the call is made.
 
-A run under strace tells which calls write, in their order; a second run of the same scene is then stopped at one of
-them. strace counts the calls of each kind for itself: the Nth openat, the Nth pwrite64, ...
+A run under strace shows which calls write, in order; a second run of the same scene is then stopped at one of them.
+strace counts the calls of each kind separately: the Nth openat, the Nth pwrite64, ...
 """
 
 import os
@@ -37,7 +37,7 @@ needs_strace = pytest.mark.skipif(not can_trace(), reason="Linux only: strace st
 
 @dataclass(frozen=True)
 class Point:
-    """The Nth call of a kind, and the file that it is about; "#" stands for what depends on the time in its name."""
+    """The Nth call of a kind, and its file; "#" replaces the part of the name that depends on the time."""
 
     call: str
     nth: int
@@ -70,7 +70,7 @@ def trace_file(site: Site):
 
 
 def writing_points(site: Site, mode: Mode, *options: str, log: bool = True) -> list[Point]:
-    """Every call of a run that writes to the site, in order. With `log` off those on the run log are left out."""
+    """Every call of a run that writes to the site, in order; with `log` off, without those on the run log."""
     process = strace(site, mode, *options)
     _, errors = process.communicate(timeout=LIMIT)
     assert process.returncode in (0, 1), errors.decode()
@@ -108,7 +108,7 @@ def written_path(site: Site, call: str, arguments: str) -> str | None:
 
 
 def kill_at(site: Site, mode: Mode, point: Point, *options: str) -> None:
-    """Runs until that call is about to be made; there the program dies without a trace of it."""
+    """Runs until that call is about to be made, and kills the program there."""
     inject = f"inject={point.call}:signal=KILL:when={point.nth}"
     process = strace(site, mode, *options, "-e", inject)
     _, errors = process.communicate(timeout=LIMIT)
@@ -117,8 +117,8 @@ def kill_at(site: Site, mode: Mode, point: Point, *options: str) -> None:
 
 
 def fail_at(site: Site, mode: Mode, point: Point, later: bool) -> tuple[int, str]:
-    """Lets that call fail as on a full disk, and with `later` all of its kind behind it. Returns the exit status, and
-    what went to standard error."""
+    """Makes that call fail as on a full disk, and with `later` all later ones of its kind. Returns the exit status and
+    the standard error."""
     process = strace(site, mode, "-e", f"inject={point.call}:error=ENOSPC:when={point.nth}{'+' * later}")
     _, errors = process.communicate(timeout=LIMIT)
     return process.returncode, errors.decode()

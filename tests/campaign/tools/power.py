@@ -1,7 +1,7 @@
-"""A disk of its own whose power can be cut: an image with a file system, and copies of it as it stands.
+"""A disk whose power can be cut: an image with a file system, and copies of that image.
 
-What the file system has not yet written to the image is lost with the power. A copy is the disk after the cut; mounting
-it does what a system does that starts again.
+Data that the file system has not written to the image are lost with the power. A copy is the disk after the cut; it is
+mounted as by a system that starts again.
 """
 
 import os
@@ -20,7 +20,7 @@ SOON = 1
 
 
 class LaidSite(Site):
-    """A site that stands already."""
+    """A site that exists already."""
 
     def __init__(self, root: Path):
         self.root = root
@@ -72,12 +72,12 @@ class Disk:
             yield Site(self.directory / "mounted/site")
 
     def settle(self) -> None:
-        """What was laid out stands on the disk."""
+        """Writes everything to the disk."""
         subprocess.run(["sync", "-f", self.directory / "mounted"], check=True)
 
     @contextmanager
     def after_a_cut(self) -> Iterator[Site]:
-        """The site as it is on the disk now. A copy is not made at one instant: two that agree are taken."""
+        """The site as it is on the disk now. As copying takes time, two equal copies are required."""
         before, now = b"", self.image.read_bytes()
         while before != now:
             before, now = now, self.image.read_bytes()

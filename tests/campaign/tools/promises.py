@@ -1,4 +1,4 @@
-"""What holds after any run, however it ended."""
+"""What is true after any run, however it ended."""
 
 from formats.message_base import PTR_SIZE
 from harness.site import Snapshot
@@ -7,7 +7,7 @@ SENT_AT = 153
 
 
 def assert_nothing_damaged(before: Snapshot, after: Snapshot) -> None:
-    """Every file of the message base begins with what it held before; only MsgSent bytes may have become 1."""
+    """Asserts that no byte of the message base has changed, except MsgSent bytes to 1; files may have grown."""
     for path, old in before.items():
         if not path.startswith("MSG/CVMSG") or old is None:
             continue

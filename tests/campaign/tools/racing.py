@@ -43,7 +43,7 @@ class Racers:
         return [path.read_bytes() if path.exists() else b"" for path in paths]
 
     def ended(self) -> list[Run]:
-        """All of them, run to their end."""
+        """Waits until all of them have ended; returns their runs."""
         for process in self.processes:
             process.wait(60)
         return [
@@ -51,7 +51,7 @@ class Racers:
         ]
 
     def at_work(self) -> int:
-        """How many hold the lock and wait for the busy node, once each does so or has ended."""
+        """How many hold the lock and wait for the busy node, once all others have ended."""
 
         def settled() -> bool:
             return all(waits().encode() in log or process.poll() is not None
@@ -67,7 +67,7 @@ class Racers:
 
 
 class LeftLock:
-    """What stands in the way at the start: no lock, a stale one, a fresh one, or one whose owner just ends."""
+    """The lock at the start: none, a stale one, a fresh one, or one whose owner is just ending."""
 
     def __init__(self, site: Site, kind: str, delay: float):
         self.path = site.path(LOCK)

@@ -1,4 +1,4 @@
-"""Scans that are killed: what is to be exported, and every state that the site passes through on its way to the end.
+"""Scans that are killed: what must be exported, and every state of the site during the scan.
 
 The states follow from the order of the scan alone: the serials, one for each message; the packet under its temporary
 name, read back and removed; the bundle under its temporary name; the rename; then SIG line and MsgSent of each message.
@@ -60,7 +60,7 @@ class ScanScene:
 
 
 class LateScan(Scan):
-    """A scan of whatever stands in the message base, after a run that may have died over a lock."""
+    """A scan of the current message base, after a run that may have been killed and left its lock."""
 
     stale = False
 
@@ -112,7 +112,7 @@ def parent_msgid(base: MessageBase, record: PtrRecord) -> bytes:
 
 @dataclass
 class Seen:
-    """What a scan changes, and its size where the bytes depend on the time."""
+    """The files that a scan changes; only the size where the bytes depend on the time."""
 
     lock: bool | None = None
     """None: not there; False: empty."""
@@ -179,7 +179,7 @@ def first_serials(last: int | None, count: int) -> list[int]:
 
 
 def overwritten(old: bytes, new: bytes) -> list[bytes]:
-    """A serial is written over the last one; what a shorter one leaves of it is cut off then."""
+    """A serial is written over the last one; the rest of a longer one is then cut off."""
     return [new] if len(old) <= len(new) else [new + old[len(new) :], new]
 
 
@@ -195,7 +195,7 @@ def message_state(bases: list[MessageBase]) -> dict[str, list]:
 
 
 def look(site: Site, conferences: int) -> Seen:
-    """What a killed scan has left. A bundle under its own name is whole, or this fails."""
+    """What a killed scan has left. Fails unless a bundle under its own name is whole."""
     bases = [site.message_base(number) for number in range(1, conferences + 1)]
     temporaries = [path.stat().st_size for path in site.path("OUT").iterdir() if path.suffix == ".tmp"]
     assert len(temporaries) <= 1
@@ -210,7 +210,7 @@ def look(site: Site, conferences: int) -> Seen:
 
 
 def bundles(site: Site) -> list[ReadPacket]:
-    """The packets of all published bundles, each read by a ZIP reader that knows nothing of this program."""
+    """The packets of all published bundles, read by Python's ZIP reader."""
     packets = []
     for path in sorted(site.path("OUT").iterdir()):
         if path.suffix == ".tmp" or path.is_dir():

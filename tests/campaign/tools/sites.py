@@ -12,7 +12,7 @@ class Sites:
         self.made = 0
 
     def next_root(self) -> Path:
-        """Where the next site will stand; its parent is there for it alone."""
+        """The path of the next site; its parent directory is for that site only."""
         return self._path(self.made + 1)
 
     def fresh(self) -> Site:

@@ -1,4 +1,4 @@
-"""After a toss was killed: what the check says, what the next toss does, what the operator has to do."""
+"""After a toss was killed: what the check says, what the next toss does, what the operator must do."""
 
 import os
 import re
@@ -28,7 +28,7 @@ REFUSED = (FIRST_TEXT, LOOSE_INDEX)
 
 
 def assert_check(site: Site, scene: TossScene, state: State) -> None:
-    """The check tells of the lock and of what the runs will refuse, and of nothing else; it changes nothing."""
+    """Asserts that the check reports just the lock and what the runs will refuse, and changes nothing."""
     before = site.snapshot()
     run = site.run("-check")
     issues = []
@@ -45,7 +45,7 @@ def assert_check(site: Site, scene: TossScene, state: State) -> None:
 
 
 def refusal(site: Site, scene: TossScene) -> str:
-    """The line about the one conference whose files do not fit together."""
+    """The line about the conference whose files do not agree."""
     for number in range(1, len(scene.conferences) + 1):
         sizes = {kind: file_size(site, number, kind) for kind in ("PTR", "IDX", "DAT")}
         headers, entries = sizes["PTR"] // PTR_SIZE, sizes["IDX"] // IDX_SIZE
@@ -62,7 +62,7 @@ def file_size(site: Site, conference: int, kind: str) -> int:
 
 
 def assert_held_up(site: Site) -> None:
-    """While the lock is fresh the next toss ends at once."""
+    """Asserts that the next toss ends at once while the lock is fresh."""
     before = site.snapshot()
     owner = shown(site.read(LOCK)).removesuffix("\n")
     run = site.toss()
@@ -72,7 +72,7 @@ def assert_held_up(site: Site) -> None:
 
 
 def free_the_lock(site: Site, by_age: bool) -> None:
-    """Half an hour later, or at once by the operator's hand."""
+    """Makes the lock half an hour old, or deletes it as the operator may."""
     path = site.path(LOCK)
     if by_age:
         then = time.time() - HALF_AN_HOUR
@@ -82,7 +82,7 @@ def free_the_lock(site: Site, by_age: bool) -> None:
 
 
 def assert_refused_until_mended(site: Site, scene: TossScene) -> None:
-    """The next toss says what does not fit together and touches nothing; then the operator cuts the files back."""
+    """Asserts that the next toss reports what does not agree and changes nothing; then repairs as the operator."""
     before = observed_without_lock(site)
     line = refusal(site, scene)
     run = site.toss()
@@ -97,7 +97,7 @@ def observed_without_lock(site: Site) -> Snapshot:
 
 
 def mend(site: Site, conference: int) -> None:
-    """Without headers: delete texts and index. Else: cut the index back to one entry for each header."""
+    """Deletes texts and index if there are no headers; otherwise cuts the index to one entry for each header."""
     headers = file_size(site, conference, "PTR") // PTR_SIZE
     if headers == 0:
         for kind in ("DAT", "IDX"):
@@ -161,7 +161,7 @@ def disposal(scene: TossScene, standing: Snapshot) -> Snapshot:
 
 
 def copies(site: Site, scene: TossScene) -> Counter[bytes]:
-    """How often each text of the source stands in the message base."""
+    """How often each text of the source is in the message base."""
     texts = [mail.body for mail in scene.mails]
     bases = [site.message_base(number) for number in range(1, len(scene.conferences) + 1)]
     bodies = [message_body(base, record) for base in bases for record in base.ptr]
@@ -169,7 +169,7 @@ def copies(site: Site, scene: TossScene) -> Counter[bytes]:
 
 
 def expected_copies(scene: TossScene, state: State) -> Counter[bytes]:
-    """Once each; twice where the toss cannot know that it has stored the message already."""
+    """Once for each; twice where the toss cannot know that the message is already stored."""
     expected = Counter(mail.body for mail in scene.mails)
     if f"IN/{SOURCE}" not in state.files:
         return expected

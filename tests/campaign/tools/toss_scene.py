@@ -1,4 +1,4 @@
-"""Tosses that are killed: what lies inbound, and every state that the site passes through on its way to the end.
+"""Tosses that are killed: the inbound files, and every state of the site during the toss.
 
 The states follow from the order of the toss alone. For one message: DAT, IDX, PTR and SIG are created where they are
 missing, then written in this order, each in one call.
@@ -128,7 +128,7 @@ class State:
 
 @dataclass
 class States:
-    """The states of a toss, one after the other; each is the one before it with a change."""
+    """The states of a toss in order; each is the previous one with a change."""
 
     scene: TossScene
     states: list[State] = field(default_factory=list)
@@ -139,7 +139,7 @@ class States:
         self.states.append(State(kind, files, last.stored + stored))
 
     def between(self) -> str:
-        """What is left while nothing is half done."""
+        """The kind of a state between two messages."""
         return BETWEEN if self.states[-1].stored > self.scene.stored_before else LOCKED
 
 
@@ -213,7 +213,7 @@ def add_disposal(states: States) -> None:
 
 
 def observed(site: Site, elsewhere: Path | None = None) -> Snapshot:
-    """The site as a state: what depends on the time of the run is masked, after a look at its form."""
+    """The site as a state: values that depend on the time of the run are masked after a check of their form."""
     found = masked(site.snapshot())
     if elsewhere:
         found |= {f"{ELSEWHERE}/{path.name}": path.read_bytes() for path in elsewhere.iterdir()}

@@ -20,7 +20,7 @@ def packet(messages: list[PackedMessage]) -> bytes:
 
 
 def cut_packet(messages: list[PackedMessage]) -> bytes:
-    """After its messages the packet breaks off within the head of another."""
+    """A packet that is cut within the head of the message after these."""
     return Packet(messages, closing=b"\x02\x00\x01").pack()
 
 
