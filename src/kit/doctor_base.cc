@@ -14,7 +14,7 @@
 
 namespace {
 
-// So many messages from the network without a SIG line, the last of a conference, are more than mail without a MSGID.
+// So many messages from the network without a SIG line at the end of a conference cannot just be mail without a MSGID.
 constexpr size_t kManyUnsigned = 5;
 
 void ExamineConferences(const ConferenceTable& table, Attentions* found) {
@@ -57,7 +57,7 @@ void ExamineSigFile(const ConferenceEntry& entry, const BaseModel& model, Attent
                found);
 }
 
-// The start of the last scan that came to its end, "2026-11-22T03:10"; nothing when the log tells of none.
+// Returns the start of the last complete scan, "2026-11-22T03:10"; nothing when the log has none.
 std::optional<std::string> LastScan(const std::string& path) {
   if (!LookAtFile(path).exists) return {};
   std::optional<std::string> started;
@@ -80,7 +80,7 @@ std::string AYearAgo() {
   return fmt::format("{:04}-{:02}-{:02}T", now.year - 1, now.month + 1, now.day);
 }
 
-// Counts the messages that the next scan would send although they are old.
+// Counts the old messages that the next scan would send.
 size_t CountOldUnsent(const KitSite& site, int32_t conference, const std::string& before) {
   BasePath path;
   ByteBuffer content;

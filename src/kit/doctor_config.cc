@@ -31,7 +31,7 @@ bool IsSame(const FtnAddress& left, const FtnAddress& right) {
   return left.Zone == right.Zone && left.Net == right.Net && left.Node == right.Node && left.Point == right.Point;
 }
 
-// The addresses of a packet; a zone that it does not name is ours.
+// Returns the addresses of a packet; if it has no zone, ours.
 struct PacketEnds {
   FtnAddress from;
   FtnAddress to;
@@ -44,7 +44,7 @@ PacketEnds EndsOf(const uint8_t* packet, const FtnAddress& our) {
           {zone(header.destZone, header.qDestZone), header.destNet, header.destNode, header.destPoint}};
 }
 
-// The first file of a directory with a packet of which `judge` says yes; empty for none.
+// Returns the first file of a directory with a packet for which `judge` returns true; empty for none.
 template <class Judge>
 std::string FindFile(const std::string& directory, const FtnAddress& our, Judge judge) {
   ByteBuffer content;

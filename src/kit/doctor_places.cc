@@ -22,7 +22,7 @@ bool IsDirectory(const std::string& path) {
   return OsStat((path + "/.").c_str(), &status) == kOsOk && status.kind == kOsDirectory;
 }
 
-// What can be told of one file and is better said once of all that are alike.
+// Several files with the same finding, which is reported once.
 struct AlikeFiles {
   size_t count = 0;
   std::string first;
@@ -49,7 +49,7 @@ void ExamineSameness(const std::vector<NamedDirectory>& directories, Attentions*
   }
 }
 
-// The number in "CVMSG07.PTR", in any spelling; 0 when it is no such name.
+// Returns the number in "CVMSG07.PTR", in upper or lower case; 0 for another name.
 int32_t ConferenceOf(const std::string& upper) {
   const size_t dot = upper.find('.');
   if (upper.rfind("CVMSG", 0) != 0 || dot == std::string::npos || dot < 6 || dot > 9) return 0;
@@ -58,7 +58,7 @@ int32_t ConferenceOf(const std::string& upper) {
   return whole ? LeadingInt32(digits.c_str()) : 0;
 }
 
-// The name under which the program looks for a file of the message base; empty for another file.
+// Returns the name by which the program opens that file of the message base; empty for another file.
 std::string RightName(const std::string& name) {
   std::string upper = name;
   for (char& c : upper) c = static_cast<char>(toupper(static_cast<unsigned char>(c)));

@@ -15,10 +15,10 @@
 
 namespace {
 
-// A repair being planned: the base as it is, as it is to be, and what is done to it.
+// A repair being planned: the base before and after it, and what is changed.
 struct Planning {
   const BaseModel& old;
-  BaseModel model;  // headers, index and lines that are kept
+  BaseModel model;  // the headers, entries and lines that are kept
   BaseRepair repair;
 
   void Say(const BaseFile& file, const std::string& what) {
@@ -28,7 +28,7 @@ struct Planning {
 
 std::string Content(const BaseFile& file) { return file.exists ? ReadText(file.Path()) : std::string(); }
 
-// Which headers have no whole message.
+// Returns, for each header, whether its message is not whole.
 std::vector<bool> FindBroken(const BaseModel& model, const InboundMail& mail) {
   std::vector<bool> broken;
   for (const HeaderModel& header : model.headers) {
@@ -39,7 +39,7 @@ std::vector<bool> FindBroken(const BaseModel& model, const InboundMail& mail) {
   return broken;
 }
 
-// Where the headers begin behind which no live message is whole.
+// Returns the end of the headers to keep: no live message after it is whole.
 size_t WholeHeaders(const BaseModel& model, const std::vector<bool>& broken) {
   size_t end = model.headers.size();
   while (end > 0 && (model.headers[end - 1].deleted || broken[end - 1])) --end;
@@ -63,8 +63,8 @@ bool IsAllInbound(const BaseModel& model, const InboundMail& mail) {
   });
 }
 
-// Cuts off the headers at the end whose messages are lost. When no message is left, the files rather belong to
-// different times, and the operator has to decide; unless all is still inbound.
+// Cuts off the headers at the end whose messages are lost. If no message would be left, the files are probably from
+// different times, and the operator has to decide, unless all mail is still inbound.
 void CutHeaders(const InboundMail& inbound, Planning* planning) {
   const BaseModel& old = planning->old;
   size_t kept = WholeHeaders(old, FindBroken(old, inbound));
@@ -86,8 +86,7 @@ std::unordered_set<int32_t> Numbers(const BaseModel& model) {
   return numbers;
 }
 
-// The numbers of messages that were there and are not kept: of headers that go, and of those that the index shows to
-// be lost.
+// The numbers of the messages that are not kept: those of removed headers, and those that the index shows to be lost.
 std::unordered_set<int32_t> LostNumbers(const BaseModel& old, const BaseModel& model) {
   std::unordered_set<int32_t> lost = Numbers(old);
   for (const IdxRecord& entry : old.index) {
@@ -121,7 +120,7 @@ void MendHalfLine(size_t at, Planning* planning, std::vector<SigLine>* kept, std
   *text += raw + '\n';
 }
 
-// Keeps the lines of messages that are there, or that the BBS has packed away.
+// Keeps the lines of existing messages, and of those that the BBS has packed away.
 void KeepLines(const InboundMail& inbound, Planning* planning, std::string* text) {
   const BaseModel& old = planning->old;
   BaseModel& model = planning->model;
@@ -176,7 +175,8 @@ void RepairLines(const ConferenceEntry& entry, const InboundMail& inbound, const
   if (text != old.sig_text) planning->repair.sig = std::move(text);
 }
 
-// The entry of a header: the one that is there if it is right, for it may be of longer names than the header has.
+// Returns the entry of a header: the existing one if it is right, because its checksums may be of longer names than the
+// header has.
 std::string BuildIndex(const BaseModel& model) {
   std::unordered_map<int32_t, const IdxRecord*> entries;
   for (const IdxRecord& entry : model.index) entries.emplace(entry.MsgNumber, &entry);
@@ -223,7 +223,7 @@ BaseRepair PlanBaseRepair(const BaseModel& model, const ConferenceEntry& entry, 
   Planning planning = {model, model, {}};
   CutHeaders(inbound, &planning);
   RepairLines(entry, inbound, outbound, &planning);
-  // More than one entry, and no header: the headers were there once, and may be found again.
+  // More than one entry, and no header: the headers existed once, and may be found again.
   const bool headers_lost = model.headers.empty() && model.index.size() > 1;
   if (!headers_lost) {
     RepairIndex(&planning);

@@ -1,9 +1,9 @@
-// What the four files of a conference are to hold after a repair. Nothing is changed here.
+// Plans the content of the four files of a conference after a repair. Nothing is changed here.
 //
-// What is whole is never touched. At the end of a file goes what no header refers to; an index that contradicts the
-// headers is built anew; SIG lines of messages that were lost go before anything can take their numbers; a message that
-// lacks its SIG line gets it when the source that is still inbound tells its MSGID; a message that a bundle in OUTDIR
-// holds is marked sent, with its SIG line.
+// Whole messages are never changed. What no header refers to is cut off at the end of a file. An index that contradicts
+// the headers is built again. SIG lines of lost messages are removed before their numbers can be used again. A message
+// without its SIG line gets one if its source is still inbound and has the MSGID. A message that is in a bundle in
+// OUTDIR is marked sent, with its SIG line.
 #pragma once
 
 #include <optional>
@@ -16,11 +16,11 @@
 #include "kit/outbound_mail.h"
 
 struct BaseRepair {
-  std::optional<std::string> ptr;  // the new content; nothing: it stays as it is
+  std::optional<std::string> ptr;  // the new content; none: it is not changed
   std::optional<std::string> idx;
   std::optional<std::string> dat;
   std::optional<std::string> sig;
-  std::vector<std::string> texts;  // what is repaired, a sentence each
+  std::vector<std::string> texts;  // what is repaired, one sentence each
 };
 
 BaseRepair PlanBaseRepair(const BaseModel& model, const ConferenceEntry& entry, const InboundMail& inbound,

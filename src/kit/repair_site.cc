@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr int kRounds = 3;  // a repair may lay open what the next one mends
+constexpr int kRounds = 3;  // one repair may reveal what the next one can repair
 
 void AddFile(const TosserConfig& config, const BaseFile& file, const std::optional<std::string>& content,
              Backup* backup) {

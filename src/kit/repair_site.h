@@ -1,4 +1,4 @@
-// Repairing a site: what the judges find and the files can decide is mended, with the lock and the backup of a change.
+// Repairs those findings about a site that its files can decide, with the lock and the backup of a change.
 #pragma once
 
 #include "kit/kit_site.h"
@@ -7,8 +7,8 @@
 
 struct Repair {
   SiteChange change;
-  Verification left;  // what a second look finds
+  Verification left;  // the findings after the repair
 };
 
-// Finishes a repair that did not end, repairs what can be decided, and looks again. Throws NotAnswered.
+// Finishes an interrupted repair, repairs what can be decided, and judges again. Throws NotAnswered.
 Repair RepairSite(const KitSite& site);

@@ -10,7 +10,7 @@
 
 namespace {
 
-// What is found of one conference.
+// The findings of one conference.
 struct BaseJudging {
   const BaseModel& model;
   Findings* findings;
@@ -54,7 +54,7 @@ void JudgeIndexFile(const BaseJudging& judging) {
   }
 }
 
-// What is wrong with a live header's text; empty: nothing.
+// Returns what is wrong with a live header's text; empty for nothing.
 std::string TextFault(const BaseModel& model, const HeaderModel& header, const char** code) {
   const int64_t end = int64_t{header.where} + header.records;
   if (header.records == 0) {
@@ -95,7 +95,7 @@ void JudgeHeaders(const BaseJudging& judging) {
   }
 }
 
-// Where a header's text lies, within what is there.
+// The range of a header's text, limited to the records that exist.
 struct Extent {
   int64_t from;
   int64_t to;
@@ -124,7 +124,7 @@ void ReportOverlap(const BaseJudging& judging, const Extent& first, const Extent
 
 void JudgeTexts(const BaseJudging& judging) {
   const BaseModel& model = judging.model;
-  int64_t covered = 0;  // texts before it belong to headers, or were counted
+  int64_t covered = 0;  // the records before it belong to headers, or have been counted
   int64_t gaps = 0;
   int64_t first_gap = -1;
   const Extent none = {0, 0, 0, true};
@@ -195,7 +195,7 @@ void JudgeBase(const BaseModel& model, Findings* findings) {
   JudgeSize(judging, model.dat, kDatRecordSize);
   if (model.headers.empty()) {
     if (model.index.empty() && model.DatCount() == 0) return;
-    const bool begun = model.index.size() <= 1;  // a first message that a run did not finish
+    const bool begun = model.index.size() <= 1;  // a first message of an interrupted run
     judging.Add("no-headers", Severity::kDamage, model.ptr, -1,
                 fmt::format("there are {} of text and {}, but no headers", Count(model.DatCount(), "record"),
                             Count(model.index.size(), "index entry", "index entries")),

@@ -1,4 +1,4 @@
-// The judges of PTR, IDX and DAT: sizes, index, headers, texts, numbers and threads of one conference.
+// Judges PTR, IDX and DAT of one conference: sizes, index, headers, texts, numbers and threads.
 #pragma once
 
 #include "kit/base_model.h"

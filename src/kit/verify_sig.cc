@@ -19,7 +19,7 @@ struct SigJudging {
   }
 };
 
-// Counts what is alike and reports it as one.
+// Counts findings of one kind and reports them as one.
 struct Several {
   size_t count = 0;
   size_t first = 0;

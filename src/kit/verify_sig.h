@@ -1,4 +1,4 @@
-// The judge of the SIG file: its lines, and whether they and the headers belong together.
+// Judges the SIG file: its lines, and whether they agree with the headers.
 #pragma once
 
 #include "kit/base_model.h"
@@ -8,8 +8,8 @@
 
 void JudgeSig(const BaseModel& model, const InboundMail& mail, Findings* findings);
 
-// Whether a line names a message that was lost with its header, while its source is still inbound: a toss would drop
-// the mail as a duplicate.
+// Whether a line belongs to a message that was lost with its header, while its source is still inbound: a toss would
+// drop that mail as a duplicate.
 class LostLines {
  public:
   LostLines(const BaseModel& model, const InboundMail& mail);

@@ -1,4 +1,4 @@
-// Is the message base sound? All judges over a whole site, without changing anything.
+// Judges the whole site, without changing anything: is the message base sound?
 #pragma once
 
 #include <string>
@@ -8,11 +8,11 @@
 
 struct Verification {
   Findings findings;
-  std::string unsettled;  // why what was seen may change in the next moment; empty: it does not
+  std::string unsettled;  // why the site may change at any moment; empty if it does not
 };
 
 enum LockOwnership { kLockOfOthers, kLockIsOurs };
 
-// Reads everything that a run uses; a caller that holds the run lock says so. Throws NotAnswered when a file cannot be
-// read.
+// Reads everything that a run uses. The caller says whether it holds the run lock. Throws NotAnswered when a file
+// cannot be read.
 Verification VerifySite(const KitSite& site, LockOwnership ownership = kLockOfOthers);
