@@ -27,7 +27,7 @@ else()
   list(FILTER platform_sources EXCLUDE REGEX "/os_windows[^/]*\\.cc$")
 endif()
 
-# Of src/app, main and the command line are the top; the rest serves every floor above it.
+# In src/app, main and the command line are the top floor; the other files serve every floor above them.
 set(main_source ${PROJECT_SOURCE_DIR}/src/app/main.cc)
 set(entry_sources ${PROJECT_SOURCE_DIR}/src/app/command_line.cc)
 list(REMOVE_ITEM app_sources ${main_source} ${entry_sources})

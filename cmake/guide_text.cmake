@@ -1,5 +1,5 @@
-# Makes the operator's guide a C++ source: cmake -DGUIDE=... -DSOURCE=... -P guide_text.cmake
-# A raw string for each section, for compilers warn of very long ones.
+# Converts the operator's guide to a C++ source: cmake -DGUIDE=... -DSOURCE=... -P guide_text.cmake
+# Each section becomes a raw string of its own, because compilers warn about very long ones.
 file(READ ${GUIDE} guide)
 string(REPLACE "\n## " ")guide\",\n    R\"guide(\n## " guide "${guide}")
 file(WRITE ${SOURCE} "// Made from ${GUIDE}.

@@ -1,8 +1,8 @@
-# cvkit, the companion: everything in src/kit but its main is the library cvkit_core. It stands on the floors of
-# cvtoss32 (cmake/floors.cmake) but for "entry", and is compiled with exceptions and RTTI, which its libraries need.
+# cvkit, the companion: everything in src/kit except its main is the library cvkit_core. It links the floors of cvtoss32
+# (cmake/floors.cmake) except "entry", and is compiled with exceptions and RTTI, which its libraries need.
 
-# The libraries are headers alone and serve every target. They are taken out of the system's directory, for the rest of
-# that directory belongs to the system that builds.
+# The libraries consist of headers only and serve every target. They are copied, because the other headers in their
+# directory are for the system that builds.
 set(kit_include ${PROJECT_BINARY_DIR}/kit_include)
 foreach(header CLI/CLI.hpp nlohmann/json.hpp fmt/format.h)
   string(MAKE_C_IDENTIFIER ${header} name)
@@ -24,7 +24,7 @@ if(NOT fmt_9)
   list(REMOVE_ITEM kit_sources ${PROJECT_SOURCE_DIR}/src/kit/fmt_library.cc)
 endif()
 
-# What log lines mean is told by the guide alone; cvkit has it in it.
+# The meaning of log lines is written only in the guide, which cvkit contains.
 set(guide ${PROJECT_SOURCE_DIR}/docs/operators-guide.md)
 set(guide_source ${PROJECT_BINARY_DIR}/guide_text.cc)
 set(guide_script ${PROJECT_SOURCE_DIR}/cmake/guide_text.cmake)
@@ -42,8 +42,8 @@ if(CVTOSS_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(cvkit_core PRIVATE -fsanitize=fuzzer-no-link)
 endif()
 
-# The libraries' headers cost more than our code: several files at a time are compiled as one, which takes a sixth of
-# the time. A name in an unnamed namespace must therefore be the only one in src/kit.
+# The libraries' headers take longer to compile than our code: several files at a time are compiled as one, which takes a
+# sixth of the time. A name in an unnamed namespace must therefore be unique in src/kit.
 set_target_properties(cvkit_core PROPERTIES UNITY_BUILD ${CVTOSS_KIT_UNITY} UNITY_BUILD_BATCH_SIZE 9)
 
 add_executable(cvkit ${kit_main})
