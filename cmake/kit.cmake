@@ -42,8 +42,8 @@ if(CVTOSS_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   target_compile_options(cvkit_core PRIVATE -fsanitize=fuzzer-no-link)
 endif()
 
-# The libraries' headers take longer to compile than our code: several files at a time are compiled as one, which takes a
-# sixth of the time. A name in an unnamed namespace must therefore be unique in src/kit.
+# The libraries' headers take longer to compile than our code: several files at a time are compiled as one, which takes
+# a sixth of the time. A name in an unnamed namespace must therefore be unique in src/kit.
 set_target_properties(cvkit_core PROPERTIES UNITY_BUILD ${CVTOSS_KIT_UNITY} UNITY_BUILD_BATCH_SIZE 9)
 
 add_executable(cvkit ${kit_main})
