@@ -7,7 +7,7 @@
 #include "base/whole_file.h"
 #include "bbs/name_crc.h"
 #include "bbs/sig_file.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 
 namespace {
 

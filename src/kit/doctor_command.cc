@@ -1,8 +1,10 @@
 // cvkit doctor: is the site set up right?
+#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "kit/attention_output.h"
 #include "kit/doctor.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
 #include "kit/log_tail.h"

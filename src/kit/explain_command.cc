@@ -1,9 +1,11 @@
 // cvkit explain: what does a line of the log want of me?
+#include <CLI/CLI.hpp>
 #include <map>
 #include <memory>
 #include <vector>
 
 #include "kit/guide_table.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/whole_file.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/sha256.h"
 #include "kit/site_files.h"

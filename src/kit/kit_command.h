@@ -1,18 +1,11 @@
 // What the commands of cvkit have in common. Each has a file of its own, NAME_command.cc.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <stdexcept>
 #include <string>
 
-constexpr int kAllIsWell = 0;
-constexpr int kNeedsAttention = 1;
-constexpr int kNotAnswered = 2;
-
-// Why a question cannot be answered. The text is printed unchanged: names and mail in it must be showable already.
-struct NotAnswered : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
+namespace CLI {
+class App;
+}
 
 struct CommonOptions {
   std::string config = "CVTOSS32.CFG";

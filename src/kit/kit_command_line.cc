@@ -1,11 +1,13 @@
 #include "kit/kit_command_line.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
 #include <sstream>
 #include <vector>
 
 #include "app/version.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
 #include "kit/ledger_command.h"

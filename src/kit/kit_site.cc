@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/log_tail.h"
 

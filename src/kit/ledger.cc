@@ -5,7 +5,7 @@
 
 #include "ftn/packet_reader.h"
 #include "ftn/zip_reader.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/ledger_files.h"
 #include "kit/ledger_judge.h"

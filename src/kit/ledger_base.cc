@@ -3,7 +3,7 @@
 #include "base/scan_number.h"
 #include "bbs/records.h"
 #include "bbs/sig_file.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/ledger_source.h"
 #include "kit/site_files.h"

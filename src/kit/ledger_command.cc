@@ -1,7 +1,9 @@
 #include "kit/ledger_command.h"
 
+#include <CLI/CLI.hpp>
 #include <memory>
 
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
 #include "kit/ledger_render.h"

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "base/scan_number.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "platform/os.h"
 

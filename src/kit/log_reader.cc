@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "kit/gzip_reader.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/site_files.h"
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "platform/os.h"
 

@@ -2,7 +2,7 @@
 
 #include "bbs/records.h"
 #include "kit/file_change.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/shown_facts.h"

@@ -9,7 +9,7 @@
 #include "base/whole_file.h"
 #include "bbs/message_body.h"
 #include "bbs/sig_file.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/shown_facts.h"
 

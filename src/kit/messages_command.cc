@@ -1,9 +1,11 @@
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 #include <unordered_map>
 
 #include "base/ascii.h"
 #include "base/scan_number.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"

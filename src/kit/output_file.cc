@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "base/ascii.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "platform/os.h"
 

@@ -1,3 +1,4 @@
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -7,6 +8,7 @@
 #include "base/whole_file.h"
 #include "ftn/packet_reader.h"
 #include "ftn/zip_reader.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
 #include "kit/output_file.h"

@@ -1,6 +1,6 @@
 #include "kit/program_files.h"
 
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/site_files.h"
 #include "platform/os_companion.h"

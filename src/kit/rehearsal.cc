@@ -5,7 +5,7 @@
 
 #include "bbs/records.h"
 #include "kit/inbound_mail.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/packet_walk.h"

@@ -5,7 +5,7 @@
 
 #include "bbs/node_status.h"
 #include "bbs/records.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/output_file.h"

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/site_files.h"

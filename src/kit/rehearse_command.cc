@@ -1,7 +1,9 @@
 // cvkit rehearse: what would the next run do?
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"

@@ -5,7 +5,7 @@
 
 #include "app/site_paths.h"
 #include "base/scan_number.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_format.h"
 #include "kit/site_files.h"
 

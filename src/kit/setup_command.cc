@@ -1,8 +1,10 @@
 // cvkit setup: a working configuration from a few questions, checked at once.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iostream>
 #include <memory>
 
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
@@ -87,7 +89,7 @@ int Check(const std::string& program, const std::string& config, std::string* ou
 }
 
 std::string InstalledProgram(const SetupOptions& options) {
-  const std::string program = options.program.empty() ? ProgramIn(OwnDirectory()) : options.program;
+  std::string program = options.program.empty() ? ProgramIn(OwnDirectory()) : options.program;
   if (!LookAtFile(program).exists) {
     throw NotAnswered(ShownName(program) + " is not there: name cvtoss32 with --program");
   }

@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "base/ascii.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/site_files.h"
 #include "kit/site_setup.h"

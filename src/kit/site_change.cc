@@ -1,7 +1,7 @@
 #include "kit/site_change.h"
 
 #include "bbs/node_status.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/site_state.h"
 #include "platform/os.h"

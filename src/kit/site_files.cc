@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "base/whole_file.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 
 namespace {

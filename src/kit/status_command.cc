@@ -1,9 +1,11 @@
 // cvkit status: is everything all right?
+#include <CLI/CLI.hpp>
 #include <map>
 #include <memory>
 
 #include "bbs/records.h"
 #include "kit/attention_output.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"

@@ -1,7 +1,9 @@
 // cvkit tidy: which processed files, bad packets and logs are old enough to go?
+#include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
 
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"

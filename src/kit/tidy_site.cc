@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "kit/accounted_mail.h"
-#include "kit/kit_command.h"
+#include "kit/kit_answer.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/leftovers.h"
