@@ -8,6 +8,7 @@ import os
 import shutil
 import subprocess
 import time
+import warnings
 from pathlib import Path
 from typing import Callable
 
@@ -122,7 +123,16 @@ class Site:
         """Runs the program to its end. With `log` off the log is not compared with the console."""
         path = (program or self.program).parent / LOG
         before = path.read_bytes() if log and path.exists() else b""
-        return self.finish(self.start(*arguments, program=program, **options), path if log else None, before)
+
+        def once() -> Run:
+            return self.finish(self.start(*arguments, program=program, **options), path if log else None, before)
+
+        done = once()
+        if RUNNER and not options and not done.raw_lines and not done.stderr:
+            # Every run prints at least one line. On a loaded machine Wine sometimes ends before it starts the program.
+            warnings.warn(f"{RUNNER[0]} ended with status {done.status} before the first line: run again", stacklevel=2)
+            done = once()
+        return done
 
     def toss(self, **options) -> Run:
         return self.run("-toss", **options)

@@ -12,6 +12,7 @@ import hashlib
 import json
 import os
 import pathlib
+import re
 import subprocess
 import sys
 from xml.sax.saxutils import escape, quoteattr
@@ -32,32 +33,43 @@ def common_state():
     return state.digest()
 
 
-def check(entry, build, state):
-    """(path, complaints): complaints is empty when the file is clean."""
+def sources_of(entry):
+    """The sources that a command of the build compiles: several where they are compiled as one."""
     path = pathlib.Path(entry["directory"], entry["file"])
-    key = hashlib.sha256(state + entry["command"].encode() + path.read_bytes()).hexdigest()
+    found = [path]
+    if path.is_file() and SRC not in path.parents:
+        found = [pathlib.Path(name) for name in re.findall(r'(?m)^#include "(/.*\.cc)"$', path.read_text())]
+    return [source for source in found if SRC in source.parents]
+
+
+def check(entry, sources, build, state):
+    """(sources, complaints): complaints is empty when they are clean."""
+    path = pathlib.Path(entry["directory"], entry["file"])
+    content = b"".join(source.read_bytes() for source in sources)
+    key = hashlib.sha256(state + entry["command"].encode() + content).hexdigest()
     clean = build / "clang-tidy" / key
     if clean.exists():
-        return path, ""
-    status, output = run("clang-tidy", "--quiet", "-p", str(build), str(path))
+        return sources, ""
+    together = [] if sources == [path] else ["--checks=-bugprone-suspicious-include", r"--header-filter=.*/src/.*\.(h|cc)$"]
+    status, output = run("clang-tidy", "--quiet", "-p", str(build), *together, str(path))
     if status == 0:
         clean.touch()
-        return path, ""
-    return path, output or f"clang-tidy ended with status {status}"
+        return sources, ""
+    return sources, output or f"clang-tidy ended with status {status}"
 
 
 def main():
     build, results = pathlib.Path(sys.argv[1]).resolve(), pathlib.Path(sys.argv[2])
     (build / "clang-tidy").mkdir(exist_ok=True)
     state = common_state()
-    entries = [entry for entry in json.loads((build / "compile_commands.json").read_text())
-               if SRC in pathlib.Path(entry["directory"], entry["file"]).parents]
+    entries = [(entry, sources) for entry in json.loads((build / "compile_commands.json").read_text())
+               if (sources := sources_of(entry))]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-        outcomes = sorted(pool.map(lambda entry: check(entry, build, state), entries))
+        outcomes = sorted(pool.map(lambda job: check(*job, build, state), entries))
 
     xml = ["<testsuite name='clang-tidy'>"]
-    for path, complaints in outcomes:
-        xml.append(f"<testcase name={quoteattr(shown(path))}>")
+    for sources, complaints in outcomes:
+        xml.append(f"<testcase name={quoteattr(', '.join(map(shown, sources)))}>")
         if complaints:
             print(complaints)
             xml.append(f"<failure>{escape(complaints)}</failure>")

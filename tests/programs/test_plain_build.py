@@ -38,18 +38,17 @@ def leads_somewhere(document, link):
 
 
 def test_plain_build_installs(tmp_path):
+    """What of cvkit is installed is told by the test of the package for Debian."""
     shutil.rmtree(BUILD, ignore_errors=True)
-    cmake("-B", BUILD, "-DCVTOSS_GTEST_SOURCE=/nonexistent", f"-DCMAKE_INSTALL_PREFIX={tmp_path}")
+    cmake("-B", BUILD, "-DCVTOSS_KIT=OFF", "-DCVTOSS_GTEST_SOURCE=/nonexistent", f"-DCMAKE_INSTALL_PREFIX={tmp_path}")
+    assert not (BUILD / "kit_include").exists(), "the tosser alone needs none of the libraries of cvkit"
     assert "CMAKE_BUILD_TYPE:STRING=Release\n" in (BUILD / "CMakeCache.txt").read_text()
     cmake("--build", BUILD, "--parallel", "2")
     assert (BUILD / "cvtoss32").is_file()
 
     cmake("--install", BUILD)
-    kit = subprocess.run([tmp_path / "bin" / "cvkit", "--version"], stdout=subprocess.PIPE, text=True, check=True)
-    assert kit.stdout == "cvkit 1.05 Beta 5\n"
-    for name in ("man/man1/cvkit.1", "man/man5/cvtoss32.cfg.5", "bash-completion/completions/cvkit",
-                 "fish/vendor_completions.d/cvkit.fish"):
-        assert (tmp_path / "share" / name).is_file(), name
+    assert not (tmp_path / "bin" / "cvkit").exists()
+    assert (tmp_path / "share/man/man5/cvtoss32.cfg.5").is_file()
     program = tmp_path / "bin" / "cvtoss32"
     assert program.is_file()
     done = subprocess.run([program, "-?"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
@@ -66,11 +65,6 @@ def test_plain_build_installs(tmp_path):
     assert [(document.name, link) for document, link in links if not leads_somewhere(document, link)] == []
     manual = tmp_path / "share" / "man" / "man1" / "cvtoss32.1"
     assert manual.read_text(encoding="ascii").startswith(".TH CVTOSS32 1 ")
-
-
-def test_the_tosser_alone_needs_none_of_the_libraries_of_cvkit(tmp_path):
-    cmake("-B", tmp_path, "-DCVTOSS_KIT=OFF")
-    assert not (tmp_path / "kit_include").exists()
 
 
 def test_a_compiler_that_hardens_by_itself_gives_no_warning(tmp_path):
