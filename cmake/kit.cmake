@@ -36,8 +36,9 @@ set(guide_source ${PROJECT_BINARY_DIR}/guide_text.cc)
 set(guide_script ${PROJECT_SOURCE_DIR}/cmake/guide_text.cmake)
 add_custom_command(OUTPUT ${guide_source} DEPENDS ${guide} ${guide_script} VERBATIM
   COMMAND ${CMAKE_COMMAND} -DGUIDE=${guide} -DSOURCE=${guide_source} -P ${guide_script})
+set_source_files_properties(${guide_source} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 
-add_library(cvkit_core STATIC ${guide_source} ${kit_sources})
+add_library(cvkit_core STATIC ${kit_sources} ${guide_source})
 target_include_directories(cvkit_core PUBLIC ${PROJECT_SOURCE_DIR}/src)
 target_include_directories(cvkit_core SYSTEM PUBLIC ${kit_include})
 if(NOT fmt_9)

@@ -71,7 +71,7 @@ RehearsalPlace::~RehearsalPlace() {
 }
 
 std::string RehearsalPlace::Keep() {
-  const std::string kept = TemporaryDirectoryPath() + "/" + kKeptPrefix + mark_;
+  std::string kept = TemporaryDirectoryPath() + "/" + kKeptPrefix + mark_;
   if (OsReplace(path_.c_str(), kept.c_str()) != kOsOk) throw NotAnswered(ShownName(kept) + " cannot be made");
   kept_ = true;
   return kept;

@@ -50,7 +50,9 @@ def check(entry, sources, build, state):
     clean = build / "clang-tidy" / key
     if clean.exists():
         return sources, ""
-    together = [] if sources == [path] else ["--checks=-bugprone-suspicious-include", r"--header-filter=.*/src/.*\.(h|cc)$"]
+    together = ["--checks=-bugprone-suspicious-include", r"--header-filter=.*/src/.*\.(h|cc)$"]
+    if sources == [path]:
+        together = []
     status, output = run("clang-tidy", "--quiet", "-p", str(build), *together, str(path))
     if status == 0:
         clean.touch()
