@@ -12,6 +12,9 @@ struct DoctorQuestion {
   std::string box;  // of the mailer; empty for none
 };
 
+// Everything. Throws NotAnswered when the configuration or a file cannot be read, and nothing that was found says why.
+Attentions ExamineSite(const DoctorQuestion& question);
+
 // The text of the configuration. Returns whether it can be loaded: text of wide characters cannot.
 bool ExamineConfigText(const std::string& path, Attentions* found);
 

@@ -9,7 +9,6 @@
 #include "kit/kit_output.h"
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
-#include "kit/site_commands.h"
 
 namespace {
 
@@ -19,25 +18,9 @@ struct DoctorOptions {
   std::string box;
 };
 
-Attentions Examine(const DoctorQuestion& question) {
-  Attentions found;
-  if (!ExamineConfigText(question.config, &found)) return found;
-  KitSite site;
-  try {
-    site = LoadKitSite(question.config);
-  } catch (const NotAnswered&) {
-    if (found.empty()) throw;
-    return found;  // the text of the configuration may be why
-  }
-  ExamineAddresses(site.config, &found);
-  ExaminePlaces(site, question, &found);
-  ExamineBase(site, question, &found);
-  return found;
-}
-
 int Doctor(const DoctorOptions& options) {
   const std::string& config = options.common.config;
-  const Attentions found = Examine({config, options.log.empty() ? LogBeside(config) : options.log, options.box});
+  const Attentions found = ExamineSite({config, options.log.empty() ? LogBeside(config) : options.log, options.box});
   if (options.common.json) {
     ShowJson(AttentionJson(found));
   } else {

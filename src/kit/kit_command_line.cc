@@ -10,8 +10,6 @@
 #include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
-#include "kit/ledger_command.h"
-#include "kit/site_commands.h"
 #include "platform/os.h"
 
 namespace {

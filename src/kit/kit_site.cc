@@ -36,6 +36,7 @@ KitSite LoadKitSite(const std::string& config_path) {
   if (site.config.HaveConfDir == 0 || site.config.HaveMsgDir == 0) {
     throw NotAnswered("the configuration " + ShownName(config_path) + " names no CONFDIR or no MSGDIR");
   }
+  site.config_path = config_path;
   site.log_path = LogBeside(config_path);
   const TableReading reading = ReadConferenceTable(site.config.ConfDir, &site.conferences);
   if (reading.fault != kTableRead) {

@@ -9,6 +9,7 @@
 #include "bbs/conference_table.h"
 
 struct KitSite {
+  std::string config_path;  // as it was given
   TosserConfig config;
   ConferenceTable conferences;
   std::string log_path;       // of TOSSER.LOG, as LogBeside returns it

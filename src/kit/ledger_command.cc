@@ -1,5 +1,3 @@
-#include "kit/ledger_command.h"
-
 #include <CLI/CLI.hpp>
 #include <memory>
 

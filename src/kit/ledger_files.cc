@@ -7,18 +7,12 @@
 
 #include "app/shown_text.h"
 #include "base/ascii.h"
+#include "kit/log_period.h"
 #include "kit/site_files.h"
 
 namespace {
 
 using Tosses = std::vector<const LoggedToss*>;
-
-std::string StampOf(int64_t time) {
-  OsCalendar at;
-  if (OsLocalTime(time, &at) != 0) return {};
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", at.year, at.month + 1, at.day, at.hour, at.minute,
-                     at.second);
-}
 
 // Whether `one` stopped at a message that could not be taken, and `other` did not.
 bool IsMended(const LoggedPacket& one, const LoggedPacket& other) {

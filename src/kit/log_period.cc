@@ -2,6 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
 #include <string_view>
 
 #include "base/scan_number.h"
@@ -46,4 +49,25 @@ std::string StampPrefix(const std::string& typed) {
   if (text.size() > 10 && text[10] == 'T') text[10] = ' ';
   if (!IsBeginningOfStamp(text)) throw NotAnswered("this is no date: " + ShownName(typed));
   return text;
+}
+
+std::string StampOf(int64_t when) {
+  OsCalendar local;
+  if (OsLocalTime(when, &local) != 0) return {};
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", local.year, local.month + 1, local.day, local.hour,
+                     local.minute, local.second);
+}
+
+std::string DayOf(int64_t when) { return StampOf(when).substr(0, 10); }
+
+int64_t SecondsOfStamp(const std::string& stamp) {
+  std::tm time = {};
+  if (sscanf(stamp.c_str(), "%4d-%2d-%2d %2d:%2d:%2d", &time.tm_year, &time.tm_mon, &time.tm_mday, &time.tm_hour,
+             &time.tm_min, &time.tm_sec) != 6) {
+    return 0;
+  }
+  time.tm_year -= 1900;
+  time.tm_mon -= 1;
+  time.tm_isdst = -1;
+  return std::max<int64_t>(mktime(&time), 0);
 }

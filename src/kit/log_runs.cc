@@ -9,6 +9,17 @@ bool TellsOfError(std::string_view text) {
                      [text](std::string_view word) { return text.substr(0, word.size()) == word; });
 }
 
+const char* WordOf(const LoggedRun& run) {
+  switch (run.end) {
+    case RunEnd::kComplete: return "complete";
+    case RunEnd::kWithErrors: return "with errors";
+    case RunEnd::kAborted: return run.waited ? "gave up: a caller was on" : "aborted";
+    case RunEnd::kNotEnded: return "not ended";
+    case RunEnd::kRefused: break;
+  }
+  return "refused";
+}
+
 void LogRuns::GiveUp(std::optional<LoggedRun>* run) {
   if (!*run) return;
   (*run)->end = RunEnd::kNotEnded;
@@ -20,6 +31,7 @@ void LogRuns::End(std::optional<LoggedRun>* run, RunEnd end, const LogRecord& re
   if (!*run) return;
   (*run)->end = end;
   (*run)->last = record.stamp;
+  (*run)->waited = record.event == LogEvent::kAborted && record.text.rfind("Aborting: node ", 0) == 0;
   if (TellsOfError(record.text)) ++(*run)->errors;
   report_(**run);
   run->reset();

@@ -33,8 +33,12 @@ struct LoggedRun {
   int64_t damaged = 0;   // packets that were saved for review
   int64_t retained = 0;  // files
   int64_t ignored = 0;   // files
+  bool waited = false;   // it was aborted, for a caller stayed on
   int64_t errors = 0;    // lines that begin with FATAL, ERROR, CRITICAL or Aborting
 };
+
+// How a run ended, in a few words.
+const char* WordOf(const LoggedRun& run);
 
 class LogRuns {
  public:

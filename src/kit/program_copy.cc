@@ -40,9 +40,12 @@ SitePrograms FindPrograms(const std::string& config_path) {
 }
 
 std::string TellOutdatedCopy(const SitePrograms& programs) {
-  if (!programs.outdated) return {};
-  return ShownName(programs.copy) + " is not the program that is installed, " + ShownName(programs.installed) +
-         ": renew it with cvkit setup --update";
+  return ShownName(programs.copy) + " is not the program that is installed, " + ShownName(programs.installed);
+}
+
+void AddOutdatedCopy(const std::string& config_path, Attentions* found) {
+  const SitePrograms programs = FindPrograms(config_path);
+  if (programs.outdated) AddAttention("copy-outdated", TellOutdatedCopy(programs), found);
 }
 
 std::string DirectoryPart(const std::string& path) { return path.substr(0, path.find_last_of("/\\") + 1); }

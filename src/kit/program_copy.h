@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "kit/attention.h"
+
 struct SitePrograms {
   std::string installed;  // empty: there is none beside cvkit
   std::string copy;       // empty: there is none, or it is the installed program itself
@@ -15,8 +17,11 @@ SitePrograms FindPrograms(const std::string& config_path);
 // The same for two given paths.
 SitePrograms ComparePrograms(const std::string& installed, const std::string& copy);
 
-// Returns a sentence about an outdated copy and what to do about it; empty when it is not outdated.
+// Returns a sentence about an outdated copy.
 std::string TellOutdatedCopy(const SitePrograms& programs);
+
+// Reports a copy beside the configuration that is outdated.
+void AddOutdatedCopy(const std::string& config_path, Attentions* found);
 
 // Returns the directory of a path, with its separator at the end; empty for the current directory.
 std::string DirectoryPart(const std::string& path);

@@ -10,7 +10,6 @@
 #include "kit/program_copy.h"
 #include "kit/rehearsal.h"
 #include "kit/shown_facts.h"
-#include "kit/site_commands.h"
 #include "kit/site_files.h"
 
 namespace {

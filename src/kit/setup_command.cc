@@ -12,7 +12,6 @@
 #include "kit/program_files.h"
 #include "kit/shown_facts.h"
 #include "kit/site_change.h"
-#include "kit/site_commands.h"
 #include "kit/site_files.h"
 #include "kit/site_setup.h"
 #include "platform/os_companion.h"
@@ -102,7 +101,7 @@ std::string PlaceProgram(const SetupOptions& options, const std::string& install
   const std::string copy = ProgramIn(DirectoryPart(options.config));
   if (LookAtFile(copy).exists) {
     const SitePrograms programs = ComparePrograms(installed, copy);
-    if (programs.outdated) done->push_back(TellOutdatedCopy(programs));
+    if (programs.outdated) done->push_back(TellOutdatedCopy(programs) + ": renew it with cvkit setup --update");
     return DirectoryPart(copy).empty() ? "./" + copy : copy;
   }
   const std::string home = DirectoryPart(installed);

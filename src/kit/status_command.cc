@@ -9,9 +9,9 @@
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/log_period.h"
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
-#include "kit/site_commands.h"
 #include "kit/status_facts.h"
 
 namespace {
@@ -22,17 +22,6 @@ struct StatusOptions {
   bool verbose = false;
   bool prometheus = false;
 };
-
-const char* WordOf(RunEnd end, bool waited) {
-  switch (end) {
-    case RunEnd::kComplete: return "complete";
-    case RunEnd::kWithErrors: return "with errors";
-    case RunEnd::kAborted: return waited ? "gave up: a caller was on" : "aborted";
-    case RunEnd::kNotEnded: return "not ended";
-    case RunEnd::kRefused: break;
-  }
-  return "refused";
-}
 
 const char* WordOf(LockHolder holder) {
   switch (holder) {
@@ -78,9 +67,9 @@ size_t CountRetained(const StatusFacts& facts) {
 void ShowDetails(const StatusFacts& facts) {
   const LastRuns& runs = facts.runs;
   std::string text = "  " + TossText(runs);
-  if (runs.toss) text += fmt::format(" ({})", WordOf(runs.toss->end, runs.toss_waited));
+  if (runs.toss) text += fmt::format(" ({})", WordOf(*runs.toss));
   text += "\n  " + ScanText(runs);
-  if (runs.scan) text += fmt::format(" ({})", WordOf(runs.scan->end, runs.scan_waited));
+  if (runs.scan) text += fmt::format(" ({})", WordOf(*runs.scan));
   text += fmt::format("\n  INBOUND: {}, {} retained\n", Count(facts.inbound.size(), "file"), CountRetained(facts));
   for (const InboundFile& file : facts.inbound) text += "    " + ShownName(file.name) + "\n";
   text += fmt::format("  OUTDIR: {}\n", Count(facts.bundles, "bundle"));
@@ -92,28 +81,23 @@ void ShowDetails(const StatusFacts& facts) {
   ShowAttention(facts.attention);
 }
 
-Json RunJson(const std::optional<LoggedRun>& run, bool waited) {
+Json RunJson(const std::optional<LoggedRun>& run) {
   if (!run) return nullptr;
   const auto iso = [](std::string stamp) {
     if (stamp.size() > 10) stamp[10] = 'T';
     return stamp;
   };
-  return {{"started", iso(run->started)},
-          {"ended", iso(run->last)},
-          {"result", WordOf(run->end, waited)},
-          {"done", run->done},
-          {"stored", run->stored},
-          {"duplicates", run->duplicates},
-          {"dropped", run->dropped},
-          {"damaged", run->damaged},
-          {"retained", run->retained},
-          {"errors", run->errors}};
+  return {{"started", iso(run->started)}, {"ended", iso(run->last)},
+          {"result", WordOf(*run)},       {"done", run->done},
+          {"stored", run->stored},        {"duplicates", run->duplicates},
+          {"dropped", run->dropped},      {"damaged", run->damaged},
+          {"retained", run->retained},    {"errors", run->errors}};
 }
 
 void ShowObject(const StatusFacts& facts) {
   Json answer = AttentionJson(facts.attention);
-  answer["toss"] = RunJson(facts.runs.toss, facts.runs.toss_waited);
-  answer["scan"] = RunJson(facts.runs.scan, facts.runs.scan_waited);
+  answer["toss"] = RunJson(facts.runs.toss);
+  answer["scan"] = RunJson(facts.runs.scan);
   answer["inbound"] = Json::array();
   for (const InboundFile& file : facts.inbound) {
     answer["inbound"].push_back({{"file", ShownName(file.name)}, {"retained", file.retained}});

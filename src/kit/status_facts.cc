@@ -1,35 +1,27 @@
 #include "kit/status_facts.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <ctime>
-#include <map>
 
 #include "bbs/base_files.h"
 #include "bbs/records.h"
 #include "ftn/packet_reader.h"
 #include "ftn/zip_reader.h"
+#include "kit/capacity.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/log_period.h"
 #include "kit/log_tail.h"
-#include "kit/shown_facts.h"
+#include "kit/program_copy.h"
 #include "kit/site_files.h"
+#include "kit/unknown_areas.h"
 
 namespace {
 
 constexpr int64_t kStatusDay = 86400;             // seconds
 constexpr int64_t kLookBack = int64_t{16} << 20;  // bytes of the log
-constexpr int64_t kRateDays = 90;
-constexpr int64_t kFarDays = 3650;
 constexpr int64_t kSoonDays = 30;
 constexpr int64_t kNearlyFull = 90;  // percent
 constexpr size_t kStampSize = 19;
-
-std::string DayOf(int64_t when) {
-  OsCalendar day;
-  if (OsLocalTime(when, &day) != 0) return {};
-  return fmt::format("{:04}-{:02}-{:02}", day.year, day.month + 1, day.day);
-}
 
 bool Has(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
 
@@ -59,14 +51,12 @@ int64_t StartOfLastRuns(const LogTail& log) {
 void ReadRuns(const std::string& path, LastRuns* last) {
   if (!LookAtFile(path).exists) return;
   const LogTail log(path);
-  bool gave_up = false;  // the line at hand: a caller stayed on
   std::vector<std::string> found;
   LogRuns runs([&](const LoggedRun& run) {
     if (run.mode == RunMode::kCheck || run.end == RunEnd::kRefused) return;
     const bool is_toss = run.mode == RunMode::kToss;
     (is_toss ? last->toss : last->scan) = run;
-    (is_toss ? last->toss_waited : last->scan_waited) = gave_up;
-    if (is_toss && !gave_up) last->toss_found = std::move(found);
+    if (is_toss && !run.waited) last->toss_found = std::move(found);
     if (is_toss) found.clear();
   });
   log.EachLine(StartOfLastRuns(log), [&](std::string_view line) {
@@ -74,11 +64,9 @@ void ReadRuns(const std::string& path, LastRuns* last) {
     LogRecord record;
     record.stamp = line.substr(1, kStampSize);
     ReadLogText(line.substr(kStampSize + 3), &record);
-    gave_up = record.event == LogEvent::kAborted && record.text.rfind("Aborting: node ", 0) == 0;
     if (record.event == LogEvent::kFound) found.emplace_back(record.value);
     runs.Take(record);
   });
-  gave_up = false;
   runs.Finish();
 }
 
@@ -113,45 +101,11 @@ void ReadBundles(const TosserConfig& config, StatusFacts* facts) {
   }
 }
 
-// Each line of BADAREAS.LST is a stamp, two blanks and a tag as it came.
-std::vector<std::string> ReadNewAreas(const KitSite& site) {
-  BasePath path;
-  ByteBuffer content;
-  std::vector<std::string> areas;
-  if (FormatBadAreasPath(site.Base(), &path) != 0 || !ReadSiteFile(path.text, &content) || content.size == 0) {
-    return areas;
-  }
+void ReadNewAreas(const KitSite& site, std::vector<std::string>* areas) {
   const std::string since = DayOf(OsNow() - 7 * kStatusDay);
-  std::string_view text(reinterpret_cast<const char*>(content.data), content.size);
-  std::map<std::string_view, std::string_view> first;
-  while (!text.empty()) {
-    const size_t end = std::min(text.find('\n'), text.size());
-    std::string_view line = text.substr(0, end);
-    text.remove_prefix(std::min(end + 1, text.size()));
-    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-    if (line.size() > kStampSize + 2) first.emplace(line.substr(kStampSize + 2), line.substr(0, kStampSize));
+  for (const UnknownArea& area : ReadUnknownAreas(site)) {
+    if (area.first >= since) areas->push_back(area.tag);
   }
-  for (const auto& [area, stamp] : first) {
-    if (stamp >= since) areas.push_back(ShownMail(area));
-  }
-  return areas;
-}
-
-// The day on which a conference will be full, if it goes on as in the last months.
-std::string FullOn(const KitSite& site, int32_t conference, int64_t records) {
-  BasePath path;
-  ByteBuffer content;
-  if (FormatBasePath(site.Base(), conference, "PTR", &path) != 0 || !ReadSiteFile(path.text, &content)) return {};
-  const std::string since = DayOf(OsNow() - kRateDays * kStatusDay);
-  int64_t grown = 0;
-  for (size_t at = 0; content.size - at >= kPtrRecordSize; at += kPtrRecordSize) {
-    const PtrRecord record = UnpackPtrRecord(content.data + at);
-    const std::string date = IsoDate(record.MsgDate);
-    if (date.size() > 10 && date[10] == 'T' && date >= since) grown += record.Records;
-  }
-  const int64_t left = std::max<int64_t>(kMostDatRecords - records, 0);
-  if (grown == 0 || left / grown > kFarDays / kRateDays) return {};
-  return DayOf(OsNow() + left * kRateDays / grown * kStatusDay);
 }
 
 void ReadBase(const KitSite& site, StatusFacts* facts) {
@@ -170,12 +124,12 @@ void ReadBase(const KitSite& site, StatusFacts* facts) {
   if (fullest.conference != 0) fullest.full_on = FullOn(site, fullest.conference, fullest.records);
 }
 
-void JudgeRun(const char* name, const std::optional<LoggedRun>& run, bool waited, StatusFacts* facts) {
+void JudgeRun(const char* name, const std::optional<LoggedRun>& run, StatusFacts* facts) {
   const auto add = [&](const char* code, const std::string& text) { AddAttention(code, text, &facts->attention); };
   if (!run) return;
   if (run->end == RunEnd::kNotEnded && facts->state.holder != LockHolder::kAtWork) {
     add("run-killed", fmt::format("the {} of {} did not end", name, run->started));
-  } else if (run->end == RunEnd::kWithErrors || (run->end == RunEnd::kAborted && !waited)) {
+  } else if (run->end == RunEnd::kWithErrors || (run->end == RunEnd::kAborted && !run->waited)) {
     add("run-failed", fmt::format("the {} of {} ended with errors", name, run->started));
   }
 }
@@ -187,8 +141,8 @@ void Judge(StatusFacts* facts) {
   if (!runs.toss || now - SecondsOfStamp(runs.toss->last) > kStatusDay) {
     add("no-toss", runs.toss ? "no toss since " + runs.toss->last : "the log tells of no toss");
   }
-  JudgeRun("toss", runs.toss, runs.toss_waited, facts);
-  JudgeRun("scan", runs.scan, runs.scan_waited, facts);
+  JudgeRun("toss", runs.toss, facts);
+  JudgeRun("scan", runs.scan, facts);
   const SiteState& state = facts->state;
   if (state.holder == LockHolder::kAbandoned) add("lock-abandoned", "the lock of a run that did not end is there");
   size_t retained = 0;
@@ -220,26 +174,15 @@ void Judge(StatusFacts* facts) {
 
 }  // namespace
 
-int64_t SecondsOfStamp(const std::string& stamp) {
-  std::tm time = {};
-  if (sscanf(stamp.c_str(), "%4d-%2d-%2d %2d:%2d:%2d", &time.tm_year, &time.tm_mon, &time.tm_mday, &time.tm_hour,
-             &time.tm_min, &time.tm_sec) != 6) {
-    return 0;
-  }
-  time.tm_year -= 1900;
-  time.tm_mon -= 1;
-  time.tm_isdst = -1;
-  return std::max<int64_t>(mktime(&time), 0);
-}
-
 StatusFacts ReadStatus(const KitSite& site, const std::string& log) {
   StatusFacts facts;
   facts.state = LookAtSite(site.config);
   ReadRuns(log, &facts.runs);
   ReadInbound(site.config, facts.runs, &facts.inbound);
   ReadBundles(site.config, &facts);
-  facts.new_areas = ReadNewAreas(site);
+  ReadNewAreas(site, &facts.new_areas);
   ReadBase(site, &facts);
   Judge(&facts);
+  AddOutdatedCopy(site.config_path, &facts.attention);
   return facts;
 }

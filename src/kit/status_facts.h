@@ -15,8 +15,6 @@
 struct LastRuns {
   std::optional<LoggedRun> toss;  // one that found another at work counts as none
   std::optional<LoggedRun> scan;
-  bool toss_waited = false;  // the last one gave up because a caller stayed on
-  bool scan_waited = false;
   std::vector<std::string> toss_found;  // the files of the last toss
 };
 
@@ -47,6 +45,3 @@ struct StatusFacts {
 
 // Throws NotAnswered when something cannot be read. `log` need not exist.
 StatusFacts ReadStatus(const KitSite& site, const std::string& log);
-
-// Seconds since 1970-01-01 UTC of a local time as the log has it; 0 when it is none.
-int64_t SecondsOfStamp(const std::string& stamp);

@@ -10,7 +10,6 @@
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
 #include "kit/site_change.h"
-#include "kit/site_commands.h"
 #include "kit/tidy_site.h"
 #include "platform/os.h"
 

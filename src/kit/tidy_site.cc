@@ -7,6 +7,7 @@
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/leftovers.h"
+#include "kit/log_period.h"
 #include "kit/log_reader.h"
 #include "kit/site_files.h"
 #include "platform/os.h"
@@ -53,25 +54,18 @@ std::string FirstStampIn(const std::string& log) {
   return first;
 }
 
-std::string StampOfTime(int64_t when) {
-  OsCalendar local;
-  if (OsLocalTime(when, &local) != 0) return {};
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", local.year, local.month + 1, local.day, local.hour,
-                     local.minute, local.second);
-}
-
 bool IsToBeRotated(const TidyQuestion& question) {
   const FoundFile log = LookAtFile(question.log);
   if (!log.exists || log.status.size == 0) return false;
   if (log.status.size >= question.log_size) return true;
   if (question.log_age == INT64_MAX) return false;
   const std::string first = FirstStampIn(question.log);
-  return !first.empty() && first <= StampOfTime(OsNow() - question.log_age);
+  return !first.empty() && first <= StampOf(OsNow() - question.log_age);
 }
 
 // "TOSSER.LOG.20261122", or the first number that is free.
 std::string RotatedName(const std::string& log) {
-  std::string date = StampOfTime(OsNow()).substr(0, 10);
+  std::string date = StampOf(OsNow()).substr(0, 10);
   date.erase(std::remove(date.begin(), date.end(), '-'), date.end());
   std::string name = log + "." + date;
   OsStatus status;

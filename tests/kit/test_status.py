@@ -14,7 +14,7 @@ from formats.message_base import MessageBase
 from formats.node_status import Node
 from formats.packet import Packet, echomail
 from harness.site import LOCK, Site
-from harness.target import KIT, ROOT, posix_only
+from harness.target import KIT, PROGRAM, ROOT, posix_only
 
 DAY = 86400
 GUIDE = (ROOT / "docs" / "operators-guide.md").read_text(encoding="utf-8")
@@ -196,6 +196,15 @@ def test_what_asks_for_none(well, kit, lay):
     lay(well)
     assert attention(kit) == {}
     assert kit("status", "-v").text.startswith("OK ")
+
+
+def test_a_copy_of_the_program_that_is_not_the_installed_one(well, kit):
+    for command in ("status", "doctor"):
+        assert "copy-outdated" not in kit(command, status=None).text
+    well.program.write_bytes(well.program.read_bytes() + b"older")
+    text = attention(kit)["copy-outdated"]
+    assert text.startswith(f"{PROGRAM.name} is not the program that is installed, ") and text.endswith(PROGRAM.name)
+    assert f"{text} (copy-outdated)\n    'cvkit setup --update' there renews the copy" in kit("doctor", status=1).text
 
 
 @posix_only("the lock's owner has to be a process of this system")
