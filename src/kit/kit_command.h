@@ -24,6 +24,7 @@ void AddLedger(CLI::App* program, int* status);
 void AddMessages(CLI::App* program, int* status);
 void AddPacket(CLI::App* program, int* status);
 void AddRehearse(CLI::App* program, int* status);
+void AddReport(CLI::App* program, int* status);
 void AddSetup(CLI::App* program, int* status);
 void AddStatus(CLI::App* program, int* status);
 void AddTidy(CLI::App* program, int* status);

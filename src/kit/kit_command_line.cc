@@ -14,8 +14,9 @@
 
 namespace {
 
-constexpr std::initializer_list<AddCommand> kCommands = {AddPacket, AddMessages, AddVerify, AddExplain, AddRehearse,
-                                                         AddLedger, AddDoctor,   AddStatus, AddSetup,   AddTidy};
+constexpr std::initializer_list<AddCommand> kCommands = {AddPacket,   AddMessages, AddVerify, AddExplain,
+                                                         AddRehearse, AddLedger,   AddDoctor, AddStatus,
+                                                         AddReport,   AddSetup,    AddTidy};
 
 constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";

@@ -4,15 +4,9 @@
 
 #include "kit/kit_output.h"
 #include "kit/shown_facts.h"
+#include "kit/shown_number.h"
 
 namespace {
-
-// "1,284".
-std::string Grouped(size_t number) {
-  std::string text = std::to_string(number);
-  for (size_t at = text.size(); at > 3; at -= 3) text.insert(at - 3, ",");
-  return text;
-}
 
 Colour ColourOf(Fate fate) {
   switch (fate) {
@@ -38,11 +32,11 @@ std::string IsoStamp(std::string stamp) {
 }  // namespace
 
 std::string SumLine(const LedgerSums& sums) {
-  const auto of = [&sums](Fate fate) { return Grouped(sums.Of(fate)); };
+  const auto of = [&sums](Fate fate) { return Grouped(static_cast<int64_t>(sums.Of(fate))); };
   return fmt::format(
       "in {} = stored {} + removed {} + duplicates {} + dropped {} + damaged {} + waiting {}; unknown {}, unaccounted {}",
-      Grouped(sums.In()), of(Fate::kStored), of(Fate::kRemoved), of(Fate::kDuplicate), of(Fate::kDropped),
-      of(Fate::kDamaged), of(Fate::kWaiting), of(Fate::kUnknown), of(Fate::kUnaccounted));
+      Grouped(static_cast<int64_t>(sums.In())), of(Fate::kStored), of(Fate::kRemoved), of(Fate::kDuplicate),
+      of(Fate::kDropped), of(Fate::kDamaged), of(Fate::kWaiting), of(Fate::kUnknown), of(Fate::kUnaccounted));
 }
 
 std::string LedgerText(const LedgerFile& file) {

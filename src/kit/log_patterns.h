@@ -60,7 +60,7 @@ enum class LogEvent {
 
   // Messages and bundles of a scan.
   kQueued,     // conference, MsgNumber
-  kPublished,  // bytes, messages; the text is the bundle's path and the packet's name
+  kPublished,  // messages; the text begins with the bundle's path
 };
 
 struct LogRecord {
