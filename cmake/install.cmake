@@ -10,7 +10,7 @@ endif()
 install(FILES docs/cvtoss32.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES docs/cvtoss32.cfg.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 # Laid out as in the tree, so that the documents find each other.
-file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md docs/*.png)
 install(FILES README.md LICENSE CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY examples packaging DESTINATION ${CMAKE_INSTALL_DOCDIR}

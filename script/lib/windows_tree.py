@@ -15,6 +15,7 @@ import package_facts
 from package_facts import ROOT
 
 LINK = re.compile(r"(?<=\]\()([\w./-]+)\.md(?=[#)])")
+PICTURE = re.compile(r"(?m)^!\[.*\]\(.*\)\n\n?")
 READY = ["packaging/cvtoss32-exchange.cmd", "packaging/cvtoss32-task.xml", "examples/CVTOSS32.CFG"]
 
 
@@ -32,7 +33,8 @@ def lay_out(platform, programs, target):
     for name in READY:
         write_text(target / name, (ROOT / name).read_text(encoding="utf-8"))
     for document in [*ROOT.glob("*.md"), *ROOT.glob("docs/*.md"), ROOT / "LICENSE"]:
-        text = LINK.sub(r"\1.txt", document.read_text(encoding="utf-8")).replace("(LICENSE)", "(LICENSE.txt)")
+        text = PICTURE.sub("", document.read_text(encoding="utf-8"))
+        text = LINK.sub(r"\1.txt", text).replace("(LICENSE)", "(LICENSE.txt)")
         write_text((target / document.relative_to(ROOT)).with_suffix(".txt"), text)
     for page in ROOT.glob("docs/*.[15]"):
         shown = subprocess.run(["groff", "-man", "-Tascii", "-rLL=78n", "-P-cbou", page], stdout=subprocess.PIPE,

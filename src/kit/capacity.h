@@ -1,4 +1,4 @@
-// How long a conference has room: headers can address kMostDatRecords records of text.
+// Forecasts when a conference is full: headers can address kMostDatRecords records of text.
 #pragma once
 
 #include <cstdint>
@@ -6,6 +6,6 @@
 
 #include "kit/kit_site.h"
 
-// The day on which a conference of so many DAT records will be full if it goes on as in the last 90 days,
-// "2027-03-01"; empty when that is not in sight.
+// Returns the day, "2027-03-01", on which a conference that has that many DAT records is full if it grows as in the
+// last 90 days; empty when it did not grow, or would take more than ten years.
 std::string FullOn(const KitSite& site, int32_t conference, int64_t records);

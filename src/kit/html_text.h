@@ -1,11 +1,11 @@
-// Texts for a page.
+// Texts of an HTML page.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// The text with what would be markup escaped, in an attribute too. It has to be showable already.
+// Returns the text with markup escaped, for content and for attributes. Control bytes must be escaped already.
 std::string Html(std::string_view text);
 
-// The same with blanks at which no line ends.
+// The same with blanks at which no line is broken.
 std::string HtmlUnbroken(std::string_view text);

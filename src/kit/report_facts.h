@@ -1,4 +1,4 @@
-// What `cvkit report` tells: the state of a site and the history of its last 90 days.
+// What `cvkit report` shows: the state of a site and the history of its last 90 days.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@
 constexpr int kReportDays = 90;  // today is the last
 constexpr size_t kReportRuns = 20;
 
-// Counts of messages, and of damaged packets, by the lines of the log.
+// Messages, and damaged packets, counted by the lines of the log.
 struct MailCounts {
   int64_t in = 0;  // stored
   int64_t out = 0;
@@ -32,7 +32,7 @@ struct ReportDay {
   MailCounts mail;
 };
 
-// A conference that takes part in the network.
+// A networked conference.
 struct ReportConference {
   int32_t number = 0;
   std::string name;      // showable, as the tag
@@ -61,6 +61,6 @@ struct ReportFacts {
   LedgerSums ledger;  // of the same days
 };
 
-// Throws NotAnswered when something cannot be read. `progress` is called now and then.
+// Throws NotAnswered when something cannot be read. Calls `progress` from time to time.
 ReportFacts ReadReport(const KitSite& site, const std::string& log,
                        const std::function<void(size_t done, size_t all)>& progress);

@@ -1,4 +1,4 @@
-// The page of the report: HTML without scripts that needs no other file.
+// The page of the report: one HTML file without scripts or references.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 std::string ReportPage(const ReportFacts& facts);
 
-// Its parts, a section each.
+// Each returns one section of the page, or more.
 std::string AttentionSection(const ReportFacts& facts);
 std::string NowSection(const ReportFacts& facts);
 std::string MailSection(const ReportFacts& facts);
@@ -16,7 +16,7 @@ std::string ConferenceSection(const ReportFacts& facts);
 std::string RunSection(const ReportFacts& facts);
 std::string AreaSection(const ReportFacts& facts);
 
-// A section with a heading and a remark about it; both are HTML.
+// Returns a section with a heading and a remark; all three are HTML.
 std::string Section(const std::string& heading, const std::string& remark, const std::string& content);
 
 // The style sheet.

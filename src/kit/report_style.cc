@@ -86,7 +86,7 @@ footer{border-top:1px solid var(--rule);margin-top:1.9rem;padding-top:.9rem;colo
 section{display:grid;grid-template-columns:12rem minmax(0,1fr);gap:0 2.5rem}
 .head{margin:0}
 .strips figure{grid-template-columns:10.5rem minmax(0,1fr);gap:0 1.5rem;align-items:end}
-figcaption .what{display:block}figcaption .soft{display:block}
+figcaption .soft{display:block}
 .months{margin-left:12rem}
 }
 @media(max-width:40rem){

@@ -1,5 +1,5 @@
-// The pictures of the report: inline SVG that is as wide as its place. They have no text in them, which would be
-// stretched with them, but titles; their colours are those of the page's style.
+// The pictures of the report: inline SVG, stretched to the width of its parent. A picture has titles but no text, which
+// would be stretched with it. Its colours come from the style sheet.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 struct StripBar {
   int64_t value = 0;
   std::string title;  // showable
-  bool mark = false;  // a line stands before it
+  bool mark = false;  // a vertical line is drawn before it
 };
 
-// One bar a day from a common base. At least one of the values must be above 0.
+// Returns a bar chart with one bar for each value. At least one value must be above 0.
 std::string DrawStrip(const std::string& label, const std::vector<StripBar>& bars);
 
 struct BarPart {
@@ -21,5 +21,5 @@ struct BarPart {
   std::string title;  // showable
 };
 
-// A bar of that many units, `whole`, filled with its parts from the left. What is not 0 can be seen.
+// Returns a bar for `whole` units that is filled with the parts from the left. A part that is not 0 is always visible.
 std::string DrawBar(const std::string& label, const std::vector<BarPart>& parts, int64_t whole);

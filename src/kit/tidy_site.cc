@@ -1,11 +1,13 @@
 #include "kit/tidy_site.h"
 
 #include <algorithm>
+#include <set>
 
 #include "kit/accounted_mail.h"
 #include "kit/kit_answer.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/ledger.h"
 #include "kit/leftovers.h"
 #include "kit/log_period.h"
 #include "kit/log_reader.h"
@@ -63,6 +65,24 @@ bool IsToBeRotated(const TidyQuestion& question) {
   return !first.empty() && first <= StampOf(OsNow() - question.log_age);
 }
 
+// Keeps each file with a message that the ledger does not account for, though the base may know it.
+void KeepUnaccounted(const KitSite& site, const std::string& log, std::vector<TidyItem>* items) {
+  std::set<std::string> unaccounted;  // paths
+  LedgerQuestion question;
+  question.log = log;
+  LedgerReader reader;
+  reader.file = [](const LedgerFile&) {};
+  reader.message = [&unaccounted](const LedgerFile& file, const LedgerMessage& message) {
+    if (message.fate == Fate::kUnaccounted) unaccounted.insert(file.path);
+  };
+  MakeLedger(site, question, reader);
+  for (TidyItem& item : *items) {
+    if (item.kept.empty() && unaccounted.count(item.path) != 0) {
+      item.kept = "holds mail that the ledger does not account for";
+    }
+  }
+}
+
 // "TOSSER.LOG.20261122", or the first number that is free.
 std::string RotatedName(const std::string& log) {
   std::string date = StampOf(OsNow()).substr(0, 10);
@@ -92,6 +112,7 @@ Tidying PlanTidying(const KitSite& site, const TidyQuestion& question) {
   }
   AccountedMail accounts(site);
   for (TidyItem& item : tidying.items) item.kept = WhyKept(accounts.Judge(item.path), item.kind == "bad");
+  if (!tidying.items.empty()) KeepUnaccounted(site, question.log, &tidying.items);
   for (const std::string& part : FindLogParts(question.log)) {
     if (part != question.log) AddOldFile("log", part, cut, &tidying.items);
   }

@@ -1,4 +1,4 @@
-// The areas that came without a conference, as BADAREAS.LST has them.
+// Areas of inbound mail for which there is no conference, read from BADAREAS.LST.
 #pragma once
 
 #include <cstddef>
@@ -14,5 +14,5 @@ struct UnknownArea {
   size_t messages = 0;
 };
 
-// Sorted by the bytes of the tags as they came; none when there is no such file.
+// Returns the areas sorted by the bytes of their tags; none when there is no such file.
 std::vector<UnknownArea> ReadUnknownAreas(const KitSite& site);

@@ -16,7 +16,7 @@ from harness.target import environment
 
 TODAY = datetime.date(2026, 11, 22)
 DAYS = 90
-CONFERENCES = {1: ("Fido Talk", "FIDO"), 2: ("Tech & <b>tools</b>", "TECH"), 3: ("Net radio", "RADIO"),
+CONFERENCES = {1: ("Fido Talk", "FIDO"), 2: ("Tech & tools", "TECH"), 3: ("Net radio", "RADIO"),
                4: ("Everything else", "*")}
 NETMAIL = 5
 CUT = b"\x02\x00\x01"

@@ -192,7 +192,7 @@ def test_a_text_browser_shows_it_in_order(history, page_file):
     places = [text.index(heading) for heading in (
         "The Lodge", "1 thing needs attention", "1. 1 new unknown area", "Last toss", f"In {plain(history.sum('in'))}",
         "7 days from In Out", f"All {plain(history.sum('in'))} {plain(history.sum('out'))}", "is accounted for",
-        "No. Conference Messages Size", "Fido Talk FIDO", "Began Run Result", f"{TODAY} 03:10:30 scan complete",
+        "No. Conference Messages Size", "1 Fido Talk", "Began Run Result", f"{TODAY} 03:10:30 scan complete",
         "Top areas", "Unknown areas", "NEW.AREA.2 2 2026")]
     assert places == sorted(places)
     assert "a bar a day, a bar" not in text and "{" not in text

@@ -84,6 +84,17 @@ def test_it_does_so_when_asked_to(used, kit):
     assert not used.path("MSG/CVTOSS.BSY").exists()
 
 
+def test_what_the_ledger_does_not_account_for_stays(used, kit):
+    """The base has the message, but the log was cut: nothing says that it came in this file."""
+    may_go = {one["path"] for one in kit.json("tidy", "--older", "0d")["items"] if not one["kept"]}
+    unaccounted = {one["file"] for one in kit.json("ledger", status=1)["messages"] if one["fate"] == "unaccounted"}
+    assert unaccounted == {"lost.pkt"} and not unaccounted & {re.split(r"[/\\]", path)[-1] for path in may_go}
+    lines = rb"(?s)\[[^[]*Found: old.pkt.*?  moved to [^\n]*\n"
+    used.write("TOSSER.LOG", re.sub(lines, b"", used.read("TOSSER.LOG")))
+    assert {one["path"]: one["kept"] for one in kit.json("tidy")["items"]}[gone(used)[0]] == (
+        "holds mail that the ledger does not account for")
+
+
 def log_parts(site) -> dict[str, bytes]:
     return {path.name: path.read_bytes() for path in site.root.glob("TOSSER.LOG*")}
 
