@@ -1,6 +1,8 @@
 // cvkit report: the state and history of a site on one page.
+#include <CLI/CLI.hpp>
 #include <memory>
 
+#include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
 #include "kit/log_tail.h"
