@@ -39,7 +39,10 @@ if not exist cvkit.exe (
 )
 cvkit.exe verify --repair >exchange.err 2>&1
 set RESULT=%ERRORLEVEL%
-for /f "usebackq delims=" %%L in ("exchange.err") do >>exchange.log echo %DATE% %TIME% cvkit: %%L
+rem Its errors begin with its name, and its answers do not.
+for /f "usebackq tokens=1*" %%A in ("exchange.err") do (
+  if "%%A"=="cvkit:" (>>exchange.log echo %DATE% %TIME% cvkit: %%B) else >>exchange.log echo %DATE% %TIME% cvkit: %%A %%B
+)
 del exchange.err
 if %RESULT%==0 goto :eof
 if %RESULT%==1 goto :eof

@@ -8,7 +8,7 @@
 #include "kit/log_period.h"
 #include "kit/log_reader.h"
 #include "kit/log_tail.h"
-#include "kit/progress_bar.h"
+#include "kit/progress.h"
 #include "kit/site_state.h"
 
 namespace {
@@ -20,7 +20,7 @@ struct LedgerOptions {
 };
 
 LedgerSums ShowLedger(const KitSite& site, const LedgerOptions& options, LedgerJson* json) {
-  ProgressBar progress;
+  Progress progress("accounting");
   const bool as_json = options.common.json;
   LedgerReader reader;
   const LedgerFile* shown = nullptr;  // the file whose line was printed last

@@ -1,9 +1,8 @@
 #include "kit/ledger_source.h"
 
 #include "app/shown_text.h"
-#include "base/fixed_text.h"
-#include "ftn/fts_date.h"
 #include "ftn/zip_reader.h"
+#include "kit/message_identity.h"
 #include "kit/packet_salvage.h"
 #include "kit/toss_history.h"
 #include "toss/inbound_message.h"
@@ -11,18 +10,6 @@
 #include "toss/route_judge.h"
 
 namespace {
-
-uint64_t IdentityOf(const InboundMessage& message) {
-  PtrRecord header;
-  char date[kMessageBaseDateSize];
-  ConvertFtsDate(message.dateTime, date);
-  CopyCut(header.MsgDate, date);
-  CopyCut(header.From, message.fromUserName);
-  CopyCut(header.To, message.toUserName);
-  CopyCut(header.Subj, message.subject);
-  CopyCut(header.OrigNetNode, message.origin);
-  return IdentityOfHeader(header);
-}
 
 void TakePacket(const uint8_t* bytes, size_t size, const ConferenceTable& table, InboundMessage* message,
                 SourcePacket* packet) {
@@ -36,7 +23,7 @@ void TakePacket(const uint8_t* bytes, size_t size, const ConferenceTable& table,
     TakePackedHead(found.view, message);
     (void)ParseInboundText(found.view.text.text, found.view.text.size, message);
     taken.msgid = message->msgid;
-    taken.identity = IdentityOf(*message);
+    taken.identity = IdentityOfHeader(TextsOfInbound(*message));
     taken.conference = ChooseConference(table, *message).conference;
   }
 }

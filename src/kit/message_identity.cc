@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "base/fixed_text.h"
-#include "bbs/records.h"
 #include "ftn/fts_date.h"
 #include "ftn/packet.h"
 #include "kit/sha256.h"
@@ -30,7 +29,7 @@ Identity Hash(const PtrRecord& header, std::string_view body) {
 
 Identity IdentityOfStored(const uint8_t* header, std::string_view body) { return Hash(UnpackPtrRecord(header), body); }
 
-Identity IdentityOfInbound(const InboundMessage& message) {
+PtrRecord TextsOfInbound(const InboundMessage& message) {
   PtrRecord header;
   char date[kMessageBaseDateSize];
   ConvertFtsDate(message.dateTime, date);
@@ -39,6 +38,11 @@ Identity IdentityOfInbound(const InboundMessage& message) {
   CopyCut(header.To, message.toUserName);
   CopyCut(header.Subj, message.subject);
   CopyCut(header.OrigNetNode, message.origin);
+  return header;
+}
+
+Identity IdentityOfInbound(const InboundMessage& message) {
+  PtrRecord header = TextsOfInbound(message);
   header.NetMail = message.area[0] == '\0';
   header.Private = (message.attribute & kAttributePrivate) != 0;
   std::string body(reinterpret_cast<const char*>(message.body.data), message.body.size);

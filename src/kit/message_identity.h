@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "bbs/records.h"
 #include "toss/inbound_message.h"
 
 struct Identity {
@@ -16,6 +17,9 @@ struct Identity {
 // Of a stored message: the kPtrRecordSize bytes of its header, and its text with CR line ends as ReadMessageBody
 // returns it.
 Identity IdentityOfStored(const uint8_t* header, std::string_view body);
+
+// The date, names, subject and origin of the header that a toss would store; the rest is empty.
+PtrRecord TextsOfInbound(const InboundMessage& message);
 
 // Of a message that a toss would store.
 Identity IdentityOfInbound(const InboundMessage& message);

@@ -6,13 +6,17 @@
 
 class Progress {
  public:
-  // `total` is in any unit; the bar goes away at the end of its scope.
-  Progress(std::string what, uint64_t total);
-  ~Progress();
+  // `total` is in any unit; without one, Reached tells it. The bar goes away at the end of its scope.
+  explicit Progress(std::string what, uint64_t total = 0);
+  ~Progress() { Clear(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void Add(uint64_t done);
+  void Add(uint64_t done) { Reached(done_ + done, total_); }
+  void Reached(uint64_t done, uint64_t total);
+
+  // Takes the bar away, before anything else is shown.
+  void Clear();
 
  private:
   std::string what_;

@@ -214,7 +214,7 @@ Rehearsal Rehearse(const KitSite& site, RehearsedRun mode, const std::string& pr
   rehearsal.unsettled.insert(rehearsal.unsettled.end(), copy.unsettled.begin(), copy.unsettled.end());
   const Before before = LookBefore(site, copy);
   const char* const arguments[] = {copy.program.c_str(), mode == RehearsedRun::kToss ? "-toss" : "-scan", nullptr};
-  Listener listener = {copy, {"running", copy.inbound.size()}};
+  Listener listener = {copy, Progress("running", copy.inbound.size())};
   rehearsal.status = OsRunProgram(arguments, copy.root.c_str(), TakeOutput, &listener);
   if (rehearsal.status < 0) throw NotAnswered(ShownName(copy.program) + " cannot be started");
   rehearsal.lines = std::move(listener.lines);

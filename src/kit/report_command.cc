@@ -7,7 +7,7 @@
 #include "kit/kit_output.h"
 #include "kit/log_tail.h"
 #include "kit/output_file.h"
-#include "kit/progress_bar.h"
+#include "kit/progress.h"
 #include "kit/report_json.h"
 #include "kit/report_page.h"
 
@@ -23,7 +23,7 @@ struct ReportOptions {
 int Report(const ReportOptions& options) {
   const KitSite site = LoadKitSite(options.common.config);
   if (!options.output.empty()) RequireOutside(site, options.output);
-  ProgressBar progress;
+  Progress progress("accounting");
   const ReportFacts facts = ReadReport(site, options.log.empty() ? LogBeside(options.common.config) : options.log,
                                        [&progress](size_t done, size_t all) { progress.Reached(done, all); });
   progress.Clear();

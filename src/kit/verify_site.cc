@@ -11,6 +11,7 @@
 #include "kit/leftovers.h"
 #include "kit/mail_match.h"
 #include "kit/outbound_mail.h"
+#include "kit/progress.h"
 #include "kit/serial_judge.h"
 #include "kit/site_state.h"
 #include "kit/verify_base.h"
@@ -102,9 +103,12 @@ Verification VerifySite(const KitSite& site, LockOwnership ownership) {
 
   Verification verification;
   Findings& findings = verification.findings;
+  Progress progress("judging", table.count);
   for (size_t i = 0; i < table.count; ++i) {
     VerifyConference(table.entries[i], state.IsUnsettled(), &verifying, &findings);
+    progress.Add(1);
   }
+  progress.Clear();
   verifying.serials.Judge(&findings);
   JudgeLock(state, &findings);
   if (state.holder != LockHolder::kAtWork) {

@@ -1,7 +1,8 @@
 """A base of which one file has lost its end: whole messages stay, lost ones are reported, inbound ones are stored."""
 
-import pytest
+from typing import Iterator
 
+import pytest
 from formats.conference_table import echo
 from formats.message_base import DAT_SIZE, IDX_SIZE, PTR_SIZE, MessageBase
 from formats.packet import Packet, echomail
@@ -36,6 +37,18 @@ def damages(kind: str, size: int) -> list[tuple[int, bool]]:
     return [(length, zeros) for length in lengths for zeros in (False, True)]
 
 
+def lay_damages(site: Site, whole: Snapshot, kind: str) -> Iterator[tuple[int, bool]]:
+    """The base with each damage of one of its files, laid anew."""
+    data = whole[BASE[kind]]
+    for length, zeros in damages(kind, len(data)):
+        for path, content in whole.items():
+            site.write(path, content)
+        site.write(BASE[kind], data[:length] + (bytes(len(data) - length) if zeros else b""))
+        yield length, zeros
+        for path in list(site.path("MSG").glob("cvkit-backup-*/*")):
+            path.unlink()
+
+
 def contents(site: Site) -> list[tuple]:
     """The messages without their origins: an origin of zeros looks like that of a local message."""
     base = site.message_base(1)
@@ -54,11 +67,7 @@ def test_what_is_still_inbound_is_stored_again_whole(sites, count, kind):
     lay(site, inbound=True)
     whole = {path: site.read(path) for path in BASE.values()}
     expected = ended(site)
-    for length, zeros in damages(kind, len(whole[BASE[kind]])):
-        for path, data in whole.items():
-            site.write(path, data)
-        data = whole[BASE[kind]]
-        site.write(BASE[kind], data[:length] + (bytes(len(data) - length) if zeros else b""))
+    for length, zeros in lay_damages(site, whole, kind):
         site.inbound("2.pkt", Packet(MAILS[INBOUND:]))
         assert repair(site) == [], (length, zeros)
         assert site.run("-check").status == 0
@@ -66,8 +75,6 @@ def test_what_is_still_inbound_is_stored_again_whole(sites, count, kind):
         assert ended(site) == expected, (length, zeros)
         assert not site.path("IN/2.pkt").exists()
         count.one()
-        for path in list(site.path("MSG").glob("cvkit-backup-*/*")):
-            path.unlink()
 
 
 @pytest.mark.parametrize("kind", BASE)
@@ -77,18 +84,14 @@ def test_what_is_not_is_said_to_be_lost(sites, count, kind):
     lay(site, inbound=False)
     whole = {path: site.read(path) for path in BASE.values()}
     before = contents(site)
-    for length, zeros in damages(kind, len(whole[BASE[kind]])):
-        for path, data in whole.items():
-            site.write(path, data)
-        data = whole[BASE[kind]]
-        damaged = data[:length] + (bytes(len(data) - length) if zeros else b"")
-        site.write(BASE[kind], damaged)
+    data = whole[BASE[kind]]
+    for length, zeros in lay_damages(site, whole, kind):
         answer = Kit(site)("verify", "--repair", "--json", status=None).json
         assert site.run("-check").status == 0
         after = contents(site)
         if after != before:
             assert answer["repaired"] or answer["findings"], (length, zeros)
-        records = len(damaged[:length]) // RECORD[kind]
+        records = length // RECORD[kind]
         if kind in ("PTR", "SIG"):
             assert after[:records] == before[:records], (length, zeros)
         elif kind == "DAT":
@@ -97,8 +100,6 @@ def test_what_is_not_is_said_to_be_lost(sites, count, kind):
         else:
             assert after == before
         count.one()
-        for path in list(site.path("MSG").glob("cvkit-backup-*/*")):
-            path.unlink()
 
 
 @pytest.mark.parametrize("kind", ["IDX", "SIG"])

@@ -1,6 +1,8 @@
 """Calls cvkit as its users do."""
 
+import contextlib
 import json
+import os
 import re
 import subprocess
 from dataclasses import dataclass
@@ -45,6 +47,22 @@ class Kit:
         """The program's output with --json."""
         return self(*arguments, "--json", status=status).json
 
+    def errors_on_terminal(self, *arguments: object) -> str:
+        """What the program shows on standard error when that is a terminal."""
+        import pty  # pylint: disable=import-outside-toplevel
+
+        terminal, theirs = pty.openpty()
+        process = subprocess.Popen([*RUNNER, str(KIT), *map(str, arguments)], cwd=self.site and self.site.root,
+                                   env=environment(), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                                   stderr=theirs)
+        os.close(theirs)
+        shown = b""
+        with contextlib.suppress(OSError), contextlib.closing(os.fdopen(terminal, "rb", buffering=0)) as read:
+            while piece := read.read(4096):
+                shown += piece
+        process.wait(RUN_LIMIT)
+        return shown.decode()
+
 
 def commands_of(kit: Kit) -> list[str]:
     """The commands according to the program's help."""
@@ -55,3 +73,9 @@ def commands_of(kit: Kit) -> list[str]:
 def options_of(kit: Kit, *command: str) -> list[str]:
     """The long options of the program or of a command according to its help."""
     return OPTION.findall(kit(*command, "--help").text)
+
+
+def found(kit: Kit, status: int | None = 1) -> list[tuple]:
+    """Code, severity, file and record of each finding."""
+    return [(f["code"], f["severity"], f["file"].replace("\\", "/"), f["record"])
+            for f in kit.json("verify", status=status)["findings"]]

@@ -231,9 +231,7 @@ def test_beside_a_run_nothing_is_marked(history, kit):
 @posix_only("a pseudo-terminal")
 def test_a_terminal_shows_how_far_the_work_is(site, kit):
     site.conferences(echo("FIDO"), netmail())
-    terminal, theirs = pty.openpty()
-    subprocess.run([KIT, "messages", "--json"], cwd=site.root, stdout=subprocess.DEVNULL, stderr=theirs, check=True)
-    shown = os.read(terminal, 4096).decode()
+    shown = kit.errors_on_terminal("messages", "--json")
     assert "\rmessages [" + "#" * 15 + "-" * 15 + "]  50%" in shown and shown.endswith(" \r")
 
 

@@ -12,22 +12,8 @@ from formats.node_status import Node
 from harness.kit import Kit
 from harness.site import LOCK, Site, Snapshot
 from harness.target import posix_only
-from test_verify import (
-    A,
-    B,
-    DAT,
-    IDX,
-    PTR,
-    SIG,
-    SITES,
-    base_of,
-    loose_text,
-    mark_unsent,
-    odd_ptr,
-    put,
-    scanned,
-    stored_without_line,
-)
+from smallest_bases import A, B, DAT, IDX, PTR, SIG, base_of, loose_text, odd_ptr, put
+from smallest_sites import SITES, mark_unsent, scanned, stored_without_line
 
 REPAIRED = {  # what becomes of each smallest site that the repair changes, by the code of its finding
     "odd-size", "index-loose", "index-differs", "blank-header", "loose-text", "sig-cut", "sig-beyond", "sig-missing",

@@ -192,7 +192,7 @@ def test_what_an_exchange_that_did_not_end_has_left_is_repaired_before_the_first
 ])
 def test_while_a_repair_cannot_be_made_no_run_is_started(tmp_path, status, calls_then, line):
     (tmp_path / "exchange.mark").write_text(f"{UNFINISHED}\n")
-    stub(tmp_path, repair=f"echo why >&2; exit {status}")
+    stub(tmp_path, repair=f"echo cvkit: why >&2; exit {status}")
     assert exchange(tmp_path, program=None).returncode == 1
     assert calls(tmp_path) == calls_then
     assert failures(tmp_path) == [f"the exchange of {UNFINISHED} did not end", "cvkit: why", *line]
@@ -317,7 +317,9 @@ def test_the_windows_exchange_repairs_what_one_that_did_not_end_has_left(site):
     (site / "exchange.mark").write_text("11/21/2026 11:05 PM\n")
     (site / "CVTOSS32.CFG").unlink()
     assert windows_exchange(site).returncode == 1
-    assert windows_failures(site)[-1:] == [
+    said = windows_failures(site)
+    assert said[-2].startswith("cvkit: ") and said[-2].count("cvkit: ") == 1
+    assert said[-1:] == [
         "cvkit verify --repair failed (status 2); no run is started until it works"]
     assert "exchange.mark" in names_in(site) and len(runs_logged(site)) == 2
 
