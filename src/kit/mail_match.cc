@@ -37,6 +37,11 @@ class StoredMessages {
   ByteBuffer body_;
 };
 
+bool HasMailFor(const BaseModel& model, const InboundMail& mail) {
+  return std::any_of(mail.items.begin(), mail.items.end(),
+                     [&model](const InboundItem& item) { return item.conference == model.conference; });
+}
+
 // The MSGIDs and numbers in the complete lines of the SIG file.
 struct Known {
   std::unordered_set<std::string_view> msgids;
@@ -166,6 +171,7 @@ bool BelongsTo(const OutboundItem& item, const HeaderModel& header, const Confer
 
 MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail) {
   MissingLines missing;
+  if (!HasMailFor(model, mail)) return missing;
   const Known known(model);
   const NewItems items(model, known, mail);
   if (items.with_msgid.empty() && items.without_msgid.empty()) return missing;
@@ -203,6 +209,7 @@ MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail) {
 
 std::vector<TornMessage> FindTornMessages(const BaseModel& model, const InboundMail& mail) {
   std::vector<TornMessage> torn;
+  if (!HasMailFor(model, mail)) return torn;
   const TornSearch search(model, mail);
   for (size_t i = 0; i < model.headers.size(); ++i) {
     if (!MayBeTorn(model, model.headers[i])) continue;

@@ -158,6 +158,7 @@ void JudgeTexts(const BaseJudging& judging) {
 void JudgeNumbers(const BaseJudging& judging) {
   const BaseModel& model = judging.model;
   std::unordered_set<int32_t> numbers;
+  numbers.reserve(model.headers.size());
   int32_t highest = 0;
   for (size_t i = 0; i < model.headers.size(); ++i) {
     const int32_t number = model.headers[i].number;

@@ -32,9 +32,12 @@ struct Several {
 void JudgeLines(const SigJudging& judging, const LostLines& lost) {
   const BaseModel& model = judging.model;
   std::unordered_set<int32_t> numbers;
+  numbers.reserve(model.headers.size());
   for (const HeaderModel& header : model.headers) numbers.insert(header.number);
   std::unordered_set<std::string_view> msgids;
   std::unordered_set<int32_t> named;
+  msgids.reserve(model.lines.size());
+  named.reserve(model.lines.size());
   Several without_tab;
   Several without_header;
   Several twice;
@@ -80,6 +83,7 @@ void JudgeLines(const SigJudging& judging, const LostLines& lost) {
 void JudgeUnsigned(const SigJudging& judging, const MissingLines& missing, const std::vector<TornMessage>& torn) {
   const BaseModel& model = judging.model;
   std::unordered_set<int32_t> named;
+  named.reserve(model.lines.size());
   for (const SigLine& line : model.lines) {
     if (line.has_tab && line.ended) named.insert(line.number);
   }
