@@ -266,3 +266,17 @@ def zip_bundle() -> Seeds:
     for method in (1, 6, 7, 9, 12, 99, 256, 264, 65535):
         seeds[f"method-{method}"] = bundle(Entry("a.pkt", MAIL, method=method), Entry("b.pkt", EMPTY))
     return seeds | _zip_sizes() | _zip_deflates() | _zip_names()
+
+
+def forecast() -> Seeds:
+    """A byte of options as for a packet, and a packet or bundle; what each may be is told by the other two."""
+    packets = ("areas", "bad-type-second", "cut-in-text", "duplicates-across-areas", "mail-options-0", "refused-second",
+               "replies", "reply-within-packet", "utf-8-in-names")
+    bundles = ("bundle-within", "crc-wrong", "damaged-and-refused", "descriptor", "name-with-path", "readme", "two")
+    made = packet(), zip_bundle()
+    seeds = {f"packet-{name}": made[0][name] for name in packets}
+    seeds |= {f"bundle-{name}": bytes([NETMAIL_AND_CATCH_ALL]) + made[1][name] for name in bundles}
+    seeds["whole-packet"] = made[0]["whole"]
+    two = bundle(Entry("a.pkt", MAIL, DEFLATED), Entry("b", BAD_TYPE))
+    seeds["whole-bundle"] = bytes([NETMAIL_AND_CATCH_ALL]) + two
+    return seeds
