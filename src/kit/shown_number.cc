@@ -26,7 +26,7 @@ std::string ShownShare(int64_t part, int64_t whole) {
 }
 
 std::string ShownDuration(int64_t seconds) {
-  const std::string rest = std::to_string(seconds % 60) + " s";
+  std::string rest = std::to_string(seconds % 60) + " s";
   if (seconds < 60) return rest;
   const std::string minutes = std::to_string(seconds / 60 % 60) + " min";
   return seconds < 3600 ? minutes + " " + rest : std::to_string(seconds / 3600) + " h " + minutes;

@@ -88,7 +88,6 @@ def test_the_index_is_built_from_the_headers_with_the_entries_that_are_right(rea
     assert ready.read(IDX) == b"".join(base.idx)
 
 
-@posix_only("the lock's owner has to be a process of this system")
 @pytest.mark.parametrize("zeros", [0, 1500])
 def test_a_last_line_that_only_lacks_its_end_gets_it(ready, kit, zeros):
     base = base_of(A, B)
@@ -106,6 +105,7 @@ def test_lines_stay_lines_when_a_piece_between_them_goes(ready, kit):
     assert ready.read(SIG) == before + b"\n" + behind
 
 
+@posix_only("the lock's owner has to be a process of this system")
 def test_beside_a_run_at_work_nothing_is_repaired(ready, kit):
     loose_text(ready)
     ready.write(LOCK, f"cvtoss32 1.05 Beta 5 mode=-scan pid={os.getpid()} started={int(time.time())}\n")
