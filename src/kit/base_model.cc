@@ -12,8 +12,12 @@
 namespace {
 
 constexpr int64_t kLargestBaseFile = 2147483647;  // bytes: no run takes a larger one
+constexpr int64_t kPieceSize = 65536;             // bytes; whole records of every kind
+static_assert(kPieceSize % kPtrRecordSize == 0 && kPieceSize % kDatRecordSize == 0 && kPieceSize % kIdxRecordSize == 0);
 
 bool IsZero(const uint8_t* bytes, size_t size) { return bytes[0] == 0 && memcmp(bytes, bytes + 1, size - 1) == 0; }
+
+NotAnswered CannotBeRead(const BaseFile& file) { return NotAnswered(file.Path() + " cannot be read"); }
 
 BaseFile Look(const MessageBase& base, int32_t conference, const char* kind) {
   BaseFile file;
@@ -23,19 +27,41 @@ BaseFile Look(const MessageBase& base, int32_t conference, const char* kind) {
   OsStatus status;
   const OsResult found = OsStat(file.place, &status);
   if (found == kOsMissing) return file;
-  if (found != kOsOk || status.kind != kOsRegularFile) throw NotAnswered(file.Path() + " cannot be read");
+  if (found != kOsOk || status.kind != kOsRegularFile) throw CannotBeRead(file);
   file.exists = true;
   file.size = status.size;
   file.modified = status.modified;
   return file;
 }
 
-// Reads the file and sets its size to the number of bytes read.
-void Read(BaseFile* file, ByteBuffer* content) {
-  content->size = 0;
+// Makes a Record of each whole record of the file, which is read in pieces that stay in the processor's cache, and sets
+// the file's size to the number of bytes read.
+template <class Record, class Make>
+void ReadRecords(BaseFile* file, size_t record_size, Make make, std::vector<Record>* records) {
   if (!file->exists) return;
-  if (ReadWholeFile(file->place, content, kLargestBaseFile) != 0) throw NotAnswered(file->Path() + " cannot be read");
-  file->size = static_cast<int64_t>(content->size);
+  OsFile opened;
+  if (OsOpen(file->place, kOsReadShared, &opened) != kOsOk) throw CannotBeRead(*file);
+  const int64_t size = OsSize(opened);
+  if (size < 0 || size > kLargestBaseFile) throw CannotBeRead(*file);
+  records->reserve(static_cast<size_t>(size) / record_size);
+  std::vector<uint8_t> piece(kPieceSize);
+  for (int64_t at = 0; at < size; at += kPieceSize) {
+    const auto wanted = static_cast<size_t>(std::min<int64_t>(kPieceSize, size - at));
+    if (OsReadAt(opened, at, piece.data(), wanted).bytes != wanted) throw CannotBeRead(*file);
+    for (size_t begin = 0; begin + record_size <= wanted; begin += record_size) {
+      records->push_back(make(piece.data() + begin));
+    }
+  }
+  if (OsClose(&opened) != 0) throw CannotBeRead(*file);
+  file->size = size;
+}
+
+void ReadSig(BaseFile* file, std::string* text) {
+  if (!file->exists) return;
+  ByteBuffer content;
+  if (ReadWholeFile(file->place, &content, kLargestBaseFile) != 0) throw CannotBeRead(*file);
+  file->size = static_cast<int64_t>(content.size);
+  if (content.size != 0) text->assign(reinterpret_cast<const char*>(content.data), content.size);
 }
 
 // Whether there are zero bytes within the length of a text field.
@@ -82,12 +108,6 @@ IdxRecord ModelIndex(const uint8_t* record) {
           GetI32(record + idx_layout::MsgNumber.at), GetI32(record + idx_layout::ThreadRef.at)};
 }
 
-// Parses the whole records of a file, one after another.
-template <class Take>
-void EachRecord(const ByteBuffer& content, size_t size, Take take) {
-  for (size_t at = 0; content.size - at >= size; at += size) take(content.data + at);
-}
-
 SigLine ModelLine(const std::string& text, size_t at, size_t end) {
   SigLine line;
   line.at = at;
@@ -96,11 +116,11 @@ SigLine ModelLine(const std::string& text, size_t at, size_t end) {
   line.of_scan = line.ended && end > at && text[end - 1] == '\r';
   if (line.of_scan) --end;
   line.size = end - at;
-  const std::string piece = text.substr(at, line.size);
+  const std::string_view piece(text.data() + at, line.size);
   const size_t tab = piece.find('\t');
-  line.has_tab = tab != std::string::npos;
+  line.has_tab = tab != std::string_view::npos;
   line.msgid_size = line.has_tab ? tab : line.size;
-  if (line.has_tab) line.number = LeadingInt32(piece.c_str() + tab + 1);
+  if (line.has_tab) line.number = LeadingInt32(std::string(piece.substr(tab + 1)).c_str());
   return line;
 }
 
@@ -160,19 +180,10 @@ BaseModel ReadBaseModel(const MessageBase& base, int32_t conference) {
   model.idx = Look(base, conference, "IDX");
   model.dat = Look(base, conference, "DAT");
   model.sig = Look(base, conference, "SIG");
-
-  ByteBuffer content;
-  Read(&model.ptr, &content);
-  model.headers.reserve(content.size / kPtrRecordSize);
-  EachRecord(content, kPtrRecordSize, [&](const uint8_t* record) { model.headers.push_back(ModelHeader(record)); });
-  Read(&model.idx, &content);
-  model.index.reserve(content.size / kIdxRecordSize);
-  EachRecord(content, kIdxRecordSize, [&](const uint8_t* record) { model.index.push_back(ModelIndex(record)); });
-  Read(&model.dat, &content);
-  model.texts.reserve(content.size / kDatRecordSize);
-  EachRecord(content, kDatRecordSize, [&](const uint8_t* record) { model.texts.push_back(MarkText(record)); });
-  Read(&model.sig, &content);
-  if (content.size != 0) model.sig_text.assign(reinterpret_cast<const char*>(content.data), content.size);
+  ReadRecords(&model.ptr, kPtrRecordSize, ModelHeader, &model.headers);
+  ReadRecords(&model.idx, kIdxRecordSize, ModelIndex, &model.index);
+  ReadRecords(&model.dat, kDatRecordSize, MarkText, &model.texts);
+  ReadSig(&model.sig, &model.sig_text);
   ModelLines(&model);
 
   for (const BaseFile* file : {&model.ptr, &model.idx, &model.dat, &model.sig}) {

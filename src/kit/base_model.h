@@ -1,7 +1,6 @@
 // One conference's message base, read whole: what its four files hold, without judging it.
 //
-// The files are read one at a time and only what the judges need is kept, so that the memory needed is that of the
-// largest file and of one conference's headers.
+// Only what the judges need of the records is kept, so that the memory needed is less than that of the files.
 #pragma once
 
 #include <cstdint>

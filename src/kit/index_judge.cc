@@ -1,6 +1,7 @@
 #include "kit/index_judge.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -46,11 +47,14 @@ bool IsEntryOf(const IdxRecord& entry, const HeaderModel& header) {
 }
 
 IndexJudgement JudgeIndex(const BaseModel& model) {
-  const HeaderPlaces places(model);
-  size_t next = 0;  // the first header that the next entry may belong to
+  std::optional<HeaderPlaces> places;  // most indexes follow the headers and never need it
+  size_t next = 0;                     // the first header that the next entry may belong to
   for (size_t i = 0; i < model.index.size(); ++i, ++next) {
     const IdxRecord& entry = model.index[i];
-    next = places.Find(entry.MsgNumber, next);
+    if (next == model.headers.size() || model.headers[next].number != entry.MsgNumber) {
+      if (!places) places.emplace(model);
+      next = places->Find(entry.MsgNumber, next);
+    }
     if (next == model.headers.size()) {
       return {IsLooseFrom(model, i) ? IndexVerdict::kLooseEnd : IndexVerdict::kContradicts, i, "number"};
     }

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "kit/index_judge.h"
 #include "kit/kit_format.h"
+#include "kit/number_set.h"
 
 namespace {
 
@@ -110,8 +110,10 @@ std::vector<Extent> Extents(const BaseModel& model) {
     const int64_t to = std::min(int64_t{header.where} + header.records, model.DatCount());
     if (header.where < to) extents.push_back({header.where, to, i, header.deleted});
   }
-  std::stable_sort(extents.begin(), extents.end(),
-                   [](const Extent& left, const Extent& right) { return left.from < right.from; });
+  const auto is_before = [](const Extent& left, const Extent& right) { return left.from < right.from; };
+  if (!std::is_sorted(extents.begin(), extents.end(), is_before)) {
+    std::stable_sort(extents.begin(), extents.end(), is_before);
+  }
   return extents;
 }
 
@@ -157,13 +159,13 @@ void JudgeTexts(const BaseJudging& judging) {
 
 void JudgeNumbers(const BaseJudging& judging) {
   const BaseModel& model = judging.model;
-  std::unordered_set<int32_t> numbers;
-  numbers.reserve(model.headers.size());
+  NumberSet numbers;
+  numbers.Reserve(model.headers.size());
   int32_t highest = 0;
   for (size_t i = 0; i < model.headers.size(); ++i) {
     const int32_t number = model.headers[i].number;
     if (number < 1) continue;
-    if (!numbers.insert(number).second) {
+    if (!numbers.Insert(number)) {
       judging.Add("number-twice", Severity::kDamage, model.ptr, static_cast<int64_t>(i),
                   fmt::format("the message number {} stands twice", number));
     } else if (number < highest) {
@@ -177,7 +179,7 @@ void JudgeNumbers(const BaseJudging& judging) {
   int64_t first = -1;
   for (size_t i = 0; i < model.headers.size(); ++i) {
     const HeaderModel& header = model.headers[i];
-    if (header.deleted || !header.reply || numbers.contains(header.thread)) continue;
+    if (header.deleted || !header.reply || numbers.Contains(header.thread)) continue;
     if (lost++ == 0) first = static_cast<int64_t>(i);
   }
   if (lost != 0) {

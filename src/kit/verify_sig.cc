@@ -1,10 +1,12 @@
 #include "kit/verify_sig.h"
 
 #include <algorithm>
+#include <memory_resource>
 #include <unordered_set>
 
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/number_set.h"
 
 namespace {
 
@@ -31,13 +33,14 @@ struct Several {
 
 void JudgeLines(const SigJudging& judging, const LostLines& lost) {
   const BaseModel& model = judging.model;
-  std::unordered_set<int32_t> numbers;
-  numbers.reserve(model.headers.size());
-  for (const HeaderModel& header : model.headers) numbers.insert(header.number);
-  std::unordered_set<std::string_view> msgids;
-  std::unordered_set<int32_t> named;
+  NumberSet numbers;
+  numbers.Reserve(model.headers.size());
+  for (const HeaderModel& header : model.headers) (void)numbers.Insert(header.number);
+  std::pmr::monotonic_buffer_resource memory;
+  std::pmr::unordered_set<std::string_view> msgids(&memory);
   msgids.reserve(model.lines.size());
-  named.reserve(model.lines.size());
+  NumberSet named;
+  named.Reserve(model.lines.size());
   Several without_tab;
   Several without_header;
   Several twice;
@@ -60,9 +63,9 @@ void JudgeLines(const SigJudging& judging, const LostLines& lost) {
                               "dropped as a duplicate",
                               ShownMail(model.Msgid(line)), line.number),
                   "remove the line");
-    } else if (!numbers.contains(line.number)) {
+    } else if (!numbers.Contains(line.number)) {
       without_header.Add(i);
-    } else if (again || !named.insert(line.number).second) {
+    } else if (again || !named.Insert(line.number)) {
       twice.Add(i);
     }
   }
@@ -82,10 +85,10 @@ void JudgeLines(const SigJudging& judging, const LostLines& lost) {
 
 void JudgeUnsigned(const SigJudging& judging, const MissingLines& missing, const std::vector<TornMessage>& torn) {
   const BaseModel& model = judging.model;
-  std::unordered_set<int32_t> named;
-  named.reserve(model.lines.size());
+  NumberSet named;
+  named.Reserve(model.lines.size());
   for (const SigLine& line : model.lines) {
-    if (line.has_tab && line.ended) named.insert(line.number);
+    if (line.has_tab && line.ended) (void)named.Insert(line.number);
   }
   std::unordered_set<size_t> reported;
   for (const TornMessage& message : torn) {
@@ -119,7 +122,7 @@ void JudgeUnsigned(const SigJudging& judging, const MissingLines& missing, const
   Several rest;
   for (size_t i = 0; i < model.headers.size(); ++i) {
     const HeaderModel& header = model.headers[i];
-    if (header.inbound && !header.deleted && !named.contains(header.number) && !reported.contains(i)) rest.Add(i);
+    if (header.inbound && !header.deleted && !named.Contains(header.number) && !reported.contains(i)) rest.Add(i);
   }
   if (rest.count != 0) {
     judging.Add("sig-none", Severity::kNote, model.ptr, rest.first,
