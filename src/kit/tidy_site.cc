@@ -83,6 +83,48 @@ void KeepUnaccounted(const KitSite& site, const std::string& log, std::vector<Ti
   }
 }
 
+// The time of the oldest mail that stays among the inbound files, as the log would write it; empty when there is none.
+std::string OldestThatStays(const TosserConfig& config, const std::string& processed, const std::string& bad,
+                            const std::vector<TidyItem>& items) {
+  std::set<std::string> passed;  // files that go, or that are no mail
+  for (const TidyItem& item : items) {
+    if (item.kept.empty() || item.kept == WhyKept(Account::kNoMail, false)) passed.insert(item.path);
+  }
+  int64_t oldest = INT64_MAX;
+  for (const std::string& directory : {processed, bad, std::string(config.Inbound)}) {
+    if (directory.empty()) continue;
+    for (const std::string& name : ListNames(directory)) {
+      std::string path = directory;
+      path.append("/").append(name);
+      const FoundFile file = LookAtFile(path);
+      if (file.exists && passed.count(path) == 0) oldest = std::min(oldest, file.status.modified);
+    }
+  }
+  return oldest == INT64_MAX ? "" : StampOf(oldest);
+}
+
+// The time of the last line of a part of the log; empty when it has none.
+std::string LastStampIn(const std::string& part) {
+  std::string last;
+  ReadLog({part}, [&last](const LogRecord& record) {
+    last = record.stamp;
+    return true;
+  });
+  return last;
+}
+
+// Adds the old parts of the log. Without its lines nothing tells what became of a file: a part goes when all mail from
+// its time is gone.
+void AddLogParts(const std::string& log, const std::string& oldest_mail, int64_t cut, std::vector<TidyItem>* items) {
+  for (const std::string& part : FindLogParts(log)) {
+    const size_t count = items->size();
+    if (part != log) AddOldFile("log", part, cut, items);
+    if (items->size() != count && !oldest_mail.empty() && LastStampIn(part) >= oldest_mail) {
+      items->back().kept = "tells what became of files that stay";
+    }
+  }
+}
+
 // "TOSSER.LOG.20261122", or the first number that is free.
 std::string RotatedName(const std::string& log) {
   std::string date = StampOf(OsNow()).substr(0, 10);
@@ -98,7 +140,8 @@ std::string RotatedName(const std::string& log) {
 Tidying PlanTidying(const KitSite& site, const TidyQuestion& question) {
   Tidying tidying;
   const int64_t cut = OsNow() - question.older;
-  if (const std::string processed = ProcessedDirectory(site.config); !processed.empty()) {
+  const std::string processed = ProcessedDirectory(site.config);
+  if (!processed.empty()) {
     RequireOwnDirectory(site.config, processed);
     for (const std::string& name : ListNames(processed)) {
       AddOldFile("processed", processed + "/" + name, cut, &tidying.items);
@@ -113,9 +156,9 @@ Tidying PlanTidying(const KitSite& site, const TidyQuestion& question) {
   AccountedMail accounts(site);
   for (TidyItem& item : tidying.items) item.kept = WhyKept(accounts.Judge(item.path), item.kind == "bad");
   if (!tidying.items.empty()) KeepUnaccounted(site, question.log, &tidying.items);
-  for (const std::string& part : FindLogParts(question.log)) {
-    if (part != question.log) AddOldFile("log", part, cut, &tidying.items);
-  }
+  const std::string oldest =
+      OldestThatStays(site.config, processed, site.config.HaveInbound != 0 ? bad : "", tidying.items);
+  AddLogParts(question.log, oldest, cut, &tidying.items);
   if (IsToBeRotated(question)) tidying.rotate_to = RotatedName(question.log);
   return tidying;
 }

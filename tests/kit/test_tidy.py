@@ -95,6 +95,20 @@ def test_what_the_ledger_does_not_account_for_stays(used, kit):
         "holds mail that the ledger does not account for")
 
 
+def test_a_part_of_the_log_stays_as_long_as_the_mail_that_it_tells_of(ready, kit):
+    ready.inbound("some.pkt", mail(1))
+    assert ready.toss().status == 0
+    age(ready, "IN/processed/some.pkt", 1)
+    ready.path("TOSSER.LOG").rename(ready.path("TOSSER.LOG.1"))
+    age(ready, "TOSSER.LOG.1", 100)
+    part, = kit.json("tidy", "--apply")["items"]
+    assert part["kept"] == "tells what became of files that stay"
+    assert kit.json("ledger")["unaccounted"] == 0
+    age(ready, "IN/processed/some.pkt", 100)
+    assert [one["kept"] for one in kit.json("tidy", "--apply")["items"]] == [None, None]
+    assert log_parts(ready) == {} and list(ready.path("IN/processed").iterdir()) == []
+
+
 def log_parts(site) -> dict[str, bytes]:
     return {path.name: path.read_bytes() for path in site.root.glob("TOSSER.LOG*")}
 
