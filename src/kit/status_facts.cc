@@ -10,6 +10,7 @@
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/log_period.h"
+#include "kit/log_reader.h"
 #include "kit/log_tail.h"
 #include "kit/program_copy.h"
 #include "kit/site_files.h"
@@ -48,26 +49,68 @@ int64_t StartOfLastRuns(const LogTail& log) {
   return from;
 }
 
-void ReadRuns(const std::string& path, LastRuns* last) {
-  if (!LookAtFile(path).exists) return;
-  const LogTail log(path);
-  std::vector<std::string> found;
-  LogRuns runs([&](const LoggedRun& run) {
+// Collects the last runs of a log, or of a part of it.
+class RunCollector {
+ public:
+  explicit RunCollector(LastRuns* last) : last_(last), runs_([this](const LoggedRun& run) { Keep(run); }) {}
+
+  void Take(const LogRecord& record) {
+    if (record.event == LogEvent::kFound) found_.emplace_back(record.value);
+    runs_.Take(record);
+  }
+
+  void Finish() { runs_.Finish(); }
+
+ private:
+  void Keep(const LoggedRun& run) {
     if (run.mode == RunMode::kCheck || run.end == RunEnd::kRefused) return;
     const bool is_toss = run.mode == RunMode::kToss;
-    (is_toss ? last->toss : last->scan) = run;
-    if (is_toss && !run.waited) last->toss_found = std::move(found);
-    if (is_toss) found.clear();
-  });
+    (is_toss ? last_->toss : last_->scan) = run;
+    if (is_toss && !run.waited) last_->toss_found = std::move(found_);
+    if (is_toss) found_.clear();
+  }
+
+  LastRuns* last_;
+  std::vector<std::string> found_;
+  LogRuns runs_;
+};
+
+LastRuns ReadRunsAtEnd(const std::string& path) {
+  LastRuns last;
+  if (!LookAtFile(path).exists) return last;
+  const LogTail log(path);
+  RunCollector runs(&last);
   log.EachLine(StartOfLastRuns(log), [&](std::string_view line) {
     if (line.size() < kStampSize + 3 || line[0] != '[') return;
     LogRecord record;
     record.stamp = line.substr(1, kStampSize);
     ReadLogText(line.substr(kStampSize + 3), &record);
-    if (record.event == LogEvent::kFound) found.emplace_back(record.value);
     runs.Take(record);
   });
   runs.Finish();
+  return last;
+}
+
+// A log that was rotated a moment ago says nothing yet: what it lacks is in the part before, which may be packed.
+LastRuns ReadRuns(const std::string& log) {
+  LastRuns last = ReadRunsAtEnd(log);
+  if (last.toss && last.scan) return last;
+  std::vector<std::string> parts = FindLogParts(log);
+  if (!parts.empty() && parts.back() == log) parts.pop_back();
+  if (parts.empty()) return last;
+  LastRuns before;
+  RunCollector runs(&before);
+  ReadLog({parts.back()}, [&runs](const LogRecord& record) {
+    runs.Take(record);
+    return true;
+  });
+  runs.Finish();
+  if (!last.toss) {
+    last.toss = before.toss;
+    last.toss_found = std::move(before.toss_found);
+  }
+  if (!last.scan) last.scan = before.scan;
+  return last;
 }
 
 bool IsMail(const std::string& path) {
@@ -177,7 +220,7 @@ void Judge(StatusFacts* facts) {
 StatusFacts ReadStatus(const KitSite& site, const std::string& log) {
   StatusFacts facts;
   facts.state = LookAtSite(site.config);
-  ReadRuns(log, &facts.runs);
+  facts.runs = ReadRuns(log);
   ReadInbound(site.config, facts.runs, &facts.inbound);
   ReadBundles(site.config, &facts);
   ReadNewAreas(site, &facts.new_areas);

@@ -222,6 +222,14 @@ def test_the_last_runs_are_found_behind_a_long_log(well, kit):
     assert (facts["toss"]["stored"], facts["scan"]["result"]) == (1, "complete")
 
 
+def test_the_last_runs_are_found_in_a_log_that_was_just_rotated(well, kit):
+    well.path("TOSSER.LOG").rename(well.path("TOSSER.LOG.1"))
+    assert attention(kit) == {}
+    well.write("TOSSER.LOG", toss("  -> wrote conf 1 msg #2  From='a' To='b' Subj='c' (1 records)", "", ago=1))
+    facts = kit.json("status")
+    assert (facts["toss"]["stored"], facts["scan"]["result"]) == (1, "complete")
+
+
 def test_the_details(well, kit):
     retained_file(well)
     well.nodes(Node(user=5))
