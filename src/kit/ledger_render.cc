@@ -22,7 +22,7 @@ Colour ColourOf(Fate fate) {
   return kPlain;
 }
 
-std::string Dump(const Json& object) { return object.dump(-1, ' ', false, Json::error_handler_t::replace); }
+std::string Dump(const Json& object) { return JsonText(object, -1); }
 
 std::string IsoStamp(std::string stamp) {
   if (stamp.size() > 10) stamp[10] = 'T';

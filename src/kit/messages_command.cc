@@ -100,7 +100,7 @@ class Exporter {
         file_.Write(MboxMessage(entry, message, text.value_or(""), msgid_of));
       } else {
         const Json json = MessageJson(entry.Number, message, text);
-        file_.Write((count_ == 0 ? "\n" : ",\n") + json.dump(-1, ' ', false, Json::error_handler_t::replace));
+        file_.Write((count_ == 0 ? "\n" : ",\n") + JsonText(json, -1));
       }
       ++count_;
     }

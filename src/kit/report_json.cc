@@ -60,5 +60,5 @@ std::string ReportJson(const ReportFacts& facts) {
   for (size_t fate = 0; fate < kFates; ++fate) {
     answer["ledger"][NameOf(static_cast<Fate>(fate))] = facts.ledger.of[fate];
   }
-  return answer.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  return JsonText(answer, 2) + "\n";
 }

@@ -45,7 +45,16 @@ std::string IsoPackedDate(const std::string& packed_date) {
 
 Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(DecodedMail(text)); }
 
-void ShowJson(const Json& object) { Show(object.dump(2, ' ', false, Json::error_handler_t::replace) + "\n"); }
+std::string JsonText(const Json& object, int indent) {
+  std::string text = object.dump(indent, ' ', false, Json::error_handler_t::replace);
+  constexpr char kDelete = '\x7F';  // the one control byte that the library does not escape
+  for (size_t at = text.find(kDelete); at != std::string::npos; at = text.find(kDelete, at)) {
+    text.replace(at, 1, "\\u007f");
+  }
+  return text;
+}
+
+void ShowJson(const Json& object) { Show(JsonText(object, 2) + "\n"); }
 
 const char* NameOf(Verdict verdict) {
   switch (verdict) {

@@ -28,6 +28,9 @@ Json OrNull(const std::optional<Value>& value) {
 // The text decoded, or null for an empty one.
 Json TextOrNull(const std::string& text);
 
+// Returns an object as JSON, on one line if `indent` is negative. No control byte is left as it is.
+std::string JsonText(const Json& object, int indent);
+
 // Prints an object as JSON with a line end.
 void ShowJson(const Json& object);
 

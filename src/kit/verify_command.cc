@@ -1,18 +1,16 @@
 // cvkit verify: is the message base sound?
 #include <CLI/CLI.hpp>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/repair_site.h"
+#include "kit/shown_facts.h"
 #include "kit/verify_site.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 Colour ColourOf(Severity severity) {
   switch (severity) {
@@ -60,7 +58,7 @@ void ShowJson(const Verification& verification, const Repair& repair) {
                        {"repaired", repair.change.texts},
                        {"backup", backups.empty() ? Json() : backups.back()},
                        {"backups", backups}};
-  Show(answer.dump(2) + "\n");
+  ::ShowJson(answer);
 }
 
 struct VerifyOptions : CommonOptions {

@@ -63,7 +63,7 @@ def test_text_shows_the_same_and_never_a_password_or_a_control_byte(a_packet, ki
 
 def json_text(site, kit) -> str:
     """The JSON has the subject, with its escapes, but not the body."""
-    site.inbound("b.pkt", Packet([echomail("FIDO", subject="\x1b[2J")]))
+    site.inbound("b.pkt", Packet([echomail("FIDO", subject="\x1b[2J\x7f")]))
     return packets(kit, "IN/b.pkt")[0]["messages"][0]["subject"]
 
 
