@@ -120,7 +120,13 @@ bool IsRotated(std::string name) {
          std::all_of(name.begin() + static_cast<ptrdiff_t>(size) + 1, name.end(), IsStampDigit);
 }
 
-// The stamp of the first line; empty when there is none.
+std::string LogDirectoryOf(const std::string& path) {
+  const size_t separator = path.find_last_of("/\\");
+  return separator == std::string::npos ? "." : path.substr(0, std::max<size_t>(separator, 1));
+}
+
+}  // namespace
+
 std::string FirstStamp(const std::string& path) {
   std::string stamp;
   ReadPart(path,
@@ -131,13 +137,6 @@ std::string FirstStamp(const std::string& path) {
            {});
   return stamp;
 }
-
-std::string LogDirectoryOf(const std::string& path) {
-  const size_t separator = path.find_last_of("/\\");
-  return separator == std::string::npos ? "." : path.substr(0, std::max<size_t>(separator, 1));
-}
-
-}  // namespace
 
 std::vector<std::string> FindLogParts(const std::string& log) {
   const std::string directory = LogDirectoryOf(log);

@@ -11,6 +11,9 @@
 // date to its name ("TOSSER.LOG.1", ".2.gz", ".20261122", "-20261122.gz"). Empty when there is no log.
 std::vector<std::string> FindLogParts(const std::string& log);
 
+// Returns the stamp of the first line of a part, "2026-11-22 03:10:00"; empty when it has none.
+std::string FirstStamp(const std::string& path);
+
 // Reads the parts in order and calls `take` with each complete line that has a stamp, until it returns false. The line
 // is valid during the call only. A part that no longer exists is skipped; throws NotAnswered when one cannot be read to
 // its end. `look`, if given, is called at intervals with the number of bytes read since its last call.

@@ -46,22 +46,12 @@ void AddOldFile(const char* kind, const std::string& path, int64_t cut, std::vec
     items->push_back({kind, path, file.status.size, file.status.modified, {}});
 }
 
-// The first line's time of a log, "2026-11-22 03:10:00"; empty when it has none.
-std::string FirstStampIn(const std::string& log) {
-  std::string first;
-  ReadLog({log}, [&first](const LogRecord& record) {
-    first = record.stamp;
-    return false;
-  });
-  return first;
-}
-
 bool IsToBeRotated(const TidyQuestion& question) {
   const FoundFile log = LookAtFile(question.log);
   if (!log.exists || log.status.size == 0) return false;
   if (log.status.size >= question.log_size) return true;
   if (question.log_age == INT64_MAX) return false;
-  const std::string first = FirstStampIn(question.log);
+  const std::string first = FirstStamp(question.log);
   return !first.empty() && first <= StampOf(OsNow() - question.log_age);
 }
 
@@ -83,13 +73,10 @@ void KeepUnaccounted(const KitSite& site, const std::string& log, std::vector<Ti
   }
 }
 
-// The time of the oldest mail that stays among the inbound files, as the log would write it; empty when there is none.
+// The time of the oldest inbound file that is none of those passed over, as the log would write it; empty when there is
+// none.
 std::string OldestThatStays(const TosserConfig& config, const std::string& processed, const std::string& bad,
-                            const std::vector<TidyItem>& items) {
-  std::set<std::string> passed;  // files that go, or that are no mail
-  for (const TidyItem& item : items) {
-    if (item.kept.empty() || item.kept == WhyKept(Account::kNoMail, false)) passed.insert(item.path);
-  }
+                            const std::set<std::string>& passed) {
   int64_t oldest = INT64_MAX;
   for (const std::string& directory : {processed, bad, std::string(config.Inbound)}) {
     if (directory.empty()) continue;
@@ -154,10 +141,17 @@ Tidying PlanTidying(const KitSite& site, const TidyQuestion& question) {
     }
   }
   AccountedMail accounts(site);
-  for (TidyItem& item : tidying.items) item.kept = WhyKept(accounts.Judge(item.path), item.kind == "bad");
+  std::set<std::string> passed;  // files that go, or that are no mail
+  for (TidyItem& item : tidying.items) {
+    const Account account = accounts.Judge(item.path);
+    item.kept = WhyKept(account, item.kind == "bad");
+    if (account == Account::kNoMail) passed.insert(item.path);
+  }
   if (!tidying.items.empty()) KeepUnaccounted(site, question.log, &tidying.items);
-  const std::string oldest =
-      OldestThatStays(site.config, processed, site.config.HaveInbound != 0 ? bad : "", tidying.items);
+  for (const TidyItem& item : tidying.items) {
+    if (item.kept.empty()) passed.insert(item.path);
+  }
+  const std::string oldest = OldestThatStays(site.config, processed, site.config.HaveInbound != 0 ? bad : "", passed);
   AddLogParts(question.log, oldest, cut, &tidying.items);
   if (IsToBeRotated(question)) tidying.rotate_to = RotatedName(question.log);
   return tidying;
