@@ -7,6 +7,7 @@
 #include "kit/doctor.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/log_reader.h"
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
 #include "kit/site_files.h"
@@ -59,7 +60,7 @@ void ExamineSigFile(const ConferenceEntry& entry, const BaseModel& model, Attent
 
 // Returns the start of the last complete scan, "2026-11-22T03:10"; nothing when the log has none.
 std::optional<std::string> LastScan(const std::string& path) {
-  if (!LookAtFile(path).exists) return {};
+  if (IsLogBlocked(path)) return {};
   std::optional<std::string> started;
   bool ended = false;
   LogTail(path).EachMarkBackwards([&](std::string_view line, int64_t) {

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "kit/guide_table.h"
@@ -9,6 +10,7 @@
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/log_reader.h"
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
 
@@ -37,18 +39,21 @@ std::vector<Explained> ExplainLine(const std::string& line) {
 
 // The lines of the last run, in the order in which each first appeared.
 std::vector<Explained> ExplainLastRun(const std::string& path, std::string* run) {
-  const LogTail log(path);
-  int64_t start = -1;
+  LogTail log(path);
+  std::optional<int64_t> start;
   log.EachMarkBackwards([&](std::string_view line, int64_t at) {
     if (line.find(" starting ") == std::string_view::npos) return true;
     *run = ShownMail(line);
     start = at;
     return false;
   });
-  if (start < 0) throw NotAnswered("the log " + ShownName(path) + " tells of no run");
+  if (!start && FindLogParts(path).empty()) {
+    throw NotAnswered("there is no log " + ShownName(path) + " (--log names another)");
+  }
+  if (!start) throw NotAnswered("the log " + ShownName(path) + " tells of no run");
   std::vector<Explained> explained;
   std::map<const GuideEntry*, size_t> places;
-  log.EachLine(start, [&](std::string_view line) {
+  log.EachLine(*start, [&](std::string_view line) {
     const GuideEntry* entry = FindGuideLine(line);
     if (entry == nullptr) return;
     const auto [place, is_new] = places.emplace(entry, explained.size());

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "kit/log_reader.h"
 #include "kit/log_tail.h"
 #include "kit/site_files.h"
 
@@ -15,10 +16,11 @@ bool Says(std::string_view line, std::string_view start) {
 
 // Returns the path of the bundle that was published last, if no scan has ended since. (A scan that finds a lock begins
 // but does nothing.)
-std::string UnmarkedBundle(const LogTail& log) {
+std::string UnmarkedBundle(const std::string& log_path) {
+  LogTail log(log_path);
   constexpr std::string_view kPublished = "Published complete bundle: ";
   constexpr std::string_view kPathEnd = "  (";
-  int64_t from = 0;
+  int64_t from = INT64_MIN;
   log.EachMarkBackwards([&](std::string_view line, int64_t at) {
     if (!Says(line, "=== cvtoss32 -scan run complete: ")) return true;
     from = at;
@@ -36,8 +38,8 @@ std::string UnmarkedBundle(const LogTail& log) {
 }  // namespace
 
 std::string FindFetchedBundle(const KitSite& site) {
-  if (site.config.HaveOutDir == 0 || !LookAtFile(site.log_path).exists) return {};
-  const std::string path = UnmarkedBundle(LogTail(site.log_path));
+  if (site.config.HaveOutDir == 0 || IsLogBlocked(site.log_path)) return {};
+  const std::string path = UnmarkedBundle(site.log_path);
   if (path.empty()) return {};
   const std::string name = path.substr(path.find_last_of("/\\") + 1);
   return LookAtFile(std::string(site.config.OutDir) + "/" + name).exists ? "" : name;

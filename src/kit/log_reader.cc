@@ -76,37 +76,11 @@ bool EndsIn(const std::string& text, std::string_view end) {
   return text.size() >= end.size() && std::string_view(text).substr(text.size() - end.size()) == end;
 }
 
-// Returns false when no more is wanted.
 bool ReadPart(const std::string& path, const std::function<bool(const LogRecord&)>& take,
               const std::function<void(size_t)>& look) {
-  OsFile file;
-  const OsResult opened = OsOpen(path.c_str(), kOsRead, &file);
-  if (opened == kOsMissing) return true;
-  const auto fail = [&path] { throw NotAnswered("the log " + ShownName(path) + " cannot be read to its end"); };
-  if (opened != kOsOk) fail();
   LineTaker lines(take);
-  GzipReader packed;
-  const bool is_packed = EndsIn(path, ".gz");
-  const std::function<bool(const char*, size_t)> add = [&lines](const char* bytes, size_t size) {
-    return lines.Add(bytes, size);
-  };
-  std::string block(kBlockSize, '\0');
-  for (int64_t at = 0;;) {
-    const OsReadResult read = OsReadAt(file, at, block.data(), block.size());
-    if (read.failed) fail();
-    at += static_cast<int64_t>(read.bytes);
-    if (is_packed) {
-      const GzipResult result = packed.Add(block.data(), read.bytes, add);
-      if (result == GzipResult::kStopped) return false;
-      if (result == GzipResult::kDamaged) fail();
-    } else if (!lines.Add(block.data(), read.bytes)) {
-      return false;
-    }
-    if (look) look(read.bytes);
-    if (read.bytes < block.size()) break;
-  }
-  if (is_packed && !packed.IsWhole()) fail();
-  return true;
+  return ReadLogBytes(
+      path, [&lines](const char* bytes, size_t size) { return lines.Add(bytes, size); }, look);
 }
 
 // Whether a name is that of the log with a number or a date behind, which may be packed.
@@ -127,6 +101,39 @@ std::string LogDirectoryOf(const std::string& path) {
 
 }  // namespace
 
+bool ReadLogBytes(const std::string& path, const std::function<bool(const char*, size_t)>& take,
+                  const std::function<void(size_t)>& look) {
+  OsFile file;
+  const OsResult opened = OsOpen(path.c_str(), kOsRead, &file);
+  if (opened == kOsMissing) return true;
+  const auto fail = [&path] { throw NotAnswered("the log " + ShownName(path) + " cannot be read to its end"); };
+  if (opened != kOsOk) fail();
+  GzipReader packed;
+  const bool is_packed = EndsIn(path, ".gz");
+  std::string block(kBlockSize, '\0');
+  for (int64_t at = 0;;) {
+    const OsReadResult read = OsReadAt(file, at, block.data(), block.size());
+    if (read.failed) fail();
+    at += static_cast<int64_t>(read.bytes);
+    if (is_packed) {
+      const GzipResult result = packed.Add(block.data(), read.bytes, take);
+      if (result == GzipResult::kStopped) return false;
+      if (result == GzipResult::kDamaged) fail();
+    } else if (!take(block.data(), read.bytes)) {
+      return false;
+    }
+    if (look) look(read.bytes);
+    if (read.bytes < block.size()) break;
+  }
+  if (is_packed && !packed.IsWhole()) fail();
+  return true;
+}
+
+bool IsLogBlocked(const std::string& log) {
+  OsStatus status;
+  return OsStat(log.c_str(), &status) == kOsOk && status.kind != kOsRegularFile;
+}
+
 std::string FirstStamp(const std::string& path) {
   std::string stamp;
   ReadPart(path,
@@ -139,6 +146,7 @@ std::string FirstStamp(const std::string& path) {
 }
 
 std::vector<std::string> FindLogParts(const std::string& log) {
+  if (IsLogBlocked(log)) throw NotAnswered("the log " + ShownName(log) + " is not a file");
   const std::string directory = LogDirectoryOf(log);
   const std::vector<std::string> names = ListNames(directory);
   struct Part {

@@ -4,7 +4,7 @@
 
 #include "kit/kit_answer.h"
 #include "kit/kit_output.h"
-#include "platform/os.h"
+#include "kit/log_reader.h"
 
 namespace {
 
@@ -24,6 +24,34 @@ std::string_view WithoutReturn(std::string_view line) {
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
   return line;
 }
+
+// Splits a stream of bytes into lines, and calls `take` with each and with its position in the stream.
+class LineSplitter {
+ public:
+  explicit LineSplitter(std::function<void(std::string_view line, int64_t at)> take) : take_(std::move(take)) {}
+
+  void Add(std::string_view bytes) {
+    size_t at = 0;
+    for (size_t end = bytes.find('\n'); end != std::string_view::npos; end = bytes.find('\n', at)) {
+      begun_ += bytes.substr(at, end - at);
+      take_(WithoutReturn(begun_), line_at_);
+      begun_.clear();
+      at = end + 1;
+      line_at_ = position_ + static_cast<int64_t>(at);
+    }
+    if (begun_.size() < kLongestTailLine) begun_ += bytes.substr(at);
+    position_ += static_cast<int64_t>(bytes.size());
+  }
+
+  // Returns the number of bytes so far.
+  int64_t Position() const { return position_; }
+
+ private:
+  std::function<void(std::string_view line, int64_t at)> take_;
+  std::string begun_;  // the start of a line whose end has not come yet
+  int64_t line_at_ = 0;
+  int64_t position_ = 0;
+};
 
 std::string BesideKit() {
   char program[kPathSize];
@@ -49,24 +77,21 @@ std::string LogBeside(const std::string& config) {
 }
 
 LogTail::LogTail(const std::string& path) : path_(path) {
-  OsFile file;
-  const OsResult opened = OsOpen(path_.c_str(), kOsRead, &file);
-  if (opened == kOsMissing) throw NotAnswered("there is no log " + ShownName(path_) + " (--log names another)");
-  size_ = opened == kOsOk ? OsSize(file) : -1;
+  const OsResult opened = OsOpen(path_.c_str(), kOsRead, &file_);
+  if (opened == kOsMissing) return;
+  size_ = opened == kOsOk ? OsSize(file_) : -1;
   if (size_ < 0) throw NotAnswered("the log " + ShownName(path_) + " cannot be read");
 }
 
 std::string LogTail::Read(int64_t at, size_t size) const {
-  OsFile file;
   std::string bytes(size, '\0');
-  const bool opened = OsOpen(path_.c_str(), kOsRead, &file) == kOsOk;
-  const OsReadResult read = opened ? OsReadAt(file, at, bytes.data(), size) : OsReadResult{0, true};
+  const OsReadResult read = OsReadAt(file_, at, bytes.data(), size);
   if (read.failed) throw NotAnswered("the log " + ShownName(path_) + " cannot be read");
   bytes.resize(read.bytes);
   return bytes;
 }
 
-void LogTail::EachMarkBackwards(const std::function<bool(std::string_view line, int64_t at)>& look) const {
+bool LogTail::EachMarkOfLog(const std::function<bool(std::string_view line, int64_t at)>& look) const {
   int64_t end = size_;  // the bytes from here on have been read
   std::string behind;   // the rest of the line that is cut in two at `end`
   while (end > 0) {
@@ -79,28 +104,59 @@ void LogTail::EachMarkBackwards(const std::function<bool(std::string_view line, 
       const size_t first = before == std::string_view::npos ? 0 : before + 1;
       if (first == 0 && start > 0) break;
       const std::string_view line = WithoutReturn(left.substr(first));
-      if (IsMark(line) && !look(line, start + static_cast<int64_t>(first))) return;
+      if (IsMark(line) && !look(line, start + static_cast<int64_t>(first))) return false;
       if (first == 0) break;
       left = left.substr(0, first - 1);
     }
     behind = left;
     end = start;
   }
+  return true;
+}
+
+void LogTail::EachMarkBackwards(const std::function<bool(std::string_view line, int64_t at)>& look) {
+  parts_.clear();
+  if (!EachMarkOfLog(look)) return;
+  struct Mark {
+    std::string line;
+    int64_t at;
+  };
+  std::vector<std::string> older = FindLogParts(path_);
+  if (!older.empty() && older.back() == path_) older.pop_back();
+  for (int64_t end = 0; !older.empty(); older.pop_back()) {
+    std::vector<Mark> marks;
+    LineSplitter lines([&marks](std::string_view line, int64_t at) {
+      if (IsMark(line)) marks.push_back({std::string(line), at});
+    });
+    ReadLogBytes(older.back(), [&lines](const char* bytes, size_t size) {
+      lines.Add({bytes, size});
+      return true;
+    });
+    end -= lines.Position();
+    parts_.push_back({older.back(), end});
+    for (auto mark = marks.rbegin(); mark != marks.rend(); ++mark) {
+      if (!look(mark->line, end + mark->at)) return;
+    }
+  }
 }
 
 void LogTail::EachLine(int64_t from, const std::function<void(std::string_view line)>& take) const {
-  std::string begun;
-  while (from < size_) {
-    const std::string block = Read(from, std::min(kTailBlockSize, static_cast<size_t>(size_ - from)));
+  for (auto part = parts_.rbegin(); part != parts_.rend(); ++part) {
+    const int64_t end = part + 1 == parts_.rend() ? 0 : (part + 1)->begin;
+    if (from >= end) continue;
+    LineSplitter lines([&](std::string_view line, int64_t at) {
+      if (part->begin + at >= from) take(line);
+    });
+    ReadLogBytes(part->path, [&lines](const char* bytes, size_t size) {
+      lines.Add({bytes, size});
+      return true;
+    });
+  }
+  LineSplitter lines([&take](std::string_view line, int64_t) { take(line); });
+  for (int64_t at = std::max<int64_t>(from, 0); at < size_;) {
+    const std::string block = Read(at, std::min(kTailBlockSize, static_cast<size_t>(size_ - at)));
     if (block.empty()) return;  // the log was shortened meanwhile
-    from += static_cast<int64_t>(block.size());
-    size_t at = 0;
-    for (size_t end = block.find('\n'); end != std::string::npos; end = block.find('\n', at)) {
-      begun += block.substr(at, end - at);
-      take(WithoutReturn(begun));
-      begun.clear();
-      at = end + 1;
-    }
-    if (begun.size() < kLongestTailLine) begun += block.substr(at);
+    at += static_cast<int64_t>(block.size());
+    lines.Add(block);
   }
 }

@@ -10,7 +10,6 @@
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/log_period.h"
-#include "kit/log_reader.h"
 #include "kit/log_tail.h"
 #include "kit/program_copy.h"
 #include "kit/site_files.h"
@@ -27,7 +26,7 @@ constexpr size_t kStampSize = 19;
 bool Has(std::string_view line, std::string_view text) { return line.find(text) != std::string_view::npos; }
 
 // Where to begin to read, so that a toss and a scan that came to their ends are seen if the end of the log has them.
-int64_t StartOfLastRuns(const LogTail& log) {
+int64_t StartOfLastRuns(LogTail* log) {
   struct Mode {
     const char* start;
     const char* end;
@@ -35,21 +34,21 @@ int64_t StartOfLastRuns(const LogTail& log) {
     bool seen = false;
   };
   Mode modes[] = {{" -toss run starting ", " -toss run complete: "}, {" -scan run starting ", " -scan run complete: "}};
-  int64_t newest = -1;
+  std::optional<int64_t> newest;
   int64_t from = 0;
-  log.EachMarkBackwards([&](std::string_view line, int64_t at) {
-    if (newest < 0) newest = at;
+  log->EachMarkBackwards([&](std::string_view line, int64_t at) {
+    if (!newest) newest = at;
     from = at;
     for (Mode& mode : modes) {
       mode.ended = mode.ended || Has(line, mode.end) || (Has(line, "-scan completed") && Has(mode.start, "-scan"));
       mode.seen = mode.seen || (mode.ended && Has(line, mode.start));
     }
-    return !(modes[0].seen && modes[1].seen) && newest - at < kLookBack;
+    return !(modes[0].seen && modes[1].seen) && *newest - at < kLookBack;
   });
   return from;
 }
 
-// Collects the last runs of a log, or of a part of it.
+// Collects the last runs of a log.
 class RunCollector {
  public:
   explicit RunCollector(LastRuns* last) : last_(last), runs_([this](const LoggedRun& run) { Keep(run); }) {}
@@ -75,12 +74,11 @@ class RunCollector {
   LogRuns runs_;
 };
 
-LastRuns ReadRunsAtEnd(const std::string& path) {
+LastRuns ReadRuns(const std::string& path) {
   LastRuns last;
-  if (!LookAtFile(path).exists) return last;
-  const LogTail log(path);
+  LogTail log(path);
   RunCollector runs(&last);
-  log.EachLine(StartOfLastRuns(log), [&](std::string_view line) {
+  log.EachLine(StartOfLastRuns(&log), [&](std::string_view line) {
     if (line.size() < kStampSize + 3 || line[0] != '[') return;
     LogRecord record;
     record.stamp = line.substr(1, kStampSize);
@@ -88,28 +86,6 @@ LastRuns ReadRunsAtEnd(const std::string& path) {
     runs.Take(record);
   });
   runs.Finish();
-  return last;
-}
-
-// A log that was rotated a moment ago says nothing yet: what it lacks is in the part before, which may be packed.
-LastRuns ReadRuns(const std::string& log) {
-  LastRuns last = ReadRunsAtEnd(log);
-  if (last.toss && last.scan) return last;
-  std::vector<std::string> parts = FindLogParts(log);
-  if (!parts.empty() && parts.back() == log) parts.pop_back();
-  if (parts.empty()) return last;
-  LastRuns before;
-  RunCollector runs(&before);
-  ReadLog({parts.back()}, [&runs](const LogRecord& record) {
-    runs.Take(record);
-    return true;
-  });
-  runs.Finish();
-  if (!last.toss) {
-    last.toss = before.toss;
-    last.toss_found = std::move(before.toss_found);
-  }
-  if (!last.scan) last.scan = before.scan;
   return last;
 }
 

@@ -1,5 +1,6 @@
 """cvkit doctor: each thing that it finds in a site that shows it, and nothing in sites that are near it."""
 
+import gzip
 import os
 import shutil
 import subprocess
@@ -283,6 +284,9 @@ def test_messages_that_the_last_scan_has_left(well, kit):
                         (scan.format(today) + end.format(today, "completed with COMMIT ERRORS: x"), 1)):
         well.write("TOSSER.LOG", last)
         assert [code for code, _ in found(kit)] == ["unsent-old"] * count
+    well.write("TOSSER.LOG.1.gz", gzip.compress(well.read("TOSSER.LOG")))
+    well.path("TOSSER.LOG").unlink()
+    assert [code for code, _ in found(kit)] == ["unsent-old"]
 
 
 def test_read_only_files(well, kit):

@@ -28,6 +28,13 @@ def test_a_message_written_after_the_bundle_is_not_taken_for_one_in_it(site, kit
     assert found(kit, 0) == []
 
 
+def test_a_bundle_that_was_fetched_too_early_is_found_in_a_rotated_log(ready, kit):
+    bundle_fetched(ready)
+    before = found(kit, None)
+    ready.path("TOSSER.LOG").rename(ready.path("TOSSER.LOG.1"))
+    assert found(kit, None) == before != []
+
+
 @pytest.mark.parametrize("then", ["=== cvtoss32 -scan run complete: 1 message(s) exported and committed ===", None])
 def test_a_bundle_that_was_marked_or_is_there_was_not_fetched(ready, kit, then):
     bundle_fetched(ready)

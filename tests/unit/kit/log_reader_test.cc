@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "kit/log_runs.h"
+#include "kit/log_tail.h"
 #include "unit/support/temporary_directory.h"
 #include "unit/support/test_files.h"
 
@@ -176,6 +177,33 @@ TEST_F(LogReader, StopsWhenNoMoreIsWantedAndSaysHowFarItCame) {
 TEST_F(LogReader, OfALogThatIsNotThereNothingIsRead) {
   EXPECT_EQ(FindLogParts(Path("TOSSER.LOG")), std::vector<std::string>());
   ReadLog({Path("TOSSER.LOG")}, [](const LogRecord&) { return true; });
+}
+
+TEST_F(LogReader, TheEndIsReadBackIntoTheRotatedParts) {
+  const std::string banner = "=== cvtoss32 v1.05 Beta 5 -toss run starting ===\r\n";
+  const auto part = [&banner](const char* name) { return kStamp + banner + kStamp + name + "\r\n"; };
+  WriteFile(Path("TOSSER.LOG.3"), "[2026-11-20 00:00:00] " + banner + kStamp + "one\n");
+  WriteFile(Path("TOSSER.LOG.2.gz"), Packed(part("two") + part("three")));
+  for (const bool has_log : {false, true}) {
+    if (has_log) WriteFile(Path("TOSSER.LOG"), part("four") + kStamp + "cut off");
+    const std::vector<std::string> all = has_log ? std::vector<std::string>{"one", "two", "three", "four"}
+                                                 : std::vector<std::string>{"one", "two", "three"};
+    LogTail log(Path("TOSSER.LOG"));
+    for (size_t wanted = 1; wanted <= all.size(); ++wanted) {
+      size_t marks = 0;
+      int64_t from = 0;
+      log.EachMarkBackwards([&](std::string_view, int64_t at) {
+        from = at;
+        return ++marks < wanted;
+      });
+      EXPECT_EQ(marks, wanted);
+      std::vector<std::string> texts;
+      log.EachLine(from, [&texts](std::string_view line) {
+        if (line.find("===") == std::string_view::npos) texts.emplace_back(line.substr(kStamp.size()));
+      });
+      EXPECT_EQ(texts, std::vector<std::string>(all.end() - static_cast<ptrdiff_t>(wanted), all.end()));
+    }
+  }
 }
 
 TEST(LogRuns, ARunIsCountedFromItsFirstLineToItsLast) {
