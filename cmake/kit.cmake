@@ -61,5 +61,11 @@ foreach(name base_model index_judge verify_base verify_sig)
     PROPERTIES COMPILE_OPTIONS $<$<CONFIG:Release>:-O3>)
 endforeach()
 
+# Where to look for the installed programs when a copy of cvkit is called.
+include(GNUInstallDirs)
+set(CVTOSS_INSTALLED_IN "${CMAKE_INSTALL_FULL_BINDIR}" CACHE STRING "The directory in which the programs are installed")
+set_source_files_properties(${PROJECT_SOURCE_DIR}/src/kit/program_copy.cc
+  PROPERTIES COMPILE_DEFINITIONS "CVTOSS_INSTALLED_IN=\"${CVTOSS_INSTALLED_IN}\"")
+
 add_executable(cvkit ${kit_main})
 target_link_libraries(cvkit PRIVATE cvkit_core cvtoss_warnings)

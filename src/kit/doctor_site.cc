@@ -15,6 +15,6 @@ Attentions ExamineSite(const DoctorQuestion& question) {
   ExamineAddresses(site.config, &found);
   ExaminePlaces(site, question, &found);
   ExamineBase(site, question, &found);
-  AddOutdatedCopy(question.config, &found);
+  AddOutdatedCopies(question.config, &found);
   return found;
 }

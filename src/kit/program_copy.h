@@ -1,27 +1,38 @@
-// The programs of a site: the installed cvtoss32 beside cvkit, and a copy of it beside the configuration. A site needs
-// the copy if the installed program could not write its log.
+// The programs of a site, cvtoss32 and cvkit: those that are installed, and copies of them beside the configuration. A
+// site needs the copies when the installed cvtoss32 cannot write its log, which it keeps beside itself.
 #pragma once
 
+#include <array>
 #include <string>
 
 #include "kit/attention.h"
 
-struct SitePrograms {
-  std::string installed;  // empty: there is none beside cvkit
-  std::string copy;       // empty: there is none, or it is the installed program itself
+struct SiteProgram {
+  std::string installed;  // the first one of: beside cvkit, on the PATH, where the package puts it; empty for none
+  std::string place;      // where the copy belongs
+  bool copied = false;    // there is a copy, and it is not the installed program itself
   bool outdated = false;  // the copy is another version or another build than the installed program
 };
 
-SitePrograms FindPrograms(const std::string& config_path);
+struct SitePrograms {
+  SiteProgram tosser;
+  SiteProgram kit;
 
-// The same for two given paths.
-SitePrograms ComparePrograms(const std::string& installed, const std::string& copy);
+  std::array<const SiteProgram*, 2> Both() const { return {&tosser, &kit}; }
+};
+
+// Finds them. `tosser` is the path of the installed cvtoss32 if it is known, otherwise empty.
+SitePrograms FindPrograms(const std::string& config_path, const std::string& tosser = {});
+
+// Whether cvtoss32 can and should keep its log beside the program at that path: not where programs are installed for
+// everybody, whoever may write there.
+bool MayKeepLogBeside(const std::string& program);
 
 // Returns a sentence about an outdated copy.
-std::string TellOutdatedCopy(const SitePrograms& programs);
+std::string TellOutdatedCopy(const SiteProgram& program);
 
-// Reports a copy beside the configuration that is outdated.
-void AddOutdatedCopy(const std::string& config_path, Attentions* found);
+// Reports the outdated copies beside the configuration.
+void AddOutdatedCopies(const std::string& config_path, Attentions* found);
 
 // Returns the directory of a path, with its separator at the end; empty for the current directory.
 std::string DirectoryPart(const std::string& path);

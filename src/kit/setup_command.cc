@@ -87,27 +87,38 @@ int Check(const std::string& program, const std::string& config, std::string* ou
   return status;
 }
 
-std::string InstalledProgram(const SetupOptions& options) {
-  std::string program = options.program.empty() ? ProgramIn(OwnDirectory()) : options.program;
-  if (!LookAtFile(program).exists) {
-    throw NotAnswered(ShownName(program) + " is not there: name cvtoss32 with --program");
+// Throws NotAnswered when there is no cvtoss32 to set up.
+SitePrograms RequirePrograms(const SetupOptions& options) {
+  SitePrograms programs = FindPrograms(options.config, options.program);
+  const bool named = !options.program.empty();
+  if (programs.tosser.installed.empty() && (named || options.update || !LookAtFile(programs.tosser.place).exists)) {
+    throw NotAnswered((named ? ShownName(options.program) + " is not there" : "no installed cvtoss32 was found") +
+                      ": name cvtoss32 with --program");
   }
-  return program;
+  return programs;
 }
 
-// Where the program stands that is to work on the site: a copy beside the configuration when the installed one could
-// not keep its log. Returns its path.
-std::string PlaceProgram(const SetupOptions& options, const std::string& installed, std::vector<std::string>* done) {
-  const std::string copy = ProgramIn(DirectoryPart(options.config));
-  if (LookAtFile(copy).exists) {
-    const SitePrograms programs = ComparePrograms(installed, copy);
-    if (programs.outdated) done->push_back(TellOutdatedCopy(programs) + ": renew it with cvkit setup --update");
-    return DirectoryPart(copy).empty() ? "./" + copy : copy;
+void CopyPrograms(const SitePrograms& programs, std::vector<std::string>* done) {
+  for (const SiteProgram* program : programs.Both()) {
+    if (LookAtFile(program->place).exists || program->installed.empty()) continue;
+    InstallProgram(program->installed, program->place);
+    done->push_back(program == &programs.tosser
+                        ? "the program is in " + ShownName(program->place) + ", for its log is kept beside it"
+                        : "cvkit is in " + ShownName(program->place) + ", where the exchange scripts call it");
   }
-  const std::string home = DirectoryPart(installed);
-  if (!options.copy && OsMayMakeFiles(home.empty() ? "." : home.c_str())) return installed;
-  InstallProgram(installed, copy);
-  done->push_back("the program is in " + ShownName(copy) + ", for its log is kept beside it");
+}
+
+// Returns the path of the cvtoss32 that is to work on the site: a copy beside the configuration when the installed one
+// cannot keep its log.
+std::string PlacePrograms(const SetupOptions& options, const SitePrograms& programs, std::vector<std::string>* done) {
+  const std::string& copy = programs.tosser.place;
+  if (!LookAtFile(copy).exists && !options.copy && MayKeepLogBeside(programs.tosser.installed)) {
+    return programs.tosser.installed;
+  }
+  for (const SiteProgram* program : programs.Both()) {
+    if (program->outdated) done->push_back(TellOutdatedCopy(*program) + ": renew it with cvkit setup --update");
+  }
+  CopyPrograms(programs, done);
   return DirectoryPart(copy).empty() ? "./" + copy : copy;
 }
 
@@ -119,7 +130,7 @@ void AddScheduleAdvice(const SetupProposals& found, const SetupValues& values, s
 }
 
 int WriteSetup(const SetupOptions& options) {
-  const std::string installed = InstalledProgram(options);
+  const SitePrograms programs = RequirePrograms(options);
   OsStatus status;
   if (!options.force && OsStat(options.config.c_str(), &status) != kOsMissing) {
     throw NotAnswered(ShownName(options.config) + " is there already (--force replaces it)");
@@ -130,7 +141,7 @@ int WriteSetup(const SetupOptions& options) {
   TakeAnswers(options, found, &values);
   InstallText(ConfigurationText(values), options.config, options.force);
   std::vector<std::string> done = {ShownName(options.config) + " is written"};
-  const std::string program = PlaceProgram(options, installed, &done);
+  const std::string program = PlacePrograms(options, programs, &done);
   AddScheduleAdvice(found, values, &done);
   std::string output;
   const int checked = Check(program, options.config, &output);
@@ -148,20 +159,30 @@ int WriteSetup(const SetupOptions& options) {
   return checked == 0 ? kAllIsWell : kNeedsAttention;
 }
 
-int RenewCopy(const SetupOptions& options) {
-  const SitePrograms programs = ComparePrograms(InstalledProgram(options), ProgramIn(DirectoryPart(options.config)));
-  std::string text = "There is no copy of the program beside the configuration: nothing to renew.";
-  if (!programs.copy.empty() && !programs.outdated) text = ShownName(programs.copy) + " is the installed program.";
-  if (programs.outdated) {
+int RenewCopies(const SetupOptions& options) {
+  const SitePrograms programs = RequirePrograms(options);
+  std::vector<std::string> done;
+  const bool lacks_kit = programs.tosser.copied && !LookAtFile(programs.kit.place).exists;
+  if (programs.tosser.outdated || programs.kit.outdated || lacks_kit) {
     TosserConfig config;
     if (LoadConfig(options.config.c_str(), &config) != 0 || config.HaveMsgDir == 0) {
       throw NotAnswered("the configuration " + ShownName(options.config) + " cannot be used");
     }
     const QuietSite quiet(config);
-    InstallProgram(programs.installed, programs.copy);
-    text = ShownName(programs.copy) + " is renewed.";
+    for (const SiteProgram* program : programs.Both()) {
+      if (!program->outdated) continue;
+      InstallProgram(program->installed, program->place);
+      done.push_back(ShownName(program->place) + " is renewed.");
+    }
+    if (lacks_kit) CopyPrograms(programs, &done);
+  } else {
+    for (const SiteProgram* program : programs.Both()) {
+      if (program->copied) done.push_back(ShownName(program->place) + " is the installed program.");
+    }
+    if (done.empty()) done = {"There is no copy of the programs beside the configuration: nothing to renew."};
   }
-  options.json ? ShowJson({{"done", {text}}}) : Show(text + "\n");
+  if (options.json) ShowJson({{"done", done}});
+  for (size_t i = 0; !options.json && i < done.size(); ++i) Show(done[i] + "\n");
   return kAllIsWell;
 }
 
@@ -180,10 +201,11 @@ void AddSetup(CLI::App* program, int* status) {
         ->type_name(directive.directory ? "DIRECTORY" : "TEXT");
   }
   command->add_option("--binkd", options->binkd, "The mailer's configuration, for proposals")->type_name("FILE");
-  command->add_option("--program", options->program, "The program (default: cvtoss32 beside cvkit)")->type_name("FILE");
+  command->add_option("--program", options->program, "The installed cvtoss32 (default: beside cvkit, or on the PATH)")
+      ->type_name("FILE");
   command->add_flag("--yes", options->yes, "Ask nothing: take what is proposed");
   command->add_flag("--force", options->force, "Replace a configuration that is there already");
-  command->add_flag("--copy", options->copy, "Put a copy of the program beside the configuration");
-  command->add_flag("--update", options->update, "Only renew that copy after an upgrade");
-  command->callback([options, status] { *status = options->update ? RenewCopy(*options) : WriteSetup(*options); });
+  command->add_flag("--copy", options->copy, "Put copies of both programs beside the configuration");
+  command->add_flag("--update", options->update, "Only renew those copies after an upgrade");
+  command->callback([options, status] { *status = options->update ? RenewCopies(*options) : WriteSetup(*options); });
 }

@@ -202,6 +202,6 @@ StatusFacts ReadStatus(const KitSite& site, const std::string& log) {
   ReadNewAreas(site, &facts.new_areas);
   ReadBase(site, &facts);
   Judge(&facts);
-  AddOutdatedCopy(site.config_path, &facts.attention);
+  AddOutdatedCopies(site.config_path, &facts.attention);
   return facts;
 }

@@ -45,17 +45,13 @@ def call_setup(directory, *arguments, **options) -> subprocess.CompletedProcess:
 RUN = [*([] if not WINDOWS else ["wine"]), str(KIT), "setup"]
 
 
-def program_name() -> str:
-    return PROGRAM.name
-
-
 def test_options_alone_make_the_demos_configuration(demo):
     directory, text = demo
     done = call_setup(directory, "--copy", *options_for(text))
     assert done.returncode == 0, done.stdout + done.stderr
     assert DIRECTIVE.findall((directory / "CVTOSS32.CFG").read_text()) == DIRECTIVE.findall(text)
     assert "PASSED" in done.stdout and "Next: cvkit doctor" in done.stdout
-    assert (directory / program_name()).read_bytes() == PROGRAM.read_bytes()
+    assert all((directory / program.name).read_bytes() == program.read_bytes() for program in (PROGRAM, KIT))
     assert "PASSED" in (directory / "TOSSER.LOG").read_text()
 
 
@@ -171,26 +167,56 @@ def test_a_configuration_is_replaced_only_by_force(ready, kit):
     assert "cannot be written" in kit("setup", *given, "--config", "no/such/file", status=2).errors
 
 
-@posix_only("rights are tried as a user without privileges")
-def test_the_program_is_copied_where_its_log_cannot_be_kept(ready, tmp_path):
-    home = tmp_path / "bin"
-    home.mkdir()
+@pytest.fixture
+def home(tmp_path):
+    """A directory in which both programs are installed."""
+    directory = tmp_path / "bin"
+    directory.mkdir()
     for program in (KIT, PROGRAM):
-        shutil.copy2(program, home)
+        shutil.copy2(program, directory)
+    return directory
+
+
+@posix_only("rights are tried as a user without privileges")
+@pytest.mark.parametrize("why", ["no right", "on the PATH"])
+def test_the_programs_are_copied_where_the_log_cannot_be_kept(ready, home, why):
     ready.program.unlink()
     ready.path("CVTOSS32.CFG").unlink()
-    home.chmod(0o555)
+    changes = {"PATH": f"/bin:{home}"} if why == "on the PATH" else {}
+    home.chmod(0o755 if changes else 0o555)
     done = subprocess.run([home / KIT.name, "setup", "--confdir", "CONF", "--msgdir", "MSG"], cwd=ready.root,
-                          env=environment(), stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False,
-                          preexec_fn=permissions_count)
+                          env=environment(**changes), stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                          check=False, preexec_fn=permissions_count)
     home.chmod(0o755)
     assert done.returncode == 0 and "for its log is kept beside it" in done.stdout, done
-    assert ready.program.read_bytes() == PROGRAM.read_bytes() and os.access(ready.program, os.X_OK)
+    for program in (KIT, PROGRAM):
+        copy = ready.path(program.name)
+        assert copy.read_bytes() == program.read_bytes() and os.access(copy, os.X_OK)
     assert ready.path("TOSSER.LOG").exists() and not (home / "TOSSER.LOG").exists()
+
+
+@posix_only("a program at work is replaced")
+def test_a_copy_of_cvkit_knows_and_copies_the_installed_programs(ready, home):
+    def call(*arguments, path=home):
+        return subprocess.run(["./cvkit", *arguments], cwd=ready.root, env=environment(PATH=f"{path}"),
+                              capture_output=True, text=True, check=False)
+
+    shutil.copy2(KIT, ready.path("cvkit"))
+    assert "copy-outdated" not in call("doctor").stdout
+    for name in ("cvkit", "cvtoss32"):
+        ready.path(name).write_bytes(ready.path(name).read_bytes() + b"older")
+        for command in (["doctor"], ["status", "-v"]):
+            told = f"{name} is not the program that is installed, {home}/{name} (copy-outdated)\n"
+            assert told in call(*command).stdout
+    assert "no installed cvtoss32 was found" in call("setup", "--update", path="/nowhere").stderr
+    assert call("setup", "--update").stdout == "cvtoss32 is renewed.\ncvkit is renewed.\n"
+    assert call("setup", "--update").stdout == ("cvtoss32 is the installed program.\n"
+                                                "cvkit is the installed program.\n")
 
 
 def test_the_copy_is_renewed_between_runs(ready, kit):
     older = PROGRAM.read_bytes() + b"older"
+    assert f"cvkit is in {KIT.name}, where the exchange scripts call it" in kit("setup", "--update").text
     assert "is the installed program" in kit("setup", "--update").text
     ready.program.write_bytes(older)
     given = ["--confdir", "CONF", "--msgdir", "MSG", "--config", "OTHER.CFG"]
@@ -204,8 +230,9 @@ def test_the_copy_is_renewed_between_runs(ready, kit):
     assert "is renewed" in kit("setup", "--update").text
     assert ready.program.read_bytes() == PROGRAM.read_bytes() and not ready.path(PROGRAM.name + ".new").exists()
     ready.program.unlink()
+    ready.path(KIT.name).unlink()
     assert kit.json("setup", "--update")["done"] == [
-        "There is no copy of the program beside the configuration: nothing to renew."]
+        "There is no copy of the programs beside the configuration: nothing to renew."]
     ready.program.write_bytes(older)
     ready.config("MSGDIR\n")
     assert "cannot be used" in kit("setup", "--update", status=2).errors

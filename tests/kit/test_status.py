@@ -204,7 +204,7 @@ def test_a_copy_of_the_program_that_is_not_the_installed_one(well, kit):
     well.program.write_bytes(well.program.read_bytes() + b"older")
     text = attention(kit)["copy-outdated"]
     assert text.startswith(f"{PROGRAM.name} is not the program that is installed, ") and text.endswith(PROGRAM.name)
-    assert f"{text} (copy-outdated)\n    'cvkit setup --update' there renews the copy" in kit("doctor", status=1).text
+    assert f"{text} (copy-outdated)\n    'cvkit setup --update' there renews the copies" in kit("doctor", status=1).text
 
 
 @posix_only("the lock's owner has to be a process of this system")

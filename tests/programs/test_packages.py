@@ -145,8 +145,22 @@ def test_debian_upgrade_and_removal_touch_neither_the_site_nor_a_run_at_work(deb
     system.dpkg("--install", deb)
     log = system.root / "usr/bin/TOSSER.LOG"
     readme = (ROOT / "packaging/debian/README.Debian").read_text()
-    command, = re.findall(r"(?m)^    (install(?:.*\\\n)*.*)$", readme)
-    call("sh", "-c", command.replace("/usr/", f"{system.root}/usr/").replace("/srv/bbs/ftn", str(site)))
+    commands = re.findall(r"(?m)^    (.*)$", readme)
+    given = " --force --yes --confdir . --msgdir MSGS --inbound FTN/INBOUND --outdir FTN/OUTBOUND --hub 2:999/1"
+    given += " --address 2:999/42 --system Here"
+    environment = os.environ | {"PATH": f"{system.root}/usr/bin:{os.environ['PATH']}"}
+
+    def follow(command):
+        command = re.sub("setup$", "setup" + given, command)
+        return call("sh", "-c", command.replace("/usr/", f"{system.root}/usr/").replace("/srv/bbs/ftn", str(site)),
+                    env=environment)
+
+    assert len(commands) == 3
+    for command in commands[:2]:
+        follow(command)
+    for name in ("cvtoss32", "cvkit"):
+        (site / name).write_bytes(b"an older release")
+    assert follow(commands[2]) == "cvtoss32 is renewed.\ncvkit is renewed.\n"
     call(site / "cvtoss32-exchange", site)
     assert len(list((site / "FTN/INBOUND/processed").iterdir())) == 4
 
