@@ -10,7 +10,7 @@
 #include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_output.h"
-#include "platform/os.h"
+#include "platform/os_companion.h"
 
 namespace {
 
@@ -22,11 +22,6 @@ constexpr char kDescription[] =
     "Looks into the mail and the message base of a cvtoss32 site. Only options that say so change anything.";
 constexpr char kStatuses[] =
     "Exit status: 0 nothing needs attention, 1 something does, 2 the question could not be answered.";
-
-// A run must be able to move and delete the files that cvkit reads.
-OsResult OpenShared(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error) {
-  return kOsNative.Open(place, mode == kOsRead ? kOsReadShared : mode, handle, error);
-}
 
 // Prints the parser's result: help, the version, or what is wrong with the arguments.
 int ShowParsed(const CLI::App& program, const CLI::ParseError& parsed) {
@@ -82,7 +77,7 @@ void AddCommonOptions(CLI::App* command, CommonOptions* options) {
 
 int RunKit(int argc, const char* const* argv) {
   OsPrepareProcess();
-  OsInForce().Open = OpenShared;
+  OsReadWithoutTrace();
   try {
     return Run(argc, argv);
   } catch (const std::exception& error) {

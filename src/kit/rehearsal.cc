@@ -110,7 +110,7 @@ RehearsedExport ExportOf(const PackedMessageView& packed) {
     const size_t end = std::min(lines.find('\r', at), lines.size());
     const std::string line = lines.substr(at, end - at);
     at = end + 1;
-    if (line.rfind("AREA:", 0) == 0 && message.area.empty()) {
+    if (line.rfind("AREA:", 0) == 0 && !message.area) {
       message.area = line.substr(5);
     } else if (line.rfind("\x01MSGID: ", 0) == 0) {
       message.msgid = line.substr(8);

@@ -32,7 +32,8 @@ struct RehearsedFile {
 };
 
 struct RehearsedExport {
-  std::string from, to, subject, area, msgid;  // the area is empty for netmail
+  std::string from, to, subject, msgid;
+  std::optional<std::string> area;  // none for netmail
 };
 
 struct RehearsedBundle {

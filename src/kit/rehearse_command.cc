@@ -53,7 +53,7 @@ std::string TellBundle(const RehearsedBundle& bundle) {
   std::string text = fmt::format("  {}: a bundle of {} with {}\n", ShownName(bundle.directory),
                                  Count(bundle.size, "byte"), Count(bundle.messages.size(), "message"));
   for (const RehearsedExport& one : bundle.messages) {
-    text += fmt::format("    {:<15}  {}\n", one.area.empty() ? "(netmail)" : ShownMail(one.area),
+    text += fmt::format("    {:<15}  {}\n", one.area ? ShownMail(*one.area) : "(netmail)",
                         ShownMessage(one.from, one.to, one.subject));
   }
   return text;
@@ -108,7 +108,7 @@ Json JsonOf(const RehearsedBundle& bundle) {
     messages.push_back({{"from", DecodedMail(one.from)},
                         {"to", DecodedMail(one.to)},
                         {"subject", DecodedMail(one.subject)},
-                        {"area", TextOrNull(one.area)},
+                        {"area", one.area ? Json(DecodedMail(*one.area)) : Json()},
                         {"msgid", TextOrNull(one.msgid)}});
   }
   return {{"directory", ShownName(bundle.directory)}, {"size", bundle.size}, {"messages", messages}};

@@ -1,7 +1,8 @@
 // The platform layer, called "the door" in this project: the only interface to the operating system.
 //
 // Files, the clock, sleeping, memory and process services go through the functions below and nowhere else. They call
-// through a table of function pointers, which a test replaces entry by entry; the shipped program never changes it.
+// through a table of function pointers, which a test replaces entry by entry; cvtoss32 never changes it, and cvkit only
+// as os_companion.h says.
 // os_posix.cc and os_windows.cc fill the table; the build compiles one of them.
 //
 // Paths are bytes; both slashes separate names. Functions on what may be absent have three results (found, missing,

@@ -12,6 +12,7 @@ using OsTakeOutput = void (*)(void* context, const char* text, size_t size);
 
 // Runs a program to its end: `arguments` are its path and what it is called with, ended by nullptr; it works in
 // `directory`, or here for nullptr. Its standard input is empty, and what it writes on either output goes to `take`.
+// If this process ends before the program, in whatever way, the system ends the program.
 // Returns its exit status (128 and the number of the signal that ended it), or -1 when it could not be started.
 int OsRunProgram(const char* const* arguments, const char* directory, OsTakeOutput take, void* context);
 
@@ -43,3 +44,8 @@ bool OsMayMakeFiles(const char* directory);
 
 // Whether standard input is a terminal.
 bool OsIsTyped();
+
+// From now on, a file that this process has opened for reading can be moved and deleted by others, and reading or
+// listing leaves the access time unchanged where the system allows that: on Linux, if the file or directory belongs to
+// this process's user, or that is root. Changes the table.
+void OsReadWithoutTrace();

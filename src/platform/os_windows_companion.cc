@@ -59,6 +59,33 @@ void AddArgument(const char* argument, CommandLine* line) {
   line->Add('"');
 }
 
+// While this exists, the processes that this one starts end with it, in whatever way it ends: it is in a job that ends
+// with its only handle, and its children are born into that job. Where jobs cannot be nested, one that is in a job
+// already gets no further one.
+class CommonEnd {
+ public:
+  CommonEnd() {
+    job_.handle = CreateJobObjectA(nullptr, nullptr);
+    if (Limit(JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE)) (void)AssignProcessToJobObject(job_.handle, GetCurrentProcess());
+  }
+
+  // Closing a job with the limit would end this process, too.
+  ~CommonEnd() {
+    if (!Limit(0)) job_.handle = INVALID_HANDLE_VALUE;
+  }
+  CommonEnd(const CommonEnd&) = delete;
+  CommonEnd& operator=(const CommonEnd&) = delete;
+
+ private:
+  bool Limit(DWORD flags) {
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+    limits.BasicLimitInformation.LimitFlags = flags;
+    return SetInformationJobObject(job_.handle, JobObjectExtendedLimitInformation, &limits, sizeof limits) != 0;
+  }
+
+  Handle job_;
+};
+
 bool Start(const char* const* arguments, const char* directory, HANDLE input, HANDLE output, Handle* process) {
   auto* const line = static_cast<CommandLine*>(OsAllocate(sizeof(CommandLine)));
   if (line == nullptr) return false;
@@ -81,6 +108,10 @@ bool Start(const char* const* arguments, const char* directory, HANDLE input, HA
   return true;
 }
 
+OsResult OpenUntraced(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error) {
+  return kOsNative.Open(place, mode == kOsRead ? kOsReadShared : mode, handle, error);
+}
+
 }  // namespace
 
 int OsRunProgram(const char* const* arguments, const char* directory, OsTakeOutput take, void* context) {
@@ -92,6 +123,7 @@ int OsRunProgram(const char* const* arguments, const char* directory, OsTakeOutp
   (void)SetHandleInformation(from.handle, HANDLE_FLAG_INHERIT, 0);
   nothing.handle =
       CreateFileA("NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherited, OPEN_EXISTING, 0, nullptr);
+  const CommonEnd common_end;
   Handle process;
   if (!Start(arguments, directory, nothing.handle, to.handle, &process)) return -1;
   to.Close();
@@ -154,3 +186,5 @@ bool OsIsTyped() {
   DWORD mode = 0;
   return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
 }
+
+void OsReadWithoutTrace() { OsInForce().Open = OpenUntraced; }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -12,6 +13,8 @@
 
 namespace {
 
+constexpr char kShowing[] = "DISABLED_ShowsItsArguments";
+
 struct Outcome {
   int status = 0;
   std::string output;
@@ -19,15 +22,17 @@ struct Outcome {
 
 void Take(void* context, const char* text, size_t size) { static_cast<std::string*>(context)->append(text, size); }
 
-// Runs this very program, but only the test below.
-Outcome RunSelf(std::vector<const char*> more, const char* directory) {
+// Runs this very program, but only one of the disabled tests below.
+Outcome RunSelf(const std::string& test, std::vector<const char*> more, const char* directory,
+                OsTakeOutput take = Take) {
   char self[4096];
   (void)OsProgramPath(self, sizeof self);
-  std::vector<const char*> arguments = {self, "--gtest_also_run_disabled_tests", "--gtest_filter=OsChild.*"};
+  const std::string filter = "--gtest_filter=OsChild." + test;
+  std::vector<const char*> arguments = {self, "--gtest_also_run_disabled_tests", filter.c_str()};
   arguments.insert(arguments.end(), more.begin(), more.end());
   arguments.push_back(nullptr);
   Outcome outcome;
-  outcome.status = OsRunProgram(arguments.data(), directory, Take, &outcome.output);
+  outcome.status = OsRunProgram(arguments.data(), directory, take, &outcome.output);
   return outcome;
 }
 
@@ -44,14 +49,15 @@ TEST(OsChild, DISABLED_ShowsItsArguments) {
 TEST(OsRunProgram, HandsOverArgumentsAsTheyAreAndTakesBothOutputs) {
   const TemporaryDirectory directory;
   WriteFile(directory / "mark", "");
-  const Outcome outcome = RunSelf({"", "a b", "say \"x\" \\\" \\", "C:\\end\\", "succeed"}, directory.Path().c_str());
+  const Outcome outcome =
+      RunSelf(kShowing, {"", "a b", "say \"x\" \\\" \\", "C:\\end\\", "succeed"}, directory.Path().c_str());
   EXPECT_EQ(outcome.status, 0);
   EXPECT_NE(outcome.output.find("<><a b><say \"x\" \\\" \\><C:\\end\\><succeed>"), std::string::npos) << outcome.output;
   EXPECT_NE(outcome.output.find("the mark is here"), std::string::npos);
 }
 
 TEST(OsRunProgram, WorksHereWhenNoDirectoryIsGivenAndReturnsTheStatus) {
-  const Outcome outcome = RunSelf({"fail"}, nullptr);
+  const Outcome outcome = RunSelf(kShowing, {"fail"}, nullptr);
   EXPECT_EQ(outcome.status, 1);
   EXPECT_EQ(outcome.output.find("the mark is here"), std::string::npos);
 }
@@ -63,6 +69,28 @@ TEST(OsRunProgram, SaysWhenAProgramCannotBeStarted) {
   std::string output;
   EXPECT_EQ(OsRunProgram(arguments, nullptr, Take, &output), -1);
   EXPECT_EQ(output, "");
+}
+
+// A program that starts another one and ends at once when that is at work.
+TEST(OsChild, DISABLED_EndsBeforeItsChild) {
+  constexpr OsTakeOutput kEnd = [](void*, const char*, size_t) { std::_Exit(0); };
+  (void)RunSelf("DISABLED_WritesAFileLate", {}, nullptr, kEnd);
+}
+
+TEST(OsChild, DISABLED_WritesAFileLate) {
+  OsSleep(300);
+  WriteFile("late", "");
+}
+
+TEST(OsRunProgram, LeavesNoProgramBehindWhenItsCallerEnds) {
+  const TemporaryDirectory directory;
+  const std::string late = directory / "late";
+  OsStatus status;
+  ASSERT_EQ(RunSelf("DISABLED_EndsBeforeItsChild", {}, directory.Path().c_str()).status, 0);
+  OsSleep(600);
+  EXPECT_EQ(OsStat(late.c_str(), &status), kOsMissing);
+  ASSERT_EQ(RunSelf("DISABLED_WritesAFileLate", {}, directory.Path().c_str()).status, 0);
+  EXPECT_EQ(OsStat(late.c_str(), &status), kOsOk);
 }
 
 TEST(OsRoom, IsToldOfDirectoriesThatAreThere) {
