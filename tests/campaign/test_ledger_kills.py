@@ -1,28 +1,24 @@
-"""The ledger accounts for all mail after a killed toss, and after the next one."""
+"""The ledger accounts for all mail after a killed toss, and after the next one, with a repair between or without."""
 
 import re
+
 import pytest
 
-from harness.kit import Kit
+from harness.ledger import sums
 from harness.site import LOCK, LOG, Site
+from test_toss_kills import NAMES, elsewhere, find  # noqa: F401
 from tools.count import LONG
 from tools.kills import kill_at, needs_strace, writing_points
+from tools.repairs import repair
 from tools.toss_rerun import mend
 from tools.toss_scene import SOURCE, TossScene
-from tools.toss_scenes import scenes
 
 pytestmark = needs_strace
 
-SCENES = {scene.name: scene for scene in scenes(None)}
-NAMES = ["existing conferences", "without MSGIDs", "a bundle of three packets", "a packet with a structural fault",
-         "sources deleted", "unknown areas", "moved by a link", "an older processed file"]
-EACH = 1 if LONG else 4
-"""So many points are killed at once in a long campaign, and one in so many else."""
-
-
-def sums(site: Site, status: int = 0) -> dict[str, int]:
-    answer = Kit(site).json("ledger", status=status)
-    return {key: answer[key] for key in answer if isinstance(answer[key], int) and answer[key]}
+EACH = 1 if LONG else 17
+"""One in so many points is tried; odd, so that both ends are."""
+NO_LOG = "a retained packet tossed again"
+"""The log of its earlier toss is gone, so that nothing tells which toss stored its first message."""
 
 
 def assert_accounted_for(site: Site, scene: TossScene, log: str) -> None:
@@ -30,14 +26,13 @@ def assert_accounted_for(site: Site, scene: TossScene, log: str) -> None:
     messages = len(scene.mails)
     inbound = site.path(f"IN/{SOURCE}").exists()
     wrote = len(set(re.findall(r"-> wrote conf \d+ msg #\d+", log)))
-    found = sums(site)
     if inbound:
         expected = {"stored": wrote, "waiting": messages - wrote + scene.fault}
     elif scene.kept:
         expected = {"stored": messages, "damaged": int(scene.fault)}
     else:
         expected = {"unknown": messages}
-    assert found == {key: value for key, value in (expected | {"in": messages + scene.fault}).items() if value}
+    assert sums(site) == {fate: count for fate, count in expected.items() if count}
 
 
 def toss_to_the_end(site: Site) -> None:
@@ -50,20 +45,27 @@ def toss_to_the_end(site: Site) -> None:
         assert site.toss().status == 0
 
 
-@pytest.mark.parametrize("name", NAMES)
-def test_what_a_killed_toss_leaves_is_accounted_for(sites, count, name):
-    scene = SCENES[name]
+def repair_and_toss(site: Site) -> None:
+    repair(site)
+    assert site.toss().status == 0
+
+
+ENDS = (toss_to_the_end, repair_and_toss)
+
+
+@pytest.mark.parametrize("name", [name for name in NAMES if name != NO_LOG])
+def test_what_a_killed_toss_leaves_is_accounted_for(sites, elsewhere, count, name):
+    scene = find(name, elsewhere)
     site = sites.fresh()
     scene.lay(site)
     points = writing_points(site, "-toss", *scene.options)
-    for number, point in enumerate(points):
-        if (number + len(name)) % EACH:
-            continue
+    tried = [(point, end) for point in points for end in ENDS]
+    for point, end in tried[len(name) % EACH::EACH]:
         site = sites.fresh()
         scene.lay(site)
         kill_at(site, "-toss", point, *scene.options)
         log = site.path(LOG)
         assert_accounted_for(site, scene, log.read_text() if log.exists() else "")
-        toss_to_the_end(site)
+        end(site)
         assert_accounted_for(site, scene, log.read_text())
         count.one()

@@ -31,6 +31,14 @@ def ledger(kit: Kit, *arguments, status: int = 0, **expected: int) -> list[dict]
     return answer["messages"]
 
 
+def sums(site: Site) -> dict[str, int]:
+    """The sums that are not 0. Nothing may be unaccounted for."""
+    answer = Kit(site).json("ledger")
+    found = {fate: answer[fate] for fate in FATES if answer[fate]}
+    assert answer["in"] == sum(found.values())
+    return found
+
+
 def fates(messages: list[dict]) -> list[str]:
     return [message["fate"] for message in messages]
 

@@ -11,7 +11,7 @@ from formats.conference_table import Conference, echo, netmail
 from formats.packet import PackedMessage, Packet
 from formats.packet import netmail as packed_netmail
 from formats.zip_bundle import DATA_DESCRIPTOR, DEFLATED, Entry, bundle
-from harness.ledger import CUT, fates, ledger, mail, states, tossed
+from harness.ledger import CUT, edit_log, fates, ledger, mail, states, tossed
 from harness.site import LOCK, LOG
 from harness.target import posix_only
 
@@ -101,6 +101,22 @@ def test_mail_without_msgid_that_was_stored_by_each_toss_counts_once(post, kit):
         assert post.toss().status == 1
     assert [one["message_number"] for one in ledger(kit, stored=1)] == [3]
     assert states(kit) == {"a.su0": "retained"}
+
+
+def test_a_message_that_a_killed_toss_stored_without_its_line_is_stored(post, kit):
+    tossed(post, mail(1))
+    assert edit_log(post, "-> wrote|parsed from|moved to|complete") == 4
+    tossed(post, mail(1))
+    message, = ledger(kit, stored=1)
+    assert (message["message_number"], message["reason"]) == (1, "by a toss that ended before it said so")
+
+
+def test_a_message_that_another_file_brought_before_a_killed_toss_is_a_duplicate(post, kit):
+    tossed(post, mail(1), name="first.pkt")
+    tossed(post, mail(1))
+    assert edit_log(post, "already seen|processed/a") == 2
+    tossed(post, mail(1))
+    assert fates(ledger(kit, stored=1, duplicate=1)) == ["duplicate", "stored"]
 
 
 @pytest.mark.parametrize("keep", ["yes", "no"])

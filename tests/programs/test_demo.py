@@ -1,5 +1,6 @@
 """script/demo works, and shows every kind of mail that it announces."""
 
+import json
 import pathlib
 import re
 import subprocess
@@ -18,6 +19,22 @@ def demo(*arguments, **options):
     done = call(*arguments, **options)
     assert done.returncode == 0, done.stdout
     return done.stdout
+
+
+def inbound_mail():
+    """What becomes of the sample mail when it arrives for the first time: stored, duplicate and damaged messages."""
+    sources = ROOT / "examples" / "site"
+    packets = [path.read_text(encoding="utf-8") for path in (sources / "inbound").rglob("*.pkt.txt")]
+    known = re.findall(r"(?m)^Msgid: (.*)$", (sources / "messages.txt").read_text(encoding="utf-8"))
+    damaged = sum("\nCut: " in packet for packet in packets)
+    duplicates = sum(msgid in known for packet in packets for msgid in re.findall(r"(?m)^\^AMSGID: (.*)$", packet))
+    return sum(packet.count("\n====\n") for packet in packets) - damaged - duplicates, duplicates, damaged
+
+
+def ledger(site):
+    """The sums that are not 0."""
+    done = subprocess.run([site / "cvkit", "ledger", "--json"], cwd=site, stdout=subprocess.PIPE, check=True)
+    return {fate: count for fate, count in json.loads(done.stdout).items() if isinstance(count, int) and count}
 
 
 def test_first_call_then_second_call_then_fresh(tmp_path):
@@ -48,11 +65,19 @@ def test_first_call_then_second_call_then_fresh(tmp_path):
     assert parent < reply, "the reply did not arrive under its parent"
     assert "+ #1 Sysop to Tilda Marsh: Feed for two more areas" in hub
 
+    stored, duplicates, damaged = inbound_mail()
+    assert ledger(site) == {"in": stored + duplicates + damaged, "stored": stored, "duplicate": duplicates,
+                            "damaged": damaged}
+    assert ledger(tmp_path / "site-hub") == {"in": 2, "stored": 2}, "one by the killed toss, and one by the next"
+
     second = demo(site)
     assert second.count("already seen in conf") == 8
     assert not re.search(r", \d+ new\n", second), "the second call stored something again"
     assert "Nothing to export" in second
     assert "carries 0 bundle(s)" in second
+
+    assert ledger(site) == {"in": 2 * (stored + duplicates + damaged), "stored": stored,
+                            "duplicate": stored + 2 * duplicates, "damaged": 2 * damaged}
 
     fresh = demo("--fresh", site)
     assert fresh.count("already seen in conf") == 2, "one for the site, and one for the hub's toss after the killed one"

@@ -3,14 +3,16 @@
 All messages have a MSGID, so that each must be stored or sent exactly once in the end.
 """
 
+import re
 from collections import Counter
 from typing import Callable, Protocol
 
 from formats.conference_table import echo
 from formats.message_base import MessageBase, assert_whole, message_body
 from harness.damage import assert_sig_lines
+from harness.ledger import sums
 from harness.run import Run
-from harness.site import LOCK, Site, Snapshot
+from harness.site import LOCK, LOG, Site, Snapshot
 from tools.promises import assert_nothing_damaged
 from tools.scan_scene import PACKET, LateScan, bundles, unsent
 from tools.toss_scene import PROCESSED, SOURCE, Mail, echo_mail
@@ -18,6 +20,7 @@ from tools.toss_scenes import packet
 
 CONFERENCES = [echo("FIDO"), echo("TECH")]
 TROUBLE = ("ERROR", "CRITICAL", "FATAL", "Aborting", "  ERROR")
+WROTE = re.compile(rb"  -> wrote conf \d+ msg #\d+  From='.*\n")
 HALF_LINE = "ERROR: bundle exists, but could not append SIG"
 
 
@@ -101,8 +104,17 @@ class FaultyToss:
             assert stored.total() == len(self.mails), "the source went before its messages were stored"
             assert site.read(f"{PROCESSED}/{SOURCE}") == self.source
 
+    def assert_accounted_for(self, site: Site) -> None:
+        """The ledger finds each message, unless the log had no room for all of its lines."""
+        stored = len(self.bodies(site)) - 1
+        if len(WROTE.findall(site.read(LOG))) == stored:
+            expected = {"stored": stored, "waiting": len(self.mails) - stored}
+            assert sums(site) == {fate: count for fate, count in expected.items() if count}
+
     def assert_finished(self, site: Site) -> None:
+        self.assert_accounted_for(site)
         assert run(site, self).status == 0
+        self.assert_accounted_for(site)
         assert Counter(self.bodies(site)) == Counter([b"earlier mail\x01", *[mail.body for mail in self.mails]])
         assert not site.path(f"IN/{SOURCE}").exists()
 
