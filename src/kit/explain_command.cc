@@ -1,11 +1,9 @@
 // cvkit explain: what does a line of the log want of me?
 #include <CLI/CLI.hpp>
-#include <map>
 #include <memory>
-#include <optional>
 #include <vector>
 
-#include "kit/guide_table.h"
+#include "kit/explained_run.h"
 #include "kit/kit_answer.h"
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
@@ -22,63 +20,25 @@ struct ExplainOptions {
   std::string log;
 };
 
-// A row of the guide, and the lines that belong to it.
-struct Explained {
-  const GuideEntry* entry;
-  std::string line;  // the first of them, showable
-  size_t count = 1;
-};
-
-std::vector<Explained> ExplainLine(const std::string& line) {
+std::vector<ExplainedLine> ExplainLine(const std::string& line) {
   if (const GuideEntry* entry = FindGuideLine(line)) return {{entry, ShownMail(BareLine(line))}};
-  std::vector<Explained> explained;
+  std::vector<ExplainedLine> explained;
   for (const GuideEntry* entry : SearchGuideLines(line)) explained.push_back({entry, entry->line});
   if (explained.empty()) throw NotAnswered("the operator's guide has no such line: it asks for nothing");
   return explained;
 }
 
-// The lines of the last run, in the order in which each first appeared.
-std::vector<Explained> ExplainLastRun(const std::string& path, std::string* run) {
-  LogTail log(path);
-  std::optional<int64_t> start;
-  log.EachMarkBackwards([&](std::string_view line, int64_t at) {
-    if (line.find(" starting ") == std::string_view::npos) return true;
-    *run = ShownMail(line);
-    start = at;
-    return false;
-  });
-  if (!start && FindLogParts(path).empty()) {
-    throw NotAnswered("there is no log " + ShownName(path) + " (--log names another)");
-  }
-  if (!start) throw NotAnswered("the log " + ShownName(path) + " tells of no run");
-  std::vector<Explained> explained;
-  std::map<const GuideEntry*, size_t> places;
-  log.EachLine(*start, [&](std::string_view line) {
-    const GuideEntry* entry = FindGuideLine(line);
-    if (entry == nullptr) return;
-    const auto [place, is_new] = places.emplace(entry, explained.size());
-    if (is_new) {
-      explained.push_back({entry, ShownMail(BareLine(line))});
-    } else {
-      ++explained[place->second].count;
-    }
-  });
-  return explained;
-}
-
-void ShowText(const std::vector<Explained>& all, const std::string& run) {
+void ShowText(const std::vector<ExplainedLine>& all, const std::string& run) {
   if (!run.empty()) Show(run + "\n");
-  for (const Explained& one : all) {
-    const std::string more = one.count == 1 ? "" : fmt::format(" (and {} like it)", Count(one.count - 1, "line"));
-    Show(fmt::format("{}{}\n    {}\n", Coloured(one.entry->asks ? kWarning : kFaint, one.line), more,
-                     one.entry->remedy));
+  for (const ExplainedLine& one : all) {
+    Show(fmt::format("{}\n    {}\n", Coloured(one.entry->asks ? kWarning : kFaint, TextOf(one)), one.entry->remedy));
   }
   if (!run.empty() && all.empty()) Show("Nothing asks for your attention.\n");
 }
 
-void ShowObject(const std::vector<Explained>& all, const std::string& run, bool asks) {
+void ShowObject(const std::vector<ExplainedLine>& all, const std::string& run, bool asks) {
   Json lines = Json::array();
-  for (const Explained& one : all) {
+  for (const ExplainedLine& one : all) {
     lines.push_back({{"line", one.line},
                      {"count", one.count},
                      {"entry", one.entry->line},
@@ -88,13 +48,19 @@ void ShowObject(const std::vector<Explained>& all, const std::string& run, bool 
   ShowJson({{"ok", !asks}, {"run", run.empty() ? Json() : Json(run)}, {"lines", lines}});
 }
 
+ExplainedRun ExplainLog(const std::string& log) {
+  ExplainedRun run = ExplainLastRun(log, {});
+  if (!run.start.empty()) return run;
+  if (FindLogParts(log).empty()) throw NotAnswered("there is no log " + ShownName(log) + " (--log names another)");
+  throw NotAnswered("the log " + ShownName(log) + " tells of no run");
+}
+
 int Explain(const ExplainOptions& options, bool of_line) {
-  std::string run;
   const std::string log = options.log.empty() ? LogBeside(options.common.config) : options.log;
-  const std::vector<Explained> all = of_line ? ExplainLine(options.line) : ExplainLastRun(log, &run);
+  const ExplainedRun run = of_line ? ExplainedRun{{}, ExplainLine(options.line)} : ExplainLog(log);
   bool asks = false;
-  for (const Explained& one : all) asks = asks || one.entry->asks;
-  options.common.json ? ShowObject(all, run, asks) : ShowText(all, run);
+  for (const ExplainedLine& one : run.lines) asks = asks || one.entry->asks;
+  options.common.json ? ShowObject(run.lines, run.start, asks) : ShowText(run.lines, run.start);
   return asks ? kNeedsAttention : kAllIsWell;
 }
 

@@ -8,6 +8,7 @@
 #include "bbs/records.h"
 #include "kit/capacity.h"
 #include "kit/doctor.h"
+#include "kit/explained_run.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/log_period.h"
@@ -91,6 +92,13 @@ std::vector<ReportConference> ReadConferences(const KitSite& site, std::map<int6
   return all;
 }
 
+// What the last run of a mode logged that asks for something.
+void AddLoggedLines(const std::string& log, const std::string& mode, Attentions* all) {
+  for (const ExplainedLine& line : ExplainLastRun(log, "-" + mode).lines) {
+    if (line.entry->asks) all->push_back({"log-line", "the last " + mode + ": " + TextOf(line), line.entry->remedy});
+  }
+}
+
 void AddOthers(const Attentions& more, Attentions* all) {
   for (const Attention& one : more) {
     const bool known = std::any_of(all->begin(), all->end(), [&one](const Attention& other) {
@@ -140,6 +148,8 @@ ReportFacts ReadReport(const KitSite& site, const std::string& log,
   if (const size_t lost = facts.ledger.Of(Fate::kUnaccounted); lost != 0) {
     AddAttention("mail-unaccounted", "nothing says what became of " + Count(lost, "message"), &facts.attention);
   }
+  AddLoggedLines(log, "toss", &facts.attention);
+  AddLoggedLines(log, "scan", &facts.attention);
   AddOthers(ExamineSite({site.config_path, log, {}}), &facts.attention);
   return facts;
 }

@@ -52,7 +52,7 @@ struct ReportFacts {
   std::string unsettled;  // why, or empty
   bool has_log = false;
   StatusFacts status;
-  Attentions attention;         // of status, doctor and ledger
+  Attentions attention;         // of status, doctor, ledger and the last runs' lines
   std::vector<ReportDay> days;  // kReportDays
   MailCounts sum;               // of the days
   std::vector<ReportConference> conferences;

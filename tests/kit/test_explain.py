@@ -1,5 +1,6 @@
 """cvkit explain: every line in the operator's guide is found when it has real values, and no other line is."""
 
+import gzip
 import os
 import re
 
@@ -91,6 +92,19 @@ def test_only_the_lines_of_the_last_run_are_listed_and_counted(site, kit):
     assert answer["run"] == BANNER.rstrip()
     assert [(one["line"], one["count"]) for one in answer["lines"]] == [(full.format(1), 2)]
     assert "(and 1 line like it)" in kit("explain", status=1).text
+
+
+@pytest.mark.parametrize("name, pack", [("TOSSER.LOG.1", bytes), ("TOSSER.LOG-20261122.gz", gzip.compress)])
+def test_the_last_run_is_found_in_a_log_that_was_rotated(site, kit, name, pack):
+    line = "ERROR: could not seek MSG/x"
+    log(site, line)
+    whole = site.read("TOSSER.LOG")
+    site.write(name, pack(whole))
+    for left, count in ((None, 1), (b"", 1), (whole.partition(LINE_END)[2], 2)):
+        site.path("TOSSER.LOG").unlink(missing_ok=True)
+        if left is not None:
+            site.write("TOSSER.LOG", left)
+        assert [(one["line"], one["count"]) for one in kit.json("explain", status=1)["lines"]] == [(line, count)]
 
 
 def test_a_line_that_the_program_has_cut_is_found(kit):

@@ -252,6 +252,15 @@ def test_the_text_has_the_same_facts(ready, kit, temporary):
     assert "Nothing would change.\n" in kit("rehearse", "toss").text
 
 
+@posix_only("a pseudo-terminal")
+def test_a_terminal_shows_how_far_the_work_is(ready, kit, temporary):
+    ready.inbound("1.pkt", a_packet())
+    shown = kit.errors_on_terminal("rehearse", "toss")
+    for bar in ("copying", "running"):
+        assert f"\r{bar} [{'#' * 30}] 100%\r" in shown
+    assert shown.endswith(" \r")
+
+
 def test_a_copy_is_kept_on_request(ready, kit, temporary):
     ready.inbound("1.pkt", a_packet())
     kept = kit.json("rehearse", "toss", "--keep")["kept"]

@@ -233,7 +233,8 @@ def test_markup_from_outside_is_only_text(hostile, kit):
     assert not [name for name in page.attributes if name.startswith("on") or name in ("src", "href")]
     names = [row[1] for row in page.tables["conferences"][1:]]
     assert names == [f"{SHOWN} <I>&'\"X", "Θ<img src=x> TALK", f"{SHOWN} netmail"]
-    assert "<SVG/ONLOAD=X>" in page.text and "<b onclick=\"x\">&'" in page.text
+    assert "the last toss: msg 4: AREA:<SVG/ONLOAD=X> has no matching conference" in page.text
+    assert "<SVG/ONLOAD=X>" in page.tables["unknown"][1] and "<b onclick=\"x\">&'" in page.text
     assert WINDOWS or "that the last toss left in INBOUND: <a>&.pkt" in page.text
     assert not re.search(r"https?:|@import|url\(", text)
 
@@ -273,6 +274,29 @@ def test_where_the_page_goes(ready, kit, tmp_path):
     assert path.read_bytes().startswith(b"<!DOCTYPE html>")
     assert "is within the site" in kit("report", "-o", "MSG/page.html", status=2).errors
     assert kit("report", "--config", "nowhere", status=2).errors
+
+
+def test_lines_of_the_last_toss_and_scan_ask_for_attention(ready, kit):
+    asking = ["ERROR: could not seek <b>&amp;", "ERROR: CONFDIR does not exist or is not a directory: x"]
+    runs = [("toss", "ERROR: could not seek an older run"), ("scan", asking[1]), ("check", asking[0]),
+            ("toss", asking[0], "Found: x", asking[0], asking[0]), ("check", "ERROR: could not seek for a check")]
+    ready.write("TOSSER.LOG", "".join(
+        f"[{TODAY} 03:10:00] {line}\n" for mode, *lines in runs
+        for line in (f"=== cvtoss32 v1.05 Beta 5 -{mode} run starting ===", *lines)))
+    told = [one for one in kit.json("report", status=1)["attention"] if one["code"] == "log-line"]
+    assert [one["text"] for one in told] == [f"the last toss: {asking[0]} (and 2 lines like it)",
+                                             f"the last scan: {asking[1]}"]
+    assert [one["remedy"] for one in told] == [kit.json("explain", line, status=1)["lines"][0]["remedy"]
+                                               for line in asking]
+    text = Page(kit("report", status=1).text).text
+    assert all(one["text"] + one["remedy"] in text for one in told)
+
+
+@posix_only("a pseudo-terminal")
+def test_a_terminal_shows_how_far_the_work_is(ready, kit):
+    ready.inbound("mail.pkt", Packet([netmail("text")]))
+    shown = kit.errors_on_terminal("report")
+    assert "\raccounting [" + "#" * 30 + "] 100%" in shown and shown.endswith(" \r")
 
 
 def test_what_the_ledger_does_not_find_asks_for_attention(ready, kit):
