@@ -1,4 +1,4 @@
-// cvkit explain: what does a line of the log want of me?
+// cvkit explain: the meaning of lines in the log, from the operator's guide.
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <vector>
@@ -52,7 +52,7 @@ ExplainedRun ExplainLog(const std::string& log) {
   ExplainedRun run = ExplainLastRun(log, {});
   if (!run.start.empty()) return run;
   if (FindLogParts(log).empty()) throw NotAnswered("there is no log " + ShownName(log) + " (--log names another)");
-  throw NotAnswered("the log " + ShownName(log) + " tells of no run");
+  throw NotAnswered("the log " + ShownName(log) + " has no run");
 }
 
 int Explain(const ExplainOptions& options, bool of_line) {

@@ -1,4 +1,4 @@
-// The messages of an inbound file as the ledger needs them, told by the readers that the toss uses.
+// Reads the messages of an inbound file for the ledger, with the readers that the toss uses.
 #pragma once
 
 #include <cstdint>
@@ -12,20 +12,20 @@
 
 struct SourceMessage {
   std::string msgid;                   // as it came; empty for none
-  uint64_t identity = 0;               // as IdentityOfHeader of the header that a toss makes of it
-  int32_t conference = kNoConference;  // where a toss would put it today
-  bool whole = true;                   // its end can be told
-  bool reached = true;                 // no damage lies before it
+  uint64_t identity = 0;               // IdentityOfHeader of the header that a toss writes for it
+  int32_t conference = kNoConference;  // in which a toss would store it today
+  bool whole = true;                   // its end was found
+  bool reached = true;                 // no damage before it in its packet
 };
 
 struct SourcePacket {
   std::string entry;  // its name in the bundle; empty for a packet that is a file
-  uint64_t key = 0;   // as KeyOfEntry
+  uint64_t key = 0;   // KeyOfEntry of the entry
   std::vector<SourceMessage> messages;
 };
 
-// Calls `take` with each entry of a bundle, or with the packet that the file is, one at a time. An entry that a toss
-// cannot read has no messages. Returns false when the file is neither a bundle nor a packet.
+// Calls `take` with each entry of a bundle in order, or once if the file is a packet. An entry that a toss cannot read
+// has no messages. Returns false when the file is neither a bundle nor a packet.
 bool EachSourcePacket(const ByteBuffer& file, const ConferenceTable& table,
                       const std::function<void(const SourcePacket&)>& take);
 

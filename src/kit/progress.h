@@ -1,4 +1,4 @@
-// How far a long work has come: a bar on standard error when that is a terminal, and nothing otherwise.
+// A progress bar on standard error; nothing is shown if that is not a terminal.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 class Progress {
  public:
-  // `total` is in any unit; without one, Reached tells it. The bar goes away at the end of its scope.
+  // `total` is in any unit; if it is not known yet, Reached sets it. The destructor removes the bar.
   explicit Progress(std::string what, uint64_t total = 0);
   ~Progress() { Clear(); }
   Progress(const Progress&) = delete;
@@ -15,7 +15,7 @@ class Progress {
   void Add(uint64_t done) { Reached(done_ + done, total_); }
   void Reached(uint64_t done, uint64_t total);
 
-  // Takes the bar away, before anything else is shown.
+  // Removes the bar; to be called before other output.
   void Clear();
 
  private:

@@ -26,7 +26,7 @@ std::string PtrPath(const SiteCopy& copy, int32_t conference) {
   return fmt::format("{}/CVMSG{:02}.PTR", copy.Path(kMsgDirectory), conference);
 }
 
-// What the copy held before the run, as far as it is needed for the comparison.
+// The contents of the copy before the run, as far as the comparison needs them.
 struct Before {
   std::map<int32_t, UnsentHeaders> headers;  // by conference
   size_t areas = 0;                          // bytes of BADAREAS.LST
@@ -197,7 +197,7 @@ struct Listener {
 
 void TakeOutput(void* listener, const char* text, size_t size) { static_cast<Listener*>(listener)->Take(text, size); }
 
-void LookWhoIsAtWork(const KitSite& site, Rehearsal* rehearsal) {
+void CheckWhoIsAtWork(const KitSite& site, Rehearsal* rehearsal) {
   const SiteState state = LookAtSite(site.config);
   if (state.IsUnsettled()) rehearsal->unsettled.push_back(state.Unsettled());
   if (state.holder == LockHolder::kAbandoned) {
@@ -209,7 +209,7 @@ void LookWhoIsAtWork(const KitSite& site, Rehearsal* rehearsal) {
 
 Rehearsal Rehearse(const KitSite& site, RehearsedRun mode, const std::string& program, const RehearsalPlace& place) {
   Rehearsal rehearsal;
-  LookWhoIsAtWork(site, &rehearsal);
+  CheckWhoIsAtWork(site, &rehearsal);
   const SiteCopy copy = CopySite(site, mode, program, place);
   rehearsal.unsettled.insert(rehearsal.unsettled.end(), copy.unsettled.begin(), copy.unsettled.end());
   const Before before = LookBefore(site, copy);

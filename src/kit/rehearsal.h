@@ -56,5 +56,6 @@ struct Rehearsal {
   std::vector<std::string> unsettled;  // why the real run may do something else
 };
 
-// Copies what the run needs, runs the copy of `program`, and compares the copy before and after. Throws NotAnswered.
+// Copies what the run needs, runs a copy of `program` on it, and compares the copy before and after. Throws
+// NotAnswered.
 Rehearsal Rehearse(const KitSite& site, RehearsedRun mode, const std::string& program, const RehearsalPlace& place);

@@ -24,7 +24,7 @@ struct SiteCopy {
   std::string program;
   std::array<CopiedDirectory, 6> directories;
   std::vector<std::string> inbound;    // the names of the files in INBOUND
-  std::vector<std::string> unsettled;  // what changed while it was copied
+  std::vector<std::string> unsettled;  // what changed while it was being copied
 
   // Returns the path of a directory in the copy; empty when the configuration has none.
   std::string Path(SiteDirectory directory) const;

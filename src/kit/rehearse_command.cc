@@ -1,4 +1,4 @@
-// cvkit rehearse: what would the next run do?
+// cvkit rehearse: shows what the next run would do.
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
@@ -175,6 +175,6 @@ void AddRehearse(CLI::App* program, int* status) {
   AddCommonOptions(command, options.get());
   command->add_option("run", options->run, "toss or scan")->required()->check(CLI::IsMember({"toss", "scan"}));
   command->add_option("--program", options->program, "The program (default: cvtoss32 beside cvkit)")->type_name("FILE");
-  command->add_flag("--keep", options->keep, "Leave the copy of the site, and tell where it is");
+  command->add_flag("--keep", options->keep, "Keep the copy of the site, and show its path");
   command->callback([options, status] { *status = RehearseRun(*options); });
 }

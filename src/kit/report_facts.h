@@ -1,4 +1,4 @@
-// What `cvkit report` shows: the state of a site and the history of its last 90 days.
+// The contents of `cvkit report`: the state of a site and the history of its last 90 days.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 #include "kit/status_facts.h"
 #include "kit/unknown_areas.h"
 
-constexpr int kReportDays = 90;  // today is the last
+constexpr int kReportDays = 90;  // up to today
 constexpr size_t kReportRuns = 20;
 
 // Messages, and damaged packets, counted by the lines of the log.
@@ -45,11 +45,11 @@ struct ReportConference {
 };
 
 struct ReportFacts {
-  std::string made;  // when: a stamp
+  std::string made;  // a stamp
   std::string system;
   std::string address;  // empty when the configuration names none; likewise the hub's
   std::string hub;
-  std::string unsettled;  // why, or empty
+  std::string unsettled;  // why the report may be outdated at once; empty if it is not
   bool has_log = false;
   StatusFacts status;
   Attentions attention;         // of status, doctor, ledger and the last runs' lines
@@ -61,6 +61,6 @@ struct ReportFacts {
   LedgerSums ledger;  // of the same days
 };
 
-// Throws NotAnswered when something cannot be read. Calls `progress` from time to time.
+// Throws NotAnswered when something cannot be read. Calls `progress` at intervals.
 ReportFacts ReadReport(const KitSite& site, const std::string& log,
                        const std::function<void(size_t done, size_t all)>& progress);

@@ -1,4 +1,4 @@
-// The sections of the report that tell of days and runs.
+// The report's sections on mail by day and on runs.
 #include <algorithm>
 
 #include "kit/html_text.h"
@@ -45,7 +45,7 @@ std::string Strip(const StripKind& kind, const ReportFacts& facts) {
   return figure + DrawStrip(std::string(kind.name) + ", a bar a day", bars) + "</figure>\n";
 }
 
-// The names of the months below the strips, each as wide as its days. One of a few days has no room for it.
+// The names of the months below the strips, each as wide as its days. A month of only a few days has no room for one.
 std::string Months(const std::vector<ReportDay>& days) {
   constexpr const char* kNames[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun", "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
   constexpr size_t kRoom = 12;  // days
@@ -71,7 +71,7 @@ std::string Row(const std::string& head, const MailCounts& mail) {
          Cell(mail.dropped) + Cell(mail.damaged) + "</tr>\n";
 }
 
-// The days in figures, seven to a row, the newest first.
+// The numbers of seven days in each row, the newest first.
 std::string WeekTable(const ReportFacts& facts) {
   constexpr size_t kWeek = 7;
   std::string table =
@@ -124,10 +124,10 @@ std::string RunRow(const LoggedRun& run) {
 std::string MailSection(const ReportFacts& facts) {
   const std::string remark =
       "<time>" + facts.days.front().date + "</time> to <time>" + facts.days.back().date + "</time>, a bar a day";
-  if (!facts.has_log) return Section("Mail", remark, "<p>There is no log that could tell.</p>\n");
+  if (!facts.has_log) return Section("Mail", remark, "<p>There is no log.</p>\n");
   const MailCounts& sum = facts.sum;
   if (sum.in + sum.out + sum.duplicates + sum.dropped + sum.damaged == 0) {
-    return Section("Mail", remark, "<p>The log tells of no mail in these days.</p>\n");
+    return Section("Mail", remark, "<p>The log has no mail of these days.</p>\n");
   }
   std::string content = "<div class=\"strips\">\n";
   for (const StripKind& kind : kStrips) content += Strip(kind, facts);
@@ -136,7 +136,7 @@ std::string MailSection(const ReportFacts& facts) {
 }
 
 std::string RunSection(const ReportFacts& facts) {
-  if (facts.runs.empty()) return Section("Runs", {}, "<p>The log tells of no run.</p>\n");
+  if (facts.runs.empty()) return Section("Runs", {}, "<p>The log has no run.</p>\n");
   std::string table =
       "<table class=\"runs\">\n<thead><tr><th scope=\"col\">Began</th><th scope=\"col\">Run</th><th "
       "scope=\"col\">Result</th><th scope=\"col\" class=\"n\">Took</th><th scope=\"col\">What it "

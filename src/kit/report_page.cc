@@ -48,12 +48,12 @@ struct FateOf {
 
 constexpr FateOf kFatesShown[] = {
     {Fate::kStored, "f-stored", "in the message base"},
-    {Fate::kRemoved, "f-removed", "stored, and packed away or cut since"},
-    {Fate::kDuplicate, "f-duplicate", "there already"},
-    {Fate::kDropped, "f-dropped", "for want of a conference"},
-    {Fate::kDamaged, "f-damaged", "where its packet is damaged, or behind; the packet is saved"},
+    {Fate::kRemoved, "f-removed", "stored, and packed away or cut off since"},
+    {Fate::kDuplicate, "f-duplicate", "already in the message base"},
+    {Fate::kDropped, "f-dropped", "no conference takes it"},
+    {Fate::kDamaged, "f-damaged", "at the damage in its packet, or after it; the packet was saved"},
     {Fate::kWaiting, "f-waiting", "still inbound"},
-    {Fate::kUnknown, "f-unknown", "its source is gone, and the log alone names it"},
+    {Fate::kUnknown, "f-unknown", "its file is gone, and only the log mentions it"},
     {Fate::kUnaccounted, "f-unaccounted", "nothing says what became of it"},
 };
 
@@ -72,7 +72,7 @@ std::string AttentionSection(const ReportFacts& facts) {
     list +=
         "<li><h3>" + Html(one.text) + "</h3><p>" + Html(one.remedy) + "</p><code>" + Html(one.code) + "</code></li>\n";
   }
-  return Section("Attention", "With what the operator&#39;s guide says to do", list + "</ol>\n");
+  return Section("Attention", "With the remedies of the operator&#39;s guide", list + "</ol>\n");
 }
 
 std::string NowSection(const ReportFacts& facts) {
@@ -96,8 +96,8 @@ std::string NowSection(const ReportFacts& facts) {
 std::string LedgerSection(const ReportFacts& facts) {
   const auto in = static_cast<int64_t>(facts.ledger.In());
   const auto lost = static_cast<int64_t>(facts.ledger.Of(Fate::kUnaccounted));
-  const std::string remark = "Each message of each file that came in these days, once for each arrival";
-  if (in == 0) return Section("Ledger", remark, "<p>No file came in these days.</p>\n");
+  const std::string remark = "Each message of each file that arrived in these days, once for each arrival";
+  if (in == 0) return Section("Ledger", remark, "<p>No file arrived in these days.</p>\n");
   std::vector<BarPart> parts;
   std::string legend;
   for (const FateOf& one : kFatesShown) {

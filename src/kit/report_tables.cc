@@ -1,4 +1,4 @@
-// The sections of the report that tell of conferences and areas.
+// The report's sections on conferences and areas.
 #include <algorithm>
 
 #include "bbs/records.h"
@@ -62,7 +62,7 @@ std::string TopAreas(const ReportFacts& facts) {
 }
 
 std::string UnknownAreas(std::vector<UnknownArea> areas) {
-  if (areas.empty()) return "<p>No mail of unknown areas has come.</p>\n";
+  if (areas.empty()) return "<p>No mail for unknown areas has arrived.</p>\n";
   std::stable_sort(areas.begin(), areas.end(),
                    [](const UnknownArea& one, const UnknownArea& other) { return one.last > other.last; });
   std::string table =
@@ -100,5 +100,5 @@ std::string ConferenceSection(const ReportFacts& facts) {
 
 std::string AreaSection(const ReportFacts& facts) {
   return Section("Top areas", "By the messages of the 90 days", TopAreas(facts)) +
-         Section("Unknown areas", "All that BADAREAS.LST has, the latest first", UnknownAreas(facts.unknown_areas));
+         Section("Unknown areas", "All areas in BADAREAS.LST, the latest first", UnknownAreas(facts.unknown_areas));
 }

@@ -12,7 +12,7 @@ import sys
 from fuzz.seeds import Seeds
 from fuzz.seeds.mail import forecast, packet, zip_bundle
 from fuzz.seeds.message_base import base_repair, outbound, scan_files, sig_lookups
-from fuzz.seeds.site_files import conference_table, config, lock_owner, node_status, serial_file
+from fuzz.seeds.site_files import conference_table, config, lock_owner, node_status, serial_file, site_texts
 from fuzz.seeds.texts import fts_date, inbound_text, utf8
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -25,7 +25,7 @@ FOUND_INPUTS = {
 }
 
 TARGETS = (config, conference_table, packet, zip_bundle, inbound_text, fts_date, utf8, sig_lookups, node_status,
-           lock_owner, serial_file, scan_files, outbound, base_repair, forecast)
+           lock_owner, serial_file, scan_files, outbound, base_repair, forecast, site_texts)
 
 
 def made() -> dict[str, Seeds]:

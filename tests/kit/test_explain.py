@@ -146,7 +146,7 @@ def test_another_log_and_one_beside_the_configuration(site, kit):
 
 
 @pytest.mark.parametrize("content, why", [
-    (None, "there is no log TOSSER.LOG (--log names another)"), (b"", "the log TOSSER.LOG tells of no run")])
+    (None, "there is no log TOSSER.LOG (--log names another)"), (b"", "the log TOSSER.LOG has no run")])
 def test_without_a_run_there_is_no_answer(site, kit, content, why):
     if content is not None:
         site.write("TOSSER.LOG", content)

@@ -221,7 +221,7 @@ def test_what_a_run_cannot_read_or_address(ready, kit, temporary):
     compare(ready, kit, "toss")
 
 
-def test_callers_and_locks(ready, kit, temporary):
+def test_a_caller_or_a_lock_is_reported(ready, kit, temporary):
     ready.inbound("1.pkt", a_packet())
     ready.nodes(Node(), Node(user=7))
     told = rehearse(ready, kit, "toss")
@@ -253,7 +253,7 @@ def test_the_text_has_the_same_facts(ready, kit, temporary):
 
 
 @posix_only("a pseudo-terminal")
-def test_a_terminal_shows_how_far_the_work_is(ready, kit, temporary):
+def test_a_terminal_shows_progress_bars(ready, kit, temporary):
     ready.inbound("1.pkt", a_packet())
     shown = kit.errors_on_terminal("rehearse", "toss")
     for bar in ("copying", "running"):
@@ -272,7 +272,7 @@ def test_a_copy_is_kept_on_request(ready, kit, temporary):
     assert WINDOWS or len(left_in(temporary)) == 2
 
 
-def test_no_answer(ready, kit, temporary):
+def test_errors_of_the_call_and_of_its_surroundings(ready, kit, temporary):
     assert "is not there" in kit("rehearse", "toss", "--program", "nothing", status=2).errors
     assert kit("rehearse", "pack", status=2).errors
     ready.write("program", "no program")
@@ -284,7 +284,7 @@ def test_no_answer(ready, kit, temporary):
 
 
 @posix_only("elsewhere the directory is not named by TMPDIR")
-def test_no_place(ready, kit, temporary):
+def test_an_unusable_temporary_directory(ready, kit, temporary):
     assert "set TMPDIR" in kit("rehearse", "toss", status=2, TMPDIR="/nonexistent").errors
     assert "within the site" in kit("rehearse", "toss", status=2, TMPDIR=str(ready.path("IN"))).errors
     assert left_in(ready.path("IN")) == []
@@ -323,7 +323,7 @@ def is_at_work(process: str) -> bool:
 
 
 @pytest.mark.skipif(WINDOWS or not Path("/proc/self/task").is_dir(), reason="Linux only: /proc tells of processes")
-def test_a_killed_rehearsal_takes_its_run_with_it(ready, kit, temporary):
+def test_the_run_ends_when_the_rehearsal_is_killed(ready, kit, temporary):
     ready.write("slow", "#!/bin/sh\nexec sleep 100\n")
     with subprocess.Popen([KIT, "rehearse", "toss", "--program", "slow"], cwd=ready.root, env=environment()) as process:
         children = Path(f"/proc/{process.pid}/task/{process.pid}/children")
@@ -337,7 +337,7 @@ def test_a_killed_rehearsal_takes_its_run_with_it(ready, kit, temporary):
 
 
 @posix_only("others cannot make a directory there")
-def test_only_its_own_are_removed(ready, kit, temporary):
+def test_only_abandoned_copies_of_this_user_are_removed(ready, kit, temporary):
     (temporary / "cvkit-rehearsal-4194304-1000000000").mkdir()
     (temporary / "cvkit-rehearsal-4194304-1000000000" / "file").touch()
     elsewhere = temporary / "elsewhere"

@@ -1,4 +1,4 @@
-"""cvkit report: the page says what happened, and is shown whole by a browser."""
+"""cvkit report: the page has the right contents, and a browser shows all of it."""
 
 import datetime
 import re
@@ -163,7 +163,7 @@ def test_attention_comes_first_with_the_guides_remedy(page_file):
 @faketime
 @pytest.mark.parametrize("dark", [False, True], ids=["light", "dark"])
 @pytest.mark.parametrize("width", [400, 1400])
-def test_a_browser_shows_all_of_it(page_file, browser, width, dark):
+def test_a_browser_shows_the_whole_page(page_file, browser, width, dark):
     browser.open(page_file, width, dark)
     assert browser.evaluate(PROBE) == []
     browser.evaluate("document.querySelector('details').open = true")
@@ -174,7 +174,7 @@ def test_a_browser_shows_all_of_it(page_file, browser, width, dark):
 
 
 @faketime
-def test_the_probe_finds_what_it_looks_for(page_file, browser, tmp_path):
+def test_the_probe_finds_each_kind_of_flaw(page_file, browser, tmp_path):
     text = page_file.read_text(encoding="utf-8")
     spoiled = tmp_path / "spoiled.html"
     for style, finding in (("main{width:150vw;max-width:none}", "the page is wider"), (".soft{color:#aaa}", "contrast"),
@@ -221,7 +221,7 @@ def hostile(site) -> Site:
     return site
 
 
-def test_markup_from_outside_is_only_text(hostile, kit):
+def test_markup_from_outside_is_escaped(hostile, kit):
     before = hostile.snapshot()
     text = kit("report", status=1).text
     page = Page(text)
@@ -240,7 +240,7 @@ def test_markup_from_outside_is_only_text(hostile, kit):
 
 
 @posix_only("the browser looks at the same page")
-def test_a_browser_takes_markup_for_text(hostile, kit, browser, tmp_path):
+def test_a_browser_shows_markup_as_text(hostile, kit, browser, tmp_path):
     path = tmp_path / "page.html"
     kit("report", "-o", path, status=1)
     browser.open(path, 400, False)
@@ -251,17 +251,17 @@ def test_a_browser_takes_markup_for_text(hostile, kit, browser, tmp_path):
 def test_a_site_without_history_says_so(site, kit):
     site.conferences(echo("FIDO"))
     page = Page(kit("report", status=1).text)
-    for words in ("no toss", "There is no log", "No file came in these days.", "The log tells of no run.",
-                  "No conference had mail", "No mail of unknown areas has come.", "none in the log"):
+    for words in ("no toss", "There is no log", "No file arrived in these days.", "The log has no run.",
+                  "No conference had mail", "No mail for unknown areas has arrived.", "none in the log"):
         assert words in page.text
     site.write("TOSSER.LOG", "[2020-01-01 00:00:00] === cvtoss32 v1.05 Beta 5 -toss run starting ===\n")
     site.conferences(Conference())
     text = Page(kit("report", status=1).text).text
-    assert "The log tells of no mail in these days." in text and "No conference is networked." in text
+    assert "The log has no mail of these days." in text and "No conference is networked." in text
     assert "not ended" in text
 
 
-def test_where_the_page_goes(ready, kit, tmp_path):
+def test_the_output_file(ready, kit, tmp_path):
     assert kit("report", status=None).text.startswith("<!DOCTYPE html>")
     path = tmp_path / "page.html"
     kit("report", "-o", path, status=None)
@@ -293,7 +293,7 @@ def test_lines_of_the_last_toss_and_scan_ask_for_attention(ready, kit):
 
 
 @posix_only("a pseudo-terminal")
-def test_a_terminal_shows_how_far_the_work_is(ready, kit):
+def test_a_terminal_shows_a_progress_bar(ready, kit):
     ready.inbound("mail.pkt", Packet([netmail("text")]))
     shown = kit.errors_on_terminal("report")
     assert "\raccounting [" + "#" * 30 + "] 100%" in shown and shown.endswith(" \r")

@@ -1,5 +1,7 @@
 """The small files of a site: configuration, conference table, node status, lock and serials."""
 
+import zlib
+
 from formats.conference_table import Conference, conference_file, echo, netmail
 from formats.node_status import IDLE, Node, node_file
 
@@ -165,3 +167,31 @@ def serial_file() -> Seeds:
         texts[f"digits-to-{size}"] = b"41".rjust(size, b"0")
         texts[f"words-to-{size}"] = b"41 ".ljust(size, b"x")
     return texts
+
+
+def site_texts() -> Seeds:
+    """A letter for the kind of text, and the text: "L" a log, "P" a packed log, else the configuration of a mailer."""
+    stamp = b"[2026-11-22 03:10:00] "
+    toss = [b"=== cvtoss32 v1.05 Beta 5 -toss run starting ===", b"Loaded 2 conference(s) from CVMCONF.DAT",
+            b"Found: a.su0", b"  ZIP entry: a.pkt (method=8, 20 -> 40 bytes)",
+            b"  -> wrote conf 1 msg #7  From='Ann' To='All' Subj='Hi' (1 records)",
+            b"  msg 2: duplicate (MSGID 2:250/1 1 already seen in conf 1) -- SKIPPED",
+            b"  2 message(s) parsed from this packet", b"  moved to IN/processed/a.su0",
+            b"=== cvtoss32 -toss run complete: 1 file(s) processed ==="]
+    log = b"".join(stamp + line + b"\n" for line in toss)
+    errors = b"".join(stamp + line + b"\r\n" for line in (
+        toss[0], b"ERROR: could not seek x", b"ERROR: could not seek y",
+        b"  -> wrote conf 99999999999 msg #-1  From='"))
+    squeeze = zlib.compressobj(wbits=31)
+    packed = squeeze.compress(log) + squeeze.flush()
+    mailer = (b"# hub\naddress 2:250/1@fidonet\nInbound \"C:\\\\in box\"\n"
+              b"node 2:250/0@fidonet -md hub.example secret c D:\\box\n")
+    return {
+        "whole-log": b"L" + stamp + toss[0] + b"\n" + stamp + toss[4] + b"\n", "log": b"L" + log,
+        "log-twice-with-errors": b"L" + log + errors + stamp + b"no line end",
+        "log-long-lines": b"L" + b"".join(stamp + b"x" * size + b"\n" for size in (4074, 4075, 300000)) + log,
+        "log-without-stamps": b"L" + b"\n".join(toss), "packed": b"P" + packed, "packed-twice": b"P" + packed * 2,
+        "packed-cut": b"P" + packed[:-9], "packed-not": b"P" + log, "whole-mailer": b"M" + mailer,
+        "mailer-words": b"M" + b'node\nnode -\naddress "2:250/1\ninbound " "\n'
+                        b'INBOUND a\tb\nnode - 2:1/1 - - - - "b x"\n',
+    }
