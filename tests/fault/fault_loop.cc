@@ -56,6 +56,12 @@ int TryEach(Fault fault, const FaultAttempt& attempt) {
 
 }  // namespace
 
+FaultLoop MoreThan(int points) {
+  FaultLoop loop;
+  loop.more_than = points;
+  return loop;
+}
+
 int TryFaults(const FaultAttempt& attempt, const FaultLoop& loop) {
   int points = 0;
   for (const CallName& kind : kCalls) {

@@ -20,6 +20,9 @@ struct FaultLoop {
   std::vector<Call> except;  // kinds that are left out
 };
 
+// Every fault; the test fails unless more took effect.
+FaultLoop MoreThan(int points);
+
 // For each kind of call the Nth call fails, for N = 1, 2, ...: once alone and once with all later ones of its kind; the
 // calls that move bytes also come back short. A failed assertion ends the loop of its kind, and names the fault. The
 // number of faults that took effect is returned, and added to the test's property "fault_points".

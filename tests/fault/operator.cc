@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <set>
 
+#include "fault/cut_site.h"
+
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -17,17 +19,6 @@ int NumberAfter(const std::string& line, const std::string& word) {
   return at != std::string::npos ? atoi(line.c_str() + at + word.size()) : 0;
 }
 
-bool BeginsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
-
-std::string BasePath(int conference, const std::string& kind) {
-  return "msg/CVMSG0" + std::to_string(conference) + "." + kind;
-}
-
-std::string BytesOf(const SiteFiles& files, const std::string& path) {
-  const auto found = files.find(path);
-  return found != files.end() ? found->second : "";
-}
-
 // The messages that a run has written to a conference, by the log.
 struct Written {
   std::set<int> numbers;
@@ -37,7 +28,7 @@ struct Written {
 Written WrittenTo(const std::string& conference, Lines::const_iterator from, Lines::const_iterator to) {
   Written written;
   for (; from != to; ++from) {
-    if (!BeginsWith(*from, "  -> wrote conf " + conference + " ")) continue;
+    if (!from->starts_with("  -> wrote conf " + conference + " ")) continue;
     written.numbers.insert(NumberAfter(*from, " msg #"));
     written.records += static_cast<size_t>(atoi(from->c_str() + from->rfind('(') + 1));
   }
@@ -70,7 +61,7 @@ void CutBackToWholeMessages(const Lines& lines, const SiteFiles& backup, RunStag
   for (int conference = 1; conference <= 4; ++conference) {
     const std::string number = std::to_string(conference);
     const auto critical = std::find_if(lines.begin(), lines.end(), [&](const std::string& line) {
-      return BeginsWith(line, "CRITICAL: conf " + number + " ");
+      return line.starts_with("CRITICAL: conf " + number + " ");
     });
     if (critical == lines.end()) continue;
     const Written before = WrittenTo(number, lines.begin(), critical);
@@ -80,8 +71,8 @@ void CutBackToWholeMessages(const Lines& lines, const SiteFiles& backup, RunStag
         {"PTR", 256 * messages}, {"IDX", 16 * messages}, {"DAT", 128 * before.records}, {"SIG", 0}};
     for (const auto& [kind, bytes] : added) {
       const std::string path = BasePath(conference, kind);
-      const std::string old = BytesOf(backup, path);
-      const std::string now = BytesOf(stage->Present(), path);
+      const std::string old = BytesIn(backup, path);
+      const std::string now = BytesIn(stage->Present(), path);
       const bool is_sig = path == BasePath(conference, "SIG");
       const std::string whole = is_sig ? LinesUpTo(now, old.size(), before.numbers) : now.substr(0, old.size() + bytes);
       EXPECT_TRUE(is_sig || whole.size() == old.size() + bytes) << path << " lacks bytes of whole messages";
@@ -92,7 +83,7 @@ void CutBackToWholeMessages(const Lines& lines, const SiteFiles& backup, RunStag
 
 int LeftSigLine::CountIn(const SiteFiles& files) const {
   const std::string end = SigLineEnd(number);
-  const std::string sig = BytesOf(files, BasePath(conference, "SIG"));
+  const std::string sig = BytesIn(files, BasePath(conference, "SIG"));
   int count = 0;
   for (size_t at = sig.find(end); at != std::string::npos; at = sig.find(end, at + 1)) ++count;
   return count;
@@ -101,7 +92,7 @@ int LeftSigLine::CountIn(const SiteFiles& files) const {
 std::vector<LeftSigLine> LeftSigLines(const Lines& lines) {
   std::vector<LeftSigLine> left;
   for (const std::string& line : lines) {
-    if (!BeginsWith(line, "CRITICAL: could not mark conf ")) continue;
+    if (!line.starts_with("CRITICAL: could not mark conf ")) continue;
     left.push_back({NumberAfter(line, " conf "), NumberAfter(line, " msg #")});
   }
   return left;
@@ -111,7 +102,7 @@ void RemoveLeftSigLines(const std::vector<LeftSigLine>& left, RunStage* stage) {
   for (const LeftSigLine& line : left) {
     const std::string path = BasePath(line.conference, "SIG");
     const std::string end = SigLineEnd(line.number);
-    std::string sig = BytesOf(stage->Present(), path);
+    std::string sig = BytesIn(stage->Present(), path);
     if (sig.size() >= end.size() && sig.compare(sig.size() - end.size(), end.size(), end) == 0) {
       const size_t before = sig.rfind('\n', sig.size() - 2);
       sig.resize(before != std::string::npos ? before + 1 : 0);

@@ -6,12 +6,6 @@
 
 #include "unit/support/test_files.h"
 
-namespace {
-
-bool BeginsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
-
-}  // namespace
-
 std::vector<std::string> LinesOf(const CapturedLog& log, const Site& site) {
   std::vector<std::string> lines = log.Lines();
   const std::string& root = site.Root();
@@ -24,7 +18,7 @@ std::vector<std::string> LinesOf(const CapturedLog& log, const Site& site) {
 }
 
 bool HasLine(const std::vector<std::string>& lines, const std::string& start) {
-  return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return BeginsWith(line, start); });
+  return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) { return line.starts_with(start); });
 }
 
 bool IsCritical(const std::vector<std::string>& lines, int conference) {
@@ -48,7 +42,7 @@ void ExpectCleanEnd(const Site& site, const ScopedDoor& door, const FakeProcess&
 
 void ExpectNotDamaged(const std::string& path, const std::string& old, const SiteFiles& after) {
   const auto found = after.find(path);
-  EXPECT_TRUE(found != after.end() && BeginsWith(found->second, old)) << path << " is damaged or gone";
+  EXPECT_TRUE(found != after.end() && found->second.starts_with(old)) << path << " is damaged or gone";
 }
 
 void ExpectOthersUntouched(const SiteFiles& before, const SiteFiles& after, const std::set<std::string>& own) {

@@ -10,26 +10,16 @@
 
 namespace {
 
-UnsentMessage Unsent(int conference, const std::string& subject, const std::string& to = "All") {
-  UnsentMessage message;
-  message.conference = conference;
-  message.subject = subject;
-  message.to = to;
-  return message;
-}
-
 // Conference 1 holds a message that arrived from the network; some serials are used up.
-void LayEarlier(Site* site) {
-  BaseMessage earlier;
-  earlier.msgid = "2:5/6 old";
-  site->Base(1).Add(earlier);
+void LayEarlierMailAndSerial(Site* site) {
+  LayReceivedMail(site);
   WriteFile(site->Msg("CVOUTBOUND.SEQ"), "0041\r\n");  // longer than the next one
 }
 
 // Two messages go out, one of them a reply, and only the calls on those files fail, file by file.
 void TryOnTheirOwn(std::initializer_list<const char*> path_ends) {
   ScanScene scene;
-  scene.lay = LayEarlier;
+  scene.lay = LayEarlierMailAndSerial;
   scene.messages = {Unsent(1, "first"), Unsent(2, "second")};
   scene.messages[0].parent = 1;
   for (const char* path_end : path_ends) {
@@ -37,12 +27,6 @@ void TryOnTheirOwn(std::initializer_list<const char*> path_ends) {
     loop.path_end = path_end;
     TryScanFaults(scene, loop);
   }
-}
-
-FaultLoop AtLeast(int points) {
-  FaultLoop loop;
-  loop.more_than = points;
-  return loop;
 }
 
 }  // namespace
@@ -81,22 +65,22 @@ TEST(ScanFaults, TheWholeLogWhenAMessageCannotBeMarkedSent) {
 TEST(ScanFaults, TheFirstMessageOfANewSystem) {
   ScanScene scene;
   scene.messages = {Unsent(1, "first")};
-  TryScanFaults(scene, AtLeast(150));
+  TryScanFaults(scene, MoreThan(150));
 }
 
 // Echomail, a reply among it, and netmail.
 TEST(ScanFaults, SeveralConferences) {
   ScanScene scene;
-  scene.lay = LayEarlier;
+  scene.lay = LayEarlierMailAndSerial;
   scene.messages = {Unsent(1, "first"), Unsent(2, "second"), Unsent(3, "third", "Bob@1:2/3")};
   scene.messages[0].parent = 1;
-  TryScanFaults(scene, AtLeast(300));
+  TryScanFaults(scene, MoreThan(300));
 }
 
 TEST(ScanFaults, NothingToExport) {
   ScanScene scene;
-  scene.lay = LayEarlier;
-  TryScanFaults(scene, AtLeast(80));
+  scene.lay = LayEarlierMailAndSerial;
+  TryScanFaults(scene, MoreThan(80));
 }
 
 TEST(ScanFaults, TheSerialFileAndATextOnTheirOwn) { TryOnTheirOwn({".SEQ", "CVMSG02.DAT"}); }
@@ -107,7 +91,7 @@ TEST(ScanFaults, AQueueAndAPacketThatGrow) {
     scene.messages.push_back(Unsent(2, "subject " + std::to_string(i)));
     scene.messages.back().body = std::string(300, 'x');
   }
-  FaultLoop loop = AtLeast(10);
+  FaultLoop loop = MoreThan(10);
   loop.everything = false;
   loop.except = {Call::kOpen,  Call::kSize, Call::kReadAt, Call::kWriteAt, Call::kWrite,
                  Call::kClose, Call::kStat, Call::kRemove, Call::kRename,  Call::kSetSize};
@@ -119,7 +103,7 @@ TEST(PublishFaults, ThePacketAndTheBundle) { TryOnTheirOwn({"CVOUTBOUND.PKT", ".
 TEST(PublishFaults, TemporaryFilesOfARunThatWasKilled) {
   ScanScene scene;
   scene.lay = [](Site* site) {
-    LayEarlier(site);
+    LayEarlierMailAndSerial(site);
     WriteFile(site->Msg("CVOUTBOUND.PKT"), std::string(3000, 'x'));
     WriteFile(site->Out("6917c9dc.sa0.tmp"), std::string(3000, 'x'));
   };
@@ -138,9 +122,9 @@ TEST(CommitFaults, TakingTheSigLineBack) {
   ScanScene scene;
   scene.messages = {Unsent(1, "first")};
   scene.spoil = [](ScopedDoor* door) { door->FailFrom(Call::kWriteAt, 1, "CVMSG01.PTR"); };
-  TryScanFaults(scene, AtLeast(120));
-  scene.lay = LayEarlier;
-  FaultLoop loop = AtLeast(20);
+  TryScanFaults(scene, MoreThan(120));
+  scene.lay = LayEarlierMailAndSerial;
+  FaultLoop loop = MoreThan(20);
   loop.path_end = ".SIG";
   TryScanFaults(scene, loop);
 }
@@ -150,5 +134,5 @@ TEST(CommitFaults, LookingWhetherTheHeaderIsMarked) {
   ScanScene scene;
   scene.messages = {Unsent(1, "first")};
   scene.spoil = [](ScopedDoor* door) { door->FailFrom(Call::kClose, 3, "CVMSG01.PTR"); };
-  TryScanFaults(scene, AtLeast(120));
+  TryScanFaults(scene, MoreThan(120));
 }

@@ -16,19 +16,13 @@
 
 namespace {
 
-constexpr char kLock[] = "msg/CVTOSS.BSY";
-constexpr char kSerialFile[] = "msg/CVOUTBOUND.SEQ";
 constexpr unsigned long kNoNumber = ULONG_MAX;
-
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
 
 // What the published bundles hold; each has to be whole.
 std::vector<Exported> PublishedIn(const SiteFiles& files) {
   std::vector<Exported> published;
   for (const auto& [path, bytes] : files) {
-    if (path.compare(0, 4, "out/") != 0 || EndsWith(path, ".tmp")) continue;
+    if (path.compare(0, 4, "out/") != 0 || path.ends_with(".tmp")) continue;
     const std::vector<Exported> messages = ReadBundle(bytes);
     published.insert(published.end(), messages.begin(), messages.end());
   }
@@ -79,11 +73,11 @@ class ScanCuts {
   void ExpectOnlySentBytesChanged(const SiteFiles& files) const {
     for (const auto& [path, bytes] : before_) {
       std::string now = BytesIn(files, path);
-      if (EndsWith(path, ".PTR") && now.size() == bytes.size()) {
+      if (path.ends_with(".PTR") && now.size() == bytes.size()) {
         for (size_t at = 153; at < now.size(); at += 256) now[at] = bytes[at];
       }
-      if (EndsWith(path, ".SIG")) now = now.substr(0, bytes.size());
-      EXPECT_TRUE(now == bytes || path == kSerialFile || EndsWith(path, ".tmp") || EndsWith(path, ".PKT")) << path;
+      if (path.ends_with(".SIG")) now = now.substr(0, bytes.size());
+      EXPECT_TRUE(now == bytes || path == kSerialFile || path.ends_with(".tmp") || path.ends_with(".PKT")) << path;
     }
   }
 
@@ -167,19 +161,9 @@ class ScanCuts {
   int points_ = 0;
 };
 
-UnsentMessage Unsent(int conference, const std::string& subject, const std::string& to = "All") {
-  UnsentMessage message;
-  message.conference = conference;
-  message.subject = subject;
-  message.to = to;
-  return message;
-}
-
 // Conference 1 holds a message that arrived from the network; some serials are used up.
 void LayEarlier(Site* site) {
-  BaseMessage earlier;
-  earlier.msgid = "2:5/6 old";
-  site->Base(1).Add(earlier);
+  LayReceivedMail(site);
   WriteFile(site->Msg("CVOUTBOUND.SEQ"), "99\n");
 }
 

@@ -16,19 +16,12 @@
 
 namespace {
 
-constexpr char kSerialFile[] = "msg/CVOUTBOUND.SEQ";
 constexpr char kPacketFile[] = "msg/CVOUTBOUND.PKT";
 constexpr char kBundle[] = "out/6917c9dc.sa0";
 constexpr char kTemporaryBundle[] = "out/6917c9dc.sa0.tmp";
-constexpr int kConferences = 3;
+constexpr int kScanConferences = 3;
 constexpr size_t kPtrSize = 256;
 constexpr size_t kSentByte = 153;
-
-bool BeginsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
-
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
 
 uint32_t LongAt(const std::string& bytes, size_t at) {
   uint32_t value = 0;
@@ -44,13 +37,13 @@ std::string Between(const std::string& text, const std::string& start, char end)
   return text.substr(from + start.size(), text.find(end, from + start.size()) - from - start.size());
 }
 
-struct Outcome : RunOutcome {
+struct ScanOutcome : RunOutcome {
   std::vector<Exported> exported;  // the messages of all bundles
 };
 
 // A site with the scene on it.
-struct Stage : StagedSite {
-  explicit Stage(const ScanScene& laid) : scene(laid) {
+struct ScanStage : StagedSite {
+  explicit ScanStage(const ScanScene& laid) : scene(laid) {
     if (scene.lay) scene.lay(&site);
     for (const UnsentMessage& message : scene.messages) LayUnsent(message, site);
     before = site.Files();
@@ -69,31 +62,31 @@ struct Stage : StagedSite {
 // One play of the scene.
 class ScanPlay : public RunStage {
  public:
-  explicit ScanPlay(const Stage& stage) : RunStage(stage, stage.scene.spoil), stage_(stage) {}
+  explicit ScanPlay(const ScanStage& stage) : RunStage(stage, stage.scene.spoil), stage_(stage) {}
 
-  Outcome Run() {
-    Outcome outcome{Play(RunScan), {}};
+  ScanOutcome Run() {
+    ScanOutcome outcome{Play(RunScan), {}};
     EXPECT_EQ(outcome.status, ExpectAlarmsOf(Steps(), outcome.lines, site_));
     for (const auto& [path, bytes] : outcome.files) {
-      if (!BeginsWith(path, "out/") || EndsWith(path, ".tmp")) continue;
+      if (!path.starts_with("out/") || path.ends_with(".tmp")) continue;
       const std::vector<Exported> messages = ReadBundle(bytes);
       outcome.exported.insert(outcome.exported.end(), messages.begin(), messages.end());
     }
     return outcome;
   }
 
-  void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
+  void ExpectPromisesKept(const Fault& fault, const ScanOutcome& outcome, const ScanOutcome& faultless) const {
     ExpectOthersUntouched(before_, outcome.files, stage_.own);
     ExpectPublishedWholeOrNotAtAll(fault, outcome);
     ExpectOnlySentBytesChanged(outcome);
-    for (int conference = 1; conference <= kConferences; ++conference)
+    for (int conference = 1; conference <= kScanConferences; ++conference)
       ExpectSentOnlyWithSigLine(fault, conference, outcome);
     ExpectSerialKept(outcome);
     ExpectSilenceIsHarmless(outcome, faultless);
   }
 
   // After a run that met no fault: every message is sent, and went out once, or once more when a commit had failed.
-  void ExpectAllExported(const Outcome& outcome, bool may_repeat) const {
+  void ExpectAllExported(const ScanOutcome& outcome, bool may_repeat) const {
     EXPECT_EQ(outcome.status, 0);
     std::set<std::string> msgids;
     for (const Exported& message : outcome.exported) {
@@ -105,13 +98,13 @@ class ScanPlay : public RunStage {
       EXPECT_GE(copies, 1) << message.subject;
       EXPECT_LE(copies, may_repeat ? 2 : 1) << message.subject;
     }
-    for (int conference = 1; conference <= kConferences; ++conference) {
+    for (int conference = 1; conference <= kScanConferences; ++conference) {
       const std::string ptr = Bytes(outcome.files, conference, "PTR");
       for (size_t at = 0; at < ptr.size(); at += kPtrSize) EXPECT_NE(ptr[at + kSentByte], '\0') << conference;
     }
   }
 
-  static bool IsMarked(const Outcome& outcome, const LeftSigLine& line) {
+  static bool IsMarked(const ScanOutcome& outcome, const LeftSigLine& line) {
     const std::string ptr = Bytes(outcome.files, line.conference, "PTR");
     for (size_t at = 0; at < ptr.size(); at += kPtrSize) {
       if (LongAt(ptr, at + 166) == static_cast<uint32_t>(line.number)) return ptr[at + kSentByte] != '\0';
@@ -128,7 +121,7 @@ class ScanPlay : public RunStage {
 
   // At most one bundle, whole, and announced. A temporary file is left only where removing it failed, or where it is
   // that of an earlier run and this one published nothing.
-  void ExpectPublishedWholeOrNotAtAll(const Fault& fault, const Outcome& outcome) const {
+  void ExpectPublishedWholeOrNotAtAll(const Fault& fault, const ScanOutcome& outcome) const {
     const bool published = HasLine(outcome.lines, "Published complete bundle: ");
     EXPECT_EQ(!outcome.exported.empty(), published);
     if (fault.call == Call::kRemove || fault.call == Call::kAny) return;
@@ -141,24 +134,24 @@ class ScanPlay : public RunStage {
   }
 
   // Of the BBS's own files nothing changes but the MsgSent bytes.
-  void ExpectOnlySentBytesChanged(const Outcome& outcome) const {
+  void ExpectOnlySentBytesChanged(const ScanOutcome& outcome) const {
     for (const auto& [path, bytes] : before_) {
-      if (!EndsWith(path, ".PTR") && !EndsWith(path, ".IDX") && !EndsWith(path, ".DAT")) continue;
+      if (!path.ends_with(".PTR") && !path.ends_with(".IDX") && !path.ends_with(".DAT")) continue;
       std::string now = outcome.files.count(path) != 0 ? outcome.files.at(path) : "";
       EXPECT_EQ(now.size(), bytes.size()) << path;
-      if (EndsWith(path, ".PTR") && now.size() == bytes.size()) {
+      if (path.ends_with(".PTR") && now.size() == bytes.size()) {
         for (size_t at = kSentByte; at < now.size(); at += kPtrSize) now[at] = bytes[at];
       }
       EXPECT_TRUE(now == bytes) << path << " is damaged";
     }
   }
 
-  void ExpectSentOnlyWithSigLine(const Fault& fault, int conference, const Outcome& outcome) const {
+  void ExpectSentOnlyWithSigLine(const Fault& fault, int conference, const ScanOutcome& outcome) const {
     const std::string before = Bytes(before_, conference, "PTR");
     const std::string after = Bytes(outcome.files, conference, "PTR");
     const std::string sig = Bytes(outcome.files, conference, "SIG");
     std::string expected = Bytes(before_, conference, "SIG");
-    EXPECT_TRUE(BeginsWith(sig, expected)) << "SIG file of " << conference << " is damaged";
+    EXPECT_TRUE(sig.starts_with(expected)) << "SIG file of " << conference << " is damaged";
     for (size_t at = 0; at < std::min(before.size(), after.size()); at += kPtrSize) {
       if (before[at + kSentByte] == after[at + kSentByte]) continue;
       const std::string subject = after.substr(at + 112, static_cast<uint8_t>(after[at + 111]));
@@ -183,7 +176,7 @@ class ScanPlay : public RunStage {
   }
 
   // The file's number is none lower than before, nor than one that was handed out.
-  void ExpectSerialKept(const Outcome& outcome) const {
+  void ExpectSerialKept(const ScanOutcome& outcome) const {
     const auto number = [](const SiteFiles& files) {
       const auto found = files.find(kSerialFile);
       return found != files.end() ? strtoul(found->second.c_str(), nullptr, 10) : 0UL;
@@ -191,23 +184,37 @@ class ScanPlay : public RunStage {
     const unsigned long kept = number(outcome.files);
     EXPECT_GE(kept, number(before_));
     for (const std::string& line : outcome.lines) {
-      if (BeginsWith(line, "  queued ")) {
+      if (line.starts_with("  queued ")) {
         EXPECT_GE(kept, SerialOf(Between(line + "  ", "  MSGID=", '(').substr(0, 18)));
       }
     }
   }
 
   // A fault that no line tells of must have changed nothing.
-  static void ExpectSilenceIsHarmless(const Outcome& outcome, const Outcome& faultless) {
+  static void ExpectSilenceIsHarmless(const ScanOutcome& outcome, const ScanOutcome& faultless) {
     if (!outcome.IsSilentBeside(faultless)) return;
     EXPECT_EQ(outcome.files, faultless.files) << "a failure that matters was not announced";
   }
 
-  const Stage& stage_;
+  const ScanStage& stage_;
   const ScanScene& scene_ = stage_.scene;
 };
 
 }  // namespace
+
+UnsentMessage Unsent(int conference, const std::string& subject, const std::string& to) {
+  UnsentMessage message;
+  message.conference = conference;
+  message.subject = subject;
+  message.to = to;
+  return message;
+}
+
+void LayReceivedMail(const Site* site) {
+  BaseMessage earlier;
+  earlier.msgid = "2:5/6 old";
+  site->Base(1).Add(earlier);
+}
 
 void LayUnsent(const UnsentMessage& message, const Site& site) {
   BaseMessage unsent;
@@ -250,8 +257,8 @@ std::vector<Exported> ReadBundle(const std::string& bundle) {
 unsigned long SerialOf(const std::string& msgid) { return strtoul(msgid.c_str() + msgid.rfind(' '), nullptr, 16); }
 
 void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
-  const Stage stage(scene);
-  Outcome faultless;
+  const ScanStage stage(scene);
+  ScanOutcome faultless;
   {
     ScanPlay play(stage);
     faultless = play.Run();
@@ -262,7 +269,7 @@ void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
   const auto attempt = [&](const Fault& fault) {
     ScanPlay play(stage);
     play.Door().Fail(fault);
-    const Outcome outcome = play.Run();
+    const ScanOutcome outcome = play.Run();
     const bool struck = play.Door().LastHasStruck();
     play.ExpectPromisesKept(fault, outcome, faultless);
     const bool may_repeat = HasLine(outcome.lines, "=== cvtoss32 -scan completed with COMMIT ERRORS");
@@ -270,7 +277,7 @@ void TryScanFaults(const ScanScene& scene, FaultLoop loop) {
     const std::vector<LeftSigLine> left = LeftSigLines(outcome.lines);
     RemoveLeftSigLines(left, &play);
     if (!followed.insert({play.Present(), may_repeat}).second) return struck;
-    const Outcome later = play.Run();
+    const ScanOutcome later = play.Run();
     play.ExpectAllExported(later, may_repeat);
     for (const LeftSigLine& line : left) {
       // One that was marked although nobody could see it is done with, and not sent again.

@@ -17,6 +17,8 @@ struct UnsentMessage {
   std::string body = "Hello\x01";
 };
 
+UnsentMessage Unsent(int conference, const std::string& subject, const std::string& to = "All");
+
 struct ScanScene {
   std::vector<UnsentMessage> messages;
   std::function<void(Site*)> lay;          // what was there before
@@ -25,6 +27,11 @@ struct ScanScene {
 
 // Puts a message into the message base.
 void LayUnsent(const UnsentMessage& message, const Site& site);
+
+// Puts a message that arrived from the network into conference 1.
+void LayReceivedMail(const Site* site);
+
+constexpr char kSerialFile[] = "msg/CVOUTBOUND.SEQ";
 
 // A message of a bundle.
 struct Exported {

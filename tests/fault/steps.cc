@@ -2,12 +2,6 @@
 
 namespace {
 
-bool BeginsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
-
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 bool HasFailed(const CallRecord& record) {
   switch (record.call) {
     case Call::kOpen:
@@ -37,7 +31,7 @@ bool HasFailed(const CallRecord& record) {
 
 std::string Step::ShownPath(const Site& site) const {
   const std::string& path = record->path;
-  return BeginsWith(path, site.Root()) ? "<site>" + path.substr(site.Root().size()) : path;
+  return path.starts_with(site.Root()) ? "<site>" + path.substr(site.Root().size()) : path;
 }
 
 std::vector<Step> SiteMap::StepsFrom(size_t first, const ScopedDoor& door) {
@@ -69,16 +63,16 @@ SiteMap::Place SiteMap::PlaceOf(const std::string& path) const {
     if (path == directory) return {Part::kDirectory};
   }
   const std::string base = site_.Msg("CVMSG");
-  if (BeginsWith(path, base)) {
+  if (path.starts_with(base)) {
     const int conference = std::stoi(path.substr(base.size()));
-    if (EndsWith(path, ".PTR")) return {Part::kPtr, conference};
-    if (EndsWith(path, ".IDX")) return {Part::kIdx, conference};
-    if (EndsWith(path, ".DAT")) return {Part::kDat, conference};
-    if (EndsWith(path, ".SIG")) return {Part::kSig, conference};
+    if (path.ends_with(".PTR")) return {Part::kPtr, conference};
+    if (path.ends_with(".IDX")) return {Part::kIdx, conference};
+    if (path.ends_with(".DAT")) return {Part::kDat, conference};
+    if (path.ends_with(".SIG")) return {Part::kSig, conference};
   }
-  if (BeginsWith(path, site_.Out() + "/")) return {EndsWith(path, ".tmp") ? Part::kTemporary : Part::kBundle};
-  if (BeginsWith(path, site_.In("badmsgs/"))) return {Part::kBadCopy};
-  if (BeginsWith(path, site_.Done() + "/") || BeginsWith(path, site_.In("processed/"))) return {Part::kProcessed};
-  if (BeginsWith(path, site_.In() + "/")) return {Part::kInbound};
+  if (path.starts_with(site_.Out() + "/")) return {path.ends_with(".tmp") ? Part::kTemporary : Part::kBundle};
+  if (path.starts_with(site_.In("badmsgs/"))) return {Part::kBadCopy};
+  if (path.starts_with(site_.Done() + "/") || path.starts_with(site_.In("processed/"))) return {Part::kProcessed};
+  if (path.starts_with(site_.In() + "/")) return {Part::kInbound};
   return {};
 }

@@ -30,21 +30,6 @@ SceneMessage Netmail(const std::string& subject, const std::string& msgid) {
   return message;
 }
 
-// Conferences 1 and 2 hold a message that the scene does not know.
-void LayEarlier(const Site* site) {
-  BaseMessage earlier;
-  earlier.msgid = "2:5/6 old";
-  site->Base(1).Add(earlier);
-  earlier.msgid = "";
-  site->Base(2).Add(earlier);
-}
-
-FaultLoop AtLeast(int points) {
-  FaultLoop loop;
-  loop.more_than = points;
-  return loop;
-}
-
 }  // namespace
 
 // Of one failure the whole log; of all others the loops ask for the line of the call and for no other alarm.
@@ -83,50 +68,50 @@ TEST(TossFaults, TheWholeLogWhenAnIndexCannotBeWritten) {
 TEST(TossFaults, IntoNewConferences) {
   TossScene scene;
   scene.messages = {Echo(1, "first", "1:2/3 a"), Netmail("second", "1:2/3 b")};
-  TryTossFaults(scene, AtLeast(200));
+  TryTossFaults(scene, MoreThan(200));
 }
 
 TEST(TossFaults, IntoExistingConferences) {
   TossScene scene;
-  scene.lay = LayEarlier;
+  scene.lay = LayOtherMail;
   scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "1:2/3 b")};
   scene.messages[0].reply = "2:5/6 old";
-  TryTossFaults(scene, AtLeast(200));
+  TryTossFaults(scene, MoreThan(200));
 }
 
 TEST(TossFaults, SeveralMessagesIntoOneConference) {
   TossScene scene;
   scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
-  TryTossFaults(scene, AtLeast(200));
+  TryTossFaults(scene, MoreThan(200));
 }
 
 TEST(TossFaults, WithoutMsgids) {
   TossScene scene;
-  scene.lay = LayEarlier;
+  scene.lay = LayOtherMail;
   scene.messages = {Echo(1, "first", ""), Netmail("second", "")};
-  TryTossFaults(scene, AtLeast(150));
+  TryTossFaults(scene, MoreThan(150));
 }
 
 TEST(TossFaults, ABodyOfManyRecords) {
   TossScene scene;
-  scene.lay = LayEarlier;
+  scene.lay = LayOtherMail;
   scene.messages = {Echo(1, "long", "1:2/3 a")};
   scene.messages[0].body = std::string(40 * 127 + 5, 'x') + "\x01";
-  TryTossFaults(scene, AtLeast(150));
+  TryTossFaults(scene, MoreThan(150));
 }
 
 TEST(TossFaults, ABundleOfSeveralPackets) {
   TossScene scene;
   scene.packing = Packing::kBundle;
   scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "1:2/3 b"), Netmail("third", "1:2/3 c")};
-  TryTossFaults(scene, AtLeast(300));
+  TryTossFaults(scene, MoreThan(300));
 }
 
 TEST(TossFaults, ADamagedPacket) {
   TossScene scene;
   scene.packing = Packing::kDamagedPacket;
   scene.messages = {Echo(1, "first", "1:2/3 a")};
-  TryTossFaults(scene, AtLeast(150));
+  TryTossFaults(scene, MoreThan(150));
 }
 
 TEST(TossFaults, ADamagedPacketThatIsDeletedWhenItsCopyIsWhole) {
@@ -134,14 +119,14 @@ TEST(TossFaults, ADamagedPacketThatIsDeletedWhenItsCopyIsWhole) {
   scene.packing = Packing::kDamagedPacket;
   scene.lay = [](Site* site) { site->config.KeepProcessed = 0; };
   scene.messages = {Echo(1, "first", "1:2/3 a")};
-  TryTossFaults(scene, AtLeast(150));
+  TryTossFaults(scene, MoreThan(150));
 }
 
 TEST(TossFaults, ARetainedPacketTossedAgain) {
   TossScene scene;
   scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
   scene.messages[0].stored_before = true;
-  TryTossFaults(scene, AtLeast(150));
+  TryTossFaults(scene, MoreThan(150));
   for (const char* path_end : {".DAT", ".IDX", ".PTR", kSceneSource, ".BSY"}) {
     FaultLoop loop;
     loop.path_end = path_end;
@@ -152,34 +137,34 @@ TEST(TossFaults, ARetainedPacketTossedAgain) {
 TEST(TossFaults, UnknownAreasGoToTheCatchAll) {
   TossScene scene;
   scene.lay = [](Site* site) {
-    LayEarlier(site);
+    LayOtherMail(site);
     site->WriteConferences({{"General", "GENERAL"}, {"Others", "*"}, {"Netmail", "", false, true}});
   };
   scene.messages = {Echo(2, "first", "1:2/3 a")};
   scene.messages[0].area = "NOWHERE";
   scene.messages[0].is_parked = true;
-  TryTossFaults(scene, AtLeast(150));
+  TryTossFaults(scene, MoreThan(150));
 }
 
 TEST(TossFaults, FilesThatAreDeletedWhenTheyAreDone) {
   TossScene scene;
   scene.lay = [](Site* site) { site->config.KeepProcessed = 0; };
   scene.messages = {Echo(1, "first", "1:2/3 a")};
-  TryTossFaults(scene, AtLeast(100));
+  TryTossFaults(scene, MoreThan(100));
 }
 
 TEST(TossFaults, AProcessedDirectoryThatHasToBeMade) {
   TossScene scene;
   scene.lay = [](Site* site) { site->config.ProcessedDir[0] = '\0'; };
   scene.messages = {Echo(1, "first", "1:2/3 a")};
-  TryTossFaults(scene, AtLeast(100));
+  TryTossFaults(scene, MoreThan(100));
 }
 
 TEST(TossFaults, AnOlderFileOfThatNameInTheProcessedDirectory) {
   TossScene scene;
   scene.lay = [](Site* site) { WriteFile(site->Done(kSceneSource), "older"); };
   scene.messages = {Echo(1, "first", "1:2/3 a")};
-  TryTossFaults(scene, AtLeast(100));
+  TryTossFaults(scene, MoreThan(100));
 }
 
 // The append fails in any case; each call of its rollback, and of all else, fails as well.
@@ -188,7 +173,7 @@ TEST(TossFaults, RollingBackANewConference) {
     TossScene scene;
     scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kWriteAt, 1, kind); };
     scene.messages = {Echo(1, "first", "1:2/3 a")};
-    TryTossFaults(scene, AtLeast(100));
+    TryTossFaults(scene, MoreThan(100));
   }
 }
 
@@ -205,7 +190,7 @@ TEST(TossFaults, RollingBackWhatHasNoPositions) {
       door->Fail(unseekable);
     };
     scene.messages = {Echo(1, "first", "1:2/3 a")};
-    FaultLoop loop = AtLeast(4);
+    FaultLoop loop = MoreThan(4);
     loop.path_end = ".SIG";
     TryTossFaults(scene, loop);
   }
@@ -214,10 +199,10 @@ TEST(TossFaults, RollingBackWhatHasNoPositions) {
 TEST(TossFaults, RollingBackAnExistingConference) {
   for (const char* kind : {".IDX", ".SIG"}) {
     TossScene scene;
-    scene.lay = LayEarlier;
+    scene.lay = LayOtherMail;
     scene.spoil = [kind](ScopedDoor* door) { door->FailFrom(Call::kWriteAt, 1, kind); };
     scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(2, "second", "")};
-    TryTossFaults(scene, AtLeast(100));
+    TryTossFaults(scene, MoreThan(100));
   }
 }
 
@@ -225,11 +210,11 @@ TEST(TossFaults, RollingBackAnExistingConference) {
 TEST(TossFaults, RollingBackBetweenTwoMessages) {
   for (const bool stood_before : {false, true}) {
     TossScene scene;
-    if (stood_before) scene.lay = LayEarlier;
+    if (stood_before) scene.lay = LayOtherMail;
     scene.spoil = [](ScopedDoor* door) { door->FailNth(Call::kWriteAt, 1, ".PTR"); };
     scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
     for (const char* path_end : {".DAT", ".IDX", ".PTR", ".SIG"}) {
-      FaultLoop loop = AtLeast(20);
+      FaultLoop loop = MoreThan(20);
       loop.path_end = path_end;
       TryTossFaults(scene, loop);
     }
@@ -248,7 +233,7 @@ TEST(TossFaults, RollingBackHalfATextBetweenTwoMessages) {
     door->FailNth(Call::kWriteAt, 2, ".DAT");
   };
   scene.messages = {Echo(1, "first", "1:2/3 a"), Echo(1, "second", "1:2/3 b")};
-  FaultLoop loop = AtLeast(20);
+  FaultLoop loop = MoreThan(20);
   loop.path_end = ".DAT";
   TryTossFaults(scene, loop);
 }
@@ -262,7 +247,7 @@ TEST(TossFaults, AFailedCloseOfAnyFileTakesTheMessageBack) {
       int closes = 0;
       for (const bool fails : {false, true}) {
         const Site site;
-        if (stood_before) LayEarlier(&site);
+        if (stood_before) LayOtherMail(&site);
         PacketMessage message;
         message.text = EchoText("GENERAL", "1:2/3 a", "Hello\r");
         WriteFile(site.In("a.pkt"), PacketBytes({message}));

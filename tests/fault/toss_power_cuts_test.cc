@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr char kLock[] = "msg/CVTOSS.BSY";
-
 struct TossCutScene {
   std::vector<TossScene> sources;  // inbound files; only their messages and packing count
   std::function<void(Site*)> lay;
@@ -23,8 +21,6 @@ struct TossCutScene {
 };
 
 std::string SourcePath(size_t source) { return "in/0000a1b" + std::to_string(source) + ".su0"; }
-
-bool BeginsWith(const std::string& text, const std::string& start) { return text.compare(0, start.size(), start) == 0; }
 
 class TossCuts {
  public:
@@ -83,8 +79,8 @@ class TossCuts {
 
   void ExpectNothingDamaged(const SiteFiles& files) const {
     for (const auto& [path, bytes] : before_) {
-      if (BeginsWith(path, "msg/")) ExpectNotDamaged(path, bytes, files);
-      EXPECT_TRUE(!BeginsWith(path, "conf/") || BytesIn(files, path) == bytes) << path;
+      if (path.starts_with("msg/")) ExpectNotDamaged(path, bytes, files);
+      EXPECT_TRUE(!path.starts_with("conf/") || BytesIn(files, path) == bytes) << path;
     }
   }
 
@@ -104,7 +100,7 @@ class TossCuts {
       }
       if (source.packing != Packing::kDamagedPacket) continue;
       EXPECT_TRUE(std::any_of(files.begin(), files.end(), [&](const auto& file) {
-        return BeginsWith(file.first, "in/badmsgs/") && file.second == before_.at(SourcePath(i));
+        return file.first.starts_with("in/badmsgs/") && file.second == before_.at(SourcePath(i));
       })) << "no copy of a damaged packet";
     }
   }
@@ -201,40 +197,31 @@ const SceneMessage kSecond = Message(1, "GENERAL", "second", "1:2/3 b");
 const SceneMessage kThird = Message(2, "FIDO", "third", "1:2/3 c");
 const SceneMessage kNetmail = Message(3, "", "fourth", "1:2/3 d");
 
-// Conferences 1 and 2 hold a message that the scene does not know.
-void LayEarlier(const Site* site) {
-  BaseMessage earlier;
-  earlier.msgid = "2:5/6 old";
-  site->Base(1).Add(earlier);
-  earlier.msgid = "";
-  site->Base(2).Add(earlier);
-}
-
 }  // namespace
 
 TEST(TossPowerCuts, IntoNewConferences) { TryTossCuts({{SourceWith({kFirst, kNetmail})}, nullptr, nullptr}, 400); }
 
 TEST(TossPowerCuts, IntoExistingConferences) {
-  TryTossCuts({{SourceWith({kFirst, kThird})}, LayEarlier, nullptr}, 200);
+  TryTossCuts({{SourceWith({kFirst, kThird})}, LayOtherMail, nullptr}, 200);
 }
 
 TEST(TossPowerCuts, SeveralMessagesIntoOneConference) {
-  TryTossCuts({{SourceWith({kFirst, kSecond})}, LayEarlier, nullptr}, 150);
+  TryTossCuts({{SourceWith({kFirst, kSecond})}, LayOtherMail, nullptr}, 150);
 }
 
 TEST(TossPowerCuts, WithoutMsgids) {
-  TryTossCuts({{SourceWith({Message(1, "GENERAL", "first", ""), Message(3, "", "second", "")})}, LayEarlier, nullptr},
+  TryTossCuts({{SourceWith({Message(1, "GENERAL", "first", ""), Message(3, "", "second", "")})}, LayOtherMail, nullptr},
               150);
 }
 
 TEST(TossPowerCuts, ABodyOfManyRecords) {
   SceneMessage message = kFirst;
   message.body = std::string(40 * 127 + 5, 'x') + "\x01";
-  TryTossCuts({{SourceWith({message})}, LayEarlier, nullptr}, 70);
+  TryTossCuts({{SourceWith({message})}, LayOtherMail, nullptr}, 70);
 }
 
 TEST(TossPowerCuts, ABundleOfSeveralPackets) {
-  TryTossCuts({{SourceWith({kFirst, kThird, kNetmail}, Packing::kBundle)}, LayEarlier, nullptr}, 600);
+  TryTossCuts({{SourceWith({kFirst, kThird, kNetmail}, Packing::kBundle)}, LayOtherMail, nullptr}, 600);
 }
 
 TEST(TossPowerCuts, ADamagedPacket) {
@@ -256,7 +243,7 @@ TEST(TossPowerCuts, AProcessedDirectoryThatHasToBeMade) {
 
 TEST(TossPowerCuts, UnknownAreasGoToTheCatchAll) {
   const auto lay = [](Site* site) {
-    LayEarlier(site);
+    LayOtherMail(site);
     site->WriteConferences({{"General", "GENERAL"}, {"Others", "*"}, {"Netmail", "", false, true}});
   };
   TryTossCuts({{SourceWith({Message(2, "NOWHERE", "first", "1:2/3 a")})}, lay, nullptr}, 90);
@@ -264,7 +251,7 @@ TEST(TossPowerCuts, UnknownAreasGoToTheCatchAll) {
 
 // Of the first source all is certain when the second is begun, whatever becomes of that.
 TEST(TossPowerCuts, TwoSources) {
-  TryTossCuts({{SourceWith({kFirst, kThird}), SourceWith({kSecond, kNetmail})}, LayEarlier, nullptr}, 600);
+  TryTossCuts({{SourceWith({kFirst, kThird}), SourceWith({kSecond, kNetmail})}, LayOtherMail, nullptr}, 600);
 }
 
 TEST(TossPowerCuts, ASourceOfDuplicates) {
@@ -276,12 +263,12 @@ TEST(TossPowerCuts, ASourceOfDuplicates) {
 // One message is taken back, so that its source stays; the next source is stored behind it.
 TEST(TossPowerCuts, AMessageThatIsTakenBack) {
   const auto spoil = [](ScopedDoor* door) { door->FailNth(Call::kWriteAt, 1, "CVMSG01.PTR"); };
-  TryTossCuts({{SourceWith({kFirst, kThird}), SourceWith({kSecond})}, LayEarlier, spoil}, 300);
+  TryTossCuts({{SourceWith({kFirst, kThird}), SourceWith({kSecond})}, LayOtherMail, spoil}, 300);
 }
 
 // What a killed run has stored is certain before the next one is done with it as with duplicates.
 TEST(TossPowerCuts, ARunAfterOneThatWasKilled) {
-  const TossCutScene scene = {{SourceWith({kFirst, kThird})}, LayEarlier, nullptr};
+  const TossCutScene scene = {{SourceWith({kFirst, kThird})}, LayOtherMail, nullptr};
   TossCuts cuts(scene);
   cuts.TryAfterKills(cuts.TryRun());
   cuts.ExpectMoreThan(200);

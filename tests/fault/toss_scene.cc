@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int kConferences = 4;
+constexpr int kTossConferences = 4;
 constexpr char kBadCopy[] = "in/badmsgs/BAD_1763166684.PKT";
 
 std::string TravellingText(const SceneMessage& message) {
@@ -40,11 +40,9 @@ std::string BundleOf(const std::vector<PacketMessage>& messages) {
   return bundle;
 }
 
-using Outcome = RunOutcome;
-
 // A site with the scene on it.
-struct Stage : StagedSite {
-  explicit Stage(const TossScene& laid) : scene(laid), source(SourceOf(laid)) {
+struct TossStage : StagedSite {
+  explicit TossStage(const TossScene& laid) : scene(laid), source(SourceOf(laid)) {
     if (scene.lay) scene.lay(&site);
     LayStored(scene, site);
     WriteFile(site.In(kSceneSource), source);
@@ -83,45 +81,45 @@ std::vector<BaseMessage> MessagesIn(const SiteFiles& files, const Site& site, in
 // One play of the scene.
 class TossPlay : public RunStage {
  public:
-  explicit TossPlay(const Stage& stage) : RunStage(stage, stage.scene.spoil), stage_(stage) {}
+  explicit TossPlay(const TossStage& stage) : RunStage(stage, stage.scene.spoil), stage_(stage) {}
 
-  Outcome Run() {
-    Outcome outcome = Play(RunToss);
+  RunOutcome Run() {
+    RunOutcome outcome = Play(RunToss);
     EXPECT_EQ(outcome.status, ExpectAlarmsOf(Steps(), outcome.lines, site_));
     return outcome;
   }
 
-  void ExpectPromisesKept(const Fault& fault, const Outcome& outcome, const Outcome& faultless) const {
+  void ExpectPromisesKept(const Fault& fault, const RunOutcome& outcome, const RunOutcome& faultless) const {
     ExpectOldFilesUndamaged(outcome);
     ExpectOthersUntouched(before_, outcome.files, stage_.own);
     ExpectNothingLost(outcome);
     ExpectNoFileForNothing(outcome);
-    for (int conference = 1; conference <= kConferences; ++conference) {
+    for (int conference = 1; conference <= kTossConferences; ++conference) {
       if (!IsCritical(outcome.lines, conference)) ExpectWhole(outcome, conference);
     }
     ExpectSilenceIsHarmless(fault, outcome, faultless);
   }
 
-  void ExpectOldFilesUndamaged(const Outcome& outcome) const {
+  void ExpectOldFilesUndamaged(const RunOutcome& outcome) const {
     for (const auto& [path, bytes] : before_) {
       if (path.compare(0, 4, "msg/") == 0) ExpectNotDamaged(path, bytes, outcome.files);
     }
   }
 
   // After a rollback that failed: does what the guide says; then a check has to find nothing wrong any more.
-  void RepairAsAdvised(const Outcome& outcome) {
+  void RepairAsAdvised(const RunOutcome& outcome) {
     if (!AnyCritical(outcome)) return;
     CutBackToWholeMessages(outcome.lines, before_, this);
   }
 
   void ExpectRepaired() {
-    const Outcome check = Play(RunCheckMode);
+    const RunOutcome check = Play(RunCheckMode);
     EXPECT_EQ(check.status, 0);
-    for (int conference = 1; conference <= kConferences; ++conference) ExpectWhole(check, conference);
+    for (int conference = 1; conference <= kTossConferences; ++conference) ExpectWhole(check, conference);
   }
 
   // After a run that met no fault: all is stored, the source is done with.
-  void ExpectAllStored(const Outcome& outcome, bool may_repeat) const {
+  void ExpectAllStored(const RunOutcome& outcome, bool may_repeat) const {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.files.count(std::string("in/") + kSceneSource), 0U);
     for (const SceneMessage& message : scene_.messages) {
@@ -133,10 +131,10 @@ class TossPlay : public RunStage {
     }
   }
 
-  static bool AnyCritical(const Outcome& outcome) { return HasLine(outcome.lines, "CRITICAL:"); }
+  static bool AnyCritical(const RunOutcome& outcome) { return HasLine(outcome.lines, "CRITICAL:"); }
 
  private:
-  int CopiesOf(const Outcome& outcome, const SceneMessage& message) const {
+  int CopiesOf(const RunOutcome& outcome, const SceneMessage& message) const {
     int copies = 0;
     for (const BaseMessage& stored : MessagesIn(outcome.files, site_, message.conference)) {
       copies += stored.subject == message.subject && stored.body == message.body && stored.msgid == message.msgid;
@@ -144,7 +142,7 @@ class TossPlay : public RunStage {
     return copies;
   }
 
-  void ExpectNoFileForNothing(const Outcome& outcome) const {
+  void ExpectNoFileForNothing(const RunOutcome& outcome) const {
     if (AnyCritical(outcome)) return;
     for (const auto& [path, bytes] : outcome.files) {
       const bool is_of_base = path.compare(0, 9, "msg/CVMSG") == 0;
@@ -153,7 +151,7 @@ class TossPlay : public RunStage {
   }
 
   // Every message is one that was there before or one of the scene's, whole.
-  void ExpectWhole(const Outcome& outcome, int conference) const {
+  void ExpectWhole(const RunOutcome& outcome, int conference) const {
     for (const BaseMessage& stored : MessagesIn(outcome.files, site_, conference)) {
       const bool known = std::any_of(scene_.messages.begin(), scene_.messages.end(), [&](const SceneMessage& message) {
         return message.conference == conference && message.subject == stored.subject && message.body == stored.body &&
@@ -164,7 +162,7 @@ class TossPlay : public RunStage {
   }
 
   // A source that is gone is in the processed directory, whole, or was deleted; and then its messages are stored.
-  void ExpectNothingLost(const Outcome& outcome) const {
+  void ExpectNothingLost(const RunOutcome& outcome) const {
     const auto inbound = outcome.files.find(std::string("in/") + kSceneSource);
     if (inbound != outcome.files.end()) {
       EXPECT_EQ(inbound->second, source_);
@@ -185,7 +183,7 @@ class TossPlay : public RunStage {
   // A fault without a line of its own must have changed nothing, but for what is never announced: an inbound file that
   // cannot be examined is skipped, and the list of unknown areas and the copy of a bad packet are written as far as
   // they can be.
-  static void ExpectSilenceIsHarmless(const Fault& fault, const Outcome& outcome, const Outcome& faultless) {
+  static void ExpectSilenceIsHarmless(const Fault& fault, const RunOutcome& outcome, const RunOutcome& faultless) {
     if (!outcome.IsSilentBeside(faultless)) return;
     if ((fault.call == Call::kStat || fault.call == Call::kAny) && !HasLine(outcome.lines, "Found: ")) return;
     SiteFiles left = outcome.files;
@@ -197,7 +195,7 @@ class TossPlay : public RunStage {
     EXPECT_EQ(left, expected) << "a failure that matters was not announced";
   }
 
-  const Stage& stage_;
+  const TossStage& stage_;
   const TossScene& scene_ = stage_.scene;
   const std::string& source_ = stage_.source;
 };
@@ -239,9 +237,17 @@ void LayStored(const TossScene& scene, const Site& site) {
   }
 }
 
+void LayOtherMail(const Site* site) {
+  BaseMessage earlier;
+  earlier.msgid = "2:5/6 old";
+  site->Base(1).Add(earlier);
+  earlier.msgid = "";
+  site->Base(2).Add(earlier);
+}
+
 void TryTossFaults(const TossScene& scene, FaultLoop loop) {
-  const Stage stage(scene);
-  Outcome faultless;
+  const TossStage stage(scene);
+  RunOutcome faultless;
   {
     TossPlay play(stage);
     faultless = play.Run();
@@ -253,7 +259,7 @@ void TryTossFaults(const TossScene& scene, FaultLoop loop) {
     TossPlay play(stage);
     ScopedDoor& door = play.Door();
     door.Fail(fault);
-    const Outcome outcome = play.Run();
+    const RunOutcome outcome = play.Run();
     const bool struck = door.LastHasStruck();
     play.ExpectPromisesKept(fault, outcome, faultless);
     const bool may_repeat = MayHideSig(scene, fault);
@@ -261,7 +267,7 @@ void TryTossFaults(const TossScene& scene, FaultLoop loop) {
     play.RepairAsAdvised(outcome);
     if (!followed.insert({play.Present(), may_repeat}).second) return struck;
     play.ExpectRepaired();
-    const Outcome later = play.Run();
+    const RunOutcome later = play.Run();
     play.ExpectPromisesKept({}, later, later);
     play.ExpectAllStored(later, may_repeat);
     return struck;

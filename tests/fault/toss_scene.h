@@ -46,6 +46,9 @@ std::string SourceOf(const TossScene& scene);
 // Puts into the message base what the scene says was stored before.
 void LayStored(const TossScene& scene, const Site& site);
 
+// Puts a message that no scene knows into conferences 1 and 2.
+void LayOtherMail(const Site* site);
+
 // Runs the scene once without a fault of the loop and asserts that it stores what it has to; then once for every fault,
 // and asserts after each: stored messages are complete, nothing is damaged or left over, nothing is lost (what is not
 // stored is still in the inbound directory), every failure that matters has a line and the exit status, and a later run

@@ -15,8 +15,6 @@
 
 namespace {
 
-using Strings = std::vector<std::string>;
-
 class CommandLine : public testing::Test {
  protected:
   TemporaryDirectory directory_;

@@ -12,8 +12,6 @@
 
 namespace {
 
-using Strings = std::vector<std::string>;
-
 class Config : public testing::Test {
  protected:
   TemporaryDirectory directory_;

@@ -16,8 +16,6 @@
 
 class RunLockFixture : public testing::Test {
  protected:
-  using Strings = std::vector<std::string>;
-
   static constexpr char kOwnLine[] = "cvtoss32 1.05 Beta 5 mode=-toss pid=4120 started=1763166684\n";
   static constexpr char kOther[] = "cvtoss32 1.05 Beta 5 mode=-scan pid=17 started=1763160000\n";
 

@@ -14,8 +14,6 @@
 
 namespace {
 
-using Strings = std::vector<std::string>;
-
 class RunLog : public testing::Test {
  protected:
   ~RunLog() override { CloseRunLog(); }

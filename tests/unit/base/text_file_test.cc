@@ -28,8 +28,6 @@ class TextFileTest : public testing::Test {
     EXPECT_FALSE(ReadTextLine(&file, line, sizeof line));
     return lines;
   }
-
-  using Strings = std::vector<std::string>;
 };
 
 }  // namespace

@@ -4,27 +4,29 @@
 
 namespace {
 
-FakeClock* current = nullptr;
+FakeClock* current_clock = nullptr;
 int64_t part_of_a_second = 0;  // milliseconds slept that do not make a second yet
 
-int64_t Now() { return current->now; }
+int64_t Now() { return current_clock->now; }
 
-int UtcTime(int64_t when, OsCalendar* calendar) { return current->fails ? -1 : kOsNative.UtcTime(when, calendar); }
+int UtcTime(int64_t when, OsCalendar* calendar) {
+  return current_clock->fails ? -1 : kOsNative.UtcTime(when, calendar);
+}
 
-int LocalTime(int64_t when, OsCalendar* calendar) { return UtcTime(when + current->local_offset, calendar); }
+int LocalTime(int64_t when, OsCalendar* calendar) { return UtcTime(when + current_clock->local_offset, calendar); }
 
 void Sleep(uint32_t milliseconds) {
-  current->pauses.push_back(milliseconds);
+  current_clock->pauses.push_back(milliseconds);
   part_of_a_second += milliseconds;
-  current->now += part_of_a_second / 1000;
+  current_clock->now += part_of_a_second / 1000;
   part_of_a_second %= 1000;
 }
 
 }  // namespace
 
 FakeClock::FakeClock(int64_t start) : now(start), before_(OsInForce()) {
-  if (current != nullptr) abort();  // there is only one clock
-  current = this;
+  if (current_clock != nullptr) abort();  // there is only one clock
+  current_clock = this;
   part_of_a_second = 0;
   OsTable& table = OsInForce();
   table.Now = Now;
@@ -41,5 +43,5 @@ FakeClock::~FakeClock() {
   table.LocalTime = before_.LocalTime;
   table.UtcTime = before_.UtcTime;
   table.Sleep = before_.Sleep;
-  current = nullptr;
+  current_clock = nullptr;
 }

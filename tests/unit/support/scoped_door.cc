@@ -7,7 +7,7 @@
 
 namespace {
 
-ScopedDoor* current = nullptr;
+ScopedDoor* current_door = nullptr;
 OsTable next;  // the table behind the door
 
 struct OpenFile {
@@ -18,12 +18,8 @@ struct OpenFile {
 std::map<intptr_t, OpenFile> open_files;
 std::map<void*, std::string> open_lists;
 
-bool EndsWith(const std::string& text, const std::string& end) {
-  return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 bool Matches(Call wanted, const std::string& path_end, Call call, const std::string& path) {
-  return (wanted == Call::kAny || wanted == call) && EndsWith(path, path_end);
+  return (wanted == Call::kAny || wanted == call) && path.ends_with(path_end);
 }
 
 const OpenFile& FileOf(intptr_t handle) {
@@ -39,18 +35,18 @@ std::string PathOf(void* list) {
 
 ScopedDoor::Verdict JudgeFile(Call call, intptr_t handle, size_t size = 0) {
   const OpenFile& file = FileOf(handle);
-  return current->Judge(call, file.path, file.mode, size);
+  return current_door->Judge(call, file.path, file.mode, size);
 }
 
 // Records the answer and returns it.
 template <class Answer>
 Answer Noted(const ScopedDoor::Verdict& verdict, Answer answer) {
-  current->Record(verdict).answer = static_cast<int64_t>(answer);
+  current_door->Record(verdict).answer = static_cast<int64_t>(answer);
   return answer;
 }
 
 OsResult Open(const OsPlace& place, OsOpenMode mode, intptr_t* handle, int* error) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kOpen, place.path, mode);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kOpen, place.path, mode);
   if (verdict.fails) {
     *error = verdict.answer == kOsMissing ? ENOENT : verdict.answer == kOsExists ? EEXIST : EACCES;
     return Noted(verdict, verdict.answer);
@@ -105,15 +101,15 @@ int SyncFile(intptr_t handle) {
 }
 
 int SyncFiles(const OsPlace& directory, const OsSyncItem* items, size_t count) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kSyncFiles, directory.path);
-  std::string& names = current->Record(verdict).items;
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kSyncFiles, directory.path);
+  std::string& names = current_door->Record(verdict).items;
   for (size_t i = 0; i < count; ++i) names += std::string(items[i].name) + (items[i].last ? "* " : " ");
   const bool waits = next.SyncFiles != kOsNative.SyncFiles;
   return Noted(verdict, verdict.fails ? -1 : waits ? next.SyncFiles(directory, items, count) : 0);
 }
 
 int SyncDirectory(const OsPlace& directory) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kSyncDirectory, directory.path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kSyncDirectory, directory.path);
   const bool waits = next.SyncDirectory != kOsNative.SyncDirectory;
   return Noted(verdict, verdict.fails ? -1 : waits ? next.SyncDirectory(directory) : 0);
 }
@@ -131,45 +127,45 @@ int Touch(intptr_t handle) {
 }
 
 OsResult Stat(const OsPlace& place, OsStatus* status) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kStat, place.path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kStat, place.path);
   if (verdict.fails) return Noted(verdict, verdict.answer);
   const OsResult result = next.Stat(place, status);
-  if (result == kOsOk) current->Record(verdict).found_size = status->size;
+  if (result == kOsOk) current_door->Record(verdict).found_size = status->size;
   return Noted(verdict, result);
 }
 
 OsSameness SameFile(const OsPlace& source, const OsPlace& other) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kSameFile, source.path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kSameFile, source.path);
   return Noted(verdict, verdict.fails ? kOsNotTold : next.SameFile(source, other));
 }
 
 OsResult Remove(const OsPlace& place, const OsIdentity* only) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kRemove, place.path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kRemove, place.path);
   return Noted(verdict, verdict.fails ? verdict.answer : next.Remove(place, only));
 }
 
 OsResult RemoveUnchanged(const char* path, int64_t modified) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kRemoveUnchanged, path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kRemoveUnchanged, path);
   return Noted(verdict, verdict.fails ? verdict.answer : next.RemoveUnchanged(path, modified));
 }
 
 OsResult Rename(const OsPlace& from, const OsPlace& to, const OsIdentity* only) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kRename, to.path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kRename, to.path);
   return Noted(verdict, verdict.fails ? verdict.answer : next.Rename(from, to, only));
 }
 
 OsResult MakeDirectory(const char* path) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kMakeDirectory, path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kMakeDirectory, path);
   return Noted(verdict, verdict.fails ? verdict.answer : next.MakeDirectory(path));
 }
 
 OsResult OpenDirectory(const char* path, OsTrust trust, intptr_t* handle) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kOpenDirectory, path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kOpenDirectory, path);
   return Noted(verdict, verdict.fails ? verdict.answer : next.OpenDirectory(path, trust, handle));
 }
 
 OsResult ListOpen(const char* path, void** list) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kListOpen, path);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kListOpen, path);
   if (verdict.fails) return Noted(verdict, verdict.answer);
   const OsResult result = next.ListOpen(path, list);
   if (result == kOsOk) open_lists[*list] = path;
@@ -177,7 +173,7 @@ OsResult ListOpen(const char* path, void** list) {
 }
 
 OsResult ListNext(void* list, char* name, size_t size) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kListNext, PathOf(list));
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kListNext, PathOf(list));
   return Noted(verdict, verdict.fails ? verdict.answer : next.ListNext(list, name, size));
 }
 
@@ -192,20 +188,20 @@ void* NotedMemory(const ScopedDoor::Verdict& verdict, void* block) {
 }
 
 void* Allocate(size_t size) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kAllocate, "", kOsRead, size);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kAllocate, "", kOsRead, size);
   return NotedMemory(verdict, verdict.fails ? nullptr : next.Allocate(size));
 }
 
 void* Reallocate(void* block, size_t size) {
-  const ScopedDoor::Verdict verdict = current->Judge(Call::kReallocate, "", kOsRead, size);
+  const ScopedDoor::Verdict verdict = current_door->Judge(Call::kReallocate, "", kOsRead, size);
   return NotedMemory(verdict, verdict.fails ? nullptr : next.Reallocate(block, size));
 }
 
 }  // namespace
 
 ScopedDoor::ScopedDoor() : before_(OsInForce()) {
-  if (current != nullptr) abort();  // a second one would call itself
-  current = this;
+  if (current_door != nullptr) abort();  // a second one would call itself
+  current_door = this;
   calls_.reserve(512);
   next = before_;
   OsTable& table = OsInForce();
@@ -237,7 +233,7 @@ ScopedDoor::ScopedDoor() : before_(OsInForce()) {
 
 ScopedDoor::~ScopedDoor() {
   OsInForce() = before_;
-  current = nullptr;
+  current_door = nullptr;
   open_files.clear();
   open_lists.clear();
 }

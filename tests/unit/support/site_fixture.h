@@ -14,8 +14,6 @@
 #include "unit/support/site.h"
 #include "unit/support/test_files.h"
 
-using Strings = std::vector<std::string>;
-
 class SiteFixture : public testing::Test {
  protected:
   // Nothing may stay open, whatever failed.

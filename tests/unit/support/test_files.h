@@ -5,6 +5,9 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
+
+using Strings = std::vector<std::string>;
 
 // "0A 0B" and "0a0b" become two bytes; anything but hexadecimal digits in pairs and blanks fails the test.
 std::string FromHex(const char* text);
