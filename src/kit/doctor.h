@@ -12,8 +12,14 @@ struct DoctorQuestion {
   std::string box;  // of the mailer; empty for none
 };
 
-// Everything. Throws NotAnswered when the configuration or a file cannot be read, and nothing that was found says why.
-Attentions ExamineSite(const DoctorQuestion& question);
+struct Examination {
+  Attentions attention;
+  std::string unsettled;  // why the site may change at any moment; empty if it does not
+};
+
+// Examines everything. Throws NotAnswered when the configuration or a file cannot be read, and nothing that was found
+// says why.
+Examination ExamineSite(const DoctorQuestion& question);
 
 // The text of the configuration. Returns whether it can be loaded: text of wide characters cannot.
 bool ExamineConfigText(const std::string& path, Attentions* found);
@@ -25,4 +31,4 @@ void ExamineAddresses(const TosserConfig& config, Attentions* found);
 void ExaminePlaces(const KitSite& site, const DoctorQuestion& question, Attentions* found);
 
 // Conferences and their message base. Throws NotAnswered when a file cannot be read.
-void ExamineBase(const KitSite& site, const DoctorQuestion& question, Attentions* found);
+void ExamineBase(const KitSite& site, const DoctorQuestion& question, Examination* examination);

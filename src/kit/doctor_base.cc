@@ -11,6 +11,7 @@
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
 #include "kit/site_files.h"
+#include "kit/site_state.h"
 #include "kit/verify_site.h"
 
 namespace {
@@ -110,21 +111,44 @@ void ExamineVerification(const KitSite& site, Attentions* found) {
   AddAttention("base-damaged", "the message base is damaged: cvkit verify has " + Count(damages, "finding"), found);
 }
 
+// Returns a conference as it stands at one moment. If its files change whenever they are read, `steady` is false.
+BaseModel ReadSteadyModel(const KitSite& site, int32_t conference) {
+  constexpr int kReadings = 5;
+  constexpr int kPauseBetween = 100;  // milliseconds
+  BaseModel model = ReadBaseModel(site.config.MsgDir, conference);
+  for (int i = 1; i < kReadings && !model.steady; ++i) {
+    OsSleep(kPauseBetween);
+    model = ReadBaseModel(site.config.MsgDir, conference);
+  }
+  return model;
+}
+
 }  // namespace
 
-void ExamineBase(const KitSite& site, const DoctorQuestion& question, Attentions* found) {
+void ExamineBase(const KitSite& site, const DoctorQuestion& question, Examination* examination) {
+  Attentions* const found = &examination->attention;
   ExamineConferences(site.conferences, found);
-  const std::string before = std::max(LastScan(question.log).value_or(""), AYearAgo());
+  const SiteState before = LookAtSite(site.config);
+  Attentions of_sig_files;
+  bool changing = false;
+  const std::string since = std::max(LastScan(question.log).value_or(""), AYearAgo());
   for (size_t i = 0; i < site.conferences.count; ++i) {
     const ConferenceEntry& entry = site.conferences.entries[i];
     if (!IsNetworked(entry)) continue;
-    ExamineSigFile(entry, ReadBaseModel(site.config.MsgDir, entry.Number), found);
-    const size_t old = CountOldUnsent(site, entry.Number, before);
+    const BaseModel model = ReadSteadyModel(site, entry.Number);
+    changing = changing || !model.steady;
+    if (model.steady) ExamineSigFile(entry, model, &of_sig_files);
+    const size_t old = CountOldUnsent(site, entry.Number, since);
     if (old == 0) continue;
     AddAttention("unsent-old",
                  fmt::format("{} of conference {} {} unsent, from before {}", Count(old, "message"), entry.Number,
-                             old == 1 ? "is" : "are", before.substr(0, 10)),
+                             old == 1 ? "is" : "are", since.substr(0, 10)),
                  found);
   }
   ExamineVerification(site, found);
+  const SiteState state = before.IsUnsettled() ? before : LookAtSite(site.config);
+  examination->unsettled = state.Unsettled();
+  if (examination->unsettled.empty() && changing) examination->unsettled = "files change while they are read";
+  // A run writes a message and its SIG line one after the other.
+  if (state.holder != LockHolder::kAtWork) found->insert(found->end(), of_sig_files.begin(), of_sig_files.end());
 }

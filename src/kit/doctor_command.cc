@@ -20,10 +20,15 @@ struct DoctorOptions {
 
 int Doctor(const DoctorOptions& options) {
   const std::string& config = options.common.config;
-  const Attentions found = ExamineSite({config, options.log.empty() ? LogBeside(config) : options.log, options.box});
+  const Examination examination =
+      ExamineSite({config, options.log.empty() ? LogBeside(config) : options.log, options.box});
+  const Attentions& found = examination.attention;
   if (options.common.json) {
-    ShowJson(AttentionJson(found));
+    Json answer = AttentionJson(found);
+    answer["unsettled"] = TextOrNull(examination.unsettled);
+    ShowJson(answer);
   } else {
+    if (!examination.unsettled.empty()) Show("Unsettled: " + examination.unsettled + ".\n");
     ShowAttention(found);
     if (found.empty()) Show(Coloured(kGood, "Everything is set up right.") + "\n");
   }

@@ -7,6 +7,7 @@
 #include "kit/doctor.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/log_reader.h"
 #include "kit/site_files.h"
 #include "platform/os_rights.h"
 
@@ -116,7 +117,10 @@ void ExamineDirectoryRights(const std::vector<NamedDirectory>& directories, Atte
   }
 }
 
-void ExamineLogRights(const std::string& log, Attentions* found) {
+void ExamineLog(const std::string& log, Attentions* found) {
+  if (IsLogBlocked(log)) {
+    return AddAttention("log-blocked", ShownName(log) + " is not a file: no run can write its log", found);
+  }
   const size_t separator = log.find_last_of("/\\");
   const std::string directory = separator == std::string::npos ? "." : log.substr(0, separator + 1);
   if (OsMayWrite(LookAtFile(log).exists ? log.c_str() : directory.c_str())) return;
@@ -190,7 +194,7 @@ void ExaminePlaces(const KitSite& site, const DoctorQuestion& question, Attentio
   ExamineSwapping(config, found);
   ExamineSpelling(config.MsgDir, found);
   ExamineDirectoryRights(written, found);
-  ExamineLogRights(question.log, found);
+  ExamineLog(question.log, found);
   ExamineBaseRights(site, found);
   if (config.HaveInbound != 0) ExamineInboundFiles(config.Inbound, found);
   ExamineProcessed(config, found);

@@ -2,19 +2,20 @@
 #include "kit/kit_answer.h"
 #include "kit/program_copy.h"
 
-Attentions ExamineSite(const DoctorQuestion& question) {
-  Attentions found;
-  if (!ExamineConfigText(question.config, &found)) return found;
+Examination ExamineSite(const DoctorQuestion& question) {
+  Examination examination;
+  Attentions& found = examination.attention;
+  if (!ExamineConfigText(question.config, &found)) return examination;
   KitSite site;
   try {
     site = LoadKitSite(question.config);
   } catch (const NotAnswered&) {
     if (found.empty()) throw;
-    return found;  // the text of the configuration may be why
+    return examination;  // the text of the configuration may be why
   }
   ExamineAddresses(site.config, &found);
   ExaminePlaces(site, question, &found);
-  ExamineBase(site, question, &found);
+  ExamineBase(site, question, &examination);
   AddOutdatedCopies(question.config, &found);
-  return found;
+  return examination;
 }

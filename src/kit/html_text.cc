@@ -1,9 +1,11 @@
 #include "kit/html_text.h"
 
+#include "kit/kit_output.h"
+
 std::string Html(std::string_view text) {
   std::string escaped;
   escaped.reserve(text.size());
-  for (const char c : text) {
+  for (const char c : ShownName(text)) {
     switch (c) {
       case '&': escaped += "&amp;"; break;
       case '<': escaped += "&lt;"; break;

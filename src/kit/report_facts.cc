@@ -78,8 +78,8 @@ std::vector<ReportConference> ReadConferences(const KitSite& site, std::map<int6
     const PreflightResult found = InspectMessageBase(site.Base(), entry.Number).found;
     ReportConference conference;
     conference.number = entry.Number;
-    conference.name = ShownMail(entry.ConfName);
-    conference.tag = ShownMail(entry.NetIDName);
+    conference.name = DecodedMail(entry.ConfName);
+    conference.tag = DecodedMail(entry.NetIDName);
     conference.messages = found.ptr_count;
     conference.records = found.dat_count;
     conference.bytes = int64_t{found.ptr_count} * int64_t{kPtrRecordSize} +
@@ -150,6 +150,6 @@ ReportFacts ReadReport(const KitSite& site, const std::string& log,
   }
   AddLoggedLines(log, "toss", &facts.attention);
   AddLoggedLines(log, "scan", &facts.attention);
-  AddOthers(ExamineSite({site.config_path, log, {}}), &facts.attention);
+  AddOthers(ExamineSite({site.config_path, log, {}}).attention, &facts.attention);
   return facts;
 }

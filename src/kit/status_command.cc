@@ -1,5 +1,6 @@
 // cvkit status: is everything all right?
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <map>
 #include <memory>
 
@@ -47,21 +48,27 @@ std::string FullestText(const FullestConference& fullest) {
   return fmt::format("fullest conference {} at {}%", fullest.conference, 100 * fullest.records / kMostDatRecords);
 }
 
+// Returns what follows on the line: the mail that waits, and whether anybody is at work.
+std::string AsideText(const StatusFacts& facts) {
+  const WaitingFiles waiting = CountInbound(facts.inbound, false);
+  std::string text;
+  if (waiting.count != 0) {
+    text += fmt::format("; {} in INBOUND {} for a toss {}", Count(waiting.count, "file"),
+                        waiting.count == 1 ? "waits" : "wait", SinceText(waiting));
+  }
+  const std::string unsettled = facts.state.Unsettled();
+  return unsettled.empty() ? text : text + "; unsettled: " + unsettled;
+}
+
 void ShowLine(const StatusFacts& facts) {
   if (facts.attention.empty()) {
-    Show(fmt::format("{} {}; {}; {}\n", Coloured(kGood, "OK"), TossText(facts.runs), ScanText(facts.runs),
-                     FullestText(facts.fullest)));
+    Show(fmt::format("{} {}; {}; {}{}\n", Coloured(kGood, "OK"), TossText(facts.runs), ScanText(facts.runs),
+                     FullestText(facts.fullest), AsideText(facts)));
     return;
   }
   std::string line = Coloured(kBad, "ATTENTION");
   for (const Attention& one : facts.attention) line += (&one == facts.attention.data() ? " " : "; ") + one.text;
-  Show(line + "\n");
-}
-
-size_t CountRetained(const StatusFacts& facts) {
-  size_t retained = 0;
-  for (const InboundFile& file : facts.inbound) retained += file.retained ? 1 : 0;
-  return retained;
+  Show(line + AsideText(facts) + "\n");
 }
 
 void ShowDetails(const StatusFacts& facts) {
@@ -70,10 +77,14 @@ void ShowDetails(const StatusFacts& facts) {
   if (runs.toss) text += fmt::format(" ({})", WordOf(*runs.toss));
   text += "\n  " + ScanText(runs);
   if (runs.scan) text += fmt::format(" ({})", WordOf(*runs.scan));
-  text += fmt::format("\n  INBOUND: {}, {} retained\n", Count(facts.inbound.size(), "file"), CountRetained(facts));
-  for (const InboundFile& file : facts.inbound) text += "    " + ShownName(file.name) + "\n";
+  text += fmt::format("\n  INBOUND: {}, {} retained\n", Count(facts.inbound.size(), "file"),
+                      CountInbound(facts.inbound, true).count);
+  for (const InboundFile& file : facts.inbound) {
+    text += fmt::format("    {}  since {}{}\n", ShownName(file.name), StampOf(file.modified),
+                        file.retained ? ", retained" : "");
+  }
   text += fmt::format("  OUTDIR: {}\n", Count(facts.bundles, "bundle"));
-  for (const std::string& area : facts.new_areas) text += "  new unknown area: " + area + "\n";
+  for (const std::string& area : facts.new_areas) text += "  new unknown area: " + ShownName(area) + "\n";
   text += "  " + FullestText(facts.fullest);
   if (!facts.fullest.full_on.empty()) text += ", full on " + facts.fullest.full_on;
   text += fmt::format("\n  lock: {}{}\n", WordOf(facts.state.holder), facts.state.caller ? "; a caller is on" : "");
@@ -81,17 +92,23 @@ void ShowDetails(const StatusFacts& facts) {
   ShowAttention(facts.attention);
 }
 
+std::string IsoStamp(std::string stamp) {
+  if (stamp.size() > 10) stamp[10] = 'T';
+  return stamp;
+}
+
 Json RunJson(const std::optional<LoggedRun>& run) {
   if (!run) return nullptr;
-  const auto iso = [](std::string stamp) {
-    if (stamp.size() > 10) stamp[10] = 'T';
-    return stamp;
-  };
-  return {{"started", iso(run->started)}, {"ended", iso(run->last)},
-          {"result", WordOf(*run)},       {"done", run->done},
-          {"stored", run->stored},        {"duplicates", run->duplicates},
-          {"dropped", run->dropped},      {"damaged", run->damaged},
-          {"retained", run->retained},    {"errors", run->errors}};
+  return {{"started", IsoStamp(run->started)},
+          {"ended", IsoStamp(run->last)},
+          {"result", WordOf(*run)},
+          {"done", run->done},
+          {"stored", run->stored},
+          {"duplicates", run->duplicates},
+          {"dropped", run->dropped},
+          {"damaged", run->damaged},
+          {"retained", run->retained},
+          {"errors", run->errors}};
 }
 
 void ShowObject(const StatusFacts& facts) {
@@ -100,7 +117,8 @@ void ShowObject(const StatusFacts& facts) {
   answer["scan"] = RunJson(facts.runs.scan);
   answer["inbound"] = Json::array();
   for (const InboundFile& file : facts.inbound) {
-    answer["inbound"].push_back({{"file", ShownName(file.name)}, {"retained", file.retained}});
+    answer["inbound"].push_back(
+        {{"file", ShownName(file.name)}, {"retained", file.retained}, {"since", IsoStamp(StampOf(file.modified))}});
   }
   answer["bundles"] = facts.bundles;
   answer["new_areas"] = facts.new_areas;
@@ -115,6 +133,7 @@ void ShowObject(const StatusFacts& facts) {
   }
   answer["lock"] = WordOf(facts.state.holder);
   answer["caller"] = facts.state.caller;
+  answer["unsettled"] = TextOrNull(facts.state.Unsettled());
   ShowJson(answer);
 }
 
@@ -145,6 +164,8 @@ struct Metrics {
   }
 };
 
+bool IsOlder(const InboundFile& left, const InboundFile& right) { return left.modified < right.modified; }
+
 void ShowMetrics(const StatusFacts& facts) {
   Metrics metrics;
   const LastRuns& runs = facts.runs;
@@ -166,7 +187,12 @@ void ShowMetrics(const StatusFacts& facts) {
   each_run("cvtoss_last_run_messages", "Messages that the last run stored or sent.",
            [](const LoggedRun& run) { return run.mode == RunMode::kToss ? run.stored : run.done; });
   metrics.One("cvtoss_inbound_files", "Packets and bundles in INBOUND.", facts.inbound.size());
-  metrics.One("cvtoss_inbound_retained_files", "Of these, the ones that the last toss has left.", CountRetained(facts));
+  metrics.One("cvtoss_inbound_retained_files", "Of these, the ones that the last toss has left.",
+              CountInbound(facts.inbound, true).count);
+  if (!facts.inbound.empty()) {
+    metrics.One("cvtoss_inbound_oldest_timestamp_seconds", "When the oldest of them was last changed.",
+                std::min_element(facts.inbound.begin(), facts.inbound.end(), IsOlder)->modified);
+  }
   metrics.One("cvtoss_outbound_bundles", "Bundles in OUTDIR.", facts.bundles);
   metrics.One("cvtoss_new_unknown_areas", "Areas without a conference that came first within a week.",
               facts.new_areas.size());
@@ -174,7 +200,7 @@ void ShowMetrics(const StatusFacts& facts) {
   if (facts.fullest.conference != 0) {
     metrics.Begin("cvtoss_fullest_conference_ratio", "How full the fullest conference is, up to 1.");
     metrics.Add(fmt::format("cvtoss_fullest_conference_ratio{{conference=\"{}\",name=\"{}\"}}",
-                            facts.fullest.conference, Label(facts.fullest.name)),
+                            facts.fullest.conference, Label(ShownName(facts.fullest.name))),
                 static_cast<double>(facts.fullest.records) / kMostDatRecords);
   }
   metrics.One("cvtoss_caller", "Whether a caller is on the BBS.", facts.state.caller ? 1 : 0);

@@ -137,7 +137,7 @@ void ReadBase(const KitSite& site, StatusFacts* facts) {
     const bool empty = files.found.ptr_count == 0 && files.found.dat_count == 0;
     if (fault != kBaseSound && !(fault == kBaseNotOpened && empty)) facts->unsound.push_back(entry.Number);
     if (files.found.dat_count <= facts->fullest.records) continue;
-    facts->fullest = {entry.Number, ShownMail(entry.ConfName), files.found.dat_count, {}};
+    facts->fullest = {entry.Number, DecodedMail(entry.ConfName), files.found.dat_count, {}};
   }
   FullestConference& fullest = facts->fullest;
   if (fullest.conference != 0) fullest.full_on = FullOn(site, fullest.conference, fullest.records);
@@ -164,20 +164,17 @@ void Judge(StatusFacts* facts) {
   JudgeRun("scan", runs.scan, facts);
   const SiteState& state = facts->state;
   if (state.holder == LockHolder::kAbandoned) add("lock-abandoned", "the lock of a run that did not end is there");
-  size_t retained = 0;
-  std::string first;
-  for (const InboundFile& file : facts->inbound) {
-    if (file.retained && retained++ == 0) first = ShownName(file.name);
-  }
-  if (retained != 0 && state.holder != LockHolder::kAtWork) {
-    add("inbound-retained", Count(retained, "file") + " that the last toss left in INBOUND: " + first);
+  const WaitingFiles retained = CountInbound(facts->inbound, true);
+  if (retained.count != 0 && state.holder != LockHolder::kAtWork) {
+    add("inbound-retained", fmt::format("{} that the last toss left in INBOUND: {}, {}", Count(retained.count, "file"),
+                                        ShownName(retained.first), SinceText(retained)));
   }
   if (facts->bundles != 0 && now - facts->oldest_bundle > kStatusDay) {
     add("bundle-waiting", fmt::format("{} in OUTDIR, the oldest of {}: nobody fetches", Count(facts->bundles, "bundle"),
                                       DayOf(facts->oldest_bundle)));
   }
   if (!facts->new_areas.empty()) {
-    add("areas-new", Count(facts->new_areas.size(), "new unknown area") + ": " + facts->new_areas[0]);
+    add("areas-new", Count(facts->new_areas.size(), "new unknown area") + ": " + ShownName(facts->new_areas[0]));
   }
   if (!facts->unsound.empty() && !state.IsUnsettled()) {
     add("base-damaged", fmt::format("every run refuses the message base of conference {}", facts->unsound[0]));
@@ -193,6 +190,21 @@ void Judge(StatusFacts* facts) {
 
 }  // namespace
 
+WaitingFiles CountInbound(const std::vector<InboundFile>& inbound, bool retained) {
+  WaitingFiles waiting;
+  for (const InboundFile& file : inbound) {
+    if (file.retained != retained) continue;
+    if (waiting.count++ == 0) waiting.first = file.name;
+    waiting.since = waiting.count == 1 ? file.modified : std::min(waiting.since, file.modified);
+  }
+  return waiting;
+}
+
+std::string SinceText(const WaitingFiles& files) {
+  constexpr size_t kToTheMinute = 16;
+  return (files.count == 1 ? "since " : "the oldest since ") + StampOf(files.since).substr(0, kToTheMinute);
+}
+
 StatusFacts ReadStatus(const KitSite& site, const std::string& log) {
   StatusFacts facts;
   facts.state = LookAtSite(site.config);
@@ -201,6 +213,7 @@ StatusFacts ReadStatus(const KitSite& site, const std::string& log) {
   ReadBundles(site.config, &facts);
   ReadNewAreas(site, &facts.new_areas);
   ReadBase(site, &facts);
+  if (!facts.state.IsUnsettled()) facts.state = LookAtSite(site.config);  // a run may have begun meanwhile
   Judge(&facts);
   AddOutdatedCopies(site.config_path, &facts.attention);
   return facts;

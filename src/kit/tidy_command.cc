@@ -10,6 +10,7 @@
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
 #include "kit/site_change.h"
+#include "kit/site_state.h"
 #include "kit/tidy_site.h"
 #include "platform/os.h"
 
@@ -65,6 +66,7 @@ void ShowText(const TidyOptions& options, const TidyQuestion& question, const Ti
   if (!tidying.rotate_to.empty()) {
     Show("rotated   " + ShownName(question.log) + " to " + ShownName(tidying.rotate_to) + "\n");
   }
+  if (!tidying.unsettled.empty()) Show("Unsettled: " + tidying.unsettled + ".\n");
   for (const std::string& text : failed) Show(Coloured(kBad, text) + "\n");
   Show(fmt::format("{} of {} {}\n", Count(count, "file"), Count(size, "byte"),
                    options.apply ? "removed." : "would be removed: --apply does it."));
@@ -82,7 +84,11 @@ void ShowFacts(const TidyOptions& options, const TidyQuestion& question, const T
   }
   Json rotated;
   if (!tidying.rotate_to.empty()) rotated = {{"from", ShownName(question.log)}, {"to", ShownName(tidying.rotate_to)}};
-  ShowJson({{"applied", options.apply}, {"items", items}, {"rotated", rotated}, {"failed", failed}});
+  ShowJson({{"applied", options.apply},
+            {"items", items},
+            {"rotated", rotated},
+            {"failed", failed},
+            {"unsettled", TextOrNull(tidying.unsettled)}});
 }
 
 int Tidy(const TidyOptions& options) {
@@ -90,7 +96,8 @@ int Tidy(const TidyOptions& options) {
   const KitSite site = LoadKitSite(options.config);
   std::unique_ptr<QuietSite> quiet;
   if (options.apply) quiet = std::make_unique<QuietSite>(site.config);
-  const Tidying tidying = PlanTidying(site, question);
+  Tidying tidying = PlanTidying(site, question);
+  if (!options.apply) tidying.unsettled = LookAtSite(site.config).Unsettled();
   std::vector<std::string> failed;
   if (quiet) failed = DoTidying(tidying, question.log, [&quiet] { quiet->Keep(); });
   options.json ? ShowFacts(options, question, tidying, failed) : ShowText(options, question, tidying, failed);

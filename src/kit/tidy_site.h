@@ -26,6 +26,7 @@ struct TidyItem {
 struct Tidying {
   std::vector<TidyItem> items;  // by kind, in the order of their names
   std::string rotate_to;        // the new name of the log; empty: it stays
+  std::string unsettled;        // why the site may change at any moment; empty if it does not
 };
 
 // Looks, and changes nothing. Throws NotAnswered, also when the processed files lie among others.

@@ -29,7 +29,7 @@ std::vector<UnknownArea> ReadUnknownAreas(const KitSite& site) {
     const std::string_view tag = line.substr(kAreaStampSize + 2);
     UnknownArea& area = found[tag];
     if (area.messages++ == 0) {
-      area.tag = ShownMail(tag);
+      area.tag = DecodedMail(tag);
       area.first = ShownMail(line.substr(0, kAreaStampSize));
     }
     area.last = ShownMail(line.substr(0, kAreaStampSize));

@@ -8,7 +8,7 @@
 #include "kit/kit_site.h"
 
 struct UnknownArea {
-  std::string tag;    // showable
+  std::string tag;    // UTF-8, control bytes unchanged
   std::string first;  // the stamp of its first message, "2026-11-22 03:10:00"
   std::string last;
   size_t messages = 0;

@@ -1,9 +1,11 @@
 """cvkit doctor: each thing that it finds in a site that shows it, and nothing in sites that are near it."""
 
 import gzip
+import itertools
 import os
 import shutil
 import subprocess
+import threading
 import time
 from pathlib import Path
 
@@ -13,7 +15,7 @@ from formats.conference_table import netmail as netmail_conference
 from formats.message_base import MessageBase
 from formats.packet import Packet
 from formats.zip_bundle import Entry, bundle
-from harness.site import CONFIG, Site
+from harness.site import CONFIG, LOCK, Site
 from harness.target import KIT, ROOT, posix_only
 from harness.undeletable import undeletable
 
@@ -360,6 +362,39 @@ def test_a_configuration_is_needed(well, kit, config):
     assert kit("doctor", status=2).errors.startswith(("cvkit: ", "Config directive"))
 
 
-def test_a_log_that_cannot_be_read(well, kit):
+def test_a_log_that_cannot_be_written(well, kit):
     os.mkdir(well.path("TOSSER.LOG"))
-    assert found(kit) == []
+    assert found(kit) == [("log-blocked", "TOSSER.LOG is not a file: no run can write its log")]
+    for command in ("ledger", "status", "report", "tidy"):
+        assert kit(command, status=2).errors.endswith(("TOSSER.LOG is not a file\n", "TOSSER.LOG cannot be read\n"))
+
+
+@posix_only("the lock's owner has to be a process of this system")
+def test_what_a_run_at_work_explains_is_not_reported(well, kit):
+    restored_without_sig(well)
+    assert kit.json("doctor", status=1)["unsettled"] is None
+    well.write(LOCK, f"cvtoss32 1.05 Beta 5 mode=-toss pid={os.getpid()} started={int(time.time())}\n")
+    assert kit.json("doctor") == {"ok": True, "attention": [], "unsettled": "a run is at work"}
+    assert kit("doctor").text.startswith("Unsettled: a run is at work.\n")
+
+
+@pytest.mark.parametrize("seconds, unsettled", [(0.3, None), (60, "files change while they are read")])
+def test_a_conference_that_changes_is_read_again(well, kit, seconds, unsettled):
+    restored_without_sig(well)
+    well.write("MSG/CVMSG01.SIG", b"a long time to read\n" * 400_000 + well.read("MSG/CVMSG01.SIG"))
+    done = threading.Event()
+
+    def change():
+        end = time.monotonic() + seconds
+        for when in itertools.count():
+            if done.wait(0.001) or time.monotonic() > end:
+                return
+            os.utime(well.path("MSG/CVMSG01.PTR"), (when, when))
+
+    thread = threading.Thread(target=change)
+    thread.start()
+    answer = kit.json("doctor", status=None)
+    done.set()
+    thread.join()
+    assert answer["unsettled"] == unsettled
+    assert [one["code"] for one in answer["attention"]] == ([] if unsettled else ["sig-ahead"])

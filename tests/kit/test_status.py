@@ -92,7 +92,7 @@ def abandoned_lock(site):
 
 
 def retained_file(site):
-    site.inbound("again.pkt", MAIL)
+    os.utime(site.write("IN/again.pkt", MAIL.pack()), (NOW - 7200,) * 2)
     site.write("TOSSER.LOG", toss("Found: again.pkt"))
 
 
@@ -133,7 +133,8 @@ SITES = [
     (toss_that_was_killed, "run-killed", f"the toss of {stamp()} did not end"),
     (scan_with_errors, "run-failed", f"the scan of {stamp()} ended with errors"),
     (abandoned_lock, "lock-abandoned", "the lock of a run that did not end is there"),
-    (retained_file, "inbound-retained", "1 file that the last toss left in INBOUND: again.pkt"),
+    (retained_file, "inbound-retained",
+     f"1 file that the last toss left in INBOUND: again.pkt, since {stamp(7200)[:16]}"),
     (old_bundle, "bundle-waiting", f"1 bundle in OUTDIR, the oldest of {stamp(2 * DAY)[:10]}: nobody fetches"),
     (new_area, "areas-new", r"1 new unknown area: N\x1BWΘ"),
     (unsound_base, "base-damaged", "every run refuses the message base of conference 1"),
@@ -170,7 +171,7 @@ def a_refused_toss(site):
 
 
 def mail_that_has_just_come(site):
-    os.utime(site.path("IN").joinpath(site.write("IN/new.pkt", MAIL.pack()).name), (NOW - 9 * DAY,) * 2)
+    os.utime(site.write("IN/new.pkt", MAIL.pack()), (NOW - 9 * DAY,) * 2)
     site.write("IN/picture.gif", "GIF89a")
 
 
@@ -212,6 +213,7 @@ def test_a_run_at_work_is_not_killed(well, kit):
     toss_that_was_killed(well)
     well.write(LOCK, f"cvtoss32 1.05 Beta 5 mode=-toss pid={os.getpid()} started={int(NOW)}\n")
     assert attention(kit) == {}
+    assert kit.json("status")["unsettled"] == "a run is at work"
     assert "lock: at work" in kit("status", "-v").text
 
 
@@ -234,15 +236,39 @@ def test_the_details(well, kit):
     retained_file(well)
     well.nodes(Node(user=5))
     text = kit("status", "-v", status=1).text
-    for line in ("INBOUND: 1 file, 1 retained", "    again.pkt", "OUTDIR: 0 bundles", "lock: none; a caller is on"):
+    for line in ("INBOUND: 1 file, 1 retained", f"    again.pkt  since {stamp(7200)}, retained\n", "OUTDIR: 0 bundles",
+                 "lock: none; a caller is on", "; unsettled: a caller is on the BBS\n"):
         assert line in text
+
+
+def test_mail_that_waits_is_told_with_its_time(well, kit):
+    mail_that_has_just_come(well)
+    since = stamp(9 * DAY)
+    assert kit("status").text.endswith(f"; 1 file in INBOUND waits for a toss since {since[:16]}\n")
+    assert kit.json("status")["inbound"] == [{"file": "new.pkt", "retained": False, "since": since.replace(" ", "T")}]
+    metrics = kit("status", "--prometheus").text
+    assert f"\ncvtoss_inbound_oldest_timestamp_seconds {int(NOW - 9 * DAY)}\n" in metrics
+    site_file = well.write("IN/older.pkt", MAIL.pack())
+    os.utime(site_file, (NOW - 10 * DAY,) * 2)
+    told = f"; 2 files in INBOUND wait for a toss the oldest since {stamp(10 * DAY)[:16]}\n"
+    assert kit("status").text.endswith(told)
+
+
+def test_names_are_decoded_in_json_and_escaped_in_text(well, kit):
+    well.conferences(echo("FIDO", name="F\x1b\xe9"), netmail_conference())
+    new_area(well)
+    facts = kit.json("status", status=1)
+    assert (facts["fullest"]["name"], facts["new_areas"]) == ("F\x1bΘ", ["N\x1bWΘ"])
+    report = kit.json("report", status=1)
+    assert (report["conferences"][0]["name"], report["unknown_areas"][0]["tag"]) == ("F\x1bΘ", "N\x1bWΘ")
+    assert r'name="F\\x1BΘ"' in kit("status", "--prometheus", status=1).text
 
 
 LABEL = r'[a-zA-Z_][a-zA-Z0-9_]*="(?:[^"\\\n]|\\[\\"n])*"'
 METRIC = re.compile(rf"([a-zA-Z_:][a-zA-Z0-9_:]*)(\{{{LABEL}(?:,{LABEL})*\}})? (-?[0-9.e+-]+)")
 
 
-@pytest.mark.parametrize("lay", [lambda site: None, old_bundle, no_log, unsound_base])
+@pytest.mark.parametrize("lay", [retained_file, old_bundle, no_log, unsound_base])
 def test_the_metrics_keep_to_their_format(well, kit, lay):
     """HELP and TYPE once before the samples of a name, which stand together; each sample once; whole lines."""
     lay(well)
