@@ -13,7 +13,7 @@ from harness.generated import conferences, inbound_file, message_base
 from harness.target import WINDOWS
 
 GROUPS = 4
-SITES = 8 if WINDOWS else 80
+SITES = 4 if WINDOWS else 24
 
 EVENTS = (
     ("stored", re.compile(r"  -> wrote conf (\d+) msg #(\d+) ")),
