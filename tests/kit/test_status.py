@@ -312,6 +312,19 @@ def test_the_ready_service_replaces_the_metrics_as_a_whole(well, kit):
     assert well.read("cvtoss.prom") == before
 
 
+@posix_only("a shell's command line")
+@pytest.mark.parametrize("lay, status, answer", [
+    (lambda site: None, 0, "OK "), (old_bundle, 1, "ATTENTION 1 bundle in OUTDIR"),
+    (lambda site: site.path("CONF/CVMCONF.DAT").unlink(), 2, "cvkit: the conference table")])
+def test_the_ready_command_line_of_a_monitoring_agent(well, lay, status, answer):
+    ready = (ROOT / "packaging" / "cvkit-monitoring.cfg").read_text(encoding="ascii")
+    command = re.search(r"(?m)^command\[check_cvtoss\]=(.*)$", ready).group(1).replace("/srv/bbs/ftn", str(well.root))
+    shutil.copy2(KIT, well.path("cvkit"))
+    lay(well)
+    done = subprocess.run(command, shell=True, cwd="/", stdout=subprocess.PIPE, text=True, check=False)
+    assert done.returncode == status and done.stdout.startswith(answer) and done.stdout.count("\n") == 1, done
+
+
 def test_a_site_without_conferences_is_not_answered(well, kit):
     well.path("CONF/CVMCONF.DAT").unlink()
     assert "cannot be read" in kit("status", status=2).errors

@@ -1,5 +1,6 @@
 """The operator's guide's commands for Linux do to the files what the guide says."""
 
+import os
 import pathlib
 import re
 import shutil
@@ -24,6 +25,25 @@ def do(heading, directory, which=0, **replaced):
         assert old in command
         command = command.replace(old, new)
     return subprocess.run(["sh", "-ec", command], cwd=directory, stdout=subprocess.PIPE, text=True, check=True).stdout
+
+
+def test_the_quick_start_leads_to_an_exchange(tmp_path):
+    """The four steps of README.md, with options for what a sysop is asked."""
+    steps = (ROOT / "README.md").read_text(encoding="utf-8").partition("in four steps:")[2].partition("\n## ")[0]
+    assert re.findall(r"(?m)^\d\. \*\*(.*?)\.\*\*", steps) == ["Build or install", "Set up", "Examine", "Schedule"]
+    set_up, examine, exchange = re.findall(r"(?m)^ {7}(\S.*)$", steps)
+    site = tmp_path / "site"
+    subprocess.run([sys.executable, "-B", ROOT / "examples" / "make_site.py", "site", site], check=True)
+    (site / "CVTOSS32.CFG").unlink()
+    shutil.copy2(ROOT / "packaging" / "cvtoss32-exchange", site)
+    told = (" --yes --copy --confdir . --msgdir MSGS --inbound FTN/INBOUND --outdir FTN/OUTBOUND --address 2:999/42"
+            " --hub 2:999/1 --system Here")
+    path = f"{PROGRAM.parent}:{os.environ['PATH']}"
+    for command, shown in ((set_up + told, "PASSED"), (examine, ""), (exchange, "run complete")):
+        done = subprocess.run(["sh", "-c", command], cwd=site, env=os.environ | {"PATH": path},
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, text=True, check=False)
+        assert done.returncode == 0 and shown in done.stdout, done.stdout
+    assert {path.name for path in site.glob("cv*")} == {"cvtoss32", "cvkit", "cvtoss32-exchange"}
 
 
 def headers(*messages):
