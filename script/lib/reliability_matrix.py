@@ -22,6 +22,9 @@ CAMPAIGNS = {
     "seeds": "Seeds of the fuzz targets, made and found (tests/fuzz)",
 }
 
+REPAIRED = "then cvkit verify --repair, and the same run again"
+"""The row of the points that a test of the suite has also repaired."""
+
 
 @dataclass
 class Row:
@@ -59,7 +62,12 @@ def rows_of(path):
             row.skipped += 1
             continue
         row.points += figure_of(case, "fault_points")
-        row.undecided += figure_of(case, "undecided")
+        repaired = figure_of(case, "repaired")
+        if repaired:
+            mended = rows.setdefault(suite + REPAIRED, Row())
+            mended.scenes += 1
+            mended.points += repaired
+        (mended if repaired else row).undecided += figure_of(case, "undecided")
         row.violations += case.find("failure") is not None or case.find("error") is not None
     return rows
 

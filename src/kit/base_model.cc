@@ -1,6 +1,7 @@
 #include "kit/base_model.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 
 #include "base/scan_number.h"
@@ -8,6 +9,7 @@
 #include "bbs/name_crc.h"
 #include "bbs/sig_file.h"
 #include "kit/kit_answer.h"
+#include "kit/kit_output.h"
 
 namespace {
 
@@ -17,12 +19,12 @@ static_assert(kPieceSize % kPtrRecordSize == 0 && kPieceSize % kDatRecordSize ==
 
 bool IsZero(const uint8_t* bytes, size_t size) { return bytes[0] == 0 && memcmp(bytes, bytes + 1, size - 1) == 0; }
 
-NotAnswered CannotBeRead(const BaseFile& file) { return NotAnswered(file.Path() + " cannot be read"); }
+NotAnswered CannotBeRead(const BaseFile& file) { return NotAnswered(ShownName(file.Path()) + " cannot be read"); }
 
 BaseFile Look(const MessageBase& base, int32_t conference, const char* kind) {
   BaseFile file;
   if (FormatBasePath(base, conference, kind, &file.place) != 0) {
-    throw NotAnswered(std::string("the path of MSGDIR is too long: ") + base.path);
+    throw NotAnswered("the path of MSGDIR is too long: " + ShownName(base.path));
   }
   OsStatus status;
   const OsResult found = OsStat(file.place, &status);
@@ -34,10 +36,10 @@ BaseFile Look(const MessageBase& base, int32_t conference, const char* kind) {
   return file;
 }
 
-// Makes a Record of each whole record of the file, which is read in pieces that stay in the processor's cache, and sets
-// the file's size to the number of bytes read.
-template <class Record, class Make>
-void ReadRecords(BaseFile* file, size_t record_size, Make make, std::vector<Record>* records) {
+// Passes the file's whole records to `take` in pieces that stay in the processor's cache, and sets the file's size to
+// the number of bytes read. `records` gets room for all of them.
+template <class Record, class Take>
+void ReadRecords(BaseFile* file, size_t record_size, std::vector<Record>* records, Take take) {
   if (!file->exists) return;
   OsFile opened;
   if (OsOpen(file->place, kOsReadShared, &opened) != kOsOk) throw CannotBeRead(*file);
@@ -48,9 +50,7 @@ void ReadRecords(BaseFile* file, size_t record_size, Make make, std::vector<Reco
   for (int64_t at = 0; at < size; at += kPieceSize) {
     const auto wanted = static_cast<size_t>(std::min<int64_t>(kPieceSize, size - at));
     if (OsReadAt(opened, at, piece.data(), wanted).bytes != wanted) throw CannotBeRead(*file);
-    for (size_t begin = 0; begin + record_size <= wanted; begin += record_size) {
-      records->push_back(make(piece.data() + begin));
-    }
+    take(piece.data(), wanted / record_size);
   }
   if (OsClose(&opened) != 0) throw CannotBeRead(*file);
   file->size = size;
@@ -71,17 +71,46 @@ bool IsHoled(const uint8_t* record, Field field) {
 }
 
 TextMark MarkText(const uint8_t* record) {
-  if (IsZero(record, kDatRecordSize)) return kTextBlank;
+  if (record[dat_layout::length.at] == 0) return IsZero(record, kDatRecordSize) ? kTextBlank : kTextThere;
   return IsHoled(record, {dat_layout::length.at, dat_layout::kSize}) ? kTextHoled : kTextThere;
 }
 
-NameModel ModelName(const uint8_t* record, Field field) {
-  char name[256];
-  const size_t size = GetPrefixedText(record, field, name, sizeof name);
-  return {NameCrc(name), record[field.at] < field.width - 1 && strlen(name) == size};
+// Adds a mark for each record. Most hold no zero byte at all, and are passed over many at a time.
+void MarkTexts(const uint8_t* records, size_t count, std::vector<TextMark>* marks) {
+  const uint8_t* const end = records + count * kDatRecordSize;
+  const size_t first = marks->size();
+  marks->resize(first + count, kTextThere);
+  for (const uint8_t* at = records; at != end; at += kDatRecordSize) {
+    const void* const zero = memchr(at, 0, static_cast<size_t>(end - at));
+    if (zero == nullptr) return;
+    const auto index = static_cast<size_t>(static_cast<const uint8_t*>(zero) - records) / kDatRecordSize;
+    at = records + index * kDatRecordSize;
+    (*marks)[first + index] = MarkText(at);
+  }
 }
 
-HeaderModel ModelHeader(const uint8_t* record) {
+// Models the names of one field. Mail often has the name of the mail before it.
+class NameReader {
+ public:
+  explicit NameReader(Field field) : field_(field) {}
+
+  const NameModel& Read(const uint8_t* record) {
+    const uint8_t* const bytes = record + field_.at;
+    if (memcmp(bytes, last_, field_.width) == 0) return model_;
+    memcpy(last_, bytes, field_.width);
+    char name[256];
+    const size_t size = GetPrefixedText(record, field_, name, sizeof name);
+    model_ = {NameCrc(name), bytes[0] < field_.width - 1 && strlen(name) == size};
+    return model_;
+  }
+
+ private:
+  Field field_;
+  uint8_t last_[256] = {};
+  NameModel model_ = {NameCrc(""), true};
+};
+
+HeaderModel ModelHeader(const uint8_t* record, NameReader* from, NameReader* to) {
   namespace layout = ptr_layout;
   const PtrVitals vitals = UnpackPtrVitals(record);
   HeaderModel header;
@@ -89,8 +118,8 @@ HeaderModel ModelHeader(const uint8_t* record) {
   header.thread = GetI32(record + layout::ThreadRef.at);
   header.where = vitals.Where;
   header.records = vitals.Records;
-  header.from = ModelName(record, layout::From);
-  header.to = ModelName(record, layout::To);
+  header.from = from->Read(record);
+  header.to = to->Read(record);
   header.blank = IsZero(record, layout::kSize);
   header.deleted = vitals.Deleted;
   header.sent = record[layout::MsgSent.at] != 0;
@@ -108,6 +137,15 @@ IdxRecord ModelIndex(const uint8_t* record) {
           GetI32(record + idx_layout::MsgNumber.at), GetI32(record + idx_layout::ThreadRef.at)};
 }
 
+// Returns the number behind a line's tab.
+int32_t NumberAt(const std::string& text, const SigLine& line, size_t at) {
+  const char* const end = text.data() + line.at + line.size;
+  int32_t number = 0;
+  const bool is_plain = at < line.at + line.size && text[at] >= '0' && text[at] <= '9';
+  if (is_plain && std::from_chars(text.data() + at, end, number).ec == std::errc()) return number;
+  return LeadingInt32(std::string(text.data() + at, end).c_str());
+}
+
 SigLine ModelLine(const std::string& text, size_t at, size_t end) {
   SigLine line;
   line.at = at;
@@ -117,10 +155,11 @@ SigLine ModelLine(const std::string& text, size_t at, size_t end) {
   if (line.of_scan) --end;
   line.size = end - at;
   const std::string_view piece(text.data() + at, line.size);
+  line.holed = line.size != 0 && memchr(piece.data(), 0, line.size) != nullptr;
   const size_t tab = piece.find('\t');
   line.has_tab = tab != std::string_view::npos;
   line.msgid_size = line.has_tab ? tab : line.size;
-  if (line.has_tab) line.number = LeadingInt32(std::string(piece.substr(tab + 1)).c_str());
+  if (line.has_tab) line.number = NumberAt(text, line, at + tab + 1);
   return line;
 }
 
@@ -180,9 +219,18 @@ BaseModel ReadBaseModel(const MessageBase& base, int32_t conference) {
   model.idx = Look(base, conference, "IDX");
   model.dat = Look(base, conference, "DAT");
   model.sig = Look(base, conference, "SIG");
-  ReadRecords(&model.ptr, kPtrRecordSize, ModelHeader, &model.headers);
-  ReadRecords(&model.idx, kIdxRecordSize, ModelIndex, &model.index);
-  ReadRecords(&model.dat, kDatRecordSize, MarkText, &model.texts);
+  NameReader from(ptr_layout::From);
+  NameReader to(ptr_layout::To);
+  ReadRecords(&model.ptr, kPtrRecordSize, &model.headers, [&](const uint8_t* records, size_t count) {
+    for (size_t i = 0; i < count; ++i) {
+      model.headers.push_back(ModelHeader(records + i * kPtrRecordSize, &from, &to));
+    }
+  });
+  ReadRecords(&model.idx, kIdxRecordSize, &model.index, [&](const uint8_t* records, size_t count) {
+    for (size_t i = 0; i < count; ++i) model.index.push_back(ModelIndex(records + i * kIdxRecordSize));
+  });
+  ReadRecords(&model.dat, kDatRecordSize, &model.texts,
+              [&](const uint8_t* records, size_t count) { MarkTexts(records, count, &model.texts); });
   ReadSig(&model.sig, &model.sig_text);
   ModelLines(&model);
 

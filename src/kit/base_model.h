@@ -58,6 +58,7 @@ struct SigLine {
   int32_t number = 0;     // after the tab; 0 without a tab
   bool has_tab = false;
   bool ended = false;    // has a line end
+  bool holed = false;    // holds zero bytes: runs read only what stands before them
   bool of_scan = false;  // has the line end that a scan writes, CR LF
 };
 

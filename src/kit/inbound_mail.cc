@@ -1,5 +1,7 @@
 #include "kit/inbound_mail.h"
 
+#include <algorithm>
+
 #include "base/ascii.h"
 #include "ftn/zip_reader.h"
 #include "kit/packet_walk.h"
@@ -20,6 +22,11 @@ void AddItem(const PackedMessageView& packed, const ConferenceTable& table, size
 }
 
 }  // namespace
+
+size_t InboundMail::CountFor(int32_t conference) const {
+  return static_cast<size_t>(std::count_if(
+      items.begin(), items.end(), [conference](const InboundItem& item) { return item.conference == conference; }));
+}
 
 void AddInboundFile(const std::string& name, const ByteBuffer& content, const ConferenceTable& table,
                     InboundMail* mail) {

@@ -28,6 +28,8 @@ struct InboundSource {
 struct InboundMail {
   std::vector<InboundSource> sources;  // packets and bundles, sorted by name
   std::vector<InboundItem> items;      // in the order of a toss; without messages that no conference takes
+
+  size_t CountFor(int32_t conference) const;  // items of the conference
 };
 
 // Adds the mail of a file with that name and content; adds nothing when it is neither a packet nor a bundle.

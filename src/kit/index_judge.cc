@@ -56,11 +56,11 @@ IndexJudgement JudgeIndex(const BaseModel& model) {
       next = places->Find(entry.MsgNumber, next);
     }
     if (next == model.headers.size()) {
-      return {IsLooseFrom(model, i) ? IndexVerdict::kLooseEnd : IndexVerdict::kContradicts, i, "number"};
+      return {IsLooseFrom(model, i) ? IndexVerdict::kLooseEnd : IndexVerdict::kContradicts, i, 0, "number"};
     }
-    if (!IsNameOf(entry.FromCrc, model.headers[next].from)) return {IndexVerdict::kContradicts, i, "sender"};
-    if (!IsNameOf(entry.ToCrc, model.headers[next].to)) return {IndexVerdict::kContradicts, i, "recipient"};
-    if (!IsThreadOf(entry, model.headers[next])) return {IndexVerdict::kContradicts, i, "thread"};
+    if (!IsNameOf(entry.FromCrc, model.headers[next].from)) return {IndexVerdict::kContradicts, i, 0, "sender"};
+    if (!IsNameOf(entry.ToCrc, model.headers[next].to)) return {IndexVerdict::kContradicts, i, 0, "recipient"};
+    if (!IsThreadOf(entry, model.headers[next])) return {IndexVerdict::kContradicts, i, 0, "thread"};
   }
-  return {model.index.size() == model.headers.size() ? IndexVerdict::kWhole : IndexVerdict::kShort, 0, ""};
+  return {model.index.size() == model.headers.size() ? IndexVerdict::kWhole : IndexVerdict::kShort, 0, next, ""};
 }

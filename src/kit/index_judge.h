@@ -20,6 +20,7 @@ enum class IndexVerdict {
 struct IndexJudgement {
   IndexVerdict verdict = IndexVerdict::kWhole;
   size_t entry = 0;     // the first wrong one, or the first without a header
+  size_t tail = 0;      // of a right one: the first header after the last that has an entry
   std::string differs;  // which field is wrong: "number", "sender", "recipient" or "thread"
 };
 

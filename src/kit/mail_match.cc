@@ -1,13 +1,13 @@
 #include "kit/mail_match.h"
 
 #include <algorithm>
-#include <deque>
 #include <map>
-#include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "bbs/message_body.h"
+#include "kit/index_judge.h"
 #include "kit/message_identity.h"
 
 namespace {
@@ -18,13 +18,19 @@ class StoredMessages {
   explicit StoredMessages(const BaseModel& model) : model_(model) { (void)OsOpen(model.ptr.place, kOsRead, &ptr_); }
 
   // Reads the header and its text. Returns false when they have changed or are gone.
-  bool Read(size_t header) {
-    const HeaderModel& known = model_.headers[header];
+  bool Read(size_t header) { return ReadHeader(header) && ReadText(); }
+
+  // Reads the header only.
+  bool ReadHeader(size_t header) {
     const auto at = static_cast<int64_t>(header * kPtrRecordSize);
     if (OsReadAt(ptr_, at, record, sizeof record).bytes != sizeof record) return false;
+    return UnpackPtrVitals(record).MsgNumber == model_.headers[header].number;
+  }
+
+  // Reads the text of the header that was read last.
+  bool ReadText() {
     const PtrVitals vitals = UnpackPtrVitals(record);
-    if (vitals.MsgNumber != known.number || vitals.Records == 0) return false;
-    return ReadMessageBody(model_.dat.place, vitals.Where, vitals.Records, &body_) == 0;
+    return vitals.Records != 0 && ReadMessageBody(model_.dat.place, vitals.Where, vitals.Records, &body_) == 0;
   }
 
   std::string_view Body() const { return {reinterpret_cast<const char*>(body_.data), body_.size}; }
@@ -37,10 +43,7 @@ class StoredMessages {
   ByteBuffer body_;
 };
 
-bool HasMailFor(const BaseModel& model, const InboundMail& mail) {
-  return std::any_of(mail.items.begin(), mail.items.end(),
-                     [&model](const InboundItem& item) { return item.conference == model.conference; });
-}
+bool HasMailFor(const BaseModel& model, const InboundMail& mail) { return mail.CountFor(model.conference) != 0; }
 
 // The MSGIDs and numbers in the complete lines of the SIG file.
 struct Known {
@@ -56,19 +59,30 @@ struct Known {
   }
 };
 
+// The MSGIDs of the inbound mail of the conference.
+std::unordered_set<std::string_view> MsgidsFor(const BaseModel& model, const InboundMail& mail) {
+  std::unordered_set<std::string_view> msgids;
+  for (const InboundItem& item : mail.items) {
+    if (item.conference == model.conference && !item.msgid.empty()) msgids.insert(item.msgid);
+  }
+  return msgids;
+}
+
 // The messages that came from the network and have no SIG line.
 struct Unsigned {
   std::vector<size_t> headers;
-  size_t end = 0;  // one past the last message from the network that has one
+  size_t end = 0;  // one past the last message that has one, and whose mail is not inbound: it is of an earlier run
 
-  Unsigned(const BaseModel& model, const Known& known) {
+  Unsigned(const BaseModel& model, const Known& known, const InboundMail& mail) {
+    const std::unordered_set<std::string_view> inbound = MsgidsFor(model, mail);
     for (size_t i = 0; i < model.headers.size(); ++i) {
       const HeaderModel& header = model.headers[i];
       if (!header.inbound) continue;
-      if (known.numbers.contains(header.number)) {
-        end = i + 1;
-      } else {
+      const auto line = known.numbers.find(header.number);
+      if (line == known.numbers.end()) {
         headers.push_back(i);
+      } else if (!inbound.contains(line->second)) {
+        end = i + 1;
       }
     }
   }
@@ -105,8 +119,9 @@ std::string OutboundIdentity(const uint8_t* record, std::string_view body) {
 
 const std::string& SourceOf(const InboundItem& item, const InboundMail& mail) { return mail.sources[item.source].name; }
 
-// Whether a message may be incomplete: it has zero bytes where its end could be.
+// Whether a message may be incomplete: its text is gone, or there are zero bytes where its end could be.
 bool MayBeTorn(const BaseModel& model, const HeaderModel& header) {
+  if (header.records == 0 || int64_t{header.where} + header.records > model.DatCount()) return true;
   const bool blank = header.where < model.DatCount() && model.texts[header.where] == kTextBlank;
   return header.holed || !header.inbound || blank || HasLostText(model, header);
 }
@@ -128,7 +143,8 @@ class TornSearch {
     const auto line = known_.numbers.find(model_.headers[header].number);
     if (line == known_.numbers.end()) return FindUnsigned(header);
     const auto item = by_msgid_.find(line->second);
-    if (item == by_msgid_.end() || !stored_.Read(header)) return nullptr;
+    if (item == by_msgid_.end() || !stored_.ReadHeader(header)) return nullptr;
+    if (!stored_.ReadText()) return item->second;
     const Identity identity = IdentityOfStored(stored_.record, stored_.Body());
     const Identity& whole = item->second->identity;
     // Without an origin it may be a message of our own that has come back; its text then differs there.
@@ -139,9 +155,11 @@ class TornSearch {
 
  private:
   const InboundItem* FindUnsigned(size_t header) const {
-    if (by_header_.empty() || !model_.headers[header].inbound || !stored_.Read(header)) return nullptr;
-    const Identity identity = IdentityOfStored(stored_.record, stored_.Body());
+    if (by_header_.empty() || !model_.headers[header].inbound || !stored_.ReadHeader(header)) return nullptr;
+    const bool has_text = stored_.ReadText();
+    const Identity identity = IdentityOfStored(stored_.record, has_text ? stored_.Body() : "");
     const auto item = by_header_.find(identity.header);
+    if (!has_text && item != by_header_.end()) return item->second;
     return item != by_header_.end() && item->second->identity.whole != identity.whole ? item->second : nullptr;
   }
 
@@ -152,19 +170,29 @@ class TornSearch {
   std::unordered_map<std::string_view, const InboundItem*> by_header_;  // items without a SIG line
 };
 
-// The identities of the sent messages whose MSGIDs are unknown.
-std::unordered_set<std::string> SentWithoutLine(const BaseModel& model, const Known& known, StoredMessages* stored) {
-  std::unordered_set<std::string> sent;
-  for (size_t i = 0; i < model.headers.size(); ++i) {
-    const HeaderModel& header = model.headers[i];
-    if (!header.sent || header.inbound || known.numbers.contains(header.number) || !stored->Read(i)) continue;
-    sent.insert(OutboundIdentity(stored->record, stored->Body()));
-  }
-  return sent;
+// What a message in a bundle is found by: whether it is netmail, and its identity.
+using OutboundKey = std::pair<bool, std::string>;
+using Places = std::map<OutboundKey, std::vector<size_t>>;  // headers, in their order
+using OutboundItems = std::map<OutboundKey, std::vector<const OutboundItem*>>;
+
+OutboundKey KeyOf(const HeaderModel& header, const StoredMessages& stored) {
+  return {header.netmail, OutboundIdentity(stored.record, stored.Body())};
 }
 
-bool BelongsTo(const OutboundItem& item, const HeaderModel& header, const ConferenceEntry& entry) {
-  return item.netmail == header.netmail && (item.netmail || item.area == entry.NetIDName);
+// The sent messages of our own that no SIG line names. `wanted` are those in bundles: others are not read.
+Places SentWithoutLine(const BaseModel& model, const Known& known, const OutboundItems& wanted,
+                       StoredMessages* stored) {
+  const auto is_wanted = [&](bool netmail) {
+    return std::any_of(wanted.begin(), wanted.end(), [&](const auto& item) { return item.first.first == netmail; });
+  };
+  const bool of_kind[] = {is_wanted(false), is_wanted(true)};
+  Places sent;
+  for (size_t i = 0; i < model.headers.size(); ++i) {
+    const HeaderModel& header = model.headers[i];
+    if (!header.sent || header.inbound || !of_kind[header.netmail ? 1 : 0]) continue;
+    if (!known.numbers.contains(header.number) && stored->Read(i)) sent[KeyOf(header, *stored)].push_back(i);
+  }
+  return sent;
 }
 
 }  // namespace
@@ -177,7 +205,7 @@ MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail) {
   if (items.with_msgid.empty() && items.without_msgid.empty()) return missing;
   StoredMessages stored(model);
   std::map<std::string, std::vector<size_t>> headers;  // by identity
-  const Unsigned unsigned_mail(model, known);
+  const Unsigned unsigned_mail(model, known, mail);
   for (const size_t header : unsigned_mail.headers) {
     if (items.without_msgid.empty() && header < unsigned_mail.end) continue;
     if (stored.Read(header)) headers[IdentityOfStored(stored.record, stored.Body()).whole].push_back(header);
@@ -218,6 +246,35 @@ std::vector<TornMessage> FindTornMessages(const BaseModel& model, const InboundM
   return torn;
 }
 
+bool IsBegun(const BaseModel& model, const InboundMail& mail) {
+  return model.headers.empty() && model.index.size() <= std::max<size_t>(mail.CountFor(model.conference), 1);
+}
+
+std::unordered_set<size_t> FindInboundHeaders(const BaseModel& model, const InboundMail& mail) {
+  std::unordered_set<size_t> headers;
+  if (!HasMailFor(model, mail)) return headers;
+  const std::unordered_set<std::string_view> msgids = MsgidsFor(model, mail);
+  const Known known(model);
+  for (size_t i = 0; i < model.headers.size(); ++i) {
+    const auto line = known.numbers.find(model.headers[i].number);
+    if (line != known.numbers.end() && msgids.contains(line->second)) headers.insert(i);
+  }
+  const MissingLines missing = FindMissingLines(model, mail);
+  headers.insert(missing.twins.begin(), missing.twins.end());
+  for (const MissingLine& line : missing.lines) headers.insert(line.header);
+  for (const StoredAgain& message : missing.again) headers.insert(message.header);
+  return headers;
+}
+
+size_t FindLostEntries(const BaseModel& model, const InboundMail& mail) {
+  const IndexJudgement index = JudgeIndex(model);
+  size_t lost = model.headers.size();
+  if (index.verdict != IndexVerdict::kShort || index.tail == lost) return lost;
+  const std::unordered_set<size_t> inbound = FindInboundHeaders(model, mail);
+  while (lost > index.tail && inbound.contains(lost - 1)) --lost;
+  return lost;
+}
+
 std::vector<PendingExport> FindPendingExports(const BaseModel& model, const ConferenceEntry& entry,
                                               const OutboundMail& mail) {
   std::vector<PendingExport> pending;
@@ -225,32 +282,39 @@ std::vector<PendingExport> FindPendingExports(const BaseModel& model, const Conf
   const Known known(model);
   StoredMessages stored(model);
   std::unordered_map<std::string_view, size_t> signed_unsent;  // by MSGID
-  std::map<std::string, std::deque<size_t>> unsent;            // by identity
+  Places places;
   for (size_t i = 0; i < model.headers.size(); ++i) {
     const HeaderModel& header = model.headers[i];
     if (header.sent || header.deleted || !stored.Read(i)) continue;
-    unsent[OutboundIdentity(stored.record, stored.Body())].push_back(i);
+    places[KeyOf(header, stored)].push_back(i);
     const auto line = known.numbers.find(header.number);
     if (line != known.numbers.end()) signed_unsent.emplace(line->second, i);
   }
-  if (unsent.empty()) return pending;
-  std::optional<std::unordered_set<std::string>> sent_before;  // computed when first needed
+  OutboundItems unnamed;  // whose MSGIDs no line has
   for (const OutboundItem& item : mail.items) {
-    const auto same = unsent.find(item.identity);
-    if (same == unsent.end()) continue;
-    std::deque<size_t>& places = same->second;  // a scan takes them in this order
     const auto line = signed_unsent.find(item.msgid);
-    const bool has_line = line != signed_unsent.end();
-    if (!has_line && known.msgids.contains(item.msgid)) continue;  // committed, and its header is marked
-    const auto place = has_line ? std::find(places.begin(), places.end(), line->second)
-                                : std::find_if(places.begin(), places.end(), [&](size_t header) {
-                                    return BelongsTo(item, model.headers[header], entry);
-                                  });
-    if (place == places.end()) continue;
-    if (!has_line && !sent_before) sent_before = SentWithoutLine(model, known, &stored);
-    if (!has_line && sent_before->contains(item.identity)) continue;  // the bundle may be of that one
-    pending.push_back({*place, item.msgid, item.bundle, has_line});
-    places.erase(place);
+    if (line != signed_unsent.end()) {
+      const auto same = places.find({item.netmail, item.identity});
+      if (same == places.end() || std::erase(same->second, line->second) == 0) continue;
+      pending.push_back({line->second, item.msgid, item.bundle, true, false});
+    } else if (!known.msgids.contains(item.msgid) && (item.netmail || item.area == entry.NetIDName)) {
+      unnamed[{item.netmail, item.identity}].push_back(&item);
+    }
   }
+  if (unnamed.empty()) return pending;
+  const Places sent = SentWithoutLine(model, known, unnamed, &stored);
+  for (const auto& [key, items] : unnamed) {
+    std::vector<size_t>& found = places[key];
+    if (const auto before = sent.find(key); before != sent.end()) {
+      found.insert(found.end(), before->second.begin(), before->second.end());
+      if (found.size() != items.size()) continue;  // which of them are in the bundle cannot be told
+    }
+    std::sort(found.begin(), found.end());  // a scan takes them in this order
+    for (size_t i = 0; i < std::min(found.size(), items.size()); ++i) {
+      pending.push_back({found[i], items[i]->msgid, items[i]->bundle, false, model.headers[found[i]].sent});
+    }
+  }
+  std::sort(pending.begin(), pending.end(),
+            [](const auto& left, const auto& right) { return left.header < right.header; });
   return pending;
 }

@@ -1,9 +1,11 @@
 #include <CLI/CLI.hpp>
+#include <functional>
 #include <memory>
 #include <set>
 #include <sstream>
 #include <vector>
 
+#include "base/ascii.h"
 #include "base/scan_number.h"
 #include "base/whole_file.h"
 #include "ftn/packet_reader.h"
@@ -14,6 +16,8 @@
 #include "kit/output_file.h"
 #include "kit/packet_render.h"
 #include "kit/packet_salvage.h"
+#include "kit/progress.h"
+#include "kit/site_files.h"
 #include "kit/site_state.h"
 #include "kit/toss_forecast.h"
 #include "kit/zip_salvage.h"
@@ -25,8 +29,8 @@ constexpr int kPacketTries = 3;  // to read files that others are changing
 struct PacketOptions {
   CommonOptions common;
   std::vector<std::string> files;
-  int text = PacketView::kNone;
-  int raw = PacketView::kNone;
+  int text = kNoMessage;
+  int raw = kNoMessage;
   std::string without;
   std::string output;
   std::string extract;
@@ -89,18 +93,25 @@ int WriteWithout(const KitSite& site, const PacketOptions& options) {
   return kAllIsWell;
 }
 
+std::string InCapitals(std::string text) {
+  UpperText(text.data());
+  return text;
+}
+
 int Extract(const KitSite& site, const PacketOptions& options) {
   RequireOutside(site, options.extract);
   (void)OsMakeDirectory(options.extract.c_str());
   int status = kAllIsWell;
-  std::set<std::string> names;
+  std::set<std::string> names;  // in capitals: to some file systems names that differ by case only are the same
   Json extracted = Json::array();
   for (const std::string& path : options.files) {
     ByteBuffer content;
     ReadInboundFile(path, &content);
     const size_t entries = UnpackBundle(content.data, content.size, [&](const UnpackedEntry& entry) {
       std::string name = SafeName(entry.name);
-      for (int copy = 2; !names.insert(name).second; ++copy) name = std::to_string(copy) + "-" + SafeName(entry.name);
+      for (int copy = 2; !names.insert(InCapitals(name)).second; ++copy) {
+        name = std::to_string(copy) + "-" + SafeName(entry.name);
+      }
       WriteOutputFile(site, options.extract + "/" + name, entry.content, options.force);
       if (!entry.fault.empty()) status = kNeedsAttention;
       extracted.push_back({{"path", ShownName(path)},
@@ -119,22 +130,6 @@ int Extract(const KitSite& site, const PacketOptions& options) {
   return status;
 }
 
-// Fills in the bytes of message `number` of each packet in the files.
-int ShowRaw(const PacketOptions& options, const std::vector<FileFacts>& files) {
-  size_t shown = 0;
-  for (const FileFacts& file : files) {
-    for (const PacketFacts& packet : file.packets) {
-      for (const MessageFacts& message : packet.messages) {
-        if (message.number != options.raw) continue;
-        Show(HexRows(message.raw));
-        ++shown;
-      }
-    }
-  }
-  if (shown == 0) throw NotAnswered("--raw: there is no message " + std::to_string(options.raw));
-  return kAllIsWell;
-}
-
 bool NeedsAttention(const FileFacts& file) {
   if (file.fate != kFateProcessed) return true;
   for (const PacketFacts& packet : file.packets) {
@@ -145,46 +140,106 @@ bool NeedsAttention(const FileFacts& file) {
   return false;
 }
 
-// Judges all files; repeats that when a run or the BBS has changed the message base meanwhile.
-std::vector<FileFacts> Judge(const KitSite& site, const PacketOptions& options, bool* settled) {
-  std::vector<FileFacts> files;
-  for (int tries = 0; tries < kPacketTries; ++tries) {
-    TossForecast forecast(site, options.raw);
-    files.clear();
-    for (const std::string& path : options.files) {
-      ByteBuffer content;
-      ReadInboundFile(path, &content);
-      files.push_back(forecast.JudgeFile(path, content.data, content.size));
-    }
-    *settled = !forecast.HasChanged();
-    if (*settled) break;
+// Returns the sum of the files' sizes.
+uint64_t SizeOf(const std::vector<std::string>& paths) {
+  uint64_t size = 0;
+  for (const std::string& path : paths) {
+    const FoundFile file = LookAtFile(path);
+    if (!file.exists) throw NotAnswered(ShownName(path) + " cannot be read");
+    size += static_cast<uint64_t>(file.status.size);
   }
-  return files;
+  return size;
+}
+
+// Judges files in their order. Only one of them is in memory at a time.
+class PacketJudging {
+ public:
+  PacketJudging(const KitSite& site, const PacketOptions& options)
+      : site_(site), options_(options), progress_("judging", SizeOf(options.files)) {
+    Restart();
+  }
+
+  // Passes each file to `take`. When a run or the BBS has changed the message base meanwhile, the file is judged again,
+  // after those before it.
+  void Run(const std::function<void(const FileFacts&)>& take) {
+    for (size_t i = 0; i < options_.files.size(); ++i) {
+      FileFacts facts = Judge(i);
+      for (int tries = 1; forecast_->HasChanged(); ++tries) {
+        if (tries == kPacketTries || i != 0) settled_ = false;
+        if (tries == kPacketTries) break;
+        Restart();
+        for (size_t again = 0; again < i; ++again) (void)Judge(again);
+        facts = Judge(i);
+      }
+      progress_.Add(size_);
+      if (OsIsTerminal(kOsStdout)) progress_.Clear();
+      take(facts);
+    }
+    progress_.Clear();
+  }
+
+  // Whether the verdicts belong to one state of the message base.
+  bool IsSettled() const { return settled_; }
+
+ private:
+  void Restart() { forecast_ = std::make_unique<TossForecast>(site_, KeptBytes{options_.text, options_.raw}); }
+
+  FileFacts Judge(size_t file) {
+    ByteBuffer content;
+    ReadInboundFile(options_.files[file], &content);
+    size_ = content.size;
+    return forecast_->JudgeFile(options_.files[file], content.data, content.size);
+  }
+
+  const KitSite& site_;
+  const PacketOptions& options_;
+  Progress progress_;
+  std::unique_ptr<TossForecast> forecast_;
+  size_t size_ = 0;  // bytes of the last file
+  bool settled_ = true;
+};
+
+// Shows the bytes of one message of each packet.
+int ShowRaw(const PacketOptions& options, PacketJudging* judging) {
+  size_t shown = 0;
+  judging->Run([&](const FileFacts& file) {
+    for (const PacketFacts& packet : file.packets) {
+      for (const MessageFacts& message : packet.messages) {
+        if (message.number != options.raw) continue;
+        Show(HexRows(message.raw));
+        ++shown;
+      }
+    }
+  });
+  if (shown == 0) throw NotAnswered("--raw: there is no message " + std::to_string(options.raw));
+  return kAllIsWell;
 }
 
 int RunPacket(const PacketOptions& options) {
-  const int questions = (options.extract.empty() ? 0 : 1) + (options.without.empty() ? 0 : 1) +
-                        (options.raw == PacketView::kNone ? 0 : 1);
+  const int questions =
+      (options.extract.empty() ? 0 : 1) + (options.without.empty() ? 0 : 1) + (options.raw == kNoMessage ? 0 : 1);
   if (questions > 1) throw NotAnswered("--extract, --without and --raw exclude each other");
   const KitSite site = LoadKitSite(options.common.config);
   if (!options.extract.empty()) return Extract(site, options);
   if (!options.without.empty()) return WriteWithout(site, options);
-  bool settled = true;
-  const std::vector<FileFacts> files = Judge(site, options, &settled);
-  if (options.raw != PacketView::kNone) return ShowRaw(options, files);
+  PacketJudging judging(site, options);
+  if (options.raw != kNoMessage) return ShowRaw(options, &judging);
 
-  const std::string unsettled = settled ? LookAtSite(site.config).Unsettled() : "the message base changes";
-  PacketView view;
-  view.text_of = options.text;
-  if (options.common.json) {
-    Json json = PacketJson(files);
-    json["unsettled"] = TextOrNull(unsettled);
-    ShowJson(json);
-  } else {
-    for (const FileFacts& file : files) Show(PacketText(file, view));
-    if (!unsettled.empty()) Show("Unsettled: " + unsettled + ".\n");
+  const bool json = options.common.json;
+  int status = kAllIsWell;
+  std::string before = "{\"files\": [\n";  // what stands before the next file
+  judging.Run([&](const FileFacts& file) {
+    if (NeedsAttention(file)) status = kNeedsAttention;
+    Show(json ? before + JsonText(FileJson(file), -1) : FileText(file));
+    before = ",\n";
+  });
+  const std::string unsettled = judging.IsSettled() ? LookAtSite(site.config).Unsettled() : "the message base changes";
+  if (json) {
+    Show("\n], \"unsettled\": " + JsonText(TextOrNull(unsettled), -1) + "}\n");
+  } else if (!unsettled.empty()) {
+    Show("Unsettled: " + unsettled + ".\n");
   }
-  return std::any_of(files.begin(), files.end(), NeedsAttention) ? kNeedsAttention : kAllIsWell;
+  return status;
 }
 
 }  // namespace

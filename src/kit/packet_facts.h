@@ -25,8 +25,17 @@ struct MessageFacts {
   std::string from, to, subject, date;
   std::string area, msgid, reply, charset;  // empty where there is none
   std::vector<std::string> kludges;         // the lines of all other kludges
-  std::string body;                         // as it is stored, with LF line ends
-  std::string raw;                          // its bytes, if they are wanted
+  std::string body;                         // as it is stored, with LF line ends; if it is wanted
+  std::string raw;                          // its bytes; if they are wanted
+};
+
+constexpr int kNoMessage = -1;
+constexpr int kAllMessages = 0;
+
+// Of which messages more than the facts is wanted: a number, or one of the above.
+struct KeptBytes {
+  int text_of = kNoMessage;
+  int raw_of = kNoMessage;
 };
 
 struct PacketFault {

@@ -100,7 +100,7 @@ std::string ShownLines(const std::string& body) {
   return shown;
 }
 
-std::string MessageText(const MessageFacts& message, const PacketView& view) {
+std::string MessageText(const MessageFacts& message) {
   const std::string verdict = Coloured(ColourOf(message.verdict), fmt::format("{:<9}", NameOf(message.verdict)));
   std::string text = fmt::format("  {:>4}  {} {}\n", message.number, verdict, PlaceOf(message));
   if (message.from.empty() && message.to.empty() && message.date.empty()) {
@@ -116,27 +116,22 @@ std::string MessageText(const MessageFacts& message, const PacketView& view) {
   AddLine("REPLY", message.reply, &text);
   AddLine("CHRS", message.charset, &text);
   for (const std::string& kludge : message.kludges) AddLine("kludge", kludge, &text);
-  if (view.text_of == PacketView::kAll || view.text_of == message.number) text += ShownLines(message.body);
-  return text;
+  return text + ShownLines(message.body);
 }
 
 }  // namespace
 
-Json PacketJson(const std::vector<FileFacts>& files) {
-  Json json = {{"files", Json::array()}};
-  for (const FileFacts& file : files) {
-    Json packets = Json::array();
-    for (const PacketFacts& packet : file.packets) packets.push_back(PacketJson(packet));
-    json["files"].push_back({{"path", ShownName(file.path)},
-                             {"kind", NameOf(file.kind)},
-                             {"packets", packets},
-                             {"fate", NameOf(file.fate)},
-                             {"reason", file.reason}});
-  }
-  return json;
+Json FileJson(const FileFacts& file) {
+  Json packets = Json::array();
+  for (const PacketFacts& packet : file.packets) packets.push_back(PacketJson(packet));
+  return {{"path", ShownName(file.path)},
+          {"kind", NameOf(file.kind)},
+          {"packets", packets},
+          {"fate", NameOf(file.fate)},
+          {"reason", file.reason}};
 }
 
-std::string PacketText(const FileFacts& file, const PacketView& view) {
+std::string FileText(const FileFacts& file) {
   std::string text = fmt::format("{}: {}, would be {}", Coloured(kStrong, ShownName(file.path)), NameOf(file.kind),
                                  Coloured(file.fate == kFateProcessed ? kGood : kBad, NameOf(file.fate)));
   text += (file.reason.empty() ? "" : " (" + file.reason + ")") + "\n";
@@ -147,7 +142,7 @@ std::string PacketText(const FileFacts& file, const PacketView& view) {
                           ToOf(*packet.header), DateOf(*packet.header),
                           HasPassword(*packet.header) ? "with a password" : "no password", packet.messages.size());
     }
-    for (const MessageFacts& message : packet.messages) text += MessageText(message, view);
+    for (const MessageFacts& message : packet.messages) text += MessageText(message);
     if (packet.fault) {
       text += Coloured(kBad, fmt::format(" damaged at offset {}: {}\n", packet.fault->offset, packet.fault->reason));
       if (packet.header) text += " the toss stores what stands before it and saves the whole packet in badmsgs\n";

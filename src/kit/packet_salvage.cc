@@ -117,14 +117,17 @@ ParsedText TakeMessage(const FoundMessage& found, InboundMessage* message, Messa
   facts->reply = message->reply;
   facts->charset = message->charset;
   AddKludges(text, &facts->kludges);
+  return parsed;
+}
+
+void TakeBody(const FoundMessage& found, const ParsedText& parsed, const InboundMessage& message, MessageFacts* facts) {
   if (parsed.fault == kTextSound) {
-    facts->body.assign(reinterpret_cast<const char*>(message->body.data), message->body.size);
+    facts->body.assign(reinterpret_cast<const char*>(message.body.data), message.body.size);
     std::replace(facts->body.begin(), facts->body.end(), kLineEndByte, '\n');
   } else {
-    facts->body.assign(text.text, text.size);
+    facts->body.assign(found.view.text.text, found.view.text.size);
     std::replace(facts->body.begin(), facts->body.end(), '\r', '\n');
   }
-  return parsed;
 }
 
 std::string PacketWithout(const uint8_t* packet, size_t size, const std::set<int>& left_out) {

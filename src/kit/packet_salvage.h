@@ -25,8 +25,11 @@ std::vector<FoundMessage> FindMessages(const uint8_t* packet, size_t size, std::
 // Fills in what the packed message itself contains.
 void DescribeMessage(const FoundMessage& found, MessageFacts* facts);
 
-// Parses the message as the toss does, and fills in what its text contains.
+// Parses the message as the toss does, and fills in what its text contains but for the body.
 ParsedText TakeMessage(const FoundMessage& found, InboundMessage* message, MessageFacts* facts);
+
+// Fills in the body of a message that was parsed.
+void TakeBody(const FoundMessage& found, const ParsedText& parsed, const InboundMessage& message, MessageFacts* facts);
 
 // Returns the packet with its whole messages, without those whose numbers, from 1, are left out.
 std::string PacketWithout(const uint8_t* packet, size_t size, const std::set<int>& left_out);

@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "base/scan_number.h"
 #include "bbs/sig_search.h"
 #include "kit/file_change.h"
 #include "kit/index_judge.h"
@@ -28,47 +29,46 @@ struct Planning {
 
 std::string Content(const BaseFile& file) { return file.exists ? ReadText(file.Path()) : std::string(); }
 
-// Returns, for each header, whether its message is not whole.
-std::vector<bool> FindBroken(const BaseModel& model, const InboundMail& mail) {
-  std::vector<bool> broken;
+// What is known about each header.
+struct HeaderState {
+  bool broken = false;   // its message is not whole
+  bool inbound = false;  // its mail is still inbound, as far as anything is left of it
+};
+
+std::vector<HeaderState> JudgeHeaders(const BaseModel& model, const InboundMail& mail) {
+  std::vector<HeaderState> states;
   for (const HeaderModel& header : model.headers) {
     const bool past = int64_t{header.where} + header.records > model.DatCount();
-    broken.push_back(header.blank || header.number < 1 || (!header.deleted && (header.records == 0 || past)));
+    const bool broken = header.blank || header.number < 1 || (!header.deleted && (header.records == 0 || past));
+    states.push_back({broken, header.blank});
   }
-  for (const TornMessage& message : FindTornMessages(model, mail)) broken[message.header] = true;
-  return broken;
+  for (const TornMessage& message : FindTornMessages(model, mail)) states[message.header] = {true, true};
+  for (const size_t header : FindInboundHeaders(model, mail)) states[header].inbound = true;
+  return states;
 }
 
-// Returns the end of the headers to keep: no live message after it is whole.
-size_t WholeHeaders(const BaseModel& model, const std::vector<bool>& broken) {
-  size_t end = model.headers.size();
-  while (end > 0 && (model.headers[end - 1].deleted || broken[end - 1])) --end;
-  while (end < broken.size() && !broken[end]) ++end;
-  return end;
-}
-
-// Whether the mail of all these headers is still inbound.
-bool IsAllInbound(const BaseModel& model, const InboundMail& mail) {
-  std::unordered_set<std::string_view> inbound;
-  for (const InboundItem& item : mail.items) {
-    if (item.conference == model.conference) inbound.insert(item.msgid);
-  }
-  std::unordered_map<int32_t, std::string_view> known;
-  for (const SigLine& line : model.lines) {
-    if (line.has_tab) known.emplace(line.number, model.Msgid(line));
-  }
-  return std::all_of(model.headers.begin(), model.headers.end(), [&](const HeaderModel& header) {
-    const auto line = known.find(header.number);
-    return line != known.end() && inbound.contains(line->second);
-  });
+// Returns the end of the headers to keep: no live message after it is whole, or the mail of all of them is inbound.
+size_t WholeHeaders(const std::vector<HeaderState>& states, const BaseModel& model, const InboundMail& mail) {
+  size_t end = states.size();
+  while (end > 0 && (model.headers[end - 1].deleted || states[end - 1].broken)) --end;
+  while (end < states.size() && !states[end].broken) ++end;
+  size_t last_run = states.size();
+  while (last_run > 0 && states[last_run - 1].inbound) --last_run;
+  if (states.size() - last_run > mail.CountFor(model.conference)) return end;
+  while (last_run < states.size() && !states[last_run].broken) ++last_run;
+  return std::min(end, last_run);
 }
 
 // Cuts off the headers at the end whose messages are lost. If no message would be left, the files are probably from
 // different times, and the operator has to decide, unless all mail is still inbound.
 void CutHeaders(const InboundMail& inbound, Planning* planning) {
   const BaseModel& old = planning->old;
-  size_t kept = WholeHeaders(old, FindBroken(old, inbound));
-  if (kept == 0 && !IsAllInbound(old, inbound)) kept = old.headers.size();
+  const std::vector<HeaderState> states = JudgeHeaders(old, inbound);
+  const bool all_inbound =
+      states.size() <= inbound.CountFor(old.conference) &&
+      std::all_of(states.begin(), states.end(), [](const HeaderState& one) { return one.inbound; });
+  size_t kept = WholeHeaders(states, old, inbound);
+  if (kept == 0 && !all_inbound) kept = old.headers.size();
   planning->model.headers.resize(kept);
   const size_t size = kept * kPtrRecordSize;
   if (static_cast<int64_t>(size) == old.ptr.size) return;
@@ -120,13 +120,15 @@ void MendHalfLine(size_t at, Planning* planning, std::vector<SigLine>* kept, std
   *text += raw + '\n';
 }
 
-// Keeps the lines of existing messages, and of those that the BBS has packed away.
-void KeepLines(const InboundMail& inbound, Planning* planning, std::string* text) {
+// Keeps the lines of existing messages, and of those that the BBS has packed away. Returns whether zero bytes were
+// removed: only the next reading tells what these lines are.
+bool KeepLines(const InboundMail& inbound, Planning* planning, std::string* text) {
   const BaseModel& old = planning->old;
   BaseModel& model = planning->model;
   const LostLines lost(model, inbound);
   const std::unordered_set<int32_t> lost_numbers = LostNumbers(old, model);
   std::vector<SigLine> kept;
+  bool had_zeros = false;
   const size_t ended = model.EndedLines();
   for (size_t i = 0; i < ended; ++i) {
     const SigLine& line = model.lines[i];
@@ -137,19 +139,41 @@ void KeepLines(const InboundMail& inbound, Planning* planning, std::string* text
       if (i > 0 && !model.lines[i - 1].ended) *text += '\n';  // it ends the piece before it
       continue;
     }
-    kept.push_back(line);
     const size_t end = i + 1 < model.lines.size() ? model.lines[i + 1].at : old.sig_text.size();
-    text->append(old.sig_text, line.at, end - line.at);
+    std::string raw = old.sig_text.substr(line.at, end - line.at);
+    if (std::erase(raw, '\0') != 0) {
+      had_zeros = true;
+      planning->Say(old.sig, fmt::format("removed zero bytes from line {}", i + 1));
+      if (raw.find('\t') == std::string::npos) continue;
+    }
+    kept.push_back(line);
+    *text += raw;
   }
   MendHalfLine(ended, planning, &kept, text);
   model.lines = std::move(kept);
+  return had_zeros;
+}
+
+// Returns where the line of a message belongs in the text of a SIG file: before the lines at the end that all name
+// later messages.
+size_t PlaceOfLine(const std::string& text, int32_t number) {
+  size_t place = text.size();
+  while (place != 0) {
+    const size_t before = place < 2 ? std::string::npos : text.rfind('\n', place - 2);
+    const size_t start = before == std::string::npos ? 0 : before + 1;
+    const size_t tab = text.find('\t', start);
+    if (tab >= place || LeadingInt32(text.c_str() + tab + 1) <= number) break;
+    place = start;
+  }
+  return place;
 }
 
 void MarkSent(const std::vector<PendingExport>& pending, Planning* planning) {
-  if (pending.empty()) return;
+  if (std::all_of(pending.begin(), pending.end(), [](const PendingExport& one) { return one.sent; })) return;
   const BaseModel& old = planning->old;
   if (!planning->repair.ptr) planning->repair.ptr = Content(old.ptr);
   for (const PendingExport& unsent : pending) {
+    if (unsent.sent) continue;
     (*planning->repair.ptr)[unsent.header * kPtrRecordSize + ptr_layout::MsgSent.at] = 1;
     planning->Say(old.ptr,
                   fmt::format("marked message #{} sent, which its bundle holds", old.headers[unsent.header].number));
@@ -160,12 +184,15 @@ void RepairLines(const ConferenceEntry& entry, const InboundMail& inbound, const
                  Planning* planning) {
   const BaseModel& old = planning->old;
   std::string text;
-  KeepLines(inbound, planning, &text);
+  if (KeepLines(inbound, planning, &text)) {
+    planning->repair.sig = std::move(text);
+    return;
+  }
   const std::vector<PendingExport> pending = FindPendingExports(planning->model, entry, outbound);
   MarkSent(pending, planning);
   const auto add = [&](const std::string& msgid, size_t header, const char* line_end) {
     const int32_t number = old.headers[header].number;
-    text += fmt::format("{}\t{}{}", msgid, number, line_end);
+    text.insert(PlaceOfLine(text, number), fmt::format("{}\t{}{}", msgid, number, line_end));
     planning->Say(old.sig, fmt::format("added the line of message #{}, '{}'", number, ShownMail(msgid)));
   };
   for (const MissingLine& line : FindMissingLines(planning->model, inbound).lines) add(line.msgid, line.header, "\n");
@@ -175,8 +202,16 @@ void RepairLines(const ConferenceEntry& entry, const InboundMail& inbound, const
   if (text != old.sig_text) planning->repair.sig = std::move(text);
 }
 
-// Returns the entry of a header: the existing one if it is right, because its checksums may be of longer names than the
-// header has.
+void AddEntry(const IdxRecord& entry, std::string* index) {
+  uint8_t bytes[kIdxRecordSize];
+  PackIdxRecord(entry, bytes);
+  index->append(reinterpret_cast<const char*>(bytes), sizeof bytes);
+}
+
+IdxRecord EntryOf(const HeaderModel& header) { return {header.from.crc, header.to.crc, header.number, header.thread}; }
+
+// Returns the index built from the headers; an existing entry stays if it is right, because its checksums may be of
+// longer names than the header has.
 std::string BuildIndex(const BaseModel& model) {
   std::unordered_map<int32_t, const IdxRecord*> entries;
   for (const IdxRecord& entry : model.index) entries.emplace(entry.MsgNumber, &entry);
@@ -184,16 +219,12 @@ std::string BuildIndex(const BaseModel& model) {
   for (const HeaderModel& header : model.headers) {
     const auto found = entries.find(header.number);
     const bool right = found != entries.end() && IsEntryOf(*found->second, header);
-    const IdxRecord entry =
-        right ? *found->second : IdxRecord{header.from.crc, header.to.crc, header.number, header.thread};
-    uint8_t bytes[kIdxRecordSize];
-    PackIdxRecord(entry, bytes);
-    index.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
+    AddEntry(right ? *found->second : EntryOf(header), &index);
   }
   return index;
 }
 
-void RepairIndex(Planning* planning) {
+void RepairIndex(const InboundMail& inbound, Planning* planning) {
   const BaseModel& old = planning->old;
   const IndexJudgement index = JudgeIndex(planning->model);
   if (index.verdict == IndexVerdict::kContradicts) {
@@ -203,9 +234,17 @@ void RepairIndex(Planning* planning) {
   }
   const size_t entries = index.verdict == IndexVerdict::kLooseEnd ? index.entry : old.index.size();
   const size_t size = entries * kIdxRecordSize;
-  if (static_cast<int64_t>(size) == old.idx.size) return;
+  std::vector<IdxRecord>& kept = planning->model.index;
+  kept.resize(entries);
+  const size_t lost = FindLostEntries(planning->model, inbound);
+  const std::vector<HeaderModel>& headers = planning->model.headers;
+  if (static_cast<int64_t>(size) == old.idx.size && lost == headers.size()) return;
   planning->repair.idx = Content(old.idx).substr(0, size);
-  planning->Say(old.idx, "cut off what belongs to no header");
+  if (static_cast<int64_t>(size) != old.idx.size) planning->Say(old.idx, "cut off what belongs to no header");
+  for (size_t i = lost; i < headers.size(); ++i) {
+    AddEntry(EntryOf(headers[i]), &*planning->repair.idx);
+    planning->Say(old.idx, fmt::format("added the entry of message #{}", headers[i].number));
+  }
 }
 
 void RepairTexts(Planning* planning) {
@@ -223,10 +262,8 @@ BaseRepair PlanBaseRepair(const BaseModel& model, const ConferenceEntry& entry, 
   Planning planning = {model, model, {}};
   CutHeaders(inbound, &planning);
   RepairLines(entry, inbound, outbound, &planning);
-  // More than one entry, and no header: the headers existed once, and may be found again.
-  const bool headers_lost = model.headers.empty() && model.index.size() > 1;
-  if (!headers_lost) {
-    RepairIndex(&planning);
+  if (!model.headers.empty() || IsBegun(model, inbound)) {
+    RepairIndex(inbound, &planning);
     RepairTexts(&planning);
   }
   return planning.repair;

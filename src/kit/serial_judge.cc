@@ -1,5 +1,6 @@
 #include "kit/serial_judge.h"
 
+#include <algorithm>
 #include <charconv>
 #include <unordered_set>
 
@@ -7,6 +8,7 @@
 #include "base/scan_number.h"
 #include "kit/kit_answer.h"
 #include "kit/kit_format.h"
+#include "kit/kit_output.h"
 #include "kit/site_files.h"
 
 namespace {
@@ -39,7 +41,7 @@ Serials::Serials(const TosserConfig& config) {
   if (config.HaveAddress != 0) prefix_ = fmt::format("{}:{}/{} ", our.Zone, our.Net, our.Node);
   ByteBuffer content;
   if (!LookAtFile(path_).exists) return;
-  if (!ReadSiteFile(path_, &content)) throw NotAnswered(path_ + " cannot be read");
+  if (!ReadSiteFile(path_, &content)) throw NotAnswered(ShownName(path_) + " cannot be read");
   if (content.size == 0) return;
   const std::string text(reinterpret_cast<const char*>(content.data), content.size);
   damaged_ = ReadNumber(text, &last_) == Text::kDamaged;
@@ -62,12 +64,16 @@ void Serials::See(std::string_view msgid) {
 }
 
 void Serials::SeeLines(const BaseModel& model) {
+  const auto is_ours = [&](const SigLine& line) {
+    return line.of_scan && !prefix_.empty() && model.Msgid(line).substr(0, prefix_.size()) == prefix_;
+  };
+  if (std::none_of(model.lines.begin(), model.lines.end(), is_ours)) return;
   std::unordered_set<int32_t> inbound;
   for (const HeaderModel& header : model.headers) {
     if (header.inbound) inbound.insert(header.number);
   }
   for (const SigLine& line : model.lines) {
-    if (line.of_scan && !inbound.contains(line.number)) See(model.Msgid(line));
+    if (is_ours(line) && !inbound.contains(line.number)) See(model.Msgid(line));
   }
 }
 

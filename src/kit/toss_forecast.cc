@@ -87,8 +87,8 @@ void RefuseUnreached(int holder, MessageFacts* facts) {
 
 }  // namespace
 
-TossForecast::TossForecast(const KitSite& site, int raw_of)
-    : site_(site), raw_of_(raw_of), trouble_(FindTrouble(site)) {}
+TossForecast::TossForecast(const KitSite& site, const KeptBytes& kept)
+    : site_(site), kept_(kept), trouble_(FindTrouble(site)) {}
 
 ConferenceState& TossForecast::StateOf(int32_t conference) {
   const auto [found, is_new] = states_.try_emplace(conference);
@@ -102,7 +102,7 @@ ConferenceState& TossForecast::StateOf(int32_t conference) {
   for (size_t at = 0; at + kPtrRecordSize <= bytes.size; at += kPtrRecordSize) {
     const PtrVitals vitals = UnpackPtrVitals(bytes.data + at);
     state.highest = std::max(state.highest, vitals.MsgNumber);
-    if (!vitals.Deleted) state.live.insert(vitals.MsgNumber);
+    if (!vitals.Deleted) (void)state.live.Insert(vitals.MsgNumber);
   }
   BasePath path;
   FileExtent sig;
@@ -135,7 +135,7 @@ void TossForecast::Store(const InboundMessage& message, ConferenceState* state, 
   const int32_t number = NextNumber(state->highest);
   state->dat_count += static_cast<int64_t>(judgement.records);
   state->highest = number;
-  state->live.insert(number);
+  (void)state->live.Insert(number);
   if (message.msgid[0] != '\0') state->sig += fmt::format("{}\t{}\n", message.msgid, number);
   facts->message_number = number;
 }
@@ -169,7 +169,7 @@ void TossForecast::JudgeMessage(const InboundMessage& message, MessageFacts* fac
   Store(message, &state, facts);
   if (facts->verdict == kVerdictRefused) return;
   const Parent parent = JudgeParent(message, sig);
-  if (IsThreaded(*facts->message_number, parent.number, state.live.count(parent.number) != 0)) {
+  if (IsThreaded(*facts->message_number, parent.number, state.live.Contains(parent.number))) {
     facts->parent = parent.number;
   } else if (parent.kind == kParentNotFound && facts->reason.empty()) {
     facts->reason = "what it replies to is not known here";
@@ -209,7 +209,8 @@ TossForecast::Result TossForecast::JudgePacket(const uint8_t* bytes, size_t size
       JudgeMessage(message, &facts);
       retain = retain || facts.verdict == kVerdictRefused;
     }
-    if (facts.number == raw_of_) facts.raw.assign(reinterpret_cast<const char*>(bytes) + facts.offset, facts.size);
+    if (kept_.text_of == kAllMessages || kept_.text_of == facts.number) TakeBody(found, parsed, message, &facts);
+    if (kept_.raw_of == facts.number) facts.raw.assign(reinterpret_cast<const char*>(bytes) + facts.offset, facts.size);
     packet->messages.push_back(std::move(facts));
   }
   return retain || holder != 0 ? kRetain : kDone;

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <map>
 #include <string>
-#include <unordered_set>
 
 #include "kit/kit_site.h"
+#include "kit/number_set.h"
 #include "kit/packet_facts.h"
 #include "toss/inbound_message.h"
 
@@ -18,15 +18,15 @@ struct ConferenceState {
   std::string times;  // of its files before they were read
   int64_t dat_count = 0;
   int32_t highest = 0;
-  std::unordered_set<int32_t> live;  // MsgNumbers of headers that are not deleted
-  std::string sig;                   // lines of the SIG file
+  NumberSet live;   // MsgNumbers of headers that are not deleted
+  std::string sig;  // lines of the SIG file
   bool sig_usable = true;
 };
 
 class TossForecast {
  public:
-  // Keeps the bytes of the message `raw_of` of each packet.
-  explicit TossForecast(const KitSite& site, int raw_of = -1);
+  // `kept` are the messages of each packet whose text or bytes are among the facts.
+  explicit TossForecast(const KitSite& site, const KeptBytes& kept = {});
 
   // Judges the file at `path` with this content.
   FileFacts JudgeFile(const std::string& path, const uint8_t* bytes, size_t size);
@@ -44,7 +44,7 @@ class TossForecast {
   ConferenceState& StateOf(int32_t conference);
 
   const KitSite& site_;
-  int raw_of_;
+  KeptBytes kept_;
   std::string trouble_;  // why no run would start; empty for nothing
   std::map<int32_t, ConferenceState> states_;
 };

@@ -6,6 +6,7 @@
 
 #include "kit/index_judge.h"
 #include "kit/kit_format.h"
+#include "kit/mail_match.h"
 #include "kit/number_set.h"
 
 namespace {
@@ -28,7 +29,7 @@ void JudgeSize(const BaseJudging& judging, const BaseFile& file, size_t record_s
               fmt::format("{} bytes stand behind the last whole record", rest), "cut them off");
 }
 
-void JudgeIndexFile(const BaseJudging& judging) {
+void JudgeIndexFile(const BaseJudging& judging, const InboundMail& mail) {
   const BaseModel& model = judging.model;
   const size_t entries = model.index.size();
   const size_t headers = model.headers.size();
@@ -37,6 +38,13 @@ void JudgeIndexFile(const BaseJudging& judging) {
   switch (index.verdict) {
     case IndexVerdict::kWhole: return;
     case IndexVerdict::kShort:
+      if (const size_t lost = FindLostEntries(model, mail); lost != headers) {
+        judging.Add("index-cut", Severity::kDamage, model.idx, static_cast<int64_t>(entries),
+                    fmt::format("{} of inbound mail, from message #{} on, without an index entry",
+                                Count(headers - lost, "header"), model.headers[lost].number),
+                    "add the entries");
+        return;
+      }
       judging.Add("index-short", Severity::kNote, model.idx, -1,
                   fmt::format("the index has {} for {}", Count(entries, "entry", "entries"), Count(headers, "header")));
       return;
@@ -191,21 +199,21 @@ void JudgeNumbers(const BaseJudging& judging) {
 
 }  // namespace
 
-void JudgeBase(const BaseModel& model, Findings* findings) {
+void JudgeBase(const BaseModel& model, const InboundMail& mail, Findings* findings) {
   const BaseJudging judging = {model, findings};
   JudgeSize(judging, model.ptr, kPtrRecordSize);
   JudgeSize(judging, model.idx, kIdxRecordSize);
   JudgeSize(judging, model.dat, kDatRecordSize);
   if (model.headers.empty()) {
     if (model.index.empty() && model.DatCount() == 0) return;
-    const bool begun = model.index.size() <= 1;  // a first message of an interrupted run
+    const bool begun = IsBegun(model, mail);
     judging.Add("no-headers", Severity::kDamage, model.ptr, -1,
                 fmt::format("there are {} of text and {}, but no headers", Count(model.DatCount(), "record"),
                             Count(model.index.size(), "index entry", "index entries")),
                 begun ? "empty both files" : "");
     return;
   }
-  JudgeIndexFile(judging);
+  JudgeIndexFile(judging, mail);
   JudgeHeaders(judging);
   JudgeTexts(judging);
   JudgeNumbers(judging);

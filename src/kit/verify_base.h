@@ -3,5 +3,6 @@
 
 #include "kit/base_model.h"
 #include "kit/finding.h"
+#include "kit/inbound_mail.h"
 
-void JudgeBase(const BaseModel& model, Findings* findings);
+void JudgeBase(const BaseModel& model, const InboundMail& mail, Findings* findings);

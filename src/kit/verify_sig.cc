@@ -1,11 +1,13 @@
 #include "kit/verify_sig.h"
 
 #include <algorithm>
-#include <memory_resource>
 #include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/msgid_set.h"
 #include "kit/number_set.h"
 
 namespace {
@@ -31,16 +33,46 @@ struct Several {
   }
 };
 
+// Counts messages, and names their numbers, which come in ascending order: "#3, #5 to #9".
+class NamedMessages {
+ public:
+  void Add(size_t record, int64_t number) {
+    if (count_++ == 0) first_record_ = record;
+    if (!ranges_.empty() && number == ranges_.back().second + 1) {
+      ranges_.back().second = number;
+    } else {
+      ranges_.emplace_back(number, number);
+    }
+  }
+
+  size_t Count() const { return count_; }
+  size_t FirstRecord() const { return first_record_; }
+
+  std::string Names() const {
+    constexpr size_t kMostRanges = 20;
+    std::string names;
+    for (size_t i = 0; i < ranges_.size() && i < kMostRanges; ++i) {
+      const auto [from, to] = ranges_[i];
+      names += fmt::format("{}#{}", i == 0 ? "" : ", ", from) + (to == from ? "" : fmt::format(" to #{}", to));
+    }
+    return names + (ranges_.size() > kMostRanges ? ", ..." : "");
+  }
+
+ private:
+  size_t count_ = 0;
+  size_t first_record_ = 0;
+  std::vector<std::pair<int64_t, int64_t>> ranges_;
+};
+
 void JudgeLines(const SigJudging& judging, const LostLines& lost) {
   const BaseModel& model = judging.model;
   NumberSet numbers;
   numbers.Reserve(model.headers.size());
   for (const HeaderModel& header : model.headers) (void)numbers.Insert(header.number);
-  std::pmr::monotonic_buffer_resource memory;
-  std::pmr::unordered_set<std::string_view> msgids(&memory);
-  msgids.reserve(model.lines.size());
+  MsgidSet msgids(model.lines.size());
   NumberSet named;
   named.Reserve(model.lines.size());
+  Several zeros;
   Several without_tab;
   Several without_header;
   Several twice;
@@ -54,8 +86,10 @@ void JudgeLines(const SigJudging& judging, const LostLines& lost) {
   }
   for (size_t i = 0; i < ended; ++i) {
     const SigLine& line = model.lines[i];
-    const bool again = !msgids.insert(model.Msgid(line)).second;
-    if (!line.has_tab) {
+    const bool again = !msgids.Insert(model.Msgid(line));
+    if (line.holed) {
+      zeros.Add(i);
+    } else if (!line.has_tab) {
       without_tab.Add(i);
     } else if (lost.IsLost(line)) {
       judging.Add("sig-beyond", Severity::kDamage, model.sig, i,
@@ -68,6 +102,10 @@ void JudgeLines(const SigJudging& judging, const LostLines& lost) {
     } else if (again || !named.Insert(line.number)) {
       twice.Add(i);
     }
+  }
+  if (zeros.count != 0) {
+    judging.Add("sig-zeros", Severity::kDamage, model.sig, zeros.first,
+                Count(zeros.count, "line") + " with zero bytes, behind which no run reads", "remove the zero bytes");
   }
   if (without_tab.count != 0) {
     judging.Add("sig-no-tab", Severity::kNote, model.sig, without_tab.first,
@@ -119,14 +157,17 @@ void JudgeUnsigned(const SigJudging& judging, const MissingLines& missing, const
                 fmt::format("message #{} has no MSGID, and its source {} is inbound: a toss would store it again",
                             model.headers[message.header].number, ShownName(message.source)));
   }
-  Several rest;
+  NamedMessages rest;
   for (size_t i = 0; i < model.headers.size(); ++i) {
     const HeaderModel& header = model.headers[i];
-    if (header.inbound && !header.deleted && !named.Contains(header.number) && !reported.contains(i)) rest.Add(i);
+    if (header.inbound && !header.deleted && !named.Contains(header.number) && !reported.contains(i)) {
+      rest.Add(i, header.number);
+    }
   }
-  if (rest.count != 0) {
-    judging.Add("sig-none", Severity::kNote, model.ptr, rest.first,
-                Count(rest.count, "message") + " from the network without a SIG line");
+  if (rest.Count() != 0) {
+    judging.Add(
+        "sig-none", Severity::kNote, model.ptr, rest.FirstRecord(),
+        fmt::format("{} from the network without a SIG line: {}", Count(rest.Count(), "message"), rest.Names()));
   }
 }
 

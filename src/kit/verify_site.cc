@@ -35,10 +35,20 @@ struct Verifying {
 
 Findings JudgeConference(const BaseModel& model, const ConferenceEntry& entry, const Verifying& verifying) {
   Findings findings;
-  JudgeBase(model, &findings);
+  JudgeBase(model, verifying.inbound, &findings);
   JudgeSig(model, verifying.inbound, &findings);
   std::map<size_t, size_t> pending;  // by bundle
-  for (const PendingExport& unsent : FindPendingExports(model, entry, verifying.outbound)) ++pending[unsent.bundle];
+  for (const PendingExport& unsent : FindPendingExports(model, entry, verifying.outbound)) {
+    if (unsent.sent) {
+      findings.push_back({"sig-missing", Severity::kDamage, model.conference, model.ptr.Path(),
+                          static_cast<int64_t>(unsent.header),
+                          fmt::format("message #{} was sent, and has no SIG line: replies to it could not be linked",
+                                      model.headers[unsent.header].number),
+                          "add the line of '" + ShownMail(unsent.msgid) + "', which its bundle tells"});
+    } else {
+      ++pending[unsent.bundle];
+    }
+  }
   for (const auto& [bundle, count] : pending) {
     const std::string& path = verifying.outbound.bundles[bundle];
     findings.push_back({"bundle-unsent", Severity::kDamage, model.conference, path, -1,

@@ -6,21 +6,29 @@ from collections import Counter
 
 import pytest
 
-from harness.site import Site
+from formats.message_base import message_files
+from harness.site import LOCK, Site
 from test_scan_kills import SCENES, assert_sent
 from tools.count import LONG
 from tools.kills import Point, kill_at, needs_strace, writing_points
-from tools.repairs import backups, kill_the_repair, repair, repair_points
-from tools.scan_scene import PACKET, LateScan, ScanScene, bundles, outbound_body, unsent
+from tools.repairs import backups, kill_the_repair, repair, repair_points, without_backups
+from tools.scan_scene import LateScan, ScanScene, bundles, outbound_body, unsent
 from tools.sites import Sites
 
 pytestmark = needs_strace
+
+
+NEIGHBOURS = {"IN/mail.pkt": b"waits", "IN/processed/old.pkt": b"tossed", "OUT/notes.txt": b"of the operator"}
+"""Files that neither a scan nor its repair has to do with."""
+BUNDLE = re.compile(r"OUT/[0-9a-f]{8}\.[a-z]{2}[0-9a-z]")
 
 
 def killed(sites: Sites, scene: ScanScene, point: Point) -> tuple[Site, LateScan]:
     site = sites.fresh()
     scan = scene.lay(site)
     kill_at(site, "-scan", point, *scene.options)
+    for path, content in NEIGHBOURS.items():
+        site.write(path, content)
     return site, scan
 
 
@@ -37,7 +45,8 @@ def published(site: Site) -> set[bytes]:
 
 
 def assert_as_undisturbed(site: Site, scan: LateScan) -> None:
-    """Each message in exactly one bundle, marked sent, with the one SIG line that names it; nothing half done."""
+    """Each message in exactly one bundle, marked sent, with the one SIG line that names it; nothing half done; all that
+    a scan does not write as before."""
     assert site.run("-scan").status == 0
     expected: Counter[bytes] = Counter()
     for base, record in unsent(scan.bases):
@@ -48,7 +57,13 @@ def assert_as_undisturbed(site: Site, scan: LateScan) -> None:
     assert_sent(site, expected)
     lines = [line for base in scan.bases for line in (site.message_base(base.conference).sig or b"").splitlines()]
     assert published(site) <= {line.split(b"\t")[0] for line in lines}
-    assert not site.path(PACKET).exists() and not list(site.path("OUT").glob("*.tmp"))
+    found = without_backups(site.snapshot())
+    around = ("IN/", "OUT/", "MSG/CVOUTBOUND.PKT", LOCK)
+    others = {path: data for path, data in found.items() if path.startswith(around) and not path.endswith("/")}
+    assert {path: data for path, data in others.items() if not BUNDLE.fullmatch(path)} == NEIGHBOURS
+    before = {path: data for base in scan.bases for path, data in message_files(base).items()}
+    changed = {path for path in found.keys() | before.keys() if path in before and found.get(path) != before[path]}
+    assert {path[-3:] for path in changed} <= {"PTR", "SIG"}
 
 
 @pytest.mark.parametrize("scene", SCENES, ids=[scene.name for scene in SCENES])
@@ -79,7 +94,7 @@ def test_a_bundle_that_was_fetched_before_the_marks_is_reported(sites, count):
     scene = SCENES[1]
     for point in points_of(sites, scene):
         site, scan = killed(sites, scene, point)
-        fetched = [path for path in site.path("OUT").iterdir() if path.suffix != ".tmp"]
+        fetched = [path for path in site.path("OUT").iterdir() if BUNDLE.fullmatch(f"OUT/{path.name}")]
         if not fetched:
             continue
         first = published(site)

@@ -88,15 +88,15 @@ std::string BytesIn(const SiteFiles& files, const std::string& path) {
   return found != files.end() ? found->second : "";
 }
 
-std::string BasePath(int conference, const std::string& kind) {
+std::string BaseFilePath(int conference, const std::string& kind) {
   return "msg/CVMSG0" + std::to_string(conference) + "." + kind;
 }
 
 std::vector<CutMessage> MessagesAfterCut(const SiteFiles& files, int conference) {
-  const std::string ptr = BytesIn(files, BasePath(conference, "PTR"));
-  const std::string idx = BytesIn(files, BasePath(conference, "IDX"));
-  const std::string dat = BytesIn(files, BasePath(conference, "DAT"));
-  const std::vector<SigLine> lines = SigLinesOf(BytesIn(files, BasePath(conference, "SIG")));
+  const std::string ptr = BytesIn(files, BaseFilePath(conference, "PTR"));
+  const std::string idx = BytesIn(files, BaseFilePath(conference, "IDX"));
+  const std::string dat = BytesIn(files, BaseFilePath(conference, "DAT"));
+  const std::vector<SigLine> lines = SigLinesOf(BytesIn(files, BaseFilePath(conference, "SIG")));
   std::vector<CutMessage> messages;
   for (size_t i = 0; (i + 1) * kPtr <= ptr.size(); ++i) {
     CutMessage message;
@@ -114,15 +114,15 @@ std::vector<CutMessage> MessagesAfterCut(const SiteFiles& files, int conference)
 }
 
 bool IsKnown(const SiteFiles& files, int conference, const std::string& msgid) {
-  const std::vector<SigLine> lines = SigLinesOf(BytesIn(files, BasePath(conference, "SIG")));
+  const std::vector<SigLine> lines = SigLinesOf(BytesIn(files, BaseFilePath(conference, "SIG")));
   return !msgid.empty() &&
          std::any_of(lines.begin(), lines.end(), [&](const SigLine& line) { return line.msgid == msgid; });
 }
 
 bool IsRefused(const SiteFiles& files) {
   for (int conference = 1; conference <= kCutConferences; ++conference) {
-    if (IsRefused(BytesIn(files, BasePath(conference, "PTR")), BytesIn(files, BasePath(conference, "IDX")),
-                  BytesIn(files, BasePath(conference, "DAT")))) {
+    if (IsRefused(BytesIn(files, BaseFilePath(conference, "PTR")), BytesIn(files, BaseFilePath(conference, "IDX")),
+                  BytesIn(files, BaseFilePath(conference, "DAT")))) {
       return true;
     }
   }
@@ -138,7 +138,7 @@ SiteFiles Mended(SiteFiles files) {
       records = std::max(records, size_t{messages[whole].where} + messages[whole].records);
     }
     std::string sig;
-    for (const SigLine& line : SigLinesOf(BytesIn(files, BasePath(conference, "SIG")))) {
+    for (const SigLine& line : SigLinesOf(BytesIn(files, BaseFilePath(conference, "SIG")))) {
       const bool has_header = std::any_of(messages.begin(), messages.begin() + static_cast<ptrdiff_t>(whole),
                                           [&](const CutMessage& one) { return one.number == line.number; });
       if (line.is_whole && has_header) sig += line.msgid + "\t" + std::to_string(line.number) + "\n";
@@ -146,10 +146,10 @@ SiteFiles Mended(SiteFiles files) {
     const std::pair<const char*, size_t> sizes[] = {
         {"PTR", whole * kPtr}, {"IDX", whole * kIdx}, {"DAT", records * kDat}};
     for (const auto& [kind, size] : sizes) {
-      const auto found = files.find(BasePath(conference, kind));
+      const auto found = files.find(BaseFilePath(conference, kind));
       if (found != files.end()) found->second.resize(std::min(found->second.size(), size));
     }
-    const auto found = files.find(BasePath(conference, "SIG"));
+    const auto found = files.find(BaseFilePath(conference, "SIG"));
     if (found != files.end()) found->second = sig;
   }
   return files;

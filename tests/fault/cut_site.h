@@ -29,7 +29,7 @@ DiskRun RunOnDisk(const DiskState& start, const Site& site, int (*run)(const Tos
 std::string BytesIn(const SiteFiles& files, const std::string& path);
 
 // "msg/CVMSG01.PTR"
-std::string BasePath(int conference, const std::string& kind);
+std::string BaseFilePath(int conference, const std::string& kind);
 
 // A header, with the text that it leads to and the MSGID of its SIG line, as far as they are there.
 struct CutMessage : BaseMessage {

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "check/check_run.h"
+#include "fault/cut_repair.h"
 #include "fault/cut_site.h"
 #include "fault/fault_loop.h"
 #include "fault/power_cut.h"
@@ -38,6 +39,7 @@ class TossCuts {
     std::vector<DiskState> moments;
     const DiskRun run = RunOnDisk(DiskState(before_), site_, RunToss, &moments, scene_.spoil);
     EXPECT_EQ(run.status, scene_.spoil ? 1 : 0);
+    undisturbed_ = run.files;
     for (size_t i = 0; i < moments.size() && !testing::Test::HasFailure(); ++i) {
       SCOPED_TRACE("cut before change " + std::to_string(i + 1) + " of " + std::to_string(moments.size()));
       TryMoment(moments[i]);
@@ -63,17 +65,20 @@ class TossCuts {
   void ExpectMoreThan(int points) const {
     EXPECT_GT(points_, points);
     CountFaultPoints(points_);
+    CountRepairs(repaired_, undecided_);
   }
 
  private:
   void TryMoment(const DiskState& moment) {
     ForEachCut(moment, &chance_, [this](SiteFiles files) {
+      const SiteFiles locked = files;
       files.erase(kLock);  // the operator's part
       if (testing::Test::HasFailure() || !seen_.insert(files).second) return;
       ++points_;
       ExpectNothingDamaged(files);
       ExpectNothingLost(files);
       ExpectNextRun(files);
+      if (IsRepaired(points_)) ExpectRepaired(locked);
     });
   }
 
@@ -144,6 +149,71 @@ class TossCuts {
     }
   }
 
+  // With cvkit the next run ends as an undisturbed one does.
+  void ExpectRepaired(const SiteFiles& cut) {
+    const CutRepair repair = RepairAfterCut(site_, cut);
+    ++repaired_;
+    EXPECT_EQ(repair.files.count(kLock), 0);
+    EXPECT_EQ(RunOnDisk(DiskState(repair.files), site_, RunCheckMode).status, 0);
+    ExpectNothingDamaged(repair.files);
+    ExpectLossesNamed(cut, repair);
+    const DiskRun run = RunOnDisk(DiskState(repair.files), site_, RunToss);
+    EXPECT_EQ(run.status, 0);
+    if (!repair.left.empty()) {
+      ++undecided_;
+      ExpectUndecided(cut, repair, run.files);
+      return;
+    }
+    for (size_t i = 0; i < scene_.sources.size(); ++i) {
+      for (const SceneMessage& message : scene_.sources[i].messages) {
+        // Behind a lost message a whole one is cut off, too, if its source can store it again.
+        EXPECT_TRUE(CountCopies(repair.files, message) == CountCopies(cut, message) || IsInbound(cut, i))
+            << message.subject;
+        EXPECT_EQ(CountWhole(run.files, message), 1) << message.subject;
+        EXPECT_EQ(CountCopies(run.files, message), std::max(CountCopies(cut, message), 1)) << message.subject;
+      }
+    }
+    if (!scene_.spoil && !may_repeat_) ExpectAsUndisturbed(cut, run.files);
+  }
+
+  // A source whose names are both lost is stored, and is in no directory any more.
+  void ExpectAsUndisturbed(const SiteFiles& cut, const SiteFiles& tossed) const {
+    const SiteFiles files = Comparable(tossed);
+    const SiteFiles expected = Comparable(undisturbed_);
+    for (const auto& [path, bytes] : expected) {
+      const bool may_be_lost =
+          cut.count(path) == 0 && std::any_of(before_.begin(), before_.end(), [&](const auto& old) {
+            return BeginsWith(old.first, "in/") && cut.count(old.first) == 0 && old.second == bytes;
+          });
+      EXPECT_TRUE(BytesIn(files, path) == bytes || (may_be_lost && files.count(path) == 0)) << path;
+    }
+    for (const auto& [path, bytes] : files) EXPECT_EQ(expected.count(path), 1) << path;
+  }
+
+  // Mail without a MSGID is stored once more, as each finding says.
+  void ExpectUndecided(const SiteFiles& cut, const CutRepair& repair, const SiteFiles& tossed) const {
+    ptrdiff_t again = 0;
+    for (size_t i = 0; i < scene_.sources.size(); ++i) {
+      for (const SceneMessage& message : scene_.sources[i].messages) {
+        const int stored = CountCopies(cut, message);
+        const bool repeated = stored != 0 && message.msgid.empty() && IsInbound(cut, i);
+        EXPECT_EQ(CountCopies(repair.files, message), stored) << message.subject;
+        EXPECT_EQ(CountCopies(tossed, message), std::max(stored, 1) + (repeated ? 1 : 0)) << message.subject;
+        if (repeated) again += stored;
+      }
+    }
+    EXPECT_EQ(std::count(repair.left.begin(), repair.left.end(), "stored-again"), again);
+    EXPECT_EQ(repair.left.size(), again);
+  }
+
+  // Without the copies of damaged packets, and the list of unknown areas: of that a part may be lost.
+  static SiteFiles Comparable(SiteFiles files) {
+    std::erase_if(files, [](const auto& file) {
+      return BeginsWith(file.first, "in/badmsgs/") || file.first == "msg/BADAREAS.LST";
+    });
+    return files;
+  }
+
   // Each message of a source that is still inbound is stored, unless the SIG file has it.
   const SiteFiles& ExpectTossed(const SiteFiles& files) const {
     const DiskRun run = RunOnDisk(DiskState(files), site_, RunToss);
@@ -167,6 +237,9 @@ class TossCuts {
   std::mt19937 chance_{1763166684};
   bool may_repeat_ = false;  // a message that was killed before its SIG line is stored again
   int points_ = 0;
+  int repaired_ = 0;
+  int undecided_ = 0;
+  SiteFiles undisturbed_;     // what a run that is not cut leaves
   mutable SiteFiles stored_;  // what the last toss left
 };
 

@@ -232,6 +232,7 @@ void LayStored(const TossScene& scene, const Site& site) {
     BaseMessage stored;
     stored.subject = message.subject;
     stored.body = message.body;
+    stored.origin = "229/426";  // as the source's packet says
     stored.msgid = message.msgid;
     site.Base(message.conference).Add(stored);
   }

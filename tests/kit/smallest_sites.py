@@ -12,7 +12,7 @@ from formats.packet import Packet, echomail
 from formats.zip_bundle import Entry, bundle
 from harness.scan import SERIAL_FILE, Scan
 from harness.site import LOCK, Site
-from smallest_bases import A, B, BASES, DAMAGE, LEFTOVER, NOTE, PTR, SIG, base_of, cut, put, store
+from smallest_bases import A, B, BASES, DAMAGE, IDX, LEFTOVER, NOTE, PTR, SIG, base_of, cut, put, store
 
 ADDRESS = "ADDRESS 2:250/10\nHUB 3:251/20\nSYSTEM Ours\n"
 
@@ -26,6 +26,15 @@ def zeros_for_many_lines(site):
     """A power cut left the size of many lines and none of their bytes: more than a piece of a line."""
     base = base_of(A)
     put(site, base, SIG=base.sig + bytes(1500))
+
+
+def zeros_before_a_line(site):
+    put(site, base_of(A, B), SIG=bytes(11) + b"1:2/3 two\t2\n")
+
+
+def index_of_mail_cut(site):
+    put(site, base_of(A, B), IDX=base_of(A).idx[0])
+    site.inbound("mail.pkt", Packet([B]))
 
 
 def line_without_number(site):
@@ -180,6 +189,8 @@ def mark_unsent(site: Site, base: MessageBase, *places: int) -> None:
 SITES: list[tuple[Callable, list[tuple]]] = BASES + [
     (half_line, [("sig-cut", DAMAGE, SIG, 1)]),
     (zeros_for_many_lines, [("sig-cut", DAMAGE, SIG, 1)]),
+    (zeros_before_a_line, [("sig-zeros", DAMAGE, SIG, 0), ("sig-none", NOTE, PTR, 0)]),
+    (index_of_mail_cut, [("index-cut", DAMAGE, IDX, 1)]),
     (line_without_number, [("sig-no-tab", NOTE, SIG, 0)]),
     (line_of_nothing, [("sig-no-header", NOTE, SIG, 0)]),
     (msgid_twice, [("sig-twice", NOTE, SIG, 1)]),

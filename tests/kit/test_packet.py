@@ -10,6 +10,7 @@ from formats.packet import Packet, echomail, read_packet
 from formats.packet import netmail as packed_netmail
 from formats.zip_bundle import DATA_DESCRIPTOR, DEFLATED, Entry, bundle, deflate
 from harness.kit import Kit
+from harness.target import posix_only
 
 MAIL = Packet([echomail("FIDO", "Hello \x1b[2J \x84", msgid="2:250/1 1", sender="Ann\x07 Sender"),
                echomail("FIDO", "Again", msgid="2:250/1 1", subject="The same"),
@@ -215,9 +216,25 @@ def test_names_of_entries_never_lead_out_of_the_directory(ready, kit, name, safe
     assert extracted(ready, kit, bundle(Entry(name, b"x"))) == {safe: b"x"}
 
 
-def test_two_entries_with_one_name_are_both_kept(ready, kit):
-    data = bundle(Entry("a/x.pkt", b"1"), Entry("b/x.pkt", b"2"))
-    assert extracted(ready, kit, data) == {"x.pkt": b"1", "2-x.pkt": b"2"}
+@pytest.mark.parametrize("second, kept", [("b/x.pkt", "2-x.pkt"), ("X.Pkt", "2-X.Pkt")])
+def test_two_entries_with_names_that_are_one_somewhere_are_both_kept(ready, kit, second, kept):
+    data = bundle(Entry("a/x.pkt", b"1"), Entry(second, b"2"))
+    assert extracted(ready, kit, data) == {"x.pkt": b"1", kept: b"2"}
+
+
+@posix_only("a pseudo-terminal")
+def test_a_terminal_shows_how_far_the_judges_are(a_packet, kit):
+    a_packet.inbound("b.pkt", MAIL)
+    shown = kit.errors_on_terminal("packet", "IN/a.pkt", "IN/b.pkt")
+    assert "\rjudging [" + "#" * 15 + "-" * 15 + "]  50%" in shown and shown.endswith(" \r")
+
+
+def test_every_file_has_its_own_verdicts_in_the_order_given(a_packet, kit):
+    a_packet.inbound("b.pkt", MAIL)
+    files = kit.json("packet", "IN/b.pkt", "IN/a.pkt", status=1)["files"]
+    assert [file["path"] for file in files] == ["IN/b.pkt", "IN/a.pkt"]
+    assert [one["verdict"] for one in files[1]["packets"][0]["messages"]] == [
+        "duplicate", "duplicate", "duplicate", "dropped", "stored"]
 
 
 def test_a_bundle_of_one_packet_can_be_written_without_a_message(ready, kit):

@@ -16,8 +16,9 @@ from smallest_bases import A, B, DAT, IDX, PTR, SIG, base_of, loose_text, odd_pt
 from smallest_sites import SITES, mark_unsent, scanned, stored_without_line
 
 REPAIRED = {  # what becomes of each smallest site that the repair changes, by the code of its finding
-    "odd-size", "index-loose", "index-differs", "blank-header", "loose-text", "sig-cut", "sig-beyond", "sig-missing",
-    "torn", "serial-behind", "lock-abandoned", "outbound-packet", "bundle-temporary", "half-copy", "half-saved",
+    "odd-size", "index-loose", "index-differs", "index-cut", "blank-header", "loose-text", "sig-cut", "sig-zeros",
+    "sig-beyond", "sig-missing", "torn", "serial-behind", "lock-abandoned", "outbound-packet", "bundle-temporary",
+    "half-copy", "half-saved",
 }
 LEFT = {  # what no repair can decide
     "no-text", "past-text", "blank-text", "number-range", "number-twice", "number-order", "overlap",

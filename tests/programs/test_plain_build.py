@@ -8,6 +8,7 @@ import subprocess
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build" / "plain"
 LINK = re.compile(r"\]\(([^)\s]+)\)")
+RUNTIME = {"libc", "libm", "libstdc++", "libgcc_s", "libz"}
 HEADING = re.compile(r"(?m)^#+ +(.+?) *$")
 
 
@@ -15,6 +16,12 @@ def cmake(*arguments):
     done = subprocess.run(["cmake", *arguments], cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           text=True, check=False)
     assert done.returncode == 0, done.stdout
+
+
+def libraries_of(program):
+    """The shared libraries that a program is linked with, without their versions."""
+    dynamic = subprocess.run(["readelf", "-d", program], stdout=subprocess.PIPE, text=True, check=True).stdout
+    return {name.partition(".so")[0] for name in re.findall(r"\(NEEDED\).*\[(.+)\]", dynamic)}
 
 
 def anchors(document):
@@ -51,6 +58,7 @@ def test_plain_build_installs(tmp_path):
     assert (tmp_path / "share/man/man5/cvtoss32.cfg.5").is_file()
     program = tmp_path / "bin" / "cvtoss32"
     assert program.is_file()
+    assert {"libc"} <= libraries_of(program) <= RUNTIME
     done = subprocess.run([program, "-?"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
     assert done.returncode in (0, 1), "the installed program does not start"
     assert re.search(rb"__(?!stack)\w+_chk\0", program.read_bytes()), "the calls that check sizes are not in use"

@@ -214,6 +214,16 @@ def test_a_run_without_a_violation_gives_its_matrix(place):
     assert "the last table" in text
 
 
+def test_points_that_were_repaired_as_well_have_a_row_of_their_own(place):
+    repaired = CASE.format(points='3" repaired="2" undecided="1', outcome="")
+    document = results(place, power=repaired)
+    assert place.call("reliability").returncode == 0
+    text = document.read_text()
+    assert "| a faults: a name | 1 | 3 | 0 |\n" in text
+    assert "| a faults: then cvkit verify --repair, and the same run again | 1 | 2 (1 left undecided) | 0 |\n" in text
+    assert "In all: 14 points tried, 0 violations. At 1 points" in text
+
+
 def test_the_short_form_shows_its_matrix_only(place):
     document = results(place)
     done = place.call("reliability", "quick")

@@ -213,7 +213,7 @@ def bundles(site: Site) -> list[ReadPacket]:
     """The packets of all published bundles, read by Python's ZIP reader."""
     packets = []
     for path in sorted(site.path("OUT").iterdir()):
-        if path.suffix == ".tmp" or path.is_dir():
+        if path.suffix in (".tmp", ".txt") or path.is_dir():
             continue
         with zipfile.ZipFile(path) as archive:
             assert archive.testzip() is None and len(archive.infolist()) == 1

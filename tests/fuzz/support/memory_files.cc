@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
 
 #include "fuzz/support/rule.h"
 
@@ -87,9 +88,23 @@ int Close(intptr_t handle) {
   return 0;
 }
 
+// The names in a directory, which is there when a file is in it.
+std::set<std::string> NamesIn(const std::string& directory) {
+  std::set<std::string> names;
+  const std::string start = directory + "/";
+  for (auto file = current->files.lower_bound(start); file != current->files.end(); ++file) {
+    if (file->first.compare(0, start.size(), start) != 0) break;
+    names.insert(file->first.substr(start.size(), file->first.find('/', start.size()) - start.size()));
+  }
+  return names;
+}
+
 OsResult Stat(const OsPlace& place, OsStatus* status) {
   const auto found = current->files.find(Slashed(place.path));
-  if (found == current->files.end()) return kOsMissing;
+  if (found == current->files.end()) {
+    status->kind = kOsDirectory;
+    return NamesIn(Slashed(place.path)).empty() ? kOsMissing : kOsOk;
+  }
   status->kind = kOsRegularFile;
   status->size = static_cast<int64_t>(found->second.size());
   status->modified = MemoryFiles::kNow;
@@ -118,6 +133,22 @@ OsResult Rename(const OsPlace& from, const OsPlace& to, const OsIdentity*) {
 }
 
 OsResult MakeDirectory(const char*) { return kOsOk; }
+
+OsResult ListOpen(const char* path, void** list) {
+  *list = new std::set<std::string>(NamesIn(Slashed(path)));
+  return kOsOk;
+}
+
+OsResult ListNext(void* list, char* name, size_t size) {
+  auto* const left = static_cast<std::set<std::string>*>(list);
+  if (left->empty()) return kOsMissing;
+  const std::string next = left->extract(left->begin()).value();
+  Must(next.size() < size, "names in memory are short");
+  memcpy(name, next.c_str(), next.size() + 1);
+  return kOsOk;
+}
+
+void ListClose(void* list) { delete static_cast<std::set<std::string>*>(list); }
 
 OsResult OpenDirectory(const char*, OsTrust, intptr_t*) { return kOsOk; }
 
@@ -174,6 +205,9 @@ MemoryFiles::MemoryFiles() : before_(OsInForce()) {
   table.Allocate = Allocate;
   table.Close = Close;
   table.InstallBreakHandler = InstallBreakHandler;
+  table.ListClose = ListClose;
+  table.ListNext = ListNext;
+  table.ListOpen = ListOpen;
   table.LocalTime = kOsNative.UtcTime;
   table.MakeDirectory = MakeDirectory;
   table.Now = Now;

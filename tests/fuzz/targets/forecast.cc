@@ -62,12 +62,10 @@ std::vector<std::string> StoredBy(const std::vector<std::string>& log) {
 }
 
 void CheckShown(const FileFacts& file) {
-  PacketView view;
-  view.text_of = PacketView::kAll;
-  for (const char c : PacketText(file, view)) {
+  for (const char c : FileText(file)) {
     Must(c == '\n' || (static_cast<unsigned char>(c) >= ' ' && c != '\x7F'), "no control byte is shown");
   }
-  Must(!PacketJson({file}).dump().empty(), "all texts are UTF-8");
+  Must(!FileJson(file).dump().empty(), "all texts are UTF-8");
 }
 
 void CheckToss(const TossSite& site, const std::string& bytes, const FileFacts& file, const MemoryFiles& system) {
@@ -132,7 +130,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FileFacts file;
   {
     const ExactCopy copy(bytes);
-    file = TossForecast(kit).JudgeFile("in/mail", copy.Data(), bytes.size());
+    file = TossForecast(kit, {kAllMessages, kNoMessage}).JudgeFile("in/mail", copy.Data(), bytes.size());
   }
   Must(system.files == InMessageDirectory(model), "a forecast changes nothing");
   CheckShown(file);
