@@ -1,4 +1,5 @@
-// What a message is known by again: the hash of what is stored of it, but for its number, its place and its marks.
+// Hashes that are equal for the same message in the base, in a packet and in a bundle. They cover all that is stored of
+// it except its number, its position and its status bytes.
 #pragma once
 
 #include <cstdint>
@@ -9,21 +10,21 @@
 #include "toss/inbound_message.h"
 
 struct Identity {
-  std::string header;  // of date, names, subject and marks
-  std::string body;    // of the text
-  std::string whole;   // of both, and of the origin
+  std::string header;  // date, names, subject, netmail and private bytes
+  std::string body;    // the text
+  std::string whole;   // both, and the origin
 };
 
-// Of a stored message: the kPtrRecordSize bytes of its header, and its text with CR line ends as ReadMessageBody
-// returns it.
+// Returns the identity of a stored message. `header` has kPtrRecordSize bytes; `body` has CR line ends, as
+// ReadMessageBody returns it.
 Identity IdentityOfStored(const uint8_t* header, std::string_view body);
 
-// The date, names, subject and origin of the header that a toss would store; the rest is empty.
+// Returns the date, names, subject and origin of the header that a toss would store; the rest is empty.
 PtrRecord TextsOfInbound(const InboundMessage& message);
 
-// Of a message that a toss would store.
+// Returns the identity that a message would have when a toss had stored it.
 Identity IdentityOfInbound(const InboundMessage& message);
 
-// Of a message that a scan sends: its names, its subject, and the user's text as it is packed.
+// Returns the hash of what a scan sends of a message: its names, its subject, and the user's text as it is packed.
 std::string IdentityOfOutbound(std::string_view from, std::string_view to, std::string_view subject,
                                std::string_view body);

@@ -19,18 +19,18 @@
 
 namespace {
 
-// What is seen while others work is looked at again so often, with a pause between.
+// How often a conference is read while a run or a caller may be changing it, with a pause between.
 constexpr int kVerifyLooks = 5;
 constexpr uint32_t kPauseMilliseconds = 200;
 
-// The mail around the base, and what all conferences add to.
+// The mail outside the base, and what is collected over all conferences.
 struct Verifying {
   const TosserConfig& config;
   InboundMail inbound;
   OutboundMail outbound;
   Serials serials;
   size_t unsent = 0;      // messages of conferences that a scan looks at
-  bool changing = false;  // a file did not hold still
+  bool changing = false;  // a file changed while it was read
 };
 
 Findings JudgeConference(const BaseModel& model, const ConferenceEntry& entry, const Verifying& verifying) {
@@ -60,13 +60,13 @@ Findings JudgeConference(const BaseModel& model, const ConferenceEntry& entry, c
   return findings;
 }
 
-// A run at work finishes what looks like damage: such a conference is read again before it is believed.
+// A run at work may complete what looks like damage: the conference is then read again before anything is reported.
 void VerifyConference(const ConferenceEntry& entry, bool unsettled, Verifying* verifying, Findings* findings) {
   for (int look = 1;; ++look) {
     const BaseModel model = ReadBaseModel(verifying->config.MsgDir, entry.Number);
     Findings found = JudgeConference(model, entry, *verifying);
-    const bool believed = model.steady && (!unsettled || !NeedsAttention(found));
-    if (!believed && look < kVerifyLooks) {
+    const bool final = model.steady && (!unsettled || !NeedsAttention(found));
+    if (!final && look < kVerifyLooks) {
       OsSleep(kPauseMilliseconds);
       continue;
     }
@@ -89,7 +89,8 @@ void JudgeLock(const SiteState& state, Findings* findings) {
        "remove it"});
 }
 
-// A mailer that was faster than the marks: which of the unsent messages its bundle held cannot be told any more.
+// Reports a bundle that the mailer fetched before its messages were marked sent. Which of the unsent messages it held
+// is no longer known.
 void JudgeLastScan(const KitSite& site, size_t unsent, Findings* findings) {
   if (unsent == 0) return;
   const std::string name = FindFetchedBundle(site);

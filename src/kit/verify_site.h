@@ -13,6 +13,6 @@ struct Verification {
 
 enum LockOwnership { kLockOfOthers, kLockIsOurs };
 
-// Reads everything that a run uses. The caller says whether it holds the run lock. Throws NotAnswered when a file
+// Reads all files that a run uses. `ownership` tells whether the caller holds the run lock. Throws NotAnswered when a file
 // cannot be read.
 Verification VerifySite(const KitSite& site, LockOwnership ownership = kLockOfOthers);

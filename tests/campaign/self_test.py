@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Breaks the program in one place at a time and shows that the suites notice.
+"""Breaks the program in one place at a time and checks that a test fails.
 
     self_test.py WORK_DIRECTORY [BREAKAGE]...
 
@@ -77,7 +77,7 @@ class Workshop:
         self.build = directory / "build"
 
     def restore(self) -> None:
-        """Makes the copy equal to the tree; a file that is equal already keeps its time, so that builds are short."""
+        """Makes the copy equal to the tree. Equal files keep their time, so that little is built again."""
         listed = subprocess.run(
             ["git", "ls-files", "--cached", "--others", "--exclude-standard", *COPIED],
             cwd=ROOT, check=True, stdout=subprocess.PIPE, text=True,
@@ -93,7 +93,7 @@ class Workshop:
                 path.unlink()
 
     def apply(self, name: str) -> bool:
-        alone = os.environ | {"GIT_CEILING_DIRECTORIES": str(self.source.parent)}  # the copy is no work tree
+        alone = os.environ | {"GIT_CEILING_DIRECTORIES": str(self.source.parent)}  # the copy is not a work tree
         patch = str(PATCHES / f"{name}.patch")
         return subprocess.run(["git", "apply", patch], cwd=self.source, env=alone, check=False).returncode == 0
 
@@ -126,7 +126,7 @@ def quiet(command: list[str], **options) -> int:
 
 
 def unbroken(workshop: Workshop, breakages: list[Breakage]) -> bool:
-    """Every suite that is to notice something passes as long as there is nothing to notice."""
+    """Whether each suite passes on the unbroken program."""
     workshop.restore()
     if not workshop.make(any(breakage.is_unit() for breakage in breakages)):
         print("the program does not build")

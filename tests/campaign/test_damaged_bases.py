@@ -118,7 +118,7 @@ def test_a_file_that_is_lost_is_named(sites, kind):
     expected = ended(site)
     site.path(BASE[kind]).unlink()
     codes = [finding["code"] for finding in Kit(site).json("verify", status=None)["findings"]]
-    assert codes == {"IDX": ["index-short"], "SIG": ["sig-missing", "sig-missing", "sig-none"]}[kind]
+    assert codes == {"IDX": ["index-cut"], "SIG": ["sig-missing", "sig-missing", "sig-none"]}[kind]
     assert repair(site) == []
     assert site.run("-check").status == 0
     assert site.toss().status == 0

@@ -1,4 +1,5 @@
-"""A repair and its undoing, each of whose writing calls fails or is the last: the next one comes to the same end."""
+"""Each writing call of a repair, and of undoing one, fails or is the last before a kill. The next call then has the
+result of an undisturbed one."""
 
 import pytest
 
@@ -20,7 +21,7 @@ TEMPORARY = "OUT/6917f02c.su0.tmp"
 
 
 def lay(site: Site) -> None:
-    """Something to repair in each kind of file."""
+    """A site with something to repair in each kind of file."""
     site.conferences(echo("FIDO"))
     site.add_config("ADDRESS 2:250/10\n")
     base = MessageBase(1)
@@ -48,7 +49,7 @@ def laid(sites) -> Site:
 
 
 def assert_says_why(status: int, errors: str, point: Point, later: bool) -> None:
-    """Unless that cannot be written either."""
+    """A program that ends with 2 says why, unless writing to standard error fails as well."""
     assert status in (0, 1, 2), str(point)
     assert ("cvkit: " in errors) == (status == 2) or (later and point.call == "write"), (str(point), errors)
 
@@ -79,7 +80,7 @@ def undo(site: Site) -> tuple[str, ...]:
 
 
 @pytest.mark.parametrize("later", [None, False, True], ids=["killed", "failing once", "failing from then on"])
-def test_an_undoing_that_did_not_end_is_finished_by_the_next(sites, count, later):
+def test_an_interrupted_undo_is_finished_by_the_next(sites, count, later):
     site = laid(sites)
     before = state(site)
     assert repair(site) == []
@@ -99,7 +100,7 @@ def test_an_undoing_that_did_not_end_is_finished_by_the_next(sites, count, later
         count.one()
 
 
-def test_a_repair_that_was_killed_is_taken_back_as_well(sites, count):
+def test_a_killed_repair_can_be_undone(sites, count):
     site = laid(sites)
     before = state(site)
     points = [point for point in writing_points(site, REPAIR) if "cvkit-backup" not in point.path]
@@ -113,8 +114,8 @@ def test_a_repair_that_was_killed_is_taken_back_as_well(sites, count):
         count.one()
 
 
-def test_what_others_have_changed_since_is_not_taken_back(sites):
-    """Nor is anything else of that repair."""
+def test_an_undo_changes_nothing_when_others_have_changed_a_file(sites):
+    """The other files stay repaired, too."""
     site = laid(sites)
     repair(site)
     site.write("MSG/CVMSG01.PTR", site.read("MSG/CVMSG01.PTR") + bytes(256))

@@ -1,10 +1,12 @@
 """cvkit verify: every kind of finding in the smallest site that shows it."""
 
+import os
 import re
 from pathlib import Path
 
 import pytest
 from harness.kit import found
+from harness.target import posix_only
 from smallest_bases import A, DAMAGE, NOTE, PTR, SIG, base_of, put
 from smallest_sites import SITES
 
@@ -48,3 +50,12 @@ def test_a_site_without_conferences_cannot_be_judged(site, kit):
 def test_a_file_that_cannot_be_read_is_no_judgement(ready, kit):
     ready.path(PTR).mkdir()
     assert kit("verify", status=2).errors == "cvkit: MSG/CVMSG01.PTR cannot be read\n"
+
+
+@posix_only("control bytes in a name")
+@pytest.mark.parametrize("name", ["CVMSG01.PTR", "CVOUTBOUND.SEQ"])
+def test_configured_paths_are_shown_without_control_bytes(ready, kit, name):
+    ready.add_config("MSGDIR M\x1bSG\n")
+    path = ready.write(f"M\x1bSG/{name}", b"")
+    os.truncate(path, 2**31)  # more than any run reads
+    assert kit("verify", status=2).errors == f"cvkit: M\\x1BSG/{name} cannot be read\n"

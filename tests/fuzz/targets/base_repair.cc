@@ -85,7 +85,7 @@ bool RepairOnce(const MailSite& site, MemoryFiles* system) {
   changed |= Apply("PTR", repair.ptr, system);
   changed |= Apply("IDX", repair.idx, system);
   changed |= Apply("DAT", repair.dat, system);
-  Must(changed == !repair.texts.empty(), "whatever is changed is told, and nothing else");
+  Must(changed == !repair.texts.empty(), "each change has a sentence, and each sentence a change");
   return changed;
 }
 
