@@ -121,7 +121,8 @@ const std::string& SourceOf(const InboundItem& item, const InboundMail& mail) { 
 
 // Whether a message may be incomplete: its text is gone, or there are zero bytes where its end could be.
 bool MayBeTorn(const BaseModel& model, const HeaderModel& header) {
-  if (header.records == 0 || int64_t{header.where} + header.records > model.DatCount()) return true;
+  const bool gone = header.records == 0 || int64_t{header.where} + header.records > model.DatCount();
+  if (gone && !header.deleted) return true;
   const bool blank = header.where < model.DatCount() && model.texts[header.where] == kTextBlank;
   return header.holed || !header.inbound || blank || HasLostText(model, header);
 }

@@ -230,7 +230,7 @@ int RunPacket(const PacketOptions& options) {
   std::string before = "{\"files\": [\n";  // what stands before the next file
   judging.Run([&](const FileFacts& file) {
     if (NeedsAttention(file)) status = kNeedsAttention;
-    Show(json ? before + JsonText(FileJson(file), -1) : FileText(file));
+    Show(json ? before + FileJson(file) : FileText(file));
     before = ",\n";
   });
   const std::string unsettled = judging.IsSettled() ? LookAtSite(site.config).Unsettled() : "the message base changes";

@@ -51,18 +51,31 @@ Json MessageJson(const MessageFacts& message) {
           {"size", message.size}};
 }
 
-Json PacketJson(const PacketFacts& packet) {
-  Json messages = Json::array();
-  for (const MessageFacts& message : packet.messages) messages.push_back(MessageJson(message));
+// Returns the JSON of an object up to its closing brace, so that more can be added as text.
+std::string OpenJson(const Json& object) {
+  std::string text = JsonText(object, -1);
+  text.pop_back();
+  return text;
+}
+
+template <class Item, class Text>
+std::string ArrayJson(const std::vector<Item>& items, Text text_of) {
+  std::string text = "[";
+  for (const Item& item : items) text += (text.size() == 1 ? "" : ",\n") + text_of(item);
+  return text + "]";
+}
+
+std::string PacketJson(const PacketFacts& packet) {
   Json json = {{"entry", packet.entry ? Json(DecodedMail(*packet.entry)) : Json(nullptr)}};
   json["from"] = packet.header ? Json(FromOf(*packet.header)) : Json(nullptr);
   json["to"] = packet.header ? Json(ToOf(*packet.header)) : Json(nullptr);
   json["date"] = packet.header ? Json(DateOf(*packet.header)) : Json(nullptr);
   json["password"] = packet.header && HasPassword(*packet.header);
-  json["messages"] = messages;
-  json["fault"] = nullptr;
-  if (packet.fault) json["fault"] = {{"offset", packet.fault->offset}, {"reason", packet.fault->reason}};
-  return json;
+  Json fault;
+  if (packet.fault) fault = {{"offset", packet.fault->offset}, {"reason", packet.fault->reason}};
+  const auto message_text = [](const MessageFacts& message) { return JsonText(MessageJson(message), -1); };
+  return OpenJson(json) + ",\"messages\":" + ArrayJson(packet.messages, message_text) +
+         ",\"fault\":" + JsonText(fault, -1) + "}";
 }
 
 const char* NameOf(FileKind kind) { return kind == kFileBundle ? "bundle" : kind == kFilePacket ? "packet" : "other"; }
@@ -121,14 +134,12 @@ std::string MessageText(const MessageFacts& message) {
 
 }  // namespace
 
-Json FileJson(const FileFacts& file) {
-  Json packets = Json::array();
-  for (const PacketFacts& packet : file.packets) packets.push_back(PacketJson(packet));
-  return {{"path", ShownName(file.path)},
-          {"kind", NameOf(file.kind)},
-          {"packets", packets},
-          {"fate", NameOf(file.fate)},
-          {"reason", file.reason}};
+std::string FileJson(const FileFacts& file) {
+  const Json json = {{"path", ShownName(file.path)},
+                     {"kind", NameOf(file.kind)},
+                     {"fate", NameOf(file.fate)},
+                     {"reason", file.reason}};
+  return OpenJson(json) + ",\"packets\":" + ArrayJson(file.packets, PacketJson) + "}";
 }
 
 std::string FileText(const FileFacts& file) {

@@ -8,7 +8,8 @@
 #include "kit/packet_facts.h"
 #include "kit/shown_facts.h"
 
-Json FileJson(const FileFacts& file);
+// The facts as JSON. It is made message by message: as one object it would take several times the memory of the file.
+std::string FileJson(const FileFacts& file);
 
 // The lines about a file, with the texts that were kept.
 std::string FileText(const FileFacts& file);
