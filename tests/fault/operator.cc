@@ -70,10 +70,10 @@ void CutBackToWholeMessages(const Lines& lines, const SiteFiles& backup, RunStag
     const std::pair<const char*, size_t> added[] = {
         {"PTR", 256 * messages}, {"IDX", 16 * messages}, {"DAT", 128 * before.records}, {"SIG", 0}};
     for (const auto& [kind, bytes] : added) {
-      const std::string path = BasePath(conference, kind);
+      const std::string path = BaseFilePath(conference, kind);
       const std::string old = BytesIn(backup, path);
       const std::string now = BytesIn(stage->Present(), path);
-      const bool is_sig = path == BasePath(conference, "SIG");
+      const bool is_sig = path == BaseFilePath(conference, "SIG");
       const std::string whole = is_sig ? LinesUpTo(now, old.size(), before.numbers) : now.substr(0, old.size() + bytes);
       EXPECT_TRUE(is_sig || whole.size() == old.size() + bytes) << path << " lacks bytes of whole messages";
       Put(path, from_backup ? old : whole, backup, stage);
@@ -83,7 +83,7 @@ void CutBackToWholeMessages(const Lines& lines, const SiteFiles& backup, RunStag
 
 int LeftSigLine::CountIn(const SiteFiles& files) const {
   const std::string end = SigLineEnd(number);
-  const std::string sig = BytesIn(files, BasePath(conference, "SIG"));
+  const std::string sig = BytesIn(files, BaseFilePath(conference, "SIG"));
   int count = 0;
   for (size_t at = sig.find(end); at != std::string::npos; at = sig.find(end, at + 1)) ++count;
   return count;
@@ -100,7 +100,7 @@ std::vector<LeftSigLine> LeftSigLines(const Lines& lines) {
 
 void RemoveLeftSigLines(const std::vector<LeftSigLine>& left, RunStage* stage) {
   for (const LeftSigLine& line : left) {
-    const std::string path = BasePath(line.conference, "SIG");
+    const std::string path = BaseFilePath(line.conference, "SIG");
     const std::string end = SigLineEnd(line.number);
     std::string sig = BytesIn(stage->Present(), path);
     if (sig.size() >= end.size() && sig.compare(sig.size() - end.size(), end.size(), end) == 0) {

@@ -180,7 +180,7 @@ class ScanCuts {
     ExpectCommitted(run.files);
     ExpectNoSerialTwice(run.files);
     for (const auto& [path, bytes] : run.files) {
-      EXPECT_FALSE(EndsWith(path, ".tmp") || EndsWith(path, ".PKT")) << path;
+      EXPECT_FALSE(path.ends_with(".tmp") || path.ends_with(".PKT")) << path;
     }
     for (const Exported& one : published) EXPECT_EQ(CountLines(run.files, one.msgid), 1) << one.msgid;
   }

@@ -182,7 +182,7 @@ class TossCuts {
     const SiteFiles expected = Comparable(undisturbed_);
     std::set<std::string> gone;  // the contents of sources that the cut has left in no directory
     for (const auto& [path, bytes] : before_) {
-      if (BeginsWith(path, "in/") && cut.count(path) == 0) gone.insert(bytes);
+      if (path.starts_with("in/") && cut.count(path) == 0) gone.insert(bytes);
     }
     for (const auto& [path, bytes] : expected) {
       const bool may_be_lost = cut.count(path) == 0 && gone.count(bytes) != 0;
@@ -210,7 +210,7 @@ class TossCuts {
   // Without the copies of damaged packets, and the list of unknown areas: of that a part may be lost.
   static SiteFiles Comparable(SiteFiles files) {
     std::erase_if(files, [](const auto& file) {
-      return BeginsWith(file.first, "in/badmsgs/") || file.first == "msg/BADAREAS.LST";
+      return file.first.starts_with("in/badmsgs/") || file.first == "msg/BADAREAS.LST";
     });
     return files;
   }
