@@ -75,7 +75,7 @@ def measure_packet(root: Path, build: Path) -> None:
         seconds = took.processor / len(names)
         print(f"packet {seconds:.2f} s for each of {len(names)} bundles of {len(data) / 1e6:.1f} MB, "
               f"{verdict(seconds < MOST_SECONDS)} (less than {MOST_SECONDS} s); "
-              + judged_memory(took, build, 3 * len(data) + headers_and_lines, "three times a bundle, and SIG lines"))
+              + judged_memory(took, build, 4 * len(data) + headers_and_lines, "four times a bundle, and SIG lines"))
     os.chdir("/")
     site.remove()
 

@@ -67,7 +67,7 @@ bool IsLongForm() {
 }  // namespace
 
 #ifdef CVTOSS_WITH_KIT
-bool IsRepaired(int state) { return IsLongForm() || state % 20 == 0; }
+bool IsRepaired(int state) { return IsLongForm() || state % 40 == 0; }
 
 CutRepair RepairAfterCut(const Site& site, const SiteFiles& files) {
   for (const auto& [path, bytes] : files) {

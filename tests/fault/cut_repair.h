@@ -13,7 +13,7 @@ struct CutRepair {
   std::vector<std::string> left;   // the codes of the findings that need attention
 };
 
-// Whether this state of a campaign is to be repaired: each in the long form, one in twenty otherwise, none in a build
+// Whether this state of a campaign is to be repaired: each in the long form, one in forty otherwise, none in a build
 // without cvkit. `state` counts from 1.
 bool IsRepaired(int state);
 
