@@ -12,7 +12,7 @@
 
 namespace {
 
-namespace layout {
+namespace conference_layout {
 
 constexpr size_t kSize = 128;
 constexpr Field unread0{0, 2};
@@ -30,7 +30,7 @@ static_assert(CoversRecord({unread0, NetMailConf, ConfName, unread44, PublicMsgC
                             Routed, unread111, NetIDName},
                            kSize));
 
-}  // namespace layout
+}  // namespace conference_layout
 
 constexpr uint16_t kDefaultLineWidth = 79;
 constexpr uint16_t kWidestLine = 127;
@@ -53,12 +53,13 @@ uint16_t KeptLineWidth(uint16_t width) {
 ConferenceEntry UnpackConference(const uint8_t* record, int32_t number) {
   ConferenceEntry entry;
   entry.Number = number;
-  entry.Routed = record[layout::Routed.at] != 0;
-  entry.NetMailConf = record[layout::NetMailConf.at] != 0;
-  entry.PublicMsgConf = record[layout::PublicMsgConf.at] != 0;
-  entry.LineWidth = KeptLineWidth(GetU16(record + layout::LineWidth.at));
-  TrimText(entry.ConfName, GetPrefixedText(record, layout::ConfName, entry.ConfName, sizeof entry.ConfName));
-  TrimText(entry.NetIDName, GetPrefixedText(record, layout::NetIDName, entry.NetIDName, sizeof entry.NetIDName));
+  entry.Routed = record[conference_layout::Routed.at] != 0;
+  entry.NetMailConf = record[conference_layout::NetMailConf.at] != 0;
+  entry.PublicMsgConf = record[conference_layout::PublicMsgConf.at] != 0;
+  entry.LineWidth = KeptLineWidth(GetU16(record + conference_layout::LineWidth.at));
+  TrimText(entry.ConfName, GetPrefixedText(record, conference_layout::ConfName, entry.ConfName, sizeof entry.ConfName));
+  TrimText(entry.NetIDName,
+           GetPrefixedText(record, conference_layout::NetIDName, entry.NetIDName, sizeof entry.NetIDName));
   UpperText(entry.NetIDName);
   return entry;
 }
@@ -69,8 +70,9 @@ int32_t ReadRecords(const OsFile& file, size_t records, ConferenceTable* table) 
   table->NetmailConference = kNoConference;
   for (size_t i = 0; i < records; ++i) {
     const auto number = static_cast<int32_t>(i + 1);
-    uint8_t record[layout::kSize];
-    if (OsReadAt(file, static_cast<int64_t>(i * layout::kSize), record, sizeof record).bytes != sizeof record) {
+    uint8_t record[conference_layout::kSize];
+    if (OsReadAt(file, static_cast<int64_t>(i * conference_layout::kSize), record, sizeof record).bytes !=
+        sizeof record) {
       return number;
     }
     table->entries[table->count++] = UnpackConference(record, number);
@@ -137,7 +139,7 @@ TableReading ReadConferenceTable(const char* conf_dir, ConferenceTable* table) {
   OsFile file;
   if (OsOpen(reading.path.text, kOsRead, &file) != kOsOk) return fails(kTableNotOpened);
   const int64_t size = OsSize(file);
-  constexpr auto kRecordSize = static_cast<int64_t>(layout::kSize);
+  constexpr auto kRecordSize = static_cast<int64_t>(conference_layout::kSize);
   if (size < 0) return fails(kTableNotSized);
   if (size % kRecordSize != 0) return fails(kTableNotAligned);
   if (size == 0) return fails(kTableEmpty);
@@ -158,7 +160,7 @@ int LoadConferences(const char* conf_dir, ConferenceTable* table) {
     case kTableNotSized: LogLine("FATAL: could not size %s", path); break;
     case kTableNotAligned:
       LogLine("FATAL: %s is not aligned to %lu-byte MsgSystem records", path,
-              static_cast<unsigned long>(layout::kSize));
+              static_cast<unsigned long>(conference_layout::kSize));
       break;
     case kTableEmpty: LogLine("FATAL: %s contains no conference records", path); break;
     case kTableTooLong:

@@ -9,7 +9,7 @@
 
 namespace {
 
-namespace layout {
+namespace node_layout {
 
 constexpr size_t kSize = 6;
 constexpr Field UserNo{0, 2};
@@ -17,7 +17,7 @@ constexpr Field Mode{2, 1};
 constexpr Field unread3{3, 3};
 static_assert(CoversRecord({UserNo, Mode, unread3}, kSize));
 
-}  // namespace layout
+}  // namespace node_layout
 
 // One node's record of CVWHOSON.DAT.
 struct NodeStatusRecord {
@@ -26,21 +26,21 @@ struct NodeStatusRecord {
 };
 
 NodeStatusRecord UnpackNodeStatus(const uint8_t* record) {
-  return {GetU16(record + layout::UserNo.at), record[layout::Mode.at]};
+  return {GetU16(record + node_layout::UserNo.at), record[node_layout::Mode.at]};
 }
 
-constexpr int64_t kRecordSize = layout::kSize;
+constexpr int64_t kRecordSize = node_layout::kSize;
 constexpr uint16_t kIdleUser = 65535;
 constexpr int kLongestWaitSeconds = 300;
 constexpr int kRecheckSeconds = 10;
 
 // Looks for the first busy node.
 NodeState FindBusyNode(const OsFile& file, NodeStatus* status) {
-  uint8_t records[layout::kSize * 256];
+  uint8_t records[node_layout::kSize * 256];
   for (int64_t node = 0; node < status->count;) {
     const auto wanted = static_cast<size_t>(std::min<int64_t>((status->count - node) * kRecordSize, sizeof records));
     const size_t got = OsReadAt(file, node * kRecordSize, records, wanted).bytes;
-    for (size_t at = 0; at + layout::kSize <= got; at += layout::kSize) {
+    for (size_t at = 0; at + node_layout::kSize <= got; at += node_layout::kSize) {
       ++node;
       const NodeStatusRecord record = UnpackNodeStatus(records + at);
       if (record.UserNo == kIdleUser) continue;

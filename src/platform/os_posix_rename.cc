@@ -15,7 +15,7 @@
 
 namespace {
 
-OsResult ResultOf(int error) { return error == EEXIST ? kOsExists : kOsFailed; }
+OsResult ResultOfMove(int error) { return error == EEXIST ? kOsExists : kOsFailed; }
 
 int RenameWithoutReplacing(const PosixPlace& from, const PosixPlace& to) {
   return renameat2(from.Directory(), from.Name(), to.Directory(), to.Name(), RENAME_NOREPLACE);
@@ -63,7 +63,7 @@ OsResult CopyWithoutReplacing(int reader, const PosixPlace& target, const OsIden
   if (only != nullptr && before != *only) return kOsFailed;
   const int writer =
       openat(target.Directory(), target.Name(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, status.st_mode & 0777);
-  if (writer < 0) return ResultOf(errno);
+  if (writer < 0) return ResultOfMove(errno);
   OsIdentity after;
   bool whole = CopyBytes(reader, writer, before.size) == 0 && fsync(writer) == 0;
   whole = PosixIdentify(reader, &after) == kOsOk && after == before && whole;
@@ -84,7 +84,7 @@ OsResult PosixRenameWithoutReplacing(const OsPlace& from, const OsPlace& to, con
     return Arrived(source, target, only, entry, RenameWithoutReplacing);
   }
   if (errno == EXDEV) return PosixMoveByCopy(from, to, only);
-  if (errno != EINVAL && errno != ENOSYS && errno != EPERM) return ResultOf(errno);
+  if (errno != EINVAL && errno != ENOSYS && errno != EPERM) return ResultOfMove(errno);
   return PosixMoveByLink(from, to, only);
 }
 
@@ -96,7 +96,7 @@ OsResult PosixMoveByLink(const OsPlace& from, const OsPlace& to, const OsIdentit
   if (linkat(source.Directory(), source.Name(), target.Directory(), target.Name(), 0) != 0) {
     const bool cannot_link =
         errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK || errno == EXDEV;
-    return cannot_link ? PosixMoveByLooking(from, to, only) : ResultOf(errno);
+    return cannot_link ? PosixMoveByLooking(from, to, only) : ResultOfMove(errno);
   }
   const bool is_it = only == nullptr || (PosixIsEntry(target, entry) && PosixIsEntry(source, entry));
   if (is_it && unlinkat(source.Directory(), source.Name(), 0) == 0) return kOsOk;
