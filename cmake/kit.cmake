@@ -51,7 +51,7 @@ endif()
 
 # The libraries' headers take longer to compile than our code: several files at a time are compiled as one, which takes
 # a sixth of the time. A name in an unnamed namespace must therefore be unique in src/kit.
-set_target_properties(cvkit_core PROPERTIES UNITY_BUILD ${CVTOSS_UNITY} UNITY_BUILD_BATCH_SIZE 9)
+set_target_properties(cvkit_core PROPERTIES UNITY_BUILD ${CVTOSS_UNITY} UNITY_BUILD_BATCH_SIZE ${CVTOSS_UNITY_BATCH})
 
 # cvkit waits for the disk and for zlib: what the floors gain from more optimization is only lost time here, except
 # where every record of the message base goes through.

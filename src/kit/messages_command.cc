@@ -208,7 +208,7 @@ Answer Export(const KitSite& site, const MessagesOptions& options) {
   return answer;
 }
 
-Answer MarkSent(const KitSite& site, const MessagesOptions& options) {
+Answer AnswerMarkSent(const KitSite& site, const MessagesOptions& options) {
   const std::vector<const ConferenceEntry*> entries = FindConferences(site, options.conference);
   SiteChange change;
   const std::vector<MarkedConference> marked = options.apply ? MarkOldSent(site, entries, options.before, &change)
@@ -251,7 +251,7 @@ int RunMessages(const MessagesOptions& options) {
   RequireDate("--since", options.filter.since);
   RequireDate("--before", options.before);
   const KitSite site = LoadKitSite(options.common.config);
-  const auto answer_of = options.mark_sent           ? MarkSent
+  const auto answer_of = options.mark_sent           ? AnswerMarkSent
                          : options.IsSummary()       ? Summarize
                          : !options.exported.empty() ? Export
                                                      : List;
