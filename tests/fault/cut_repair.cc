@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 
@@ -97,11 +98,11 @@ void ExpectLossesNamed(const SiteFiles& cut, const CutRepair& repair) {
   for (int conference = 1; conference <= kCutConferences; ++conference) {
     const std::vector<CutMessage> before = MessagesAfterCut(cut, conference);
     for (size_t i = MessagesAfterCut(repair.files, conference).size(); i < before.size(); ++i) {
+      const std::string file = BaseFilePath(conference, "PTR").substr(strlen("msg/"));
       const std::string number = "message #" + std::to_string(before[i].number) + ",";
       EXPECT_TRUE(std::any_of(repair.texts.begin(), repair.texts.end(),
                               [&](const std::string& text) {
-                                return text.find(BaseFilePath(conference, "PTR")) != std::string::npos &&
-                                       text.find(number) != std::string::npos;
+                                return text.find(file) != std::string::npos && text.find(number) != std::string::npos;
                               }))
           << number << " conference " << conference;
     }
