@@ -10,11 +10,11 @@
 #include "bbs/sig_file.h"
 #include "kit/kit_answer.h"
 #include "kit/kit_output.h"
+#include "kit/site_files.h"
 
 namespace {
 
-constexpr int64_t kLargestBaseFile = 2147483647;  // bytes: no run takes a larger one
-constexpr int64_t kPieceSize = 65536;             // bytes; whole records of every kind
+constexpr int64_t kPieceSize = 65536;  // bytes; whole records of every kind
 static_assert(kPieceSize % kPtrRecordSize == 0 && kPieceSize % kDatRecordSize == 0 && kPieceSize % kIdxRecordSize == 0);
 
 bool IsZero(const uint8_t* bytes, size_t size) { return bytes[0] == 0 && memcmp(bytes, bytes + 1, size - 1) == 0; }
@@ -44,7 +44,7 @@ void ReadRecords(BaseFile* file, size_t record_size, std::vector<Record>* record
   OsFile opened;
   if (OsOpen(file->place, kOsReadShared, &opened) != kOsOk) throw CannotBeRead(*file);
   const int64_t size = OsSize(opened);
-  if (size < 0 || size > kLargestBaseFile) throw CannotBeRead(*file);
+  if (size < 0 || size > kLargestSiteFile) throw CannotBeRead(*file);
   records->reserve(static_cast<size_t>(size) / record_size);
   std::vector<uint8_t> piece(kPieceSize);
   for (int64_t at = 0; at < size; at += kPieceSize) {
@@ -59,7 +59,7 @@ void ReadRecords(BaseFile* file, size_t record_size, std::vector<Record>* record
 void ReadSig(BaseFile* file, std::string* text) {
   if (!file->exists) return;
   ByteBuffer content;
-  if (ReadWholeFile(file->place, &content, kLargestBaseFile) != 0) throw CannotBeRead(*file);
+  if (ReadWholeFile(file->place, &content, kLargestSiteFile) != 0) throw CannotBeRead(*file);
   file->size = static_cast<int64_t>(content.size);
   if (content.size != 0) text->assign(reinterpret_cast<const char*>(content.data), content.size);
 }

@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr int64_t kCapacityDay = 86400;  // seconds
 constexpr int64_t kRateDays = 90;
 constexpr int64_t kFarDays = 3650;
 
@@ -21,7 +20,7 @@ std::string FullOn(const KitSite& site, int32_t conference, int64_t records) {
   BasePath path;
   ByteBuffer content;
   if (FormatBasePath(site.Base(), conference, "PTR", &path) != 0 || !ReadSiteFile(path.text, &content)) return {};
-  const std::string since = DayOf(OsNow() - kRateDays * kCapacityDay);
+  const std::string since = DayOf(OsNow() - kRateDays * kDaySeconds);
   int64_t grown = 0;
   for (size_t at = 0; content.size - at >= kPtrRecordSize; at += kPtrRecordSize) {
     const PtrRecord record = UnpackPtrRecord(content.data + at);
@@ -30,5 +29,5 @@ std::string FullOn(const KitSite& site, int32_t conference, int64_t records) {
   }
   const int64_t left = std::max<int64_t>(kMostDatRecords - records, 0);
   if (grown == 0 || left / grown > kFarDays / kRateDays) return {};
-  return DayOf(OsNow() + left * kRateDays / grown * kCapacityDay);
+  return DayOf(OsNow() + left * kRateDays / grown * kDaySeconds);
 }

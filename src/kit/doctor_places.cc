@@ -121,9 +121,7 @@ void ExamineLog(const std::string& log, Attentions* found) {
   if (IsLogBlocked(log)) {
     return AddAttention("log-blocked", ShownName(log) + " is not a file: no run can write its log", found);
   }
-  const size_t separator = log.find_last_of("/\\");
-  const std::string directory = separator == std::string::npos ? "." : log.substr(0, separator + 1);
-  if (OsMayWrite(LookAtFile(log).exists ? log.c_str() : directory.c_str())) return;
+  if (OsMayWrite((LookAtFile(log).exists ? log : DirectoryOf(log)).c_str())) return;
   AddAttention("not-writable", "this user may not write the log " + ShownName(log), found);
 }
 
@@ -162,8 +160,7 @@ void ExamineProcessed(const TosserConfig& config, Attentions* found) {
   FormatProcessedDirectory(config, &formed);
   const std::string path = formed.text;
   if (IsDirectory(path)) return ExamineDirectoryRights({{"the directory of processed files", path}}, found);
-  const size_t separator = path.find_last_of("/\\");
-  const std::string above = separator == std::string::npos ? "." : path.substr(0, std::max<size_t>(separator, 1));
+  const std::string above = DirectoryOf(path);
   OsStatus status;
   const bool taken = OsStat(path.c_str(), &status) != kOsMissing;
   if (!taken && IsDirectory(above) && OsMayWrite(above.c_str())) return;

@@ -67,8 +67,6 @@ void WritePiece(const OsFile& file, const std::string& path, int64_t at, const s
   if (OsWriteAt(file, at, bytes.data(), bytes.size()) != kOsOk) Fail(path, "written");
 }
 
-std::string DirectoryOf(const std::string& path) { return path.substr(0, path.find_last_of("/\\")); }
-
 }  // namespace
 
 Content CompareContent(const std::string& path, const std::string& first, const std::string& second) {

@@ -41,6 +41,6 @@ std::string FindFetchedBundle(const KitSite& site) {
   if (site.config.HaveOutDir == 0 || IsLogBlocked(site.log_path)) return {};
   const std::string path = UnmarkedBundle(site.log_path);
   if (path.empty()) return {};
-  const std::string name = path.substr(path.find_last_of("/\\") + 1);
+  const std::string name = NamePart(path);
   return LookAtFile(std::string(site.config.OutDir) + "/" + name).exists ? "" : name;
 }

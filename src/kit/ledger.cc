@@ -15,8 +15,6 @@
 
 namespace {
 
-std::string LastPart(const std::string& path) { return path.substr(path.find_last_of("/\\") + 1); }
-
 bool IsInPeriod(const LedgerQuestion& question, const std::string& when) {
   return when >= question.since && when.substr(0, question.until.size()) <= question.until;
 }
@@ -24,7 +22,7 @@ bool IsInPeriod(const LedgerQuestion& question, const std::string& when) {
 bool IsAskedFor(const LedgerQuestion& question, const LedgerFile& file) {
   if (!IsInPeriod(question, file.when)) return false;
   return question.files.empty() || std::any_of(question.files.begin(), question.files.end(),
-                                               [&](const std::string& name) { return LastPart(name) == file.name; });
+                                               [&](const std::string& name) { return NamePart(name) == file.name; });
 }
 
 // Makes the ledger.
@@ -142,7 +140,7 @@ class Making {
     const LoggedPacket& last = *tosses.back().packet;
     if (last.saved.empty() || history_.PacketSavedAt(last.saved) != &last) return false;
     ByteBuffer content;
-    const std::string path = std::string(site_.config.Inbound) + "/badmsgs/" + LastPart(last.saved);
+    const std::string path = std::string(site_.config.Inbound) + "/badmsgs/" + NamePart(last.saved);
     if (!ReadSiteFile(path, &content)) return false;
     return EachSourcePacket(content, site_.conferences, [&](const SourcePacket& saved) {
       SourcePacket packet = saved;

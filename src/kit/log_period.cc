@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr int64_t kDay = 24 * 60 * 60;  // seconds
 constexpr std::string_view kForm = "0000-00-00 00:00:00";
 
 // Returns the date that many days ago. It counts from noon, so that a day of 23 or 25 hours does not matter.
@@ -22,7 +21,7 @@ std::string DateBefore(int32_t days) {
   OsCalendar now;
   OsCalendar then;
   const int64_t time = OsNow();
-  if (OsLocalTime(time, &now) != 0 || OsLocalTime(time + (12 - now.hour) * 60 * 60 - days * kDay, &then) != 0)
+  if (OsLocalTime(time, &now) != 0 || OsLocalTime(time + (12 - now.hour) * 60 * 60 - days * kDaySeconds, &then) != 0)
     return "";
   return fmt::format("{:04}-{:02}-{:02}", then.year, then.month + 1, then.day);
 }

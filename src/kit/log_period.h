@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+constexpr int64_t kDaySeconds = 24 * 60 * 60;
+
 // Returns the beginning of a stamp, "2026-11-22" or "2026-11-22 03:10", for a date with or without a time of day (after
 // a blank or a "T"), for "today" and "yesterday", and for "7d", seven days ago. Throws NotAnswered for anything else.
 std::string StampPrefix(const std::string& typed);

@@ -94,11 +94,6 @@ bool IsRotated(std::string name) {
          std::all_of(name.begin() + static_cast<ptrdiff_t>(size) + 1, name.end(), IsStampDigit);
 }
 
-std::string LogDirectoryOf(const std::string& path) {
-  const size_t separator = path.find_last_of("/\\");
-  return separator == std::string::npos ? "." : path.substr(0, std::max<size_t>(separator, 1));
-}
-
 }  // namespace
 
 bool ReadLogBytes(const std::string& path, const std::function<bool(const char*, size_t)>& take,
@@ -147,7 +142,7 @@ std::string FirstStamp(const std::string& path) {
 
 std::vector<std::string> FindLogParts(const std::string& log) {
   if (IsLogBlocked(log)) throw NotAnswered("the log " + ShownName(log) + " is not a file");
-  const std::string directory = LogDirectoryOf(log);
+  const std::string directory = DirectoryOf(log);
   const std::vector<std::string> names = ListNames(directory);
   struct Part {
     std::string stamp;

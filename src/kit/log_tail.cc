@@ -5,6 +5,7 @@
 #include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 #include "kit/log_reader.h"
+#include "kit/site_files.h"
 
 namespace {
 
@@ -67,10 +68,7 @@ bool IsThere(const std::string& path) {
 }  // namespace
 
 std::string LogBeside(const std::string& config) {
-  const auto beside = [](const std::string& path) {
-    const size_t separator = path.find_last_of("/\\");
-    return (separator == std::string::npos ? "" : path.substr(0, separator + 1)) + kTailLogName;
-  };
+  const auto beside = [](const std::string& path) { return DirectoryPart(path) + kTailLogName; };
   const std::string log = beside(config);
   const std::string other = beside(BesideKit());
   return !IsThere(log) && IsThere(other) ? other : log;

@@ -93,7 +93,7 @@ bool IsSettled(const KitSite& site, const StoredConference& conference) {
   return conference.times == FileTimes(site, conference.entry->Number);
 }
 
-std::optional<std::string> ReadText(const KitSite& site, const StoredMessage& message, int32_t conference) {
+std::optional<std::string> ReadMessageText(const KitSite& site, const StoredMessage& message, int32_t conference) {
   BasePath dat;
   ByteBuffer body;
   if (FormatBasePath(site.Base(), conference, "DAT", &dat) != 0 || message.header.Records == 0 ||
@@ -119,7 +119,7 @@ bool IsAskedFor(const KitSite& site, const StoredMessage& message, int32_t confe
        {std::string(header.From), std::string(header.To), std::string(header.Subj), message.msgid}) {
     if (Holds(text, filter.search)) return true;
   }
-  return Holds(ReadText(site, message, conference).value_or(""), filter.search);
+  return Holds(ReadMessageText(site, message, conference).value_or(""), filter.search);
 }
 
 std::vector<ThreadPlace> ThreadOrder(const std::vector<StoredMessage>& messages) {

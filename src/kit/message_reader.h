@@ -33,7 +33,7 @@ StoredConference ReadConference(const KitSite& site, const ConferenceEntry& entr
 bool IsSettled(const KitSite& site, const StoredConference& conference);
 
 // Returns the text, with LF line ends; nothing when it cannot be read.
-std::optional<std::string> ReadText(const KitSite& site, const StoredMessage& message, int32_t conference);
+std::optional<std::string> ReadMessageText(const KitSite& site, const StoredMessage& message, int32_t conference);
 
 // Which messages are wanted; an empty member selects all.
 struct MessageFilter {

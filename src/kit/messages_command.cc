@@ -94,7 +94,7 @@ class Exporter {
     for (const ThreadPlace& place : selection.places) {
       const StoredMessage& message = messages[place.index];
       if (message.header.Deleted) continue;
-      const std::optional<std::string> text = ReadText(site_, message, entry.Number);
+      const std::optional<std::string> text = ReadMessageText(site_, message, entry.Number);
       if (!text) ++unreadable_;
       if (mbox_) {
         file_.Write(MboxMessage(entry, message, text.value_or(""), msgid_of));
@@ -172,7 +172,7 @@ Answer List(const KitSite& site, const MessagesOptions& options) {
       const StoredMessage& message = selection.conference.messages[place.index];
       std::optional<std::string> text;
       if (whole || options.text) {
-        text = ReadText(site, message, entry->Number);
+        text = ReadMessageText(site, message, entry->Number);
         if (!text && !message.header.Deleted) answer.status = kNeedsAttention;
       }
       if (options.common.json) {

@@ -7,6 +7,7 @@
 #include "base/ascii.h"
 #include "kit/kit_answer.h"
 #include "kit/kit_output.h"
+#include "kit/site_files.h"
 #include "platform/os.h"
 
 namespace {
@@ -14,12 +15,6 @@ namespace {
 constexpr int kDeepest = 64;  // levels of directories that are examined
 
 bool IsSeparator(char c) { return c == '/' || c == '\\'; }
-
-// Returns the directory of the file.
-std::string OutputDirectoryOf(const std::string& path) {
-  const auto last = std::find_if(path.rbegin(), path.rend(), IsSeparator);
-  return std::string(path.begin(), last.base()) + ".";
-}
 
 bool IsSameDirectory(const std::string& left, const std::string& right) {
   return OsSameFile((left + "/.").c_str(), (right + "/.").c_str()) == kOsSame;
@@ -52,7 +47,7 @@ bool IsDeviceName(const std::string& name) {
 }  // namespace
 
 void RequireOutside(const KitSite& site, const std::string& path) {
-  const std::string directory = OutputDirectoryOf(path);
+  const std::string directory = DirectoryPart(path) + ".";
   OsStatus status;
   if (OsStat((directory + "/.").c_str(), &status) != kOsOk || status.kind != kOsDirectory) {
     throw NotAnswered(ShownName(path) + ": there is no such directory");

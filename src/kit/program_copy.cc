@@ -104,8 +104,6 @@ void AddOutdatedCopies(const std::string& config_path, Attentions* found) {
   }
 }
 
-std::string DirectoryPart(const std::string& path) { return path.substr(0, path.find_last_of("/\\") + 1); }
-
 std::string ProgramIn(const std::string& directory) { return directory + FileName("cvtoss32"); }
 
 std::string OwnDirectory() { return DirectoryPart(OwnPath()); }

@@ -34,9 +34,6 @@ std::string TellOutdatedCopy(const SiteProgram& program);
 // Reports the outdated copies beside the configuration.
 void AddOutdatedCopies(const std::string& config_path, Attentions* found);
 
-// Returns the directory of a path, with its separator at the end; empty for the current directory.
-std::string DirectoryPart(const std::string& path);
-
 // Returns the path of cvtoss32 in a directory (in the form of DirectoryPart), with this system's suffix of programs.
 std::string ProgramIn(const std::string& directory);
 

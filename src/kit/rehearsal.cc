@@ -16,7 +16,8 @@
 
 namespace {
 
-std::string ReadText(const std::string& path) {
+// Returns the content of a file; empty when there is none.
+std::string ReadIfThere(const std::string& path) {
   ByteBuffer content;
   if (!ReadSiteFile(path, &content)) return {};
   return {reinterpret_cast<const char*>(content.data), content.size};
@@ -49,8 +50,8 @@ Before LookBefore(const KitSite& site, const SiteCopy& copy) {
     const ConferenceEntry& entry = site.conferences.entries[i];
     if (IsNetworked(entry)) before.headers[entry.Number] = ReadUnsent(PtrPath(copy, entry.Number));
   }
-  before.areas = ReadText(copy.Path(kMsgDirectory) + "/BADAREAS.LST").size();
-  before.serial = FirstLine(ReadText(copy.Path(kMsgDirectory) + "/CVOUTBOUND.SEQ"));
+  before.areas = ReadIfThere(copy.Path(kMsgDirectory) + "/BADAREAS.LST").size();
+  before.serial = FirstLine(ReadIfThere(copy.Path(kMsgDirectory) + "/CVOUTBOUND.SEQ"));
   before.saved = NamesOf(BadDirectory(copy));
   before.bundles = NamesOf(copy.Path(kOutDirectory));
   return before;
@@ -169,10 +170,10 @@ void Compare(const KitSite& site, const SiteCopy& copy, const Before& before, Re
     const bool file = LookAtFile(copy.Path(kOutDirectory) + "/" + name).exists;
     if (file && is_new(before.bundles, name)) rehearsal->bundles.push_back(ReadBundle(copy, name));
   }
-  const std::string areas = ReadText(copy.Path(kMsgDirectory) + "/BADAREAS.LST");
+  const std::string areas = ReadIfThere(copy.Path(kMsgDirectory) + "/BADAREAS.LST");
   rehearsal->unknown_areas = AreasIn(areas.substr(std::min(before.areas, areas.size())));
   rehearsal->serial_before = before.serial;
-  rehearsal->serial_after = FirstLine(ReadText(copy.Path(kMsgDirectory) + "/CVOUTBOUND.SEQ"));
+  rehearsal->serial_after = FirstLine(ReadIfThere(copy.Path(kMsgDirectory) + "/CVOUTBOUND.SEQ"));
 }
 
 // Splits the program's output into lines.

@@ -129,7 +129,7 @@ void LookForBase(const SetupValues& known, SetupValues* proposals) {
   }
   const auto inbound = known.find("INBOUND");
   if (inbound == known.end()) return;
-  const std::string parent = inbound->second.substr(0, inbound->second.find_last_of("/\\") + 1);
+  const std::string parent = DirectoryPart(inbound->second);
   for (const char* const name : {"outbound", "OUTBOUND", "Outbound"}) {
     if (IsProposedDirectory(parent + name)) Propose("OUTDIR", parent + name, proposals);
   }

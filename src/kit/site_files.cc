@@ -6,11 +6,14 @@
 #include "kit/kit_answer.h"
 #include "kit/kit_output.h"
 
-namespace {
+std::string DirectoryPart(const std::string& path) { return path.substr(0, path.find_last_of("/\\") + 1); }
 
-constexpr int64_t kLargestFile = 2147483647;  // bytes
+std::string NamePart(const std::string& path) { return path.substr(path.find_last_of("/\\") + 1); }
 
-}  // namespace
+std::string DirectoryOf(const std::string& path) {
+  const std::string part = DirectoryPart(path);
+  return part.size() > 1 ? part.substr(0, part.size() - 1) : part.empty() ? "." : part;
+}
 
 std::vector<std::string> ListNames(const std::string& directory) {
   std::vector<std::string> names;
@@ -37,5 +40,5 @@ FoundFile LookAtFile(const std::string& path) {
 }
 
 bool ReadSiteFile(const std::string& path, ByteBuffer* content) {
-  return LookAtFile(path).exists && ReadWholeFile(path.c_str(), content, kLargestFile) == 0;
+  return LookAtFile(path).exists && ReadWholeFile(path.c_str(), content, kLargestSiteFile) == 0;
 }

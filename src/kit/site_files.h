@@ -8,6 +8,16 @@
 #include "base/byte_buffer.h"
 #include "platform/os.h"
 
+constexpr int64_t kLargestSiteFile = 2147483647;  // bytes: no run takes a larger one
+
+// Return the two parts of a path: its directory with the separator at the end, empty for the current directory, and the
+// name in it.
+std::string DirectoryPart(const std::string& path);
+std::string NamePart(const std::string& path);
+
+// Returns the directory of a path as it can be opened: "." for the current one, "/" for that of "/name".
+std::string DirectoryOf(const std::string& path);
+
 // Returns the names in a directory, sorted by their bytes; none when it does not exist. Throws NotAnswered when it
 // cannot be read.
 std::vector<std::string> ListNames(const std::string& directory);

@@ -17,7 +17,6 @@
 
 namespace {
 
-constexpr int64_t kStatusDay = 86400;             // seconds
 constexpr int64_t kLookBack = int64_t{16} << 20;  // bytes of the log
 constexpr int64_t kSoonDays = 30;
 constexpr int64_t kNearlyFull = 90;  // percent
@@ -121,7 +120,7 @@ void ReadBundles(const TosserConfig& config, StatusFacts* facts) {
 }
 
 void ReadNewAreas(const KitSite& site, std::vector<std::string>* areas) {
-  const std::string since = DayOf(OsNow() - 7 * kStatusDay);
+  const std::string since = DayOf(OsNow() - 7 * kDaySeconds);
   for (const UnknownArea& area : ReadUnknownAreas(site)) {
     if (area.first >= since) areas->push_back(area.tag);
   }
@@ -157,7 +156,7 @@ void Judge(StatusFacts* facts) {
   const auto add = [&](const char* code, const std::string& text) { AddAttention(code, text, &facts->attention); };
   const int64_t now = OsNow();
   const LastRuns& runs = facts->runs;
-  if (!runs.toss || now - SecondsOfStamp(runs.toss->last) > kStatusDay) {
+  if (!runs.toss || now - SecondsOfStamp(runs.toss->last) > kDaySeconds) {
     add("no-toss", runs.toss ? "no toss since " + runs.toss->last : "the log tells of no toss");
   }
   JudgeRun("toss", runs.toss, facts);
@@ -169,7 +168,7 @@ void Judge(StatusFacts* facts) {
     add("inbound-retained", fmt::format("{} that the last toss left in INBOUND: {}, {}", Count(retained.count, "file"),
                                         ShownName(retained.first), SinceText(retained)));
   }
-  if (facts->bundles != 0 && now - facts->oldest_bundle > kStatusDay) {
+  if (facts->bundles != 0 && now - facts->oldest_bundle > kDaySeconds) {
     add("bundle-waiting", fmt::format("{} in OUTDIR, the oldest of {}: nobody fetches", Count(facts->bundles, "bundle"),
                                       DayOf(facts->oldest_bundle)));
   }
@@ -180,7 +179,7 @@ void Judge(StatusFacts* facts) {
     add("base-damaged", fmt::format("every run refuses the message base of conference {}", facts->unsound[0]));
   }
   const FullestConference& fullest = facts->fullest;
-  const bool soon = !fullest.full_on.empty() && fullest.full_on <= DayOf(now + kSoonDays * kStatusDay);
+  const bool soon = !fullest.full_on.empty() && fullest.full_on <= DayOf(now + kSoonDays * kDaySeconds);
   if (fullest.conference != 0 && (soon || 100 * fullest.records >= kNearlyFull * kMostDatRecords)) {
     add("conference-full",
         fmt::format("conference {} is {}% full{}", fullest.conference, 100 * fullest.records / kMostDatRecords,

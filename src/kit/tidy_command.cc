@@ -7,6 +7,7 @@
 #include "kit/kit_command.h"
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
+#include "kit/log_period.h"
 #include "kit/log_tail.h"
 #include "kit/shown_facts.h"
 #include "kit/site_change.h"
@@ -15,8 +16,6 @@
 #include "platform/os.h"
 
 namespace {
-
-constexpr int64_t kTidyDay = 86400;  // seconds
 
 struct TidyOptions : CommonOptions {
   std::string older = "90d";
@@ -38,11 +37,11 @@ std::optional<int64_t> Amount(const std::string& text, char unit, int64_t factor
 
 TidyQuestion QuestionOf(const TidyOptions& options) {
   TidyQuestion question;
-  const std::optional<int64_t> older = Amount(options.older, 'd', kTidyDay);
+  const std::optional<int64_t> older = Amount(options.older, 'd', kDaySeconds);
   if (!older) throw NotAnswered("--older takes days, as in 90d");
   question.older = *older;
   const std::optional<int64_t> size = Amount(options.rotate, 'M', int64_t{1} << 20);
-  const std::optional<int64_t> age = Amount(options.rotate, 'd', kTidyDay);
+  const std::optional<int64_t> age = Amount(options.rotate, 'd', kDaySeconds);
   if (!size && !age) throw NotAnswered("--rotate takes megabytes or days, as in 20M or 30d");
   if (size) question.log_size = *size;
   if (age) question.log_age = *age;
@@ -50,7 +49,7 @@ TidyQuestion QuestionOf(const TidyOptions& options) {
   return question;
 }
 
-int64_t DaysOld(const TidyItem& item) { return (OsNow() - item.modified) / kTidyDay; }
+int64_t DaysOld(const TidyItem& item) { return (OsNow() - item.modified) / kDaySeconds; }
 
 void ShowText(const TidyOptions& options, const TidyQuestion& question, const Tidying& tidying,
               const std::vector<std::string>& failed) {
