@@ -1,4 +1,4 @@
-// What `cvkit doctor` looks at: settings that cost mail and pass a check.
+// What `cvkit doctor` examines: settings that lose or delay mail although `cvtoss32 -check` passes.
 #pragma once
 
 #include <string>
@@ -21,14 +21,14 @@ struct Examination {
 // says why.
 Examination ExamineSite(const DoctorQuestion& question);
 
-// The text of the configuration. Returns whether it can be loaded: text of wide characters cannot.
+// Examines the text of the configuration. Returns false when it cannot be loaded because it is UTF-16.
 bool ExamineConfigText(const std::string& path, Attentions* found);
 
-// Addresses, and what the packets in INBOUND and OUTDIR say of them.
+// Examines ADDRESS and HUB, also by the addresses of the packets in INBOUND and OUTDIR.
 void ExamineAddresses(const TosserConfig& config, Attentions* found);
 
-// Directories, rights and names of files.
+// Examines directories, access rights, the log and file names.
 void ExaminePlaces(const KitSite& site, const DoctorQuestion& question, Attentions* found);
 
-// Conferences and their message base. Throws NotAnswered when a file cannot be read.
+// Examines the conferences and their message base, and sets `unsettled`. Throws NotAnswered when a file cannot be read.
 void ExamineBase(const KitSite& site, const DoctorQuestion& question, Examination* examination);

@@ -14,8 +14,6 @@ namespace {
 
 constexpr int kDeepest = 64;  // levels of directories that are examined
 
-bool IsSeparator(char c) { return c == '/' || c == '\\'; }
-
 bool IsSameDirectory(const std::string& left, const std::string& right) {
   return OsSameFile((left + "/.").c_str(), (right + "/.").c_str()) == kOsSame;
 }
@@ -87,8 +85,7 @@ void WriteOutputFile(const KitSite& site, const std::string& path, std::string_v
 }
 
 std::string SafeName(std::string_view name) {
-  const auto last = std::find_if(name.rbegin(), name.rend(), IsSeparator);
-  std::string safe(last.base(), name.end());
+  std::string safe = NamePart(std::string(name));
   std::replace_if(
       safe.begin(), safe.end(),
       [](char c) {

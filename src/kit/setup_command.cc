@@ -33,7 +33,7 @@ std::string Trimmed(const std::string& text) {
   return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-// An answer that a run takes; empty where nothing is wanted.
+// Asks until the answer is valid. Returns an empty text when a directive that is not required gets no answer.
 std::string Ask(const SetupDirective& directive, const std::string& proposal) {
   for (;;) {
     Show(std::string(directive.question) + (proposal.empty() ? " " : " [" + ShownName(proposal) + "] "));

@@ -17,7 +17,7 @@ bool IsProposedDirectory(const std::string& path) {
   return OsStat((path + "/.").c_str(), &status) == kOsOk && status.kind == kOsDirectory;
 }
 
-// The directory and those in it; nothing when it cannot be read.
+// Returns the directory and its subdirectories; only itself when it cannot be read.
 std::vector<std::string> AndBelow(const std::string& directory) {
   std::vector<std::string> found = {directory};
   try {

@@ -157,7 +157,7 @@ void Judge(StatusFacts* facts) {
   const int64_t now = OsNow();
   const LastRuns& runs = facts->runs;
   if (!runs.toss || now - SecondsOfStamp(runs.toss->last) > kDaySeconds) {
-    add("no-toss", runs.toss ? "no toss since " + runs.toss->last : "the log tells of no toss");
+    add("no-toss", runs.toss ? "no toss since " + runs.toss->last : "the log has no toss");
   }
   JudgeRun("toss", runs.toss, facts);
   JudgeRun("scan", runs.scan, facts);
@@ -183,7 +183,7 @@ void Judge(StatusFacts* facts) {
   if (fullest.conference != 0 && (soon || 100 * fullest.records >= kNearlyFull * kMostDatRecords)) {
     add("conference-full",
         fmt::format("conference {} is {}% full{}", fullest.conference, 100 * fullest.records / kMostDatRecords,
-                    fullest.full_on.empty() ? "" : ", and no room is left on " + fullest.full_on));
+                    fullest.full_on.empty() ? "" : ", and will be full on " + fullest.full_on));
   }
 }
 

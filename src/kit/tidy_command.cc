@@ -1,4 +1,4 @@
-// cvkit tidy: which processed files, bad packets and logs are old enough to go?
+// cvkit tidy: which old processed files, bad packets and logs may be removed?
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
@@ -106,7 +106,7 @@ int Tidy(const TidyOptions& options) {
 }  // namespace
 
 void AddTidy(CLI::App* program, int* status) {
-  CLI::App* const command = program->add_subcommand("tidy", "Which old files may go?");
+  CLI::App* const command = program->add_subcommand("tidy", "Which old files may be removed?");
   const auto options = std::make_shared<TidyOptions>();
   AddCommonOptions(command, options.get());
   command->add_option("--older", options->older, "What counts as old (default: 90d)")->type_name("DAYS");

@@ -127,7 +127,7 @@ def growing_conference(site):
 
 SITES = [
     (no_toss_for_a_day, "no-toss", f"no toss since {stamp(DAY + 9)}"),
-    (no_log, "no-toss", "the log tells of no toss"),
+    (no_log, "no-toss", "the log has no toss"),
     (toss_that_failed, "run-failed", f"the toss of {stamp()} ended with errors"),
     (toss_that_was_aborted, "run-failed", f"the toss of {stamp()} ended with errors"),
     (toss_that_was_killed, "run-killed", f"the toss of {stamp()} did not end"),
@@ -139,7 +139,7 @@ SITES = [
     (new_area, "areas-new", r"1 new unknown area: N\x1BWΘ"),
     (unsound_base, "base-damaged", "every run refuses the message base of conference 1"),
     (full_conference, "conference-full", "conference 1 is 90% full"),
-    (growing_conference, "conference-full", "conference 1 is 78% full, and no room is left on "
+    (growing_conference, "conference-full", "conference 1 is 78% full, and will be full on "
      # 14,336 records are left, and 51,200 came in 90 days
      + time.strftime("%Y-%m-%d", time.localtime(NOW + 14336 * 90 // 51200 * DAY))),
 ]
