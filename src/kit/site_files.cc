@@ -12,7 +12,9 @@ std::string NamePart(const std::string& path) { return path.substr(path.find_las
 
 std::string DirectoryOf(const std::string& path) {
   const std::string part = DirectoryPart(path);
-  return part.size() > 1 ? part.substr(0, part.size() - 1) : part.empty() ? "." : part;
+  if (part.empty()) return ".";
+  const bool is_root = part.size() == 1 || part[part.size() - 2] == ':';
+  return is_root ? part : part.substr(0, part.size() - 1);
 }
 
 std::vector<std::string> ListNames(const std::string& directory) {

@@ -15,7 +15,8 @@ constexpr int64_t kLargestSiteFile = 2147483647;  // bytes: no run takes a large
 std::string DirectoryPart(const std::string& path);
 std::string NamePart(const std::string& path);
 
-// Returns the directory of a path as it can be opened: "." for the current one, "/" for that of "/name".
+// Returns the directory of a path as it can be opened: "." for the current one, "/" for that of "/name", and
+// likewise "C:\".
 std::string DirectoryOf(const std::string& path);
 
 // Returns the names in a directory, sorted by their bytes; none when it does not exist. Throws NotAnswered when it
