@@ -116,7 +116,7 @@ void CheckReader(const MailSite& site) {
   MustEqual(static_cast<long long>(shown.size()), static_cast<long long>(conference.messages.size()),
             "every message is in a thread");
   for (const StoredMessage& message : conference.messages) {
-    const std::optional<std::string> text = ReadText(site.kit, message, 7);
+    const std::optional<std::string> text = ReadMessageText(site.kit, message, 7);
     const std::string mail =
         MboxMessage(site.Entry(), message, text.value_or(""), [&](int32_t) { return message.msgid; });
     Must(mail.compare(0, 5, "From ") == 0 && mail.find("\nFrom ") == std::string::npos, "a message is one message");
