@@ -12,7 +12,7 @@
 #include "unit/support/site.h"
 
 constexpr int kCutConferences = 4;  // of every site
-constexpr char kLock[] = "msg/CVTOSS.BSY";
+constexpr char kLockFile[] = "msg/CVTOSS.BSY";
 
 struct DiskRun {
   int status = 0;

@@ -62,7 +62,7 @@ class ScanCuts {
   void TryMoment(const DiskState& moment) {
     ForEachCut(moment, &chance_, [this](SiteFiles files) {
       const SiteFiles locked = files;
-      files.erase(kLock);  // the operator's part
+      files.erase(kLockFile);  // the operator's part
       if (testing::Test::HasFailure() || !seen_.insert(files).second) return;
       ++points_;
       ExpectOnlySentBytesChanged(files);
@@ -162,7 +162,7 @@ class ScanCuts {
   void ExpectRepaired(const SiteFiles& cut) {
     const CutRepair repair = RepairAfterCut(site_, cut);
     ++repaired_;
-    EXPECT_EQ(repair.files.count(kLock), 0);
+    EXPECT_EQ(repair.files.count(kLockFile), 0);
     ExpectOnlySentBytesChanged(repair.files);
     ExpectLossesNamed(cut, repair);
     SiteFiles files = repair.files;

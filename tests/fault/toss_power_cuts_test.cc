@@ -52,7 +52,7 @@ class TossCuts {
   void TryAfterKills(const std::vector<DiskState>& first) {
     may_repeat_ = true;
     for (DiskState killed : first) {
-      killed.Remove(kLock);
+      killed.Remove(kLockFile);
       std::vector<DiskState> moments;
       (void)RunOnDisk(killed, site_, RunToss, &moments);
       for (const DiskState& moment : moments) {
@@ -72,7 +72,7 @@ class TossCuts {
   void TryMoment(const DiskState& moment) {
     ForEachCut(moment, &chance_, [this](SiteFiles files) {
       const SiteFiles locked = files;
-      files.erase(kLock);  // the operator's part
+      files.erase(kLockFile);  // the operator's part
       if (testing::Test::HasFailure() || !seen_.insert(files).second) return;
       ++points_;
       ExpectNothingDamaged(files);
@@ -153,7 +153,7 @@ class TossCuts {
   void ExpectRepaired(const SiteFiles& cut) {
     const CutRepair repair = RepairAfterCut(site_, cut);
     ++repaired_;
-    EXPECT_EQ(repair.files.count(kLock), 0);
+    EXPECT_EQ(repair.files.count(kLockFile), 0);
     EXPECT_EQ(RunOnDisk(DiskState(repair.files), site_, RunCheckMode).status, 0);
     ExpectNothingDamaged(repair.files);
     ExpectLossesNamed(cut, repair);
