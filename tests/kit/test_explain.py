@@ -57,12 +57,12 @@ def test_a_piece_of_a_line_finds_its_rows():
 
 def test_links_of_the_guide_are_shown_as_their_headings():
     lines = {"ERROR: conference 7 has IDX/DAT data but no PTR records":
-             'else see "Texts without headers" in the operator\'s guide',
+             'By hand: see "Texts without headers" in the operator\'s guide',
              "  retaining ZIP in inbound because at least one entry failed":
              'tried again by each run: see "A retained bundle" in the operator\'s guide',
              "CRITICAL: could not mark conf 3 msg #4 sent and could not remove its newly-added SIG entry; manual "
              "review required":
-             'remove the last line ("The last line of a SIG file" in the operator\'s guide) of that'}
+             'else remove the last line ("The last line of a SIG file" in the operator\'s guide) of that'}
     for line, told in lines.items():
         assert told in kit_alone("explain", line, status=1).text
 
