@@ -14,6 +14,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests"))
 from bench_site import Site, headers, sig_lines  # noqa: E402
 
 CONFERENCES, MESSAGES, RECORDS, LOG_SIZE, CALLS = 100, 500, 8, 10 << 20, 20
+MOST = 0.3  # seconds
 
 
 def log_text() -> str:
@@ -42,7 +43,8 @@ def main() -> None:
                       sig_lines(conference, MESSAGES))
         site.log.write_text(log_text())
         times = [seconds([str(programs / "cvkit"), "status"], site.root) for _ in range(CALLS)]
-        print(f"cvkit status: {min(times):.3f} s (best of {CALLS})")
+        best = min(times)
+        print(f"cvkit status: {best:.3f} s (best of {CALLS}), {'met' if best <= MOST else 'MISSED'} (at most {MOST})")
 
 
 if __name__ == "__main__":

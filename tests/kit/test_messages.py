@@ -118,7 +118,7 @@ def test_a_text_that_cannot_be_read_is_reported(site, kit):
     assert "1 message" in kit("messages", "--export", "json", "out.json", status=1).errors
 
 
-def test_an_mbox_is_read_by_mail_programs(talk, kit):
+def test_an_mbox_is_read_back_as_mail(talk, kit):
     assert kit("messages", "--export", "mbox", "out.mbox").text == "out.mbox: 5 messages\n"
     data = talk.read("out.mbox")
     assert b"\n>From here\n" in data and b"\x1b" not in data and b"\r" not in data
