@@ -142,8 +142,8 @@ def test_a_build_that_fails_is_shown(place, script):
 
 @pytest.mark.parametrize("status", [0, 3])
 def test_the_suites_under_wine_need_its_prefix(place, status):
-    for name in ("wineboot", "wineserver"):
-        place.tool(name, "exit 0")
+    place.tool("cmake", 'case "$*" in *windows*) ;; *) exit 1 ;; esac')  # no other suites
+    place.tool("wineserver", "exit 0")
     place.tool("wineboot", f"exit {status}")
     done = place.call("test")
     ran = [line.split("  ")[0] for line in done.stdout.splitlines()]
