@@ -132,13 +132,17 @@ def test_debian_package_holds_all_that_an_operator_needs(deb, system):
     assert_parts(system.root / DOCUMENTS, "linux")
 
 
-def higher(deb, directory):
-    """The same package with a higher version."""
-    call("dpkg-deb", "--raw-extract", deb, directory / "tree")
-    control = directory / "tree/DEBIAN/control"
-    control.write_text(re.sub(r"(?m)^Version: (.*)$", r"Version: \1+1", control.read_text()))
-    call("dpkg-deb", "--root-owner-group", "--build", directory / "tree", directory / "higher.deb")
-    return directory / "higher.deb"
+def higher(deb, directory, by):
+    """The same package with a higher version, and with programs that differ."""
+    tree, made_deb = directory / f"tree{by}", directory / f"higher{by}.deb"
+    call("dpkg-deb", "--raw-extract", deb, tree)
+    control = tree / "DEBIAN/control"
+    control.write_text(re.sub(r"(?m)^Version: (.*)$", rf"Version: \1+{by}", control.read_text()))
+    for name in ("cvtoss32", "cvkit"):
+        with open(tree / "usr/bin" / name, "ab") as program:
+            program.write(bytes(by))
+    call("dpkg-deb", "--root-owner-group", "--build", tree, made_deb)
+    return made_deb
 
 
 def test_debian_upgrade_and_removal_touch_neither_the_site_nor_a_run_at_work(deb, system, site, tmp_path):
@@ -158,8 +162,7 @@ def test_debian_upgrade_and_removal_touch_neither_the_site_nor_a_run_at_work(deb
     assert len(commands) == 3
     for command in commands[:2]:
         follow(command)
-    for name in ("cvtoss32", "cvkit"):
-        (site / name).write_bytes(b"an older release")
+    system.dpkg("--install", higher(deb, tmp_path, 1))
     assert follow(commands[2]) == "cvtoss32 is renewed.\ncvkit is renewed.\n"
     call(site / "cvtoss32-exchange", site)
     assert len(list((site / "FTN/INBOUND/processed").iterdir())) == 4
@@ -172,8 +175,8 @@ def test_debian_upgrade_and_removal_touch_neither_the_site_nor_a_run_at_work(deb
         wait_until(lambda: log.exists() and "in use" in log.read_text())
         before = contents(site)
         assert "MSGS/CVTOSS.BSY" in before
-        system.dpkg("--install", higher(deb, tmp_path))
-        assert f"Version: {VERSION}+1\n" in system.dpkg("--status", "cvtoss32")
+        system.dpkg("--install", higher(deb, tmp_path, 2))
+        assert f"Version: {VERSION}+2\n" in system.dpkg("--status", "cvtoss32")
         system.dpkg("--remove", "cvtoss32")
         system.dpkg("--purge", "cvtoss32")
         assert system.files() == ["usr/bin/TOSSER.LOG"], "more is left than the run's own log"
