@@ -1,4 +1,4 @@
-// Whether the mail in a file is accounted for: a file may go only when nothing is lost with it.
+// Judges whether the mail in a file is accounted for, so that the file can be removed without losing a message.
 #pragma once
 
 #include <memory>
@@ -23,5 +23,5 @@ class AccountedMail {
 
  private:
   const KitSite& site_;
-  std::unique_ptr<TossForecast> forecast_;  // kept without any message added
+  std::unique_ptr<TossForecast> forecast_;  // reused until a message has been added to it
 };

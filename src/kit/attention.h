@@ -8,7 +8,7 @@
 struct Attention {
   std::string code;    // stable, in lower case with hyphens
   std::string text;    // one sentence
-  std::string remedy;  // the text of the operator's guide
+  std::string remedy;  // from the operator's guide
 };
 
 using Attentions = std::vector<Attention>;

@@ -1,4 +1,4 @@
-// Output of what needs attention.
+// Prints what needs attention.
 #pragma once
 
 #include "kit/attention.h"

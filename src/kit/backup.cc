@@ -87,7 +87,7 @@ void CheckCopies(const Backup& backup) {
   }
 }
 
-// Returns the first file that others have changed, or nullptr.
+// Returns the first file that another program has changed, or nullptr.
 const BackupItem* FindForeign(const Backup& backup) {
   CheckCopies(backup);
   for (const BackupItem& item : backup.items) {
@@ -100,7 +100,7 @@ const BackupItem* FindForeign(const Backup& backup) {
   throw NotAnswered(ShownName(item.path) + " is not as the repair of " + ShownName(backup.directory) + " left it");
 }
 
-// Gives every file its new or its old content, once all of them have been examined.
+// Writes the new or the old content of every file, once all of them have been examined.
 void ChangeAll(const Backup& backup, bool undo) {
   if (const BackupItem* const item = FindForeign(backup)) Refuse(*item, backup);
   for (const BackupItem& item : backup.items) MakeContent(item.path, In(backup, undo ? item.before : item.after));

@@ -5,9 +5,9 @@
 //   preparing  copies are being made; nothing of the site has been changed
 //   list.json  complete: every change is known, some may have been made
 //   done       every change has been made
-//   undoing    every file was as the repair left it; some changes may have been taken back
-//   undone     every change has been taken back
-//   overtaken  a file was changed by others before the changes had been made
+//   undoing    every file was as the repair left it; some changes may have been undone
+//   undone     every change has been undone
+//   overtaken  another program changed a file before all changes had been made
 // 1. No file of the site is changed before the list is complete and on the disk.
 // 2. A repair that finds a list without "done" finishes that list before it does anything else; without a list it takes
 //    the directory over.
@@ -50,8 +50,8 @@ void AddToBackup(const TosserConfig& config, const std::string& path, const std:
 // Writes the list, which ends the state "preparing". Throws NotAnswered.
 void CompleteList(const Backup& backup);
 
-// Whether others have changed a file of an unfinished list. Its changes must not be made then; a new repair looks at
-// what has been changed already.
+// Whether another program has changed a file of an unfinished list. The rest of the list must not be applied then; a
+// new repair starts from the files as they are.
 bool IsOvertaken(const Backup& backup);
 void CloseOvertaken(const Backup& backup);
 
@@ -63,5 +63,5 @@ void ApplyBackup(const Backup& backup);
 Backup ReadBackup(const std::string& directory);
 BackupState StateOf(const std::string& directory);
 
-// Takes all changes back. Throws NotAnswered, and changes nothing, when a file is no longer as the repair left it.
+// Undoes all changes. Throws NotAnswered, and changes nothing, when a file is no longer as the repair left it.
 void UndoBackup(const Backup& backup);

@@ -75,7 +75,7 @@ TextMark MarkText(const uint8_t* record) {
   return IsHoled(record, {dat_layout::length.at, dat_layout::kSize}) ? kTextHoled : kTextThere;
 }
 
-// Adds a mark for each record. Most hold no zero byte at all, and are passed over many at a time.
+// Adds a mark for each record. Most hold no zero byte at all, and are skipped many at a time.
 void MarkTexts(const uint8_t* records, size_t count, std::vector<TextMark>* marks) {
   const uint8_t* const end = records + count * kDatRecordSize;
   const size_t first = marks->size();
@@ -137,7 +137,7 @@ IdxRecord ModelIndex(const uint8_t* record) {
           GetI32(record + idx_layout::MsgNumber.at), GetI32(record + idx_layout::ThreadRef.at)};
 }
 
-// Returns the number behind a line's tab.
+// Returns the number after a line's tab.
 int32_t NumberAt(const std::string& text, const SigLine& line, size_t at) {
   const char* const end = text.data() + line.at + line.size;
   int32_t number = 0;

@@ -21,10 +21,10 @@ struct BaseFile {
   std::string Path() const { return place.text; }
 };
 
-// What a header's name says about the checksum that belongs to it.
+// A name in a header, and the checksum that its index entry should have.
 struct NameModel {
   uint32_t crc = 0;
-  bool whole = false;  // otherwise it fills its field or holds a NUL, and the checksum may be that of a longer name
+  bool whole = false;  // if not, it fills its field or holds a NUL, and the index may have a longer name's checksum
 };
 
 struct HeaderModel {
@@ -58,7 +58,7 @@ struct SigLine {
   int32_t number = 0;     // after the tab; 0 without a tab
   bool has_tab = false;
   bool ended = false;    // has a line end
-  bool holed = false;    // holds zero bytes: runs read only what stands before them
+  bool holed = false;    // holds zero bytes: runs read only the bytes before them
   bool of_scan = false;  // has the line end that a scan writes, CR LF
 };
 

@@ -17,8 +17,7 @@ struct Examination {
   std::string unsettled;  // why the site may change at any moment; empty if it does not
 };
 
-// Examines everything. Throws NotAnswered when the configuration or a file cannot be read, and nothing that was found
-// says why.
+// Examines everything. Throws NotAnswered when the configuration or a file cannot be read and no finding explains why.
 Examination ExamineSite(const DoctorQuestion& question);
 
 // Examines the text of the configuration. Returns false when it cannot be loaded because it is UTF-16.

@@ -16,7 +16,8 @@
 
 namespace {
 
-// So many messages from the network without a SIG line at the end of a conference cannot just be mail without a MSGID.
+// If this many messages from the network at the end of a conference have no SIG line, mail without MSGIDs is not the
+// only reason.
 constexpr size_t kManyUnsigned = 5;
 
 void ExamineConferences(const ConferenceTable& table, Attentions* found) {

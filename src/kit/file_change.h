@@ -1,8 +1,8 @@
-// Changing a file of the site so that the change can be finished after any interruption, and taken back.
+// Changes a file of the site so that the change can be finished after any interruption, and undone.
 //
 // The old and the new content are in the backup before the file is touched. It is then written in place, so that owner,
 // mode and links stay; meanwhile each of its bytes is that of the old or of the new content. A file with any other byte
-// was changed by somebody else, and is not touched.
+// was changed by another program, and is not touched.
 #pragma once
 
 #include <string>

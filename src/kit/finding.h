@@ -18,11 +18,11 @@ const char* SeverityWord(Severity severity);
 struct Finding {
   std::string code;  // stable, in lower case with hyphens
   Severity severity = Severity::kNote;
-  int32_t conference = 0;  // 0: of none
+  int32_t conference = 0;  // 0 for none
   std::string file;        // its path as the configuration and the file system spell it
-  int64_t record = -1;     // from 0; -1: of none
+  int64_t record = -1;     // from 0; -1 for none
   std::string text;        // one sentence
-  std::string repair;      // what a repair does about it; empty: nothing
+  std::string repair;      // what a repair would do about it; empty if it does nothing
 };
 
 using Findings = std::vector<Finding>;

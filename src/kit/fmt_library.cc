@@ -1,4 +1,4 @@
-// The functions of {fmt} 9 that are no templates, compiled once: FMT_HEADER_ONLY would compile them in every file,
+// The functions of {fmt} 9 that are not templates, compiled once: FMT_HEADER_ONLY would compile them in every file,
 // which takes three times as long (cmake/kit.cmake).
 #include <fmt/format-inl.h>
 

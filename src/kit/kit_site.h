@@ -25,5 +25,6 @@ struct KitSite {
 // configuration has no CONFDIR or MSGDIR.
 KitSite LoadKitSite(const std::string& config_path);
 
-// Returns the sizes and times of a conference's files. If they are equal before and after, nothing changed in between.
+// Returns the sizes and times of a conference's files as a text. Two calls that return the same text mean that nothing
+// changed between them.
 std::string FileTimes(const KitSite& site, int32_t conference);

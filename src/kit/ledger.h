@@ -45,7 +45,7 @@ struct LedgerMessage {
   std::optional<int32_t> message_number;
   bool parked = false;   // stored in the catch-all
   bool deleted = false;  // stored, and deleted since
-  std::string reason;    // a text for people; may be empty
+  std::string reason;    // a sentence for the reader; may be empty
 };
 
 struct LedgerQuestion {

@@ -19,7 +19,7 @@ bool IsMended(const LoggedPacket& one, const LoggedPacket& other) {
   return one.IsStopped() && (other.handled > one.handled || (other.handled == one.handled && !other.IsStopped()));
 }
 
-// Whether two tosses of a name, the later one second, cannot be of one file.
+// Whether two tosses of a name, the later one second, must have been of different files.
 bool Differ(const LoggedToss& one, const LoggedToss& other) {
   for (size_t i = 0; i < std::min(one.packets.size(), other.packets.size()); ++i) {
     const LoggedPacket& left = one.packets[i];

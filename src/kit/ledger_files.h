@@ -1,4 +1,4 @@
-// The inbound files of now and of earlier, and the tosses of each.
+// The files that are inbound or were once, and the tosses of each.
 #pragma once
 
 #include <string>

@@ -65,7 +65,7 @@ void CallStored(const Telling& telling, const Evidence& evidence) {
   telling.Call(evidence.present ? Fate::kStored : Fate::kRemoved);
 }
 
-// It is a duplicate of itself if an earlier toss stored it but was interrupted before the line about that.
+// It is a duplicate of itself if an earlier toss stored it but was interrupted before it logged that.
 void CallDuplicate(const Telling& telling, const SourceMessage& message, const Evidence& evidence) {
   const int32_t conference = evidence.duplicate->conference;
   const int32_t number = telling.judge.base->NumberOf(conference, message.msgid);

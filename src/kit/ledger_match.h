@@ -17,6 +17,6 @@
 std::vector<std::optional<LoggedOutcome>> MatchOutcomes(const SourcePacket& packet, const LoggedPacket& logged,
                                                         bool done, LedgerBase* base);
 
-// Whether the lines of an earlier toss can be those of this packet. `*proofs` is incremented for each line that names
-// one of its messages.
+// Whether the lines of an earlier toss can be those of this packet. `*proofs` is incremented for each line that is
+// certainly about one of its messages.
 bool CouldBeOf(const SourcePacket& packet, const LoggedPacket& logged, LedgerBase* base, size_t* proofs);

@@ -118,7 +118,7 @@ ParsedPattern Parse(const LogPattern& pattern) {
   return parsed;
 }
 
-constexpr size_t kTellingPlace = 2;  // the offset of a byte that differs between most lines
+constexpr size_t kTellingPlace = 2;  // the offset of a byte in which most lines differ
 constexpr size_t kBytes = 256;
 
 // The patterns by their byte at kTellingPlace; no format has a value as early as that.

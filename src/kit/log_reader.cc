@@ -47,7 +47,7 @@ class LineTaker {
   }
 
  private:
-  // Of a line that is too long only so much is kept that it stays too long.
+  // Only the start of a line that is too long is kept, but enough of it to recognise that.
   void Keep(std::string_view piece) {
     begun_ += piece.substr(0, kLongestLine + 1 - std::min(begun_.size(), kLongestLine));
   }
@@ -83,7 +83,7 @@ bool ReadPart(const std::string& path, const std::function<bool(const LogRecord&
       path, [&lines](const char* bytes, size_t size) { return lines.Add(bytes, size); }, look);
 }
 
-// Whether a name is that of the log with a number or a date behind, which may be packed.
+// Whether a name is that of the log followed by a number or a date, and by ".gz" if it is compressed.
 bool IsRotated(std::string name) {
   constexpr size_t kLongestNumber = 8;
   const size_t size = sizeof kLogName - 1;
@@ -150,7 +150,7 @@ std::vector<std::string> FindLogParts(const std::string& log) {
   };
   std::vector<Part> parts;
   for (const std::string& name : names) {
-    // While a part is being packed both are there.
+    // While a part is being compressed, both files exist.
     const bool twice =
         EndsIn(name, ".gz") && std::binary_search(names.begin(), names.end(), name.substr(0, name.size() - 3));
     if (!IsRotated(name) || twice) continue;

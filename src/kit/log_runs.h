@@ -18,7 +18,7 @@ enum class RunEnd {
   kWithErrors,  // exit status 1 at its regular end, or a check that found issues
   kRefused,     // another run was at work
   kAborted,     // ended early, with a line that gives the reason
-  kNotEnded,    // the log has no last line of it: it was killed, or is at work
+  kNotEnded,    // the log does not have its last line: it was killed, or is at work
 };
 
 struct LoggedRun {
@@ -33,7 +33,7 @@ struct LoggedRun {
   int64_t damaged = 0;   // packets that were saved for review
   int64_t retained = 0;  // files
   int64_t ignored = 0;   // files
-  bool waited = false;   // it was aborted, for a caller stayed on
+  bool waited = false;   // it was aborted because a caller stayed on
   int64_t errors = 0;    // lines that begin with FATAL, ERROR, CRITICAL or Aborting
 };
 

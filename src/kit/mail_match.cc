@@ -171,7 +171,7 @@ class TornSearch {
   std::unordered_map<std::string_view, const InboundItem*> by_header_;  // items without a SIG line
 };
 
-// What a message in a bundle is found by: whether it is netmail, and its identity.
+// The key by which a message in a bundle is found: whether it is netmail, and its identity.
 using OutboundKey = std::pair<bool, std::string>;
 using Places = std::map<OutboundKey, std::vector<size_t>>;  // headers, in their order
 using OutboundItems = std::map<OutboundKey, std::vector<const OutboundItem*>>;

@@ -18,7 +18,7 @@ struct MissingLine {
   std::string source;  // the name of the file in INBOUND
 };
 
-// A message that was stored from a source that is still inbound, and that cannot be recognised by anything.
+// A message that was stored from a source that is still inbound, and that the next toss cannot recognise.
 struct StoredAgain {
   size_t header = 0;  // its record in the PTR file, from 0
   std::string source;
@@ -26,7 +26,7 @@ struct StoredAgain {
 
 struct MissingLines {
   std::vector<MissingLine> lines;  // in the order of their headers
-  std::vector<size_t> twins;       // headers any one of which may be the one whose line is missing
+  std::vector<size_t> twins;       // headers of which one lacks its line, but nothing shows which
   std::vector<StoredAgain> again;
 };
 
@@ -44,7 +44,7 @@ std::vector<TornMessage> FindTornMessages(const BaseModel& model, const InboundM
 std::unordered_set<size_t> FindInboundHeaders(const BaseModel& model, const InboundMail& mail);
 
 // Whether a base without headers holds no more than an interrupted run leaves: texts and index entries of a first
-// message or of mail that is still inbound. Otherwise there were headers once, which may be found again.
+// message or of mail that is still inbound. Otherwise there were headers, which the operator may be able to restore.
 bool IsBegun(const BaseModel& model, const InboundMail& mail);
 
 // Returns the first of the headers at the end of the PTR file that have no index entry and whose mail is still inbound:

@@ -14,7 +14,7 @@ struct StoredMessage {
   std::string msgid;    // in the first SIG line with its number; empty for none
   bool unsent = false;  // the next scan exports it
 
-  // The number of the message that it is linked to.
+  // Returns the number of the message that it is linked to.
   std::optional<int32_t> Parent() const;
 };
 

@@ -31,7 +31,7 @@ class MsgidSet {
   struct Slot {
     const char* data = nullptr;
     uint32_t size = 0;   // bytes
-    uint32_t check = 0;  // other bits of the hash than those that chose the slot
+    uint32_t check = 0;  // bits of the hash that were not used to choose the slot
   };
 
   std::vector<Slot> slots_;

@@ -1,4 +1,4 @@
-// Files that cvkit writes to a path given by the user: never within the site, and over another file only when told to.
+// Files that cvkit writes to a path given by the user: never within the site, and over another file only with `force`.
 #pragma once
 
 #include <string>

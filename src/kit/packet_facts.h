@@ -14,7 +14,7 @@ enum Verdict { kVerdictStored, kVerdictDuplicate, kVerdictCatchAll, kVerdictDrop
 struct MessageFacts {
   int number = 0;  // from 1 within its packet
   Verdict verdict = kVerdictDamaged;
-  std::string reason;                     // a text for people; may be empty
+  std::string reason;                     // a sentence for the reader; may be empty
   std::optional<int32_t> conference;      // where it would be stored, or was
   std::optional<int32_t> message_number;  // the one that it would get, or that of the message that it duplicates
   std::optional<int32_t> parent;          // the MsgNumber that it would be linked to

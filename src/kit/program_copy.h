@@ -25,7 +25,7 @@ struct SitePrograms {
 SitePrograms FindPrograms(const std::string& config_path, const std::string& tosser = {});
 
 // Whether cvtoss32 can and should keep its log beside the program at that path: not where programs are installed for
-// everybody, whoever may write there.
+// all users, even if this user may write there.
 bool MayKeepLogBeside(const std::string& program);
 
 // Returns a sentence about an outdated copy.

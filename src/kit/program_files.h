@@ -1,4 +1,4 @@
-// Writes files that appear whole or not at all: a program, a configuration.
+// Writes files, such as a program or a configuration, that appear whole or not at all.
 #pragma once
 
 #include <string>

@@ -9,7 +9,7 @@
 #include "kit/kit_site.h"
 #include "kit/rehearsal_copy.h"
 
-// Texts of mail are bytes of code page 437.
+// Text from mail is in code page 437.
 struct RehearsedMessage {
   int32_t number = 0;
   std::string from, to, subject;

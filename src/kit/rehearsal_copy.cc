@@ -62,8 +62,8 @@ void WriteFile(const std::string& path, const std::string& content) {
   }
 }
 
-// Gives each directory its place in the copy. One that is the same as an earlier one gets the same place, in another
-// spelling.
+// Chooses the place of each directory in the copy. A directory that is the same as an earlier one has the same place,
+// spelled differently.
 void PlaceDirectories(const TosserConfig& config, const std::string& mark, SiteCopy* copy) {
   const char* const sites[] = {config.Inbound, config.ConfDir, config.WorkDir,
                                config.MsgDir,  config.OutDir,  config.ProcessedDir};
@@ -174,7 +174,7 @@ void PlanInbound(const std::string& mark, SiteCopy* copy, CopyPlan* plan) {
     copy->inbound.push_back(name);
   }
   for (const std::string& name : copy->inbound) PlanProcessed(*copy, name);
-  // A run counts names that no path can hold as ignored, and likewise the empty files that stand for them here.
+  // A run ignores and counts files whose names no path can hold. Empty files replace them here, and are counted too.
   for (int i = 0; i < listing.unaddressable; ++i) {
     WriteFile(fmt::format("{}/{}-{}", copy->Path(kInboundDirectory), mark, i), "");
   }

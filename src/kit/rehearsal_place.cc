@@ -34,7 +34,7 @@ bool RemoveTree(const std::string& path, int deep = 0) {
   return OsRemoveDirectory(path.c_str()) == kOsOk;
 }
 
-// Process numbers are reused: one from before the machine was started last belongs to no rehearsal, and neither does
+// Process numbers are reused: one from before the last start of the machine belongs to no rehearsal, and neither does
 // our own.
 bool IsAbandoned(const std::string& name) {
   unsigned long process = 0;

@@ -121,7 +121,7 @@ void MendHalfLine(size_t at, Planning* planning, std::vector<SigLine>* kept, std
 }
 
 // Keeps the lines of existing messages, and of those that the BBS has packed away. Returns whether zero bytes were
-// removed: only the next reading tells what these lines are.
+// removed: these lines can be judged only when the file is read again.
 bool KeepLines(const InboundMail& inbound, Planning* planning, std::string* text) {
   const BaseModel& old = planning->old;
   BaseModel& model = planning->model;

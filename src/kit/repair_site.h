@@ -1,4 +1,4 @@
-// Repairs those findings about a site that its files can decide, with the lock and the backup of a change.
+// Repairs those findings about a site whose repair follows from its files, with the lock and the backup of a change.
 #pragma once
 
 #include "kit/kit_site.h"

@@ -49,7 +49,7 @@ struct ReportFacts {
   std::string system;
   std::string address;  // empty when the configuration names none; likewise the hub's
   std::string hub;
-  std::string unsettled;  // why the report may be outdated at once; empty if it is not
+  std::string unsettled;  // why the site may change at any moment; empty if it does not
   bool has_log = false;
   StatusFacts status;
   Attentions attention;         // of status, doctor, ledger and the last runs' lines

@@ -26,7 +26,7 @@ class Serials {
 
   const std::string& Path() const { return path_; }
   bool IsBehind() const { return ahead_ != 0 || (damaged_ && seen_); }
-  uint32_t Newest() const { return newest_; }  // of the serials found, if it is ahead of the file
+  uint32_t Newest() const { return newest_; }  // of the serials found; valid if it is ahead of the file
 
  private:
   std::string path_;

@@ -40,7 +40,7 @@ bool HoldsHeaders(const std::string& directory) {
   return false;
 }
 
-// The words of a line of the mailer's configuration; quoted ones may hold blanks, and "\\" is one backslash.
+// The words of a line of the mailer's configuration; quoted ones may contain blanks, and "\\" is one backslash.
 std::vector<std::string> WordsOf(const std::string& line) {
   std::vector<std::string> words;
   bool quoted = false;

@@ -11,7 +11,7 @@ class Sha256 {
  public:
   void Add(const void* bytes, size_t size);
 
-  // Adds a text with its size, so that two texts never hash like one.
+  // Adds a text with its size, so that "ab" and "c" hash differently from "a" and "bc".
   void AddText(std::string_view text);
 
   // Returns the 32 bytes of the hash of all that was added. More may be added afterwards.

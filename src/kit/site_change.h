@@ -1,5 +1,5 @@
 // Changes a site under the conditions of a run: with the run lock, and with nobody on the BBS. With its backup an
-// interrupted change can be finished, and any change can be taken back.
+// interrupted change can be finished, and any change can be undone.
 #pragma once
 
 #include <functional>
@@ -46,6 +46,6 @@ using ChangePlan = std::function<void(Backup* backup)>;
 // NotAnswered.
 bool ChangeSite(const TosserConfig& config, QuietSite* quiet, const ChangePlan& plan, SiteChange* change);
 
-// Takes back the change whose backup is in `directory`. Throws NotAnswered, with nothing changed, when a file is no
+// Undoes the change whose backup is in `directory`. Throws NotAnswered, with nothing changed, when a file is no
 // longer as the change left it.
 void UndoChange(const TosserConfig& config, const std::string& directory);

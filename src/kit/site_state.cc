@@ -22,8 +22,8 @@ bool ReadOwnerLine(const std::string& line, OwnerLine* owner) {
   return sscanf(line.c_str() + at, " mode=-%15[a-z] pid=%lu started=%lld", mode, &owner->process, &owner->started) == 3;
 }
 
-// A lock from before the machine was started last belongs to no process, whichever has its number now. As clocks are
-// adjusted, a lock counts as older only if it is so by more than a minute.
+// A lock from before the last start of the machine belongs to no process, even if one has its number now. As clocks are
+// adjusted, a lock counts as older only if the difference is more than a minute.
 bool IsOfEarlierStart(const OwnerLine& owner) {
   constexpr int64_t kClockSet = 60;
   return owner.started + kClockSet < OsNow() - OsUptime();

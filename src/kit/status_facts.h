@@ -13,7 +13,7 @@
 #include "kit/site_state.h"
 
 struct LastRuns {
-  std::optional<LoggedRun> toss;  // the last one that another run did not keep from starting
+  std::optional<LoggedRun> toss;  // the last one that found no other run at work
   std::optional<LoggedRun> scan;
   std::vector<std::string> toss_found;  // the files that the last toss found
 };

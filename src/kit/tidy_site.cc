@@ -55,7 +55,7 @@ bool IsToBeRotated(const TidyQuestion& question) {
   return !first.empty() && first <= StampOf(OsNow() - question.log_age);
 }
 
-// Keeps each file with a message that the ledger does not account for, though the base may know it.
+// Keeps each file with a message that the ledger does not account for, even if the base has that message.
 void KeepUnaccounted(const KitSite& site, const std::string& log, std::vector<TidyItem>* items) {
   std::set<std::string> unaccounted;  // paths
   LedgerQuestion question;
@@ -73,7 +73,7 @@ void KeepUnaccounted(const KitSite& site, const std::string& log, std::vector<Ti
   }
 }
 
-// The time of the oldest inbound file that is none of those passed over, as the log would write it; empty when there is
+// The time of the oldest inbound file that is not one of those skipped, as the log would write it; empty when there is
 // none.
 std::string OldestThatStays(const TosserConfig& config, const std::string& processed, const std::string& bad,
                             const std::set<std::string>& passed) {
@@ -100,8 +100,8 @@ std::string LastStampIn(const std::string& part) {
   return last;
 }
 
-// Adds the old parts of the log. Without its lines nothing tells what became of a file: a part goes when all mail from
-// its time is gone.
+// Adds the old parts of the log. Only its lines show what became of a file, so a part is removed only when all mail
+// from its time is gone.
 void AddLogParts(const std::string& log, const std::string& oldest_mail, int64_t cut, std::vector<TidyItem>* items) {
   for (const std::string& part : FindLogParts(log)) {
     const size_t count = items->size();
@@ -141,7 +141,7 @@ Tidying PlanTidying(const KitSite& site, const TidyQuestion& question) {
     }
   }
   AccountedMail accounts(site);
-  std::set<std::string> passed;  // files that go, or that are no mail
+  std::set<std::string> passed;  // files that are removed, or that are no mail
   for (TidyItem& item : tidying.items) {
     const Account account = accounts.Judge(item.path);
     item.kept = WhyKept(account, item.kind == "bad");

@@ -60,10 +60,10 @@ class TossHistory {
   // Returns the tosses of each file in order, by its name as the log shows it.
   const std::map<std::string, std::vector<LoggedToss>>& Files() const { return files_; }
 
-  // Whether the number was given again, to a message after the one with that LoggedOutcome::order.
+  // Whether the number was used again, for a message after the one with that LoggedOutcome::order.
   bool IsGivenAgain(int32_t conference, int32_t message_number, uint32_t order) const;
 
-  // Whether the number was given to any message.
+  // Whether the number was used for any message.
   bool IsGiven(int32_t conference, int32_t message_number) const;
 
   // Returns the packet of which the file at a path in badmsgs is a copy, the last one if several; nullptr for none.
@@ -77,7 +77,7 @@ class TossHistory {
   };
   struct GivenNumbers {
     std::vector<Numbers> all;
-    std::vector<Numbers> again;  // those that begin below a number that was given before
+    std::vector<Numbers> again;  // those that begin below a number that was used before
     int32_t highest = 0;
   };
 
@@ -94,7 +94,7 @@ class TossHistory {
   std::string name_;                                                                // of the current file
   LoggedToss* toss_ = nullptr;                                                      // of the current file
   uint32_t order_ = 0;
-  uint32_t told_ = 0;    // the position of the next message, if a line has it
+  uint32_t told_ = 0;    // the position of the next message, if a line names it
   bool parked_ = false;  // whether that message is parked
 };
 

@@ -8,8 +8,8 @@
 
 void JudgeSig(const BaseModel& model, const InboundMail& mail, Findings* findings);
 
-// Whether a line belongs to a message that was lost with its header, while its source is still inbound: a toss would
-// drop that mail as a duplicate.
+// Finds the SIG lines of messages whose headers are lost and whose sources are still inbound: because of such a line a
+// toss would drop that mail as a duplicate.
 class LostLines {
  public:
   LostLines(const BaseModel& model, const InboundMail& mail);

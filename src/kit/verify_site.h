@@ -13,6 +13,6 @@ struct Verification {
 
 enum LockOwnership { kLockOfOthers, kLockIsOurs };
 
-// Reads all files that a run uses. `ownership` tells whether the caller holds the run lock. Throws NotAnswered when a
+// Reads all files that a run uses. `ownership` says whether the caller holds the run lock. Throws NotAnswered when a
 // file cannot be read.
 Verification VerifySite(const KitSite& site, LockOwnership ownership = kLockOfOthers);

@@ -30,7 +30,7 @@ struct Unpacking {
   bool ended = false;
 };
 
-// Inflates up to the end of the compressed data. Memory grows with the output, whatever size a header has.
+// Inflates up to the end of the compressed data. Memory grows with the output, not with the size that a header claims.
 Unpacking Inflate(const Place& place) {
   Unpacking unpacking;
   z_stream stream = {};
