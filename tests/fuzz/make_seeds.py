@@ -29,23 +29,23 @@ TARGETS = (config, conference_table, packet, zip_bundle, inbound_text, fts_date,
 
 
 def made() -> dict[str, Seeds]:
-    """The seeds of each target by their file's name."""
+    """The seeds of each target by file name."""
     return {target.__name__: {name + SUFFIX: seed for name, seed in target().items()} for target in TARGETS}
 
 
 def kept(directory: pathlib.Path) -> Seeds:
-    """What lies in a target's directory and was not found by fuzzing."""
+    """The files in a target's directory that were not found by fuzzing."""
     return {path.name: path.read_bytes() for path in directory.glob("*") if not path.name.startswith(FOUND)}
 
 
 def found(corpus: pathlib.Path) -> Seeds:
-    """What fuzzing has found, as TARGET/NAME."""
+    """The inputs that fuzzing has found, as TARGET/NAME."""
     paths = corpus.glob(f"*/{FOUND}*")
     return {path.relative_to(corpus).as_posix(): path.read_bytes() for path in paths}
 
 
 def differences(corpus: pathlib.Path) -> list[str]:
-    """How a corpus differs from what is made and what is known to be found, a line for each file."""
+    """How a corpus differs from the seeds that are made and the inputs that are known, one line for each file."""
     there = found(corpus)
     complaints = [f"{name}: is missing" for name in FOUND_INPUTS if name not in there]
     complaints += [f"{name}: nobody says what it showed" for name in sorted(there) if name not in FOUND_INPUTS]
@@ -60,7 +60,7 @@ def differences(corpus: pathlib.Path) -> list[str]:
 
 
 def main() -> None:
-    """Writes all seeds and removes what is none."""
+    """Writes all seeds and removes files that are not seeds."""
     corpus = pathlib.Path(sys.argv[1]) if len(sys.argv) > 1 else CORPUS
     for target, seeds in made().items():
         directory = corpus / target

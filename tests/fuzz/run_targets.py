@@ -29,12 +29,12 @@ SECONDS_TO_REPLAY = 120
 
 @dataclass
 class Outcome:
-    """What became of one target."""
+    """The result of one target."""
 
     target: str
     summary: str
     trouble: str = ""
-    """The end of the program's output when it found something."""
+    """The end of the program's output if it found something."""
     replayed: int = 0
 
 
@@ -55,7 +55,7 @@ def run(command: list, seconds: float) -> tuple[int, str]:
 
 
 def end_of(output: str) -> str:
-    """Its last lines, printable."""
+    """The last lines, printable."""
     lines = [line for line in output.splitlines() if not line.startswith(("#", '"'))]
     return re.sub(r"[^\n -~]", "?", "\n".join(lines[-40:]))
 

@@ -13,7 +13,7 @@ bool HasPacketHeader(const std::string& packet) {
          (first == 0 || first == 2);
 }
 
-// Takes the text before the next NUL off the packet. Returns false when there is none.
+// Removes the text before the next NUL from the packet. Returns false when there is none.
 bool TakeText(const std::string& packet, size_t* at, size_t most, std::string* text) {
   const size_t nul = packet.find('\0', *at);
   if (nul == std::string::npos) return false;

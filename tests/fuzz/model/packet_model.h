@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-// A message text. When it is refused, `refusal` is the line that the log gets.
+// A message text. If it is refused, `refusal` is the line in the log.
 struct ModelText {
   bool refused = false;
   std::string refusal;
@@ -40,7 +40,7 @@ enum ModelEnd {
 
 struct ModelPacket {
   ModelEnd end = kModelNoPacket;
-  std::string fault;                   // the reason that a saved copy is given
+  std::string fault;                   // the reason logged with the saved copy
   std::vector<ModelMessage> messages;  // those that reach the routing
 };
 

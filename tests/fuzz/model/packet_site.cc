@@ -27,7 +27,7 @@ ModelSite MakeSite(uint8_t options) {
   ModelConference& nearly = site.conferences[1];  // one number is left
   nearly.ptr = Header(2147483646, true, 7);
   nearly.idx = std::string(16, '\0');
-  site.conferences[2].idx = std::string(16, '\0');  // an index of nothing
+  site.conferences[2].idx = std::string(16, '\0');  // an index without headers
   ModelConference& replies = site.conferences[4];
   replies.ptr = Header(5, false, 0) + Header(7, true, 1) + Header(-3, false, 1);
   replies.dat = DatRecords("five\x01") + DatRecords("minus three\x01");

@@ -8,8 +8,8 @@
 #include "bbs/conference_table.h"
 #include "fuzz/model/toss_model.h"
 
-// `options` says what the site has: bit 0 a conference for netmail, bit 1 one for unknown areas; bits 2 and 3 which
-// file of the first conference cannot be written. The index of conference 3 has no headers.
+// Bits of `options`: bit 0, there is a conference for netmail; bit 1, there is one for unknown areas; bits 2 and 3,
+// which file of the first conference cannot be written. Conference 3 has an index without headers.
 ModelSite MakeSite(uint8_t options);
 
 ConferenceTable TableOf(const ModelSite& site);

@@ -9,19 +9,19 @@ int32_t LongAt(const std::string& bytes, size_t at);
 std::string Word(unsigned int value);
 std::string Long(int64_t value);
 
-// Puts `bytes` over what stands at `at`.
+// Overwrites the bytes at `at`.
 void Put(size_t at, const std::string& bytes, std::string* record);
 
 // A text with its length byte, cut to `most` characters.
 std::string Prefixed(const std::string& text, size_t most);
 
-// The text of such a field of at most `most` characters, up to its first NUL.
+// Returns the text of such a field of at most `most` characters, up to its first NUL.
 std::string PrefixedAt(const std::string& record, size_t at, size_t most);
 
 // A stored text as records of 128 bytes.
 std::string DatRecords(const std::string& body);
 
-// The text of `records` records from `where` on, as they hold it. Returns false when they are not all there.
+// Reads the text in `records` records from `where` on, unchanged. Returns false when some of them do not exist.
 bool StoredText(const std::string& dat, size_t where, size_t records, std::string* text);
 
 // The CRC-32 of a name.

@@ -7,7 +7,7 @@ namespace {
 constexpr size_t kBuffer = 256;
 constexpr size_t kWideBuffer = 512;
 
-// One line: what stands before and behind its first tab.
+// One line: the text before and after its first tab.
 struct SigLine {
   std::string msgid;
   std::string number;

@@ -6,8 +6,8 @@
 
 bool ModelContainsMsgid(const std::string& sig, const std::string& msgid);
 
-// The number of the first line with that MSGID. Returns false when there is none.
+// Finds the number of the first line with that MSGID. Returns false when there is none.
 bool ModelFindMsgNumber(const std::string& sig, const std::string& msgid, int32_t* number);
 
-// The MSGID of the first line with that number. Returns false when there is none.
+// Finds the MSGID of the first line with that number. Returns false when there is none.
 bool ModelFindMsgid(const std::string& sig, int32_t number, std::string* msgid);

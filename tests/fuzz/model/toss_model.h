@@ -1,4 +1,4 @@
-// What a toss has to make of messages: where each goes, whether it is stored, and every byte of the files afterwards.
+// What a toss must do with messages: where each goes, whether it is stored, and every byte of the files afterwards.
 #pragma once
 
 #include <map>
@@ -7,7 +7,7 @@
 
 #include "fuzz/model/packet_model.h"
 
-// One conference and the files of its message base, which are not there while they are empty.
+// One conference and the files of its message base; an empty one does not exist.
 struct ModelConference {
   int number = 0;
   std::string tag;
@@ -30,7 +30,7 @@ struct ModelSite {
   std::vector<std::string> log;
 };
 
-// Does with a message what a toss does, and logs of it what the toss says, but for the causes of a failure.
+// Does with a message what a toss does, and logs the same lines, except for the causes of a failure.
 ModelRoute Route(const ModelMessage& message, ModelSite* site);
 
 // All files of the message base, by name.

@@ -1,4 +1,4 @@
-"""What comes in: packets, and the bundles that hold them."""
+"""Inbound mail: packets, and the bundles that hold them."""
 
 import struct
 from datetime import datetime
@@ -21,7 +21,7 @@ NETMAIL_AND_CATCH_ALL = 3
 
 
 def _headers() -> Seeds:
-    """Each limit of the header from both sides, and the bytes that make other types of it."""
+    """Each limit of the header from both sides, and the bytes that make it another type."""
     seeds = {}
     fields = {"year": (0, 1989, 1990, 2100, 2101, 65535), "month": (0, 11, 12, 65535), "day": (0, 1, 31, 32, 65535),
               "packet_type": (0, 1, 3, 258, 512)}
@@ -90,7 +90,7 @@ def _widths() -> Seeds:
 
 
 def _routes() -> Seeds:
-    """Messages by where they go and what they answer; the site has messages 5, 7 (deleted) and -3 in REPLIES."""
+    """Messages by where they go and what they reply to; the site has messages 5, 7 (deleted) and -3 in REPLIES."""
     replies = [
         echomail("replies", "live", msgid="1:2/3 new", reply="1:2/3 five"),
         echomail("REPLIES", "gone", reply="1:2/3 gone", subject="Re: x"),
@@ -156,7 +156,7 @@ def _stored_blocks(data: bytes, size: int) -> bytes:
 
 
 def _zip_sizes() -> Seeds:
-    """What the size fields of an entry may say, right and wrong."""
+    """Size fields of an entry, right and wrong."""
     entry = Entry("0000a1b2.pkt", MAIL, DEFLATED)
     zip64 = struct.pack("<2H2Q", 1, 16, len(MAIL), len(MAIL))
     stored = {"larger-by-one": len(MAIL) + 1, "smaller-by-one": len(MAIL) - 1, "zero": 0, "largest": 0xFFFFFFFF}
@@ -269,7 +269,7 @@ def zip_bundle() -> Seeds:
 
 
 def forecast() -> Seeds:
-    """A byte of options as for a packet, and a packet or bundle; what each may be is told by the other two."""
+    """A byte of options as for a packet, and a packet or bundle as for the other two targets."""
     packets = ("areas", "bad-type-second", "cut-in-text", "duplicates-across-areas", "mail-options-0", "refused-second",
                "replies", "reply-within-packet", "utf-8-in-names")
     bundles = ("bundle-within", "crc-wrong", "damaged-and-refused", "descriptor", "name-with-path", "readme", "two")

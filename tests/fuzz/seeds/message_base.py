@@ -1,4 +1,4 @@
-"""The files of a message base: as they are read, as their SIG lines are looked up, and a whole scan of them."""
+"""The files of a message base: for the readers, for lookups of SIG lines, for a whole scan and for a repair."""
 
 import struct
 from collections.abc import Callable
@@ -25,7 +25,7 @@ RECIPIENTS = {
 
 def _sig(number: int, msgid: bytes, content: bytes, *, left: int | None = None, line: int = 0, at: int = 0xFFFF,
          reply: bytes = b"key") -> bytes:
-    """With `left`, a filler of so many bytes less than a block stands before; FFFF makes it one line."""
+    """With `left`, a filler of that many bytes less than a block comes first; FFFF makes it one line."""
     filler = b"\0\0" if left is None else struct.pack("<2H", 63 + 64 * left, line)
     texts = struct.pack("<HB", at, len(msgid)) + msgid + bytes([len(reply)]) + reply
     return struct.pack("<h", number) + filler + texts + content
@@ -71,7 +71,7 @@ def _sig_lines() -> Seeds:
 
 
 def sig_lookups() -> Seeds:
-    """A number, the shape of a filler, where in the content the MSGID stands or the MSGID itself, and the content."""
+    """A number, the shape of a filler, the place of the MSGID in the content or the MSGID itself, and the content."""
     content = MSGID + b"\t17\n1:2/3 0A1B2C3D\t18\r\n" + MSGID + b"\t19\nkey\t-4x\nno tab\n\t5\n"
     long_line = b"x" * 254 + MSGID + b"\t20\n" + b"y" * 255 + MSGID + b"\t21\r\n"
     base = MessageBase(7)
@@ -104,7 +104,7 @@ def sig_lookups() -> Seeds:
     for size in (1, 62, 63, 64, 65, 126, 127):
         seeds[f"msgid-of-{size}"] = _sig(9, b"m" * size, b"m" * size + b"\t9\n")
     for size in (253, 254, 255, 256, 257, 509, 510, 511, 512, 513):
-        # The line that is looked for begins behind a line of that many bytes without an end of its own.
+        # The line that is looked for begins after that many bytes of a line without an end.
         seeds[f"behind-{size}-bytes"] = _sig(17, MSGID, b"x" * size + MSGID + b"\t17\n")
         # The line that is looked for has that many bytes.
         seeds[f"line-of-{size}"] = _sig(17, MSGID, (MSGID + b"\t17 ").ljust(size - 1, b"x") + b"\nlast\t1\n")
@@ -131,7 +131,7 @@ def _base(**fields) -> MessageBase:
 
 def _scan(base: MessageBase, *, parent: int = 1, idx: int | None = None, repeated: int = 0, records: int | None = None,
           ptr: Callable[[bytes], bytes] = bytes, dat: Callable[[bytes], bytes] = bytes) -> bytes:
-    """Index and both files as the base has them, but for what is given; `records` is what is said of the DAT file."""
+    """Index and both files as the base has them, except for those given; `records` is the claimed DAT size."""
     headers = ptr(b"".join(record.pack() for record in base.ptr))
     idx_steps = len(b"".join(base.idx)) // 8 if idx is None else idx
     counted = base.dat_count() if records is None else records
@@ -219,7 +219,7 @@ def scan_files() -> Seeds:
     bytes_of_all_kinds.add(bytes(range(256)), sent=0)
     seeds["body-of-every-byte"] = _scan(bytes_of_all_kinds)
     for messages in (3, 4, 5):
-        # 1,020 headers stand before these, and 1,024 make one read.
+        # 1,020 headers come before these, and one read has 1,024.
         many = MessageBase(7)
         for _ in range(messages):
             many.add(b"x", sent=0)
@@ -234,7 +234,7 @@ TOSSED = [echomail("AREA", text, msgid=f"1:2/3 {text}") for text in ("one", "two
 
 
 def _repair(base: MessageBase, *inbound, **files: bytes) -> bytes:
-    """The four files as the base has them, but for what is given, and a packet of the mail that is inbound."""
+    """The four files as the base has them, except for those given, and a packet of the inbound mail."""
     there = {"PTR": b"".join(record.pack() for record in base.ptr), "IDX": b"".join(base.idx), "SIG": base.sig or b"",
              "DAT": base.dat} | files
     packed = b"".join(struct.pack("<H", len(content)) + content for content in there.values())
@@ -242,7 +242,7 @@ def _repair(base: MessageBase, *inbound, **files: bytes) -> bytes:
 
 
 def base_repair() -> Seeds:
-    """A base whose files do not agree, by what a killed run, a power cut or a hand has done to them."""
+    """A base whose files do not agree, after a killed run, a power cut or an edit by hand."""
     base, one = MessageBase(7), MessageBase(7)
     for stored in (base, one):
         stored.store(TOSSED[0], b"one\x01", msgid="1:2/3 one")

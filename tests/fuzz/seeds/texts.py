@@ -1,4 +1,4 @@
-"""What stands in a message: its text, its date, its characters."""
+"""The contents of a message: its text, its date, its characters."""
 
 from formats.packet import DATE, text_lines
 
@@ -44,7 +44,7 @@ WRITTEN = {
 
 
 def fts_date() -> Seeds:
-    """Date texts; their bytes stand for a date that is written as well."""
+    """Date texts; their bytes also encode a date to be written."""
     seeds = {f"read-{name}": text.encode("latin-1") for name, text in DATES.items()}
     seeds["whole"] = b"Fri 05 Jan 25  00:07:59"
     seeds |= {f"read-month-{month.lower()}": f"05 {month} 25  00:07:59".encode() for month in
@@ -53,7 +53,7 @@ def fts_date() -> Seeds:
 
 
 def utf8() -> Seeds:
-    """Texts in UTF-8, and what only looks like it."""
+    """Texts in UTF-8, and texts that only look like it."""
     seeds = {
         "plain": b"plain\x01text\r\n",
         "ascii": bytes(range(0x80)),
@@ -89,7 +89,7 @@ def utf8() -> Seeds:
 
 
 def _run(count: int, byte: bytes) -> bytes:
-    """What the target unrolls to that many of the byte: 1 to 239, or 65,528 to 65,543."""
+    """The code that the target expands to that many of the byte: 1 to 239, or 65,528 to 65,543."""
     return b"\xfe" + bytes([count if count < 240 else count - 65536 + 248]) + byte
 
 

@@ -59,7 +59,7 @@ class ExactCopy {
   uint8_t* data_;
 };
 
-// What stands before the first NUL.
+// Returns the bytes before the first NUL.
 inline std::string UpToNul(const std::string& bytes) { return bytes.substr(0, bytes.find('\0')); }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

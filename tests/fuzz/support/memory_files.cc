@@ -88,7 +88,7 @@ int Close(intptr_t handle) {
   return 0;
 }
 
-// The names in a directory, which is there when a file is in it.
+// The names in a directory, which exists if a file is in it.
 std::set<std::string> NamesIn(const std::string& directory) {
   std::set<std::string> names;
   const std::string start = directory + "/";

@@ -20,10 +20,10 @@ class MemoryFiles {
   MemoryFiles& operator=(const MemoryFiles&) = delete;
   ~MemoryFiles();  // a file that is still open breaks a rule
 
-  // The content of a file, empty when it is not there.
+  // Returns the content of a file; empty when it does not exist.
   std::string Content(const std::string& path) const;
 
-  // How many lines of the log begin with `start`, and how many startup messages.
+  // Return how many lines of the log begin with `start`, and how many startup messages.
   int CountLogged(const std::string& start) const;
   int CountStartup(const std::string& start) const;
 
@@ -36,8 +36,8 @@ class MemoryFiles {
   OsTable before_;
 };
 
-// What the log keeps of a message made of texts that came with mail: its first 1,023 characters, without the bytes that
-// could forge a line.
+// Returns a message with text from mail as the log has it: its first 1,023 characters, without the bytes that could
+// forge a line.
 inline std::string AsLogged(const std::string& message) {
   std::string shown = message.substr(0, 1023);
   for (char& c : shown) c = std::string("\b\n\r\x1A\x1B").find(c) == std::string::npos ? c : '?';

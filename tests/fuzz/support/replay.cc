@@ -1,4 +1,4 @@
-// Runs a fuzz target once over each file named behind "--replay": the corpus as a test, with any compiler. A file whose
+// Runs a fuzz target once over each file named after "--replay": the corpus as a test, with any compiler. A file whose
 // name begins with "whole" is also tried at every shorter length and with each of its bits flipped.
 #include <cstdio>
 #include <cstdlib>

@@ -3,9 +3,9 @@
 
 #include <string>
 
-// Nothing happens when the rule holds.
+// Does nothing if the rule holds.
 void Must(bool holds, const char* rule);
 
-// As Must for two texts or numbers that have to be equal; both are shown.
+// As Must, for two texts or numbers that must be equal; shows both.
 void MustEqual(const std::string& actual, const std::string& expected, const char* rule);
 void MustEqual(long long actual, long long expected, const char* rule);

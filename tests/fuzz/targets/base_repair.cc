@@ -1,5 +1,5 @@
-// cvkit's judges and readers over the files of a conference and the mail around it, and the repair: what is whole stays
-// byte for byte, a second look has nothing more to repair, and a run takes a base that is called sound.
+// cvkit's readers, judges and repair, on the files of a conference and the mail in INBOUND and OUTDIR: whole messages
+// keep every byte, a second repair finds nothing to do, and a run accepts every base that is judged sound.
 #include <set>
 #include <string>
 
@@ -24,7 +24,7 @@ constexpr int kRounds = 3;
 constexpr size_t kPtr = 256;
 constexpr size_t kDat = 128;
 
-// Findings that a repair leaves none of, unless no header is left to go by.
+// Findings of which none is left after a repair, unless the base has no headers left.
 const std::set<std::string> kRepairable = {"odd-size",   "index-loose", "index-differs", "loose-text",
                                            "sig-beyond", "sig-cut",     "sig-missing",   "index-cut"};
 
@@ -44,7 +44,7 @@ bool Apply(const char* kind, const std::optional<std::string>& content, MemoryFi
   return content.has_value();
 }
 
-// A site with one conference, and the mail around it.
+// A site with one conference, and mail in INBOUND and OUTDIR.
 struct MailSite {
   KitSite kit;
   InboundMail inbound;
@@ -126,7 +126,7 @@ void CheckReader(const MailSite& site) {
   }
 }
 
-// Whether a header has its text, and neither has lost bytes.
+// Whether a header has a text, and neither of the two has lost bytes.
 bool IsWhole(const std::string& ptr, size_t at, const std::string& dat) {
   const size_t where = WordAt(ptr, at + 160);
   const size_t records = WordAt(ptr, at + 162);
@@ -138,8 +138,8 @@ std::string WithoutSentMarks(std::string ptr) {
   return ptr;
 }
 
-// Where inbound mail does not tell that it is only a part of a message, what is whole is as it was, but for the marks
-// of what a bundle holds.
+// Without inbound mail to compare with, a repair leaves whole messages unchanged, except for the marks of those in a
+// bundle.
 void CheckKept(const std::string& ptr, const std::string& dat, const MailSite& site, const MemoryFiles& system) {
   const std::string new_ptr = system.Content(std::string(kBase) + "PTR");
   const std::string new_dat = system.Content(std::string(kBase) + "DAT");

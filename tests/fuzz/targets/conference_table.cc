@@ -1,4 +1,4 @@
-// The conference table: what each record says, which tags are refused, and where netmail goes.
+// The conference table: the fields of each record, which tags are refused, and where netmail goes.
 #include "bbs/conference_table.h"
 
 #include <algorithm>
@@ -51,7 +51,7 @@ int CountErrors(const ConferenceTable& table) {
   return errors;
 }
 
-// Where netmail goes; `*ambiguous` when that cannot be told.
+// Returns the conference for netmail; sets `*ambiguous` when several could be meant.
 int ChooseNetmail(const ConferenceTable& table, bool* ambiguous) {
   std::vector<int> all;
   std::vector<int> dedicated;

@@ -1,4 +1,5 @@
-// A configuration file: what each line sets, what each bad line says, and that what was loaded loads again.
+// A configuration file: the value that each line sets, the message about each bad line, and that a file written from
+// the loaded values loads to the same values.
 #include "app/config.h"
 
 #include <algorithm>
@@ -22,7 +23,7 @@ const std::map<std::string, size_t>& MostCharacters() {
   return most;
 }
 
-// What a file says, by directive: the text, "zone:net/node.point", or "1" and "0" of KEEPPROCESSED.
+// The values in a file, by directive: the text, "zone:net/node.point", or "1" and "0" of KEEPPROCESSED.
 struct ModelConfig {
   std::map<std::string, std::string> values;
   int errors = 0;
@@ -123,7 +124,7 @@ void CheckLoaded(const ModelConfig& model, const TosserConfig& config) {
        "what is said to be there was given");
 }
 
-// A file that says the same.
+// Returns a file with the same values.
 std::string Written(const TosserConfig& config) {
   std::string text;
   for (const auto& [keyword, value] : std::initializer_list<Directory>{{"INBOUND", config.Inbound},

@@ -1,5 +1,5 @@
-// What cvkit says of a packet or bundle before it is tossed is what the toss then does; nothing that it shows can steer
-// a terminal; and what it can still tell apart of a damaged file is put where it belongs.
+// The toss does with a packet or bundle what cvkit has predicted; nothing that cvkit shows can control a terminal; and
+// what it salvages from a damaged file is sound, and is written only into the directory that was asked for.
 #include <cstdio>
 #include <optional>
 #include <string>

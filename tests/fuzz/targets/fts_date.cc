@@ -1,5 +1,5 @@
-// Dates of packed messages: what comes out is a date of the message base or the text itself, and what this system
-// writes it reads back.
+// Dates of packed messages: each is converted to a date of the message base or left unchanged, and a date that this
+// system has written is read back as the same date.
 #include "ftn/fts_date.h"
 
 #include <cstdio>

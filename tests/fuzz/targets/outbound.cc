@@ -1,5 +1,5 @@
-// A whole scan: the bundle that it publishes is, byte for byte, what the message base says; a toss takes it in; and
-// nothing is ever exported twice.
+// A whole scan: every byte of its bundle follows from the message base; a toss accepts the bundle; and no message is
+// exported twice.
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -39,7 +39,7 @@ struct Base {
   std::vector<Local> messages;
 };
 
-// Without what would open a line of its own in the packed text.
+// Returns the text without bytes that would begin a new line in the packed text.
 std::string OnOneLine(std::string text) {
   for (char& c : text) {
     if (c == '\r' || c == '\n' || c == '\0') c = '.';
@@ -109,7 +109,7 @@ std::string Body(const Base& base, const std::string& record) {
   return TrimmedEnd(body, "\r\n");
 }
 
-// Decides whether the message is exported, and as what.
+// Decides whether the message is exported, and as which kind of mail.
 void Export(const TosserConfig& config, unsigned int* serials, const Base& base, Local* message) {
   const std::string& record = message->ptr;
   const bool netmail = record[152] != 0;
@@ -180,7 +180,7 @@ void CheckConference(const MemoryFiles& system, const std::string& path, const B
   MustEqual(system.Content(path + ".SIG"), sig, "what was exported has its line");
 }
 
-// Takes the bundle into an empty message base.
+// Tosses the bundle into an empty message base.
 void CheckTossed(const std::string& bundle, const std::vector<Local>& exported, MemoryFiles* system) {
   const ExactCopy copy(bundle);
   ConferenceTable table;

@@ -1,5 +1,5 @@
-// A packet tossed into a small message base: every byte of every file afterwards is what the packet's messages say, and
-// a message that cannot be stored leaves no trace.
+// A packet tossed into a small message base: afterwards every byte of every file follows from the packet's messages,
+// and a message that cannot be stored has changed nothing.
 #include <map>
 #include <string>
 #include <vector>

@@ -48,7 +48,7 @@ std::string Bytes(const ByteBuffer& buffer) {
   return buffer.size == 0 ? "" : std::string(reinterpret_cast<const char*>(buffer.data), buffer.size);
 }
 
-// What other systems can read of a text, its lines ended by CR.
+// Returns the part of a text that other systems can read, with lines ended by CR.
 std::string Outbound(std::string text) {
   std::replace(text.begin(), text.end(), '\x01', '\r');
   text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; }), text.end());

@@ -14,7 +14,7 @@ constexpr char kPath[] = "msg/CVOUTBOUND.SEQ";
 constexpr size_t kLongest = 1023;  // far more than a number and a line end
 constexpr char kWhiteSpace[] = " \t\n\v\f\r";
 
-// The number that the file begins with, as "%u" reads it. Returns false when there is none of 32 bits.
+// Reads the number at the start of the file, as "%u" does. Returns false when there is none, or it exceeds 32 bits.
 bool LastSerial(const std::string& content, uint32_t* last) {
   const std::string text = TrimmedStart(content, kWhiteSpace);
   const size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;

@@ -19,7 +19,7 @@ void CheckMsgid(const std::string& content, const std::string& msgid) {
   if (scan.has_parent) MustEqual(scan.parent, expected, "the first line with the MSGID gives the number");
 }
 
-// Both questions at once: the answers are the same, but that a duplicate needs no parent.
+// Both lookups in one pass have the same results, except that no parent is looked up for a duplicate.
 void CheckBoth(const std::string& msgid, const std::string& reply) {
   const SigScan both = ScanSigFile(kPath, msgid.c_str(), reply.c_str());
   const SigScan parent = ScanSigFile(kPath, "", reply.c_str());
@@ -36,7 +36,7 @@ void CheckNumber(const std::string& content, int32_t number) {
   if (found) MustEqual(msgid, expected, "the first line with the number gives the MSGID");
 }
 
-// What is appended behind a whole line is found, unless the MSGID was there before.
+// A line appended after a whole line is found, unless the MSGID was there before.
 void CheckAppended(MemoryFiles* system, const std::string& msgid, int32_t number) {
   std::string& content = system->files[kPath];
   if (msgid.find_first_of("\r\n\t") != std::string::npos || ModelContainsMsgid(content, msgid)) return;
@@ -49,8 +49,8 @@ void CheckAppended(MemoryFiles* system, const std::string& msgid, int32_t number
   Must(ScanSigFile(kPath, msgid.c_str(), "").has_msgid, "what was appended is known");
 }
 
-// Lines that say nothing, or one of them, to bring what follows near the end of a block: none at all, or up to 1,023
-// bytes less than a block.
+// Filler that moves what follows near the end of a block: no lines, or one or more lines of up to 1,023 bytes less
+// than a block.
 std::string Filler(Input* input) {
   const uint16_t shape = input->TakeWord();
   if (shape % 64 != 63) return "";
@@ -71,7 +71,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::string msgid = input.TakeText(127);
   const std::string reply = UpToNul(input.TakeText(127));
   const std::string content = input.TakeRest();
-  // A piece of the file itself, so that something is there to be found.
+  // A piece of the file itself, so that the lookup can succeed.
   if (from < content.size()) msgid = content.substr(from, msgid.size());
   msgid = UpToNul(msgid);
 

@@ -1,4 +1,4 @@
-// The texts that cvkit reads beside the mail: the log, plain or packed, and the configuration of the mailer.
+// The texts other than mail that cvkit reads: the log, plain or packed, and the configuration of the mailer.
 #include <algorithm>
 #include <string>
 #include <vector>

@@ -18,7 +18,7 @@ bool HeaderAt(const std::string& bundle, size_t at) {
   return at + kHeader <= bundle.size() && bundle.compare(at, 4, "PK\x03\x04") == 0;
 }
 
-// Inflates in small steps, however much comes out up to `size` bytes and one more.
+// Inflates in small steps, until the data ends or more than `size` bytes have come out.
 bool Inflates(const std::string& data, size_t size, std::string* content) {
   z_stream stream = {};
   Must(inflateInit2(&stream, -MAX_WBITS) == Z_OK, "zlib is there");
@@ -39,12 +39,12 @@ bool Inflates(const std::string& data, size_t size, std::string* content) {
 
 struct ModelBundle {
   TossResult result = NotAPacket;
-  int entries = 0;  // that are named in the log
+  int entries = 0;  // named in the log
   int tossed = 0;   // that are packets
   bool cut_off = false;
 };
 
-// The content of the entry whose header stands at `at`. Returns false when it is not to be had.
+// Extracts the content of the entry whose header is at `at`. Returns false when it cannot be extracted.
 bool ContentAt(const std::string& bundle, size_t at, const std::string& data, std::string* content) {
   const unsigned int method = WordAt(bundle, at + 8);
   const size_t size = static_cast<uint32_t>(LongAt(bundle, at + 22));
