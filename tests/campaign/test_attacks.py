@@ -96,7 +96,7 @@ LOOKS = ("-e", "trace=newfstatat,renameat2")
 
 
 def last_look(site: Site) -> Point:
-    """The look at the source just before it is renamed; the site is used up."""
+    """The call that looks at the source just before it is renamed; the site cannot be used again."""
     looks = 0
     strace(site, "-toss", *LOOKS).communicate(timeout=LIMIT)
     for line in trace_file(site).read_text(encoding="latin-1").splitlines():

@@ -21,7 +21,7 @@ INBOUND = 4
 
 
 def lay(site: Site, inbound: bool) -> None:
-    """Six messages that were tossed; the source of the last two is back, or it is not."""
+    """Six tossed messages; the source of the last two is back in INBOUND, or not."""
     site.conferences(echo("FIDO"))
     site.inbound("1.pkt", Packet(MAILS[:INBOUND]))
     site.inbound("2.pkt", Packet(MAILS[INBOUND:]))
@@ -39,7 +39,7 @@ def damages(kind: str, size: int) -> list[tuple[int, bool]]:
 
 
 def lay_damages(site: Site, whole: Snapshot, kind: str) -> Iterator[tuple[int, bool]]:
-    """The base with each damage of one of its files, laid anew."""
+    """The base with each damage of one of its files, each time in a new site."""
     data = whole[BASE[kind]]
     for length, zeros in damages(kind, len(data)):
         for path, content in whole.items():
@@ -59,7 +59,7 @@ def contents(site: Site) -> list[tuple]:
 
 
 def named(answer: dict) -> set[int]:
-    """The messages that a line about a file of the conference names by their numbers, "#3" or "#3 to #5"."""
+    """The numbers of the messages that a line about a file of the conference names as "#3" or "#3 to #5"."""
     lines = [f"{finding['file']}: {finding['text']}" for finding in answer["findings"]] + answer["repaired"]
     ranges = [match for line in lines if line.startswith("MSG/CVMSG01.")
               for match in re.findall(r"#(\d+)(?: to #(\d+))?", line)]

@@ -60,7 +60,7 @@ def leave_free(directory: Path, blocks: int) -> None:
 
 
 def try_with(site: Site, scene: Scene, directory: Path, free: int) -> bool:
-    """Whether so many free blocks were enough for everything, the log included."""
+    """Whether that many free blocks were enough for everything, including the log."""
 
     def fill() -> dict:
         leave_free(directory, free)

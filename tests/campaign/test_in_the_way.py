@@ -1,4 +1,4 @@
-"""Directories where files belong, and files and directories that may not be written."""
+"""Directories in place of files, and files and directories that may not be written."""
 
 import pytest
 

@@ -16,9 +16,9 @@ from tools.toss_scene import SOURCE, TossScene
 pytestmark = needs_strace
 
 EACH = 1 if LONG else 17
-"""One in so many points is tried; odd, so that both ends are."""
+"""One in this many points is tried; odd, so that the first and the last are."""
 NO_LOG = "a retained packet tossed again"
-"""The log of its earlier toss is gone, so that nothing tells which toss stored its first message."""
+"""The log of its earlier toss is gone, so that nothing shows which toss stored its first message."""
 
 
 def assert_accounted_for(site: Site, scene: TossScene, log: str) -> None:
@@ -36,7 +36,7 @@ def assert_accounted_for(site: Site, scene: TossScene, log: str) -> None:
 
 
 def toss_to_the_end(site: Site) -> None:
-    """Tosses as an operator would, who repairs what the toss refuses."""
+    """Tosses as an operator would, repairing what the toss refuses."""
     site.path(LOCK).unlink(missing_ok=True)
     refused = [re.match(r"ERROR: conference (\d+) ", line) for line in site.toss().lines]
     for match in filter(None, refused):

@@ -1,4 +1,4 @@
-"""`cvkit messages --mark-sent --apply` killed at each of its writing calls: the next call comes to the same end."""
+"""`cvkit messages --mark-sent --apply` killed at each of its writing calls: the next call has the same result."""
 
 from formats.conference_table import Conference, echo
 from formats.message_base import MessageBase

@@ -19,7 +19,7 @@ pytestmark = needs_strace
 
 
 NEIGHBOURS = {"IN/mail.pkt": b"waits", "IN/processed/old.pkt": b"tossed", "OUT/notes.txt": b"of the operator"}
-"""Files that neither a scan nor its repair has to do with."""
+"""Files that neither a scan nor its repair uses."""
 BUNDLE = re.compile(r"OUT/[0-9a-f]{8}\.[a-z]{2}[0-9a-z]")
 
 

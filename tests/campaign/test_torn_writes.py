@@ -34,7 +34,7 @@ def first_write(sites: Sites, scene: TossScene, path: str) -> Point:
 
 
 def torn(sites: Sites, scene: TossScene, point: Point, added: int) -> tuple[Site, State]:
-    """A site in which that write ended after so many bytes, and the state after the whole write."""
+    """A site in which that write ended after that many bytes, and the state after the whole write."""
     site = sites.fresh()
     scene.lay(site)
     before = observed(site)

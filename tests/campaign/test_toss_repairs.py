@@ -83,7 +83,7 @@ def test_a_killed_toss_is_repaired(sites, elsewhere, count, name):
 
 
 def telling_points(points: list[Point]) -> list[Point]:
-    """In the short form one call of a kind on a file; the first leaves no more than an empty lock."""
+    """In the short form, one call of each kind on each file; the first leaves only an empty lock."""
     return points[1:] if LONG else points[2::5]
 
 

@@ -1,4 +1,4 @@
-"""The smallest message bases whose PTR, IDX and DAT files show a finding each."""
+"""The smallest message base for each finding about PTR, IDX and DAT files."""
 
 import os
 from typing import Callable

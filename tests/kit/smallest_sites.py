@@ -1,4 +1,4 @@
-"""The smallest sites that show a finding each, and all of them with what is to be found."""
+"""The smallest site for each finding, and the list of all of them with their findings."""
 
 import os
 import subprocess
@@ -23,7 +23,7 @@ def half_line(site):
 
 
 def zeros_for_many_lines(site):
-    """A power cut left the size of many lines and none of their bytes: more than a piece of a line."""
+    """After a power cut the file has the size of many lines but none of their bytes: more than a piece of a line."""
     base = base_of(A)
     put(site, base, SIG=base.sig + bytes(1500))
 
@@ -129,7 +129,7 @@ def old_empty_lock(site):
 
 
 def bundle_fetched(site):
-    """A scan that was killed while it marked, and one that found its lock."""
+    """A scan that was killed while it marked messages sent, and one that found its lock."""
     base = base_of(A)
     base.add(b"text\x01", sent=0)
     site.put(base)

@@ -1,4 +1,4 @@
-"""cvkit doctor: each thing that it finds in a site that shows it, and nothing in sites that are near it."""
+"""cvkit doctor: each finding in a site that shows it, and none in sites that almost do."""
 
 import gzip
 import itertools
@@ -207,7 +207,7 @@ def test_what_a_site_shows_is_found(well, kit, lay, findings):
     assert well.snapshot() == before
 
 
-def test_a_site_that_is_set_up_right(well, kit):
+def test_a_site_that_is_set_up_right_has_no_finding(well, kit):
     assert found(kit) == []
     assert kit("doctor").text == "Everything is set up right.\n"
 
@@ -254,7 +254,7 @@ def serial_in_use(site):
 
 
 def local_conference(site):
-    """Conference 4 is not networked: what lies unsent there goes nowhere."""
+    """Conference 4 is not networked: its unsent messages are never sent."""
     site.conferences(echo("FIDO"), echo("*"), netmail_conference(), Conference())
     unsent_for_years(site, conference=4)
 
@@ -270,13 +270,13 @@ NEAR = [nothing_but_the_names, without_processed, processed_to_be_made, one_dire
 
 
 @pytest.mark.parametrize("lay", NEAR, ids=[lay.__name__ for lay in NEAR])
-def test_what_only_looks_like_it_is_not(well, kit, lay):
+def test_what_only_looks_like_a_finding_is_none(well, kit, lay):
     lay(well)
     assert found(kit) == []
 
 
 @posix_only("case matters")
-def test_files_of_another_spelling(well, kit):
+def test_names_in_another_spelling(well, kit):
     for kind in ("PTR", "IDX"):
         well.path(f"MSG/CVMSG01.{kind}").rename(well.path(f"MSG/cvmsg01.{kind.lower()}"))
     well.write("MSG/Cvoutbound.seq", "1\n")
@@ -313,8 +313,8 @@ GUEST = 65534
 
 
 @posix_only("rights are those of POSIX users")
-def test_what_its_user_may_not_do(well, kit):
-    """Root calls it as another user; others take the rights from themselves."""
+def test_what_the_programs_user_may_not_do(well, kit):
+    """Root calls cvkit as another user; other users remove their own rights."""
     is_root = os.geteuid() == 0
     other = {"user": GUEST, "group": GUEST, "extra_groups": []} if is_root else {}
     shutil.copy2(KIT, well.path("cvkit"))
@@ -353,14 +353,14 @@ def test_what_its_user_may_not_do(well, kit):
 
 
 @posix_only("another file system")
-def test_a_box_that_bundles_cannot_be_moved_to_at_once(well, kit):
+def test_a_box_to_which_bundles_cannot_be_renamed(well, kit):
     other = next((path for path in map(Path, ("/dev/shm", "/proc")) if path.is_dir()
                   and path.stat().st_dev != well.root.stat().st_dev), None)
     assert found(kit, "--box", other) == [
         ("box", f"OUTDIR and the mailer's box {other} are on different file systems")]
 
 
-def test_a_box_that_is_right_and_one_that_is_not(well, kit):
+def test_a_suitable_box_has_no_finding_and_another_has_one(well, kit):
     well.path("hub").mkdir()
     assert found(kit, "--box", "hub") == []
     assert found(kit, "--box", "nowhere") == [("box", "the mailer's box is no directory: nowhere")]

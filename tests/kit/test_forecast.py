@@ -1,4 +1,4 @@
-"""A toss does with inbound files what "cvkit packet" has said, message by message and file by file.
+"""A toss does with inbound files what "cvkit packet" has predicted, message by message and file by file.
 
 Sites, message bases and inbound files are generated from fixed seeds: sound ones, cut and flipped ones, duplicates
 within and between files, areas that nobody carries, full conferences, replies within a packet.

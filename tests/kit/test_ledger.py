@@ -148,7 +148,7 @@ def test_the_mail_of_deleted_sources_is_known_from_the_log(post, kit):
     assert states(kit) == {"a.pkt": "gone", "b.su0": "gone"}
 
 
-# Questions about a part.
+# Questions about some of the mail.
 
 @pytest.fixture
 def two_days(post):
@@ -169,7 +169,7 @@ def two_days(post):
     (("1.pkt", "IN/processed/2.pkt"), [1, 2]),
     (("--msgid", "2:250/1 00000002"), [2]),
 ])
-def test_a_period_a_file_a_msgid(two_days, kit, arguments, serials):
+def test_the_ledger_of_a_period_a_file_or_a_msgid(two_days, kit, arguments, serials):
     messages = ledger(kit, *arguments, **({"stored": len(serials)} if serials else {}))
     assert [one["file"] for one in messages] == [f"{serial}.pkt" for serial in serials]
 
@@ -188,7 +188,7 @@ def test_an_invalid_date_is_refused(post, kit, date):
         assert "this is no date: " in kit("ledger", f"--since={date}", status=2).errors
 
 
-def test_a_log_elsewhere_can_be_named(two_days, kit):
+def test_a_log_in_another_place_can_be_named(two_days, kit):
     two_days.path("LOGS").mkdir()
     for part in two_days.root.glob(f"{LOG}*"):
         part.rename(two_days.path(f"LOGS/{part.name}"))
@@ -224,7 +224,7 @@ def test_while_a_run_is_at_work_the_answer_says_that_it_may_change(post, kit):
 
 
 @posix_only("needs a pseudo-terminal")
-def test_a_bar_is_shown_on_a_terminal_only(post, kit):
+def test_a_progress_bar_is_shown_on_a_terminal_only(post, kit):
     tossed(post, mail(1))
     shown = kit.errors_on_terminal("ledger", "--sum")
     assert "\raccounting [" + "#" * 30 + "] 100%" in shown and shown.endswith(" \r")

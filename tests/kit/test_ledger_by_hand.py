@@ -39,7 +39,7 @@ def test_a_number_that_was_used_again_is_not_taken_for_the_first_message(post, k
     assert [(one["fate"], one["message_number"]) for one in messages] == [("stored", 1), ("removed", 2), ("stored", 2)]
 
 
-def test_a_number_that_a_local_message_has_now_is_not_taken_for_the_first_message(post, kit):
+def test_a_local_message_with_a_used_number_is_not_taken_for_the_first_message(post, kit):
     tossed(post, mail(1), mail(2))
     base = post.message_base(1)
     base.ptr[1].sender, base.ptr[1].origin = "A caller", ""
@@ -111,7 +111,7 @@ def test_a_file_that_the_log_does_not_know_is_unaccounted_for(post, kit):
     assert kit("ledger", "--sum", status=1).text.count("unaccounted ") == 3
 
 
-# Files of one name.
+# Files with the same name.
 
 def test_the_same_file_again_is_another_arrival(post, kit):
     for _ in range(3):

@@ -101,7 +101,7 @@ def test_messages_are_found(talk, kit, arguments, found):
     ("--export", "zip", "AWAY"), ("--export", "mbox", "MSG/x"), ("--export", "mbox", "AWAY"), ("--config", "none"),
     ("--mark-sent",), ("--before", "2025-01-05"), ("--apply",), ("--mark-sent", "--before", "x"),
 ])
-def test_a_question_that_cannot_be_answered_has_a_reason(talk, kit, arguments):
+def test_when_there_is_no_answer_the_reason_is_shown(talk, kit, arguments):
     talk.write("AWAY", "")
     before = talk.snapshot()
     assert kit("messages", *arguments, status=2).errors
@@ -149,7 +149,7 @@ def test_an_invalid_date_does_no_harm(site, kit, date):
     assert site.read("out.mbox").startswith(b"From unknown@base.invalid Thu Jan  1 00:00:00 1970\n")
 
 
-def test_only_what_a_scan_takes_is_unsent(site, kit):
+def test_only_messages_that_a_scan_would_send_are_unsent(site, kit):
     site.conferences(echo("FIDO"), netmail(), Conference(name="Local"))
     for number in (1, 2, 3):
         base = MessageBase(number)
@@ -210,7 +210,7 @@ def test_without_apply_old_messages_are_only_counted(history, kit):
     assert history.snapshot() == before
 
 
-def test_old_messages_are_marked_sent_and_the_marks_taken_back(history, kit):
+def test_old_messages_are_marked_sent_and_the_marks_are_undone(history, kit):
     before = history.snapshot()
     backup = kit.json(*OLD, "--apply", "fido")["backup"]
     assert (sent(history, 1), sent(history, 2)) == ([1, 1, 0, 0, 0], [0] * 5)
@@ -229,7 +229,7 @@ def test_beside_a_run_nothing_is_marked(history, kit):
 
 
 @posix_only("a pseudo-terminal")
-def test_a_terminal_shows_how_far_the_work_is(site, kit):
+def test_a_terminal_shows_the_progress(site, kit):
     site.conferences(echo("FIDO"), netmail())
     shown = kit.errors_on_terminal("messages", "--json")
     assert "\rmessages [" + "#" * 15 + "-" * 15 + "]  50%" in shown and shown.endswith(" \r")

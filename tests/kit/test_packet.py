@@ -217,13 +217,13 @@ def test_names_of_entries_never_lead_out_of_the_directory(ready, kit, name, safe
 
 
 @pytest.mark.parametrize("second, kept", [("b/x.pkt", "2-x.pkt"), ("X.Pkt", "2-X.Pkt")])
-def test_two_entries_with_names_that_are_one_somewhere_are_both_kept(ready, kit, second, kept):
+def test_two_entries_whose_names_are_the_same_on_some_systems_are_both_kept(ready, kit, second, kept):
     data = bundle(Entry("a/x.pkt", b"1"), Entry(second, b"2"))
     assert extracted(ready, kit, data) == {"x.pkt": b"1", kept: b"2"}
 
 
 @posix_only("a pseudo-terminal")
-def test_a_terminal_shows_how_far_the_judges_are(a_packet, kit):
+def test_a_terminal_shows_the_progress(a_packet, kit):
     a_packet.inbound("b.pkt", MAIL)
     shown = kit.errors_on_terminal("packet", "IN/a.pkt", "IN/b.pkt")
     assert "\rjudging [" + "#" * 15 + "-" * 15 + "]  50%" in shown and shown.endswith(" \r")
@@ -237,7 +237,7 @@ def test_every_file_has_its_own_verdicts_in_the_order_given(a_packet, kit):
         "duplicate", "duplicate", "duplicate", "dropped", "stored"]
 
 
-def test_a_bundle_of_one_packet_can_be_written_without_a_message(ready, kit):
+def test_a_message_can_be_left_out_of_a_bundle_of_one_packet(ready, kit):
     away = write_out(ready, bundle(Entry("a.pkt", MAIL.pack(), DEFLATED)))
     kit("packet", away, "--without", "1", "-o", "AWAY/b.pkt")
     assert read_packet(ready.read("AWAY/b.pkt")).messages[0].subject == b"The same"

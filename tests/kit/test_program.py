@@ -1,4 +1,4 @@
-"""The program itself: help, version, usage errors, and that the manual and the completions agree with it."""
+"""The program itself: help, version and usage errors; the manual and the completions agree with it."""
 
 import re
 

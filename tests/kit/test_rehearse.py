@@ -1,4 +1,4 @@
-"""The real run does what "cvkit rehearse" has said, and a rehearsal does not change the site."""
+"""The real run does what "cvkit rehearse" has predicted, and a rehearsal does not change the site."""
 
 import contextlib
 import os
@@ -58,7 +58,7 @@ def masked(line: str) -> str:
 
 
 OLD = 10**18
-"""An access time in nanoseconds that reading a file replaces, as it is before that of the last change."""
+"""An access time in nanoseconds, so early that reading the file would replace it."""
 
 
 def stamps(paths: list[Path]) -> list[tuple]:
@@ -71,7 +71,7 @@ def stamps(paths: list[Path]) -> list[tuple]:
 
 @contextlib.contextmanager
 def unchanged(site):
-    """Asserts that nothing of the site changes meanwhile, not even the time of the last access."""
+    """Asserts that nothing in the site changes meanwhile, not even the time of the last access."""
     paths = sorted(site.root.rglob("*"))
     if not WINDOWS:
         for path in paths:
@@ -123,7 +123,7 @@ def unknown_areas(site) -> list[str]:
 
 
 def exported(bundle: bytes) -> list[dict]:
-    """The messages of a bundle as they have to be announced."""
+    """The messages of a bundle as they have to be predicted."""
     def line(message: PackedMessage, pattern: bytes) -> str | None:
         found = re.search(pattern, message.text)
         return found and found.group(1).decode("cp437")
@@ -171,7 +171,7 @@ def compare_files(before: dict[str, int], after: dict[str, int], told: dict) -> 
 
 @pytest.mark.parametrize("group", range(GROUPS))
 @pytest.mark.parametrize("mode", ["toss", "scan"])
-def test_the_run_does_what_was_announced(site, kit, temporary, mode, group):
+def test_the_run_does_what_was_predicted(site, kit, temporary, mode, group):
     changed = 0
     for seed in range(group * SITES, (group + 1) * SITES):
         chance = random.Random(seed)

@@ -44,7 +44,7 @@ def without_lock(snapshot: Snapshot) -> Snapshot:
 
 
 @pytest.mark.parametrize("lay, findings", SITES, ids=[lay.__name__ for lay, _ in SITES])
-def test_what_can_be_decided_is_repaired_and_undone(ready, kit, lay, findings):
+def test_what_can_be_repaired_is_repaired_and_undone(ready, kit, lay, findings):
     lay(ready)
     before = without_backups(ready)
     answer = kit.json("verify", "--repair", status=None)
@@ -61,7 +61,7 @@ def test_what_can_be_decided_is_repaired_and_undone(ready, kit, lay, findings):
         assert without_backups(ready) == without_lock(before)
 
 
-def test_what_was_done_is_shown_and_listed(ready, kit):
+def test_the_changes_are_shown_and_listed(ready, kit):
     loose_text(ready)
     text = kit("verify", "--repair").text.splitlines()
     assert text[0] == f"repaired {DAT}: cut off what belongs to no header"
@@ -74,7 +74,7 @@ def test_what_was_done_is_shown_and_listed(ready, kit):
     assert (backup / listed["items"][0]["before"]).read_bytes() == base_of(A).dat + bytes(256)
 
 
-def test_what_nobody_needs_to_repair_makes_no_backup(ready, kit):
+def test_a_base_that_needs_no_repair_makes_no_backup(ready, kit):
     ready.put(base_of(A))
     assert repair(kit) == {"sound": True, "unsettled": None, "findings": [], "repaired": [], "backup": None,
                                   "backups": []}
@@ -97,8 +97,8 @@ def test_a_last_line_that_only_lacks_its_end_gets_it(ready, kit, zeros):
     assert ready.read(SIG) == base.sig
 
 
-def test_lines_stay_lines_when_a_piece_between_them_goes(ready, kit):
-    """The header of message 2 is lost, and its number stands in the second piece of a line of garbage."""
+def test_lines_stay_separate_when_a_piece_between_them_is_removed(ready, kit):
+    """The header of message 2 is lost, and its number is in the second piece of a line of garbage."""
     base = base_of(A)
     before, behind = base.sig + b"x" * 255, b"1:2/3 packed away\t77\n"
     put(ready, base, IDX=b"".join(base_of(A, B).idx), SIG=before + b"1:2/3 two\t2\n" + behind)
@@ -123,7 +123,7 @@ def test_a_fresh_lock_without_an_owner_is_respected(ready, kit):
 
 
 @pytest.mark.parametrize("nodes", [b"", b"12345"])
-def test_nothing_is_repaired_while_nobody_can_tell_who_is_on(ready, kit, nodes):
+def test_nothing_is_repaired_when_the_node_status_cannot_be_read(ready, kit, nodes):
     loose_text(ready)
     ready.write("CONF/WORK/CVWHOSON.DAT", nodes)
     before = ready.snapshot()
@@ -137,7 +137,7 @@ def test_a_repair_waits_for_the_last_caller(ready, kit):
     ready.nodes(Node(user=5))
 
     def leave():
-        """Once the repair has its lock, and has looked who is on."""
+        """Called when the repair has its lock and has read the node status."""
         while not ready.path(LOCK).exists():
             time.sleep(0.05)
         time.sleep(0.5)
@@ -158,7 +158,7 @@ def test_what_was_changed_after_a_repair_is_not_undone(ready, kit):
     assert ready.snapshot() == before
 
 
-def test_what_was_changed_back_in_part_is_not_undone(ready, kit):
+def test_what_was_partly_restored_is_not_undone(ready, kit):
     loose_text(ready)
     backup = repair(kit)["backup"]
     ready.write(DAT, ready.read(DAT) + bytes(128))
@@ -205,7 +205,7 @@ def test_a_repair_that_did_not_end_is_finished_with_its_backup(ready, kit):
 
 
 def test_a_repair_that_others_have_overtaken_is_begun_anew(ready, kit):
-    """What they have added stays."""
+    """What others have added stays."""
     loose_text(ready)
     first = interrupted(ready, kit)
     base = base_of(A)

@@ -24,7 +24,7 @@ NOON = f"{TODAY} 12:00:00"
 
 
 class Page(HTMLParser):
-    """The page taken apart: its elements have to be closed in order; `rows` of each table by its class."""
+    """The parsed page: its elements must be closed in order; `rows` of each table by its class."""
 
     EMPTY = {"meta"}
 
@@ -117,7 +117,7 @@ def test_the_sums_of_three_months(history, page_file):
     units = {"in": "stored", "out": "sent", "duplicates": "skipped", "damaged": "damaged packets"}
     assert bars == {f"{date}: {history.days[date][word]} {unit}" for date in dates for word, unit in units.items()
                     if history.days[date][word]}
-    # Of a damaged packet one message is lost; what is parked is stored too.
+    # One message of the damaged packet is lost; parked messages count as stored.
     fates = {"stored": "in", "duplicate": "duplicates", "damaged": "damaged"}
     expected = {fate: history.sum(word) for fate, word in fates.items()}
     assert {fate: count for fate, count in facts["ledger"].items() if count and fate != "in"} == expected
@@ -299,7 +299,7 @@ def test_a_terminal_shows_a_progress_bar(ready, kit):
     assert "\raccounting [" + "#" * 30 + "] 100%" in shown and shown.endswith(" \r")
 
 
-def test_what_the_ledger_does_not_find_asks_for_attention(ready, kit):
+def test_what_the_ledger_does_not_find_needs_attention(ready, kit):
     ready.inbound("mail.pkt", Packet([netmail("text", msgid="1:2/3 4")]))
     assert ready.toss().status == 0
     codes = {one["code"] for one in kit.json("report", status=None)["attention"]}

@@ -23,7 +23,7 @@ NOT_A_TERMINAL = "give it, or call this on a terminal"
 
 
 def options_for(text: str) -> list[str]:
-    """The options that give the directives of a configuration."""
+    """The options that set the directives of a configuration."""
     return [word for name, value in DIRECTIVE.findall(text) for word in (f"--{name.lower()}", value)]
 
 
@@ -55,7 +55,7 @@ def test_options_alone_make_the_demos_configuration(demo):
     assert "PASSED" in (directory / "TOSSER.LOG").read_text()
 
 
-def test_the_file_is_the_example_with_other_values(site, kit):
+def test_the_configuration_is_the_example_with_other_values(site, kit):
     site.path("CVTOSS32.CFG").unlink()
     kit("setup", *options_for(EXAMPLE), status=1)  # there is no C:\CVBBS
     assert site.read("CVTOSS32.CFG").decode() == EXAMPLE
@@ -87,7 +87,7 @@ def type_answers(directory, answers: list[str], *arguments: str) -> tuple[int, s
 
 
 @posix_only("typing needs a pseudo-terminal")
-def test_typed_answers_make_it_too(demo):
+def test_typed_answers_make_the_same_configuration(demo):
     directory, text = demo
     values = dict(DIRECTIVE.findall(text))
     asked = ["CONFDIR", "MSGDIR", "WORKDIR", "ADDRESS", "HUB", "SYSTEM", "PKTPW", "INBOUND", "OUTDIR"]
@@ -151,13 +151,13 @@ def with_mail() -> MessageBase:
     (["--binkd", "nothing"], "nothing cannot be read"),
     (["--program", "nothing"], "nothing is not there"),
 ])
-def test_what_cannot_be_written_is_not(site, kit, arguments, why):
+def test_invalid_options_write_no_configuration(site, kit, arguments, why):
     site.path("CVTOSS32.CFG").unlink()
     assert why in kit("setup", *arguments, status=2).errors
     assert not site.path("CVTOSS32.CFG").exists()
 
 
-def test_a_configuration_is_replaced_only_by_force(ready, kit):
+def test_a_configuration_is_replaced_only_with_force(ready, kit):
     before = ready.read("CVTOSS32.CFG")
     given = ["--confdir", "CONF", "--msgdir", "MSG"]
     assert "is there already (--force replaces it)" in kit("setup", *given, status=2).errors

@@ -1,4 +1,4 @@
-"""cvkit status: the one line, and what of a site makes it ask for attention."""
+"""cvkit status: its one line, and which states of a site need attention."""
 
 import os
 import re
@@ -121,7 +121,7 @@ def full_conference(site):
 
 
 def growing_conference(site):
-    """A fifth of what is left in 90 days would be far: what is left in two days is not."""
+    """All its mail came within 90 days; at that rate the rest is full in less than a month."""
     site.put(base_of(51200, 512, time.strftime("%m/%d/%y 12:07am", time.localtime(NOW - DAY))))
 
 
@@ -146,7 +146,7 @@ SITES = [
 
 
 @pytest.mark.parametrize("lay, code, text", SITES, ids=[lay.__name__ for lay, _, _ in SITES])
-def test_what_asks_for_attention(well, kit, lay, code, text):
+def test_what_needs_attention(well, kit, lay, code, text):
     lay(well)
     assert attention(kit) == {code: text}
     assert kit("status", status=1).text == f"ATTENTION {text}\n"
@@ -193,7 +193,7 @@ WELL = [a_caller, a_toss_that_waited_in_vain, a_refused_toss, mail_that_has_just
 
 
 @pytest.mark.parametrize("lay", WELL, ids=[lay.__name__ for lay in WELL])
-def test_what_asks_for_none(well, kit, lay):
+def test_what_needs_no_attention(well, kit, lay):
     lay(well)
     assert attention(kit) == {}
     assert kit("status", "-v").text.startswith("OK ")
@@ -217,7 +217,7 @@ def test_a_run_at_work_is_not_killed(well, kit):
     assert "lock: at work" in kit("status", "-v").text
 
 
-def test_the_last_runs_are_found_behind_a_long_log(well, kit):
+def test_the_last_runs_are_found_at_the_end_of_a_long_log(well, kit):
     late = toss("  -> wrote conf 1 msg #2  From='a' To='b' Subj='c' (1 records)")
     well.write("TOSSER.LOG", well.read("TOSSER.LOG") + toss(*["Found: x"] * 30000).encode() + late.encode())
     facts = kit.json("status")
@@ -241,7 +241,7 @@ def test_the_details(well, kit):
         assert line in text
 
 
-def test_mail_that_waits_is_told_with_its_time(well, kit):
+def test_waiting_mail_is_shown_with_its_time(well, kit):
     mail_that_has_just_come(well)
     since = stamp(9 * DAY)
     assert kit("status").text.endswith(f"; 1 file in INBOUND waits for a toss since {since[:16]}\n")

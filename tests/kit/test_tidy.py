@@ -1,4 +1,4 @@
-"""What is old goes when it is asked to, and only when nothing is lost with it."""
+"""cvkit tidy: old files are removed only with --apply, and only when no mail is lost with them."""
 
 import os
 import re
@@ -48,11 +48,11 @@ def used(ready):
 
 
 def gone(site) -> list[str]:
-    """What may go after 90 days."""
+    """The files that may be removed after 90 days."""
     return ["IN/processed/old.pkt", f"IN/badmsgs/{site.saved}", "TOSSER.LOG.1"]
 
 
-def test_it_tells_what_would_go_and_changes_nothing(used, kit):
+def test_it_shows_what_would_be_removed_and_changes_nothing(used, kit):
     before = used.snapshot()
     told = kit.json("tidy")
     assert used.snapshot() == before and not told["applied"] and told["rotated"] is None
@@ -67,7 +67,7 @@ def test_it_tells_what_would_go_and_changes_nothing(used, kit):
         "IN/processed/new.pkt"}
 
 
-def test_it_does_so_when_asked_to(used, kit):
+def test_with_apply_it_removes_and_rotates(used, kit):
     before = used.snapshot()
     log = used.read("TOSSER.LOG")
     assert "3 files of" in kit("tidy", "--apply").text
@@ -85,7 +85,7 @@ def test_it_does_so_when_asked_to(used, kit):
 
 
 def test_what_the_ledger_does_not_account_for_stays(used, kit):
-    """The base has the message, but the log was cut: nothing says that it came in this file."""
+    """The base has the message, but the log was cut, so that nothing shows that it came in this file."""
     may_go = {one["path"] for one in kit.json("tidy", "--older", "0d")["items"] if not one["kept"]}
     unaccounted = {one["file"] for one in kit.json("ledger", status=1)["messages"] if one["fate"] == "unaccounted"}
     assert unaccounted == {"lost.pkt"} and not unaccounted & {re.split(r"[/\\]", path)[-1] for path in may_go}
@@ -95,7 +95,7 @@ def test_what_the_ledger_does_not_account_for_stays(used, kit):
         "holds mail that the ledger does not account for")
 
 
-def test_a_part_of_the_log_stays_as_long_as_the_mail_that_it_tells_of(ready, kit):
+def test_a_part_of_the_log_stays_as_long_as_the_mail_in_its_lines(ready, kit):
     ready.inbound("some.pkt", mail(1))
     assert ready.toss().status == 0
     age(ready, "IN/processed/some.pkt", 1)
@@ -113,7 +113,7 @@ def log_parts(site) -> dict[str, bytes]:
     return {path.name: path.read_bytes() for path in site.root.glob("TOSSER.LOG*")}
 
 
-def test_not_while_a_run_is_at_work(used, kit):
+def test_nothing_is_removed_while_a_run_is_at_work(used, kit):
     used.write("MSG/CVTOSS.BSY", "")
     before = used.snapshot()
     assert "another run is at work" in kit("tidy", "--apply", status=2).errors
@@ -139,7 +139,7 @@ def test_other_directories_are_never_tidied(ready, kit):
 
 
 @posix_only("rights are tried as a user without privileges")
-def test_what_cannot_be_done_is_told(used):
+def test_what_cannot_be_removed_is_reported(used):
     used.path("IN/processed").chmod(0o555)
     done = subprocess.run([KIT, "tidy", "--apply"], cwd=used.root, env=environment(), stdin=subprocess.DEVNULL,
                           capture_output=True, text=True, check=False, preexec_fn=permissions_count)

@@ -1,4 +1,4 @@
-"""cvkit verify: every kind of finding in the smallest site that shows it."""
+"""cvkit verify: each kind of finding, in the smallest site that shows it."""
 
 import os
 import re
@@ -26,7 +26,7 @@ def test_each_kind_of_finding_in_the_smallest_site(ready, kit, lay, findings):
     assert ready.snapshot() == before
 
 
-def test_every_code_has_its_smallest_site_and_stands_in_the_manual():
+def test_every_code_has_its_smallest_site_and_is_in_the_manual():
     manual = (ROOT / "docs/cvkit.1").read_text(encoding="utf-8").split('.SS "verify')[1].split(".B \\-\\-repair\n")[0]
     listed = {code.replace("\\-", "-") for code in re.findall(r"(?m)^\.IR ([a-z\\-]+) [,.]$", manual)}
     judges = ("verify_base", "verify_sig", "verify_site", "serial_judge", "leftovers")
@@ -47,7 +47,7 @@ def test_a_site_without_conferences_cannot_be_judged(site, kit):
     assert kit("verify", status=2).errors.endswith("CVMCONF.DAT cannot be read\n")
 
 
-def test_a_file_that_cannot_be_read_is_no_judgement(ready, kit):
+def test_when_a_file_cannot_be_read_there_is_no_answer(ready, kit):
     ready.path(PTR).mkdir()
     assert kit("verify", status=2).errors == "cvkit: MSG/CVMSG01.PTR cannot be read\n"
 

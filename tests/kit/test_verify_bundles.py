@@ -36,7 +36,7 @@ def test_a_bundle_that_was_fetched_too_early_is_found_in_a_rotated_log(ready, ki
 
 
 def test_the_lines_of_sent_messages_are_taken_from_their_bundle(site, kit):
-    """As after a power cut that has lost them; zeros are left in the place of one."""
+    """As after a power cut that has lost the lines; zeros are in the place of one."""
     fido = scanned(site).bases[0]
     lines = fido.sig.splitlines(keepends=True)
     ours = [line for line in lines if line.endswith(b"\r\n")]
@@ -59,7 +59,7 @@ def test_a_bundle_that_was_marked_or_is_there_was_not_fetched(ready, kit, then):
 
 
 def test_a_message_is_not_taken_for_an_earlier_one_whose_line_is_lost(site, kit):
-    """The bundle may be of either; the one that is unsent would never be sent."""
+    """Either may be the one in the bundle; marked by mistake, the unsent one would never be sent."""
     fido = scanned(site).bases[0]
     fido.add(b"same\x01", sent=0)
     fido.sig = b""

@@ -1,4 +1,4 @@
-"""cvkit verify: what tosses, scans and the BBS make is sound, and while they are at work nothing is settled."""
+"""cvkit verify: what tosses, scans and the BBS write is sound, and while they are at work the answer is unsettled."""
 
 import os
 import threading
@@ -17,7 +17,7 @@ from smallest_bases import A, B, DAT, NOTE, base_of, cut, loose_text
 from smallest_sites import bundle_left, packet_left, scanned
 
 
-def test_what_tosses_and_scans_make_is_sound(site, kit):
+def test_what_tosses_and_scans_write_is_sound(site, kit):
     scanned(site)
     site.inbound("1.pkt", Packet([A, B, echomail("FIDO", "", msgid="1:2/3 empty"),
                                   echomail("FIDO", "text", msgid="1:2/3 names", sender="S" * 40, to="T" * 30)]))
@@ -58,7 +58,7 @@ def test_packing_and_renumbering_leave_notes_only(ready, kit, renumbered):
 
 
 @posix_only("the lock's owner has to be a process of this system")
-def test_while_a_run_is_at_work_its_files_are_its_own(ready, kit):
+def test_files_of_a_run_at_work_are_no_leftovers(ready, kit):
     ready.write(LOCK, f"cvtoss32 1.05 Beta 5 mode=-scan pid={os.getpid()} started={int(time.time())}\n")
     packet_left(ready)
     bundle_left(ready)
@@ -67,12 +67,12 @@ def test_while_a_run_is_at_work_its_files_are_its_own(ready, kit):
     assert "Unsettled: a run is at work." in kit("verify").text
 
 
-def test_a_fresh_lock_without_an_owner_may_be_of_a_run_at_work(ready, kit):
+def test_a_fresh_lock_without_an_owner_may_belong_to_a_run_at_work(ready, kit):
     ready.write(LOCK, b"")
     assert kit.json("verify")["unsettled"] == "a run is at work"
 
 
-def test_a_caller_unsettles_what_is_seen(ready, kit):
+def test_with_a_caller_on_the_answer_is_unsettled(ready, kit):
     ready.nodes(Node(), Node(user=5))
     loose_text(ready)
     answer = kit.json("verify", status=1)
@@ -89,7 +89,7 @@ def test_what_a_caller_finishes_meanwhile_is_no_finding(ready, kit):
 
 
 @posix_only("a pseudo-terminal")
-def test_a_terminal_shows_how_far_the_judges_are(site, kit):
+def test_a_terminal_shows_the_progress(site, kit):
     site.conferences(echo("FIDO"), echo("TECH"))
     shown = kit.errors_on_terminal("verify")
     assert "\rjudging [" + "#" * 15 + "-" * 15 + "]  50%" in shown and shown.endswith(" \r")

@@ -12,7 +12,7 @@ class Count:
     def __init__(self) -> None:
         self.points = 0
         self.undecided = 0
-        """How many of the points ended with a repair that had to leave something, and said so."""
+        """How many of the points ended with a repair that had to leave something, and reported it."""
 
     def one(self) -> None:
         self.points += 1

@@ -16,7 +16,7 @@ from harness.target import PROGRAM, RUNNER
 
 MEGABYTES = 24
 SOON = 1
-"""Seconds; the system writes what nobody waits for after five at the earliest, mostly after thirty."""
+"""Seconds; the system writes data that no program waits for after five at the earliest, mostly after thirty."""
 
 
 class LaidSite(Site):

@@ -1,4 +1,4 @@
-"""After a run was killed: one call of cvkit, and the same run again ends as if it had never been disturbed."""
+"""After a run was killed: after one call of cvkit the same run ends as if it had never been killed."""
 
 import os
 import re
@@ -15,7 +15,7 @@ BACKUP = re.compile(r"MSG/cvkit-backup-[^/]*/")
 
 
 def age_an_empty_lock(site: Site) -> None:
-    """Nothing but its age tells that a lock without an owner is of a run that was killed."""
+    """Only its age shows that a lock without an owner belongs to a run that was killed."""
     path = site.path(LOCK)
     if path.exists() and not path.read_bytes():
         then = time.time() - HALF_AN_HOUR

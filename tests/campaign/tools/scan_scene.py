@@ -42,11 +42,11 @@ class ScanScene:
     conferences: list[Conference]
     fill: Callable[[list[MessageBase]], None]
     serial: int | None = None
-    """What the serial file holds; None when it is not there."""
+    """The content of the serial file; None when it does not exist."""
     options: tuple[str, ...] = ()
     """Of strace."""
     linked: bool = False
-    """The bundle is published by a link, for the file system cannot rename without replacing."""
+    """The bundle is published by a link because the file system cannot rename without replacing."""
 
     def lay(self, site: Site) -> "LateScan":
         scan = LateScan(site, *self.conferences)

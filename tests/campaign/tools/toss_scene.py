@@ -81,10 +81,10 @@ class TossScene:
     fault: bool = False
     """The packet stops at a structural fault after its messages."""
     older: bool = False
-    """A file of the source's name lies in the processed directory."""
+    """A file of the source's name is in the processed directory."""
     kept: bool = True
     stored_before: int = 0
-    """So many of the messages were stored by an earlier run."""
+    """That many of the messages were stored by an earlier run."""
     elsewhere: Path | None = None
     """The processed directory, on another file system."""
     options: tuple[str, ...] = ()
