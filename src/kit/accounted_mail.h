@@ -19,6 +19,7 @@ class AccountedMail {
  public:
   explicit AccountedMail(const KitSite& site) : site_(site) {}
 
+  // Judges the file at `path` by the present message base.
   Account Judge(const std::string& path);
 
  private:

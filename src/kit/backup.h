@@ -53,6 +53,8 @@ void CompleteList(const Backup& backup);
 // Whether another program has changed a file of an unfinished list. The rest of the list must not be applied then; a
 // new repair starts from the files as they are.
 bool IsOvertaken(const Backup& backup);
+
+// Enters the state "overtaken". Throws NotAnswered.
 void CloseOvertaken(const Backup& backup);
 
 // Makes the changes of the list. Throws NotAnswered, and changes nothing, when a file holds anything but its old
@@ -61,6 +63,8 @@ void ApplyBackup(const Backup& backup);
 
 // Reads the list in a directory. Throws NotAnswered when there is none.
 Backup ReadBackup(const std::string& directory);
+
+// Returns kClosed for every state after "list.json".
 BackupState StateOf(const std::string& directory);
 
 // Undoes all changes. Throws NotAnswered, and changes nothing, when a file is no longer as the repair left it.

@@ -24,6 +24,7 @@ struct IndexJudgement {
   std::string differs;  // which field is wrong: "number", "sender", "recipient" or "thread"
 };
 
+// Compares the index entries with the headers, in their order.
 IndexJudgement JudgeIndex(const BaseModel& model);
 
 // Whether an entry can be that of the header.

@@ -308,7 +308,7 @@ std::vector<PendingExport> FindPendingExports(const BaseModel& model, const Conf
     std::vector<size_t>& found = places[key];
     if (const auto before = sent.find(key); before != sent.end()) {
       found.insert(found.end(), before->second.begin(), before->second.end());
-      if (found.size() != items.size()) continue;  // which of them are in the bundle cannot be told
+      if (found.size() != items.size()) continue;  // which of them are in the bundle cannot be determined
     }
     std::sort(found.begin(), found.end());  // a scan takes them in this order
     for (size_t i = 0; i < std::min(found.size(), items.size()); ++i) {

@@ -30,6 +30,7 @@ struct MissingLines {
   std::vector<StoredAgain> again;
 };
 
+// Finds the messages whose SIG lines an interrupted toss did not write.
 MissingLines FindMissingLines(const BaseModel& model, const InboundMail& mail);
 
 // A message that was stored incompletely, and whose source is still inbound.
@@ -38,6 +39,7 @@ struct TornMessage {
   std::string source;
 };
 
+// Returns them in the order of their headers.
 std::vector<TornMessage> FindTornMessages(const BaseModel& model, const InboundMail& mail);
 
 // Returns the headers of whole messages whose mail is still inbound, by their SIG lines or by what is stored.

@@ -24,4 +24,5 @@ struct SiteState {
   std::string Unsettled() const;
 };
 
+// Reads the lock and the node status.
 SiteState LookAtSite(const TosserConfig& config);

@@ -5,4 +5,5 @@
 #include "kit/finding.h"
 #include "kit/inbound_mail.h"
 
+// Adds the findings. `mail` shows which messages an interrupted toss may have left incomplete.
 void JudgeBase(const BaseModel& model, const InboundMail& mail, Findings* findings);

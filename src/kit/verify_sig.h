@@ -6,6 +6,7 @@
 #include "kit/inbound_mail.h"
 #include "kit/mail_match.h"
 
+// Adds the findings.
 void JudgeSig(const BaseModel& model, const InboundMail& mail, Findings* findings);
 
 // Finds the SIG lines of messages whose headers are lost and whose sources are still inbound: because of such a line a
