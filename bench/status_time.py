@@ -1,4 +1,4 @@
-"""How long `cvkit status` takes: status_time.py DIRECTORY-OF-THE-PROGRAMS
+"""How long `cvkit status` takes: status_time.py DIRECTORY-OF-THE-PROGRAMS (with PYTHONPATH=tests)
 
 A site of 100 conferences of 500 messages and a log of 10 MB, whose last scan lies at its beginning. The best of 20.
 """
@@ -9,9 +9,7 @@ import tempfile
 import time
 from pathlib import Path
 
-sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "tests"))
-
-from bench_site import Site, headers, sig_lines  # noqa: E402
+from bench_site import Site, headers, sig_lines
 
 CONFERENCES, MESSAGES, RECORDS, LOG_SIZE, CALLS = 100, 500, 8, 10 << 20, 20
 MOST = 0.3  # seconds
