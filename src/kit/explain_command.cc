@@ -21,7 +21,7 @@ struct ExplainOptions {
 };
 
 std::vector<ExplainedLine> ExplainLine(const std::string& line) {
-  if (const GuideEntry* entry = FindGuideLine(line)) return {{entry, ShownMail(BareLine(line))}};
+  if (const GuideEntry* entry = FindGuideLine(line)) return {{entry, DecodedMail(BareLine(line))}};
   std::vector<ExplainedLine> explained;
   for (const GuideEntry* entry : SearchGuideLines(line)) explained.push_back({entry, entry->line});
   if (explained.empty()) throw NotAnswered("the operator's guide has no such line: it asks for nothing");
@@ -29,7 +29,7 @@ std::vector<ExplainedLine> ExplainLine(const std::string& line) {
 }
 
 void ShowText(const std::vector<ExplainedLine>& all, const std::string& run) {
-  if (!run.empty()) Show(run + "\n");
+  if (!run.empty()) Show(ShownName(run) + "\n");
   for (const ExplainedLine& one : all) {
     Show(fmt::format("{}\n    {}\n", Coloured(one.entry->asks ? kWarning : kFaint, TextOf(one)), one.entry->remedy));
   }

@@ -26,7 +26,7 @@ ExplainedRun ExplainLastRun(const std::string& log, std::string_view mode) {
   std::optional<int64_t> start;
   tail.EachMarkBackwards([&](std::string_view line, int64_t at) {
     if (!Begins(line, mode)) return true;
-    run.start = ShownMail(line);
+    run.start = DecodedMail(line);
     start = at;
     return false;
   });
@@ -39,7 +39,7 @@ ExplainedRun ExplainLastRun(const std::string& log, std::string_view mode) {
     if (entry == nullptr) return;
     const auto [place, is_new] = places.emplace(entry, run.lines.size());
     if (is_new) {
-      run.lines.push_back({entry, ShownMail(BareLine(line))});
+      run.lines.push_back({entry, DecodedMail(BareLine(line))});
     } else {
       ++run.lines[place->second].count;
     }
@@ -48,5 +48,6 @@ ExplainedRun ExplainLastRun(const std::string& log, std::string_view mode) {
 }
 
 std::string TextOf(const ExplainedLine& line) {
-  return line.count == 1 ? line.line : fmt::format("{} (and {} like it)", line.line, Count(line.count - 1, "line"));
+  const std::string shown = ShownName(line.line);
+  return line.count == 1 ? shown : fmt::format("{} (and {} like it)", shown, Count(line.count - 1, "line"));
 }

@@ -10,12 +10,12 @@
 // A row of the guide, and the lines that belong to it.
 struct ExplainedLine {
   const GuideEntry* entry = nullptr;
-  std::string line;  // the first of them, showable, without its stamp
+  std::string line;  // the first of them, decoded, without its stamp
   size_t count = 1;
 };
 
 struct ExplainedRun {
-  std::string start;                 // its first line, showable; empty when the log has no such run
+  std::string start;                 // its first line, decoded; empty when the log has no such run
   std::vector<ExplainedLine> lines;  // one for each row, in the order in which the rows first appear
 };
 
@@ -23,5 +23,5 @@ struct ExplainedRun {
 // that begins a run. Reads the rotated parts of the log as far as necessary. Throws NotAnswered.
 ExplainedRun ExplainLastRun(const std::string& log, std::string_view mode);
 
-// Returns the line with the number of those like it.
+// Returns the line, showable, with the number of those like it.
 std::string TextOf(const ExplainedLine& line);

@@ -12,6 +12,7 @@
 #include "kit/ledger_match.h"
 #include "kit/log_reader.h"
 #include "kit/site_files.h"
+#include "kit/site_state.h"
 
 namespace {
 
@@ -211,6 +212,14 @@ class Making {
   size_t all_bytes_ = 0;
 };
 
+// Whatever a run or a caller does to the base or the log changes this.
+std::string TimesOf(const KitSite& site, const std::string& log) {
+  std::string times = std::to_string(LookAtFile(log).status.size);
+  for (size_t i = 0; i < site.conferences.count; ++i)
+    times += "," + FileTimes(site, site.conferences.entries[i].Number);
+  return times;
+}
+
 }  // namespace
 
 size_t LedgerSums::In() const { return std::accumulate(of.begin(), of.end(), size_t{0}); }
@@ -241,5 +250,11 @@ const char* NameOf(FileState state) {
 }
 
 LedgerSums MakeLedger(const KitSite& site, const LedgerQuestion& question, const LedgerReader& reader) {
-  return Making(site, question, reader).Make();
+  const std::string before = TimesOf(site, question.log);
+  LedgerSums sums = Making(site, question, reader).Make();
+  sums.unsettled = LookAtSite(site.config).Unsettled();
+  if (sums.unsettled.empty() && TimesOf(site, question.log) != before) {
+    sums.unsettled = "files change while they are read";
+  }
+  return sums;
 }

@@ -59,6 +59,7 @@ struct LedgerQuestion {
 struct LedgerSums {
   std::array<size_t, kFates> of = {};
   size_t files = 0;
+  std::string unsettled;  // why the ledger may be outdated at once; empty if it is not
 
   size_t Of(Fate fate) const { return of[static_cast<size_t>(fate)]; }
   size_t In() const;

@@ -9,7 +9,6 @@
 #include "kit/log_reader.h"
 #include "kit/log_tail.h"
 #include "kit/progress.h"
-#include "kit/site_state.h"
 
 namespace {
 
@@ -53,15 +52,14 @@ int RunLedger(LedgerOptions options) {
   LedgerJson json;
   if (options.common.json) json.Begin();
   const LedgerSums sums = ShowLedger(site, options, &json);
-  const std::string unsettled = LookAtSite(site.config).Unsettled();
   if (options.common.json) {
-    json.End(sums, question, unsettled);
+    json.End(sums, question);
   } else {
     if (!has_log) Show("There is no " + ShownName(question.log) + ".\n");
     if (sums.Of(Fate::kRemoved) != 0) {
       Show("Removed: packed by the BBS, or cut; cvkit verify tells whether the message base is sound.\n");
     }
-    if (!unsettled.empty()) Show("Unsettled: " + unsettled + ".\n");
+    if (!sums.unsettled.empty()) Show("Unsettled: " + sums.unsettled + ".\n");
     if (sums.files == 0 && !(question.files.empty() && question.msgid.empty())) {
       Show("Neither the log nor any file that is there knows of it.\n");
     }

@@ -60,15 +60,15 @@ std::string LedgerText(const LedgerMessage& message) {
 void LedgerJson::Begin() { Show("{\"messages\": ["); }
 
 void LedgerJson::Add(const LedgerFile& file) {
-  const Json object = {{"file", ShownName(file.name)},
-                       {"path", file.path.empty() ? Json() : Json(ShownName(file.path))},
+  const Json object = {{"file", file.name},
+                       {"path", file.path.empty() ? Json() : Json(file.path)},
                        {"state", NameOf(file.state)},
                        {"when", IsoStamp(file.when)}};
   files_ += (files_.empty() ? "\n  " : ",\n  ") + Dump(object);
 }
 
 void LedgerJson::Add(const LedgerFile& file, const LedgerMessage& message) {
-  const Json object = {{"file", ShownName(file.name)},
+  const Json object = {{"file", file.name},
                        {"entry", message.entry ? Json(DecodedMail(*message.entry)) : Json()},
                        {"number", message.number},
                        {"msgid", TextOrNull(message.msgid)},
@@ -82,12 +82,12 @@ void LedgerJson::Add(const LedgerFile& file, const LedgerMessage& message) {
   any_ = true;
 }
 
-void LedgerJson::End(const LedgerSums& sums, const LedgerQuestion& question, const std::string& unsettled) {
+void LedgerJson::End(const LedgerSums& sums, const LedgerQuestion& question) {
   Json rest = {{"in", sums.In()}};
   for (size_t i = 0; i < kFates; ++i) rest[NameOf(static_cast<Fate>(i))] = sums.of[i];
   const auto stamp_or_null = [](const std::string& stamp) { return stamp.empty() ? Json() : Json(IsoStamp(stamp)); };
   rest["since"] = stamp_or_null(question.since);
   rest["until"] = stamp_or_null(question.until);
-  rest["unsettled"] = unsettled.empty() ? Json() : Json(unsettled);
+  rest["unsettled"] = TextOrNull(sums.unsettled);
   Show(fmt::format("],\n\"files\": [{}],\n{}\n", files_, Dump(rest).substr(1)));
 }

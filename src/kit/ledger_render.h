@@ -17,7 +17,7 @@ class LedgerJson {
   void Begin();
   void Add(const LedgerFile& file);
   void Add(const LedgerFile& file, const LedgerMessage& message);
-  void End(const LedgerSums& sums, const LedgerQuestion& question, const std::string& unsettled);
+  void End(const LedgerSums& sums, const LedgerQuestion& question);
 
  private:
   bool any_ = false;   // a message has been written

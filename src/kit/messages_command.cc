@@ -203,7 +203,7 @@ Answer Export(const KitSite& site, const MessagesOptions& options) {
   }
   progress.reset();
   answer.status = exporter.Finish();
-  answer.json = {{"file", ShownName(options.exported[1])}, {"exported", exporter.Count()}};
+  answer.json = {{"file", options.exported[1]}, {"exported", exporter.Count()}};
   if (!options.common.json) Show(ShownName(options.exported[1]) + ": " + Count(exporter.Count(), "message") + "\n");
   return answer;
 }

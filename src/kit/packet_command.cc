@@ -114,7 +114,7 @@ int Extract(const KitSite& site, const PacketOptions& options) {
       }
       WriteOutputFile(site, options.extract + "/" + name, entry.content, options.force);
       if (!entry.fault.empty()) status = kNeedsAttention;
-      extracted.push_back({{"path", ShownName(path)},
+      extracted.push_back({{"path", path},
                            {"entry", DecodedMail(entry.name)},
                            {"file", name},
                            {"size", entry.content.size()},

@@ -135,10 +135,8 @@ std::string MessageText(const MessageFacts& message) {
 }  // namespace
 
 std::string FileJson(const FileFacts& file) {
-  const Json json = {{"path", ShownName(file.path)},
-                     {"kind", NameOf(file.kind)},
-                     {"fate", NameOf(file.fate)},
-                     {"reason", file.reason}};
+  const Json json = {
+      {"path", file.path}, {"kind", NameOf(file.kind)}, {"fate", NameOf(file.fate)}, {"reason", file.reason}};
   return OpenJson(json) + ",\"packets\":" + ArrayJson(file.packets, PacketJson) + "}";
 }
 

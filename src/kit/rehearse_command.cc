@@ -22,11 +22,11 @@ struct RehearseOptions : CommonOptions {
 
 // A line contains file names and names of people: it is decoded as UTF-8 if all of it is valid, otherwise as code page
 // 437.
-std::string ShownLine(const std::string& line) {
+std::string DecodedLine(const std::string& line) {
   std::string letters = line;
   std::replace_if(
       letters.begin(), letters.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; }, ' ');
-  return ShownName(letters).find('\\') == std::string::npos ? ShownName(line) : ShownMail(line);
+  return ShownName(letters).find('\\') == std::string::npos ? line : DecodedMail(line);
 }
 
 std::string ShownMessage(const std::string& from, const std::string& to, const std::string& subject) {
@@ -80,7 +80,7 @@ std::string TellChanges(const Rehearsal& rehearsal) {
 }
 
 void ShowText(const Rehearsal& rehearsal) {
-  for (const std::string& line : rehearsal.lines) Show(Coloured(kFaint, ShownLine(line)) + "\n");
+  for (const std::string& line : rehearsal.lines) Show(Coloured(kFaint, ShownName(DecodedLine(line))) + "\n");
   for (const std::string& why : rehearsal.unsettled) Show("Unsettled: " + why + ".\n");
   if (!rehearsal.hindrance.empty()) Show(Coloured(kBad, "But " + rehearsal.hindrance + ".") + "\n");
   const std::string changes = TellChanges(rehearsal);
@@ -111,7 +111,7 @@ Json JsonOf(const RehearsedBundle& bundle) {
                         {"area", one.area ? Json(DecodedMail(*one.area)) : Json()},
                         {"msgid", TextOrNull(one.msgid)}});
   }
-  return {{"directory", ShownName(bundle.directory)}, {"size", bundle.size}, {"messages", messages}};
+  return {{"directory", bundle.directory}, {"size", bundle.size}, {"messages", messages}};
 }
 
 template <class List, class Make>
@@ -122,13 +122,12 @@ Json Each(const List& list, Make make) {
 }
 
 void ShowFacts(const RehearseOptions& options, const Rehearsal& rehearsal, const std::string& kept) {
-  const auto shown = [](const std::string& name) { return Json(ShownName(name)); };
-  const auto or_null = [](const std::string& name) { return name.empty() ? Json() : Json(ShownName(name)); };
+  const auto or_null = [](const std::string& name) { return name.empty() ? Json() : Json(name); };
   ShowJson({{"run", options.run},
             {"status", rehearsal.status},
-            {"lines", Each(rehearsal.lines, [](const std::string& line) { return Json(ShownLine(line)); })},
+            {"lines", Each(rehearsal.lines, [](const std::string& line) { return Json(DecodedLine(line)); })},
             {"hindrance", or_null(rehearsal.hindrance)},
-            {"unsettled", Each(rehearsal.unsettled, shown)},
+            {"unsettled", rehearsal.unsettled},
             {"conferences", Each(rehearsal.conferences,
                                  [](const RehearsedConference& one) -> Json {
                                    return {{"number", one.number},         {"name", DecodedMail(one.name)},
@@ -137,7 +136,7 @@ void ShowFacts(const RehearseOptions& options, const Rehearsal& rehearsal, const
                                  })},
             {"files", Each(rehearsal.files,
                            [&](const RehearsedFile& one) -> Json {
-                             return {{"path", ShownName(one.path)}, {"fate", one.fate}, {"to", or_null(one.moved)}};
+                             return {{"path", one.path}, {"fate", one.fate}, {"to", or_null(one.moved)}};
                            })},
             {"saved", rehearsal.saved},
             {"unknown_areas",

@@ -4,6 +4,7 @@
 #include "kit/kit_format.h"
 #include "kit/kit_output.h"
 #include "kit/leftovers.h"
+#include "kit/progress.h"
 #include "kit/repair_base.h"
 #include "kit/serial_judge.h"
 #include "platform/os.h"
@@ -24,6 +25,7 @@ void PlanRepair(const KitSite& site, QuietSite* quiet, Backup* backup) {
   const OutboundMail outbound = ReadOutboundMail(config);
   Serials serials(config);
   for (const OutboundItem& item : outbound.items) serials.See(item.msgid);
+  Progress progress("repairing", table.count);
   for (size_t i = 0; i < table.count; ++i) {
     quiet->Keep();
     const BaseModel model = ReadBaseModel(config.MsgDir, table.entries[i].Number);
@@ -34,6 +36,7 @@ void PlanRepair(const KitSite& site, QuietSite* quiet, Backup* backup) {
     AddFile(config, model.idx, repair.idx, backup);
     AddFile(config, model.dat, repair.dat, backup);
     backup->texts.insert(backup->texts.end(), repair.texts.begin(), repair.texts.end());
+    progress.Add(1);
   }
   if (serials.IsBehind()) {
     const std::string content = fmt::format("{}{}", serials.Newest(), kOsLineEnd);

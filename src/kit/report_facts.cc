@@ -144,6 +144,7 @@ ReportFacts ReadReport(const KitSite& site, const std::string& log,
   facts.unknown_areas = ReadUnknownAreas(site);
   facts.status = ReadStatus(site, log);
   facts.unsettled = facts.status.state.Unsettled();
+  if (facts.unsettled.empty()) facts.unsettled = facts.ledger.unsettled;
   facts.attention = facts.status.attention;
   if (const size_t lost = facts.ledger.Of(Fate::kUnaccounted); lost != 0) {
     AddAttention("mail-unaccounted", "nothing says what became of " + Count(lost, "message"), &facts.attention);

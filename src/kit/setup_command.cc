@@ -146,8 +146,8 @@ int WriteSetup(const SetupOptions& options) {
   std::string output;
   const int checked = Check(program, options.config, &output);
   if (options.json) {
-    ShowJson({{"config", ShownName(options.config)},
-              {"program", ShownName(program)},
+    ShowJson({{"config", options.config},
+              {"program", program},
               {"done", done},
               {"check", Escaped(output)},
               {"status", checked}});

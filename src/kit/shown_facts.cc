@@ -10,6 +10,26 @@
 #include "ftn/fts_date.h"
 #include "kit/kit_output.h"
 
+namespace {
+
+struct Utf8Control {
+  size_t size;  // bytes; 0 for none
+  unsigned value;
+};
+
+// Returns the character of valid UTF-8 that begins with one of the bytes 7F, C2 and E2, if it controls a terminal: DEL,
+// those of U+0080 to U+009F, and those that change the direction of writing.
+Utf8Control ControlAt(const std::string& text, size_t at) {
+  const auto next = [&](size_t i) { return static_cast<unsigned char>(text[at + i]) & 0x3FU; };
+  if (text[at] == '\x7F') return {1, 0x7F};
+  if (text[at] == '\xC2') return {next(1) < 0x20 ? size_t{2} : 0, 0x80 | next(1)};
+  const unsigned value = 0x2000 | (next(1) << 6) | next(2);
+  const bool turns = (value >= 0x202A && value <= 0x202E) || (value >= 0x2066 && value <= 0x2069);
+  return {turns ? size_t{3} : 0, value};
+}
+
+}  // namespace
+
 std::string IsoDate(const std::string& base_date) {
   unsigned month = 0;
   unsigned day = 0;
@@ -46,12 +66,17 @@ std::string IsoPackedDate(const std::string& packed_date) {
 Json TextOrNull(const std::string& text) { return text.empty() ? Json(nullptr) : Json(DecodedMail(text)); }
 
 std::string JsonText(const Json& object, int indent) {
-  std::string text = object.dump(indent, ' ', false, Json::error_handler_t::replace);
-  constexpr char kDelete = '\x7F';  // the one control byte that the library does not escape
-  for (size_t at = text.find(kDelete); at != std::string::npos; at = text.find(kDelete, at)) {
-    text.replace(at, 1, "\\u007f");
+  const std::string text = object.dump(indent, ' ', false, Json::error_handler_t::replace);
+  std::string escaped;
+  size_t done = 0;
+  constexpr char kLeads[] = "\x7F\xC2\xE2";  // of all that the library does not escape
+  for (size_t at = text.find_first_of(kLeads); at != std::string::npos; at = text.find_first_of(kLeads, at + 1)) {
+    const Utf8Control control = ControlAt(text, at);
+    if (control.size == 0) continue;
+    escaped.append(text, done, at - done).append(fmt::format("\\u{:04x}", control.value));
+    done = at + control.size;
   }
-  return text;
+  return escaped.append(text, done);
 }
 
 void ShowJson(const Json& object) { Show(JsonText(object, 2) + "\n"); }

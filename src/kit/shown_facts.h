@@ -28,7 +28,7 @@ Json OrNull(const std::optional<Value>& value) {
 // The text decoded, or null for an empty one.
 Json TextOrNull(const std::string& text);
 
-// Returns an object as JSON, on one line if `indent` is negative. Every control byte is escaped.
+// Returns an object as JSON, on one line if `indent` is negative. Whatever controls a terminal is escaped.
 std::string JsonText(const Json& object, int indent);
 
 // Prints an object as JSON with a line end.

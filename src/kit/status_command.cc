@@ -118,7 +118,7 @@ void ShowObject(const StatusFacts& facts) {
   answer["inbound"] = Json::array();
   for (const InboundFile& file : facts.inbound) {
     answer["inbound"].push_back(
-        {{"file", ShownName(file.name)}, {"retained", file.retained}, {"since", IsoStamp(StampOf(file.modified))}});
+        {{"file", file.name}, {"retained", file.retained}, {"since", IsoStamp(StampOf(file.modified))}});
   }
   answer["bundles"] = facts.bundles;
   answer["new_areas"] = facts.new_areas;

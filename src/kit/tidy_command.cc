@@ -76,13 +76,13 @@ void ShowFacts(const TidyOptions& options, const TidyQuestion& question, const T
   Json items = Json::array();
   for (const TidyItem& item : tidying.items) {
     items.push_back({{"kind", item.kind},
-                     {"path", ShownName(item.path)},
+                     {"path", item.path},
                      {"size", item.size},
                      {"days", DaysOld(item)},
                      {"kept", item.kept.empty() ? Json() : Json(item.kept)}});
   }
   Json rotated;
-  if (!tidying.rotate_to.empty()) rotated = {{"from", ShownName(question.log)}, {"to", ShownName(tidying.rotate_to)}};
+  if (!tidying.rotate_to.empty()) rotated = {{"from", question.log}, {"to", tidying.rotate_to}};
   ShowJson({{"applied", options.apply},
             {"items", items},
             {"rotated", rotated},
@@ -96,7 +96,8 @@ int Tidy(const TidyOptions& options) {
   std::unique_ptr<QuietSite> quiet;
   if (options.apply) quiet = std::make_unique<QuietSite>(site.config);
   Tidying tidying = PlanTidying(site, question);
-  if (!options.apply) tidying.unsettled = LookAtSite(site.config).Unsettled();
+  if (options.apply) tidying.unsettled.clear();  // the lock is ours
+  if (!options.apply && tidying.unsettled.empty()) tidying.unsettled = LookAtSite(site.config).Unsettled();
   std::vector<std::string> failed;
   if (quiet) failed = DoTidying(tidying, question.log, [&quiet] { quiet->Keep(); });
   options.json ? ShowFacts(options, question, tidying, failed) : ShowText(options, question, tidying, failed);

@@ -11,6 +11,7 @@
 #include "kit/leftovers.h"
 #include "kit/log_period.h"
 #include "kit/log_reader.h"
+#include "kit/progress.h"
 #include "kit/site_files.h"
 #include "platform/os.h"
 
@@ -56,7 +57,8 @@ bool IsToBeRotated(const TidyQuestion& question) {
 }
 
 // Keeps each file with a message that the ledger does not account for, even if the base has that message.
-void KeepUnaccounted(const KitSite& site, const std::string& log, std::vector<TidyItem>* items) {
+void KeepUnaccounted(const KitSite& site, const std::string& log, Tidying* tidying) {
+  Progress progress("accounting");
   std::set<std::string> unaccounted;  // paths
   LedgerQuestion question;
   question.log = log;
@@ -65,8 +67,9 @@ void KeepUnaccounted(const KitSite& site, const std::string& log, std::vector<Ti
   reader.message = [&unaccounted](const LedgerFile& file, const LedgerMessage& message) {
     if (message.fate == Fate::kUnaccounted) unaccounted.insert(file.path);
   };
-  MakeLedger(site, question, reader);
-  for (TidyItem& item : *items) {
+  reader.progress = [&progress](size_t done, size_t all) { progress.Reached(done, all); };
+  tidying->unsettled = MakeLedger(site, question, reader).unsettled;
+  for (TidyItem& item : tidying->items) {
     if (item.kept.empty() && unaccounted.count(item.path) != 0) {
       item.kept = "holds mail that the ledger does not account for";
     }
@@ -141,13 +144,16 @@ Tidying PlanTidying(const KitSite& site, const TidyQuestion& question) {
     }
   }
   AccountedMail accounts(site);
+  Progress progress("judging", tidying.items.size());
   std::set<std::string> passed;  // files that are removed, or that are no mail
   for (TidyItem& item : tidying.items) {
     const Account account = accounts.Judge(item.path);
     item.kept = WhyKept(account, item.kind == "bad");
     if (account == Account::kNoMail) passed.insert(item.path);
+    progress.Add(1);
   }
-  if (!tidying.items.empty()) KeepUnaccounted(site, question.log, &tidying.items);
+  progress.Clear();
+  if (!tidying.items.empty()) KeepUnaccounted(site, question.log, &tidying);
   for (const TidyItem& item : tidying.items) {
     if (item.kept.empty()) passed.insert(item.path);
   }

@@ -41,7 +41,7 @@ Json JsonOf(const Finding& finding) {
   return {{"code", finding.code},
           {"severity", SeverityWord(finding.severity)},
           {"conference", or_null(finding.conference != 0, finding.conference)},
-          {"file", ShownName(finding.file)},
+          {"file", finding.file},
           {"record", or_null(finding.record >= 0, finding.record)},
           {"text", finding.text},
           {"repair", or_null(!finding.repair.empty(), finding.repair)}};
@@ -50,8 +50,7 @@ Json JsonOf(const Finding& finding) {
 void ShowJson(const Verification& verification, const Repair& repair) {
   Json findings = Json::array();
   for (const Finding& finding : verification.findings) findings.push_back(JsonOf(finding));
-  Json backups = Json::array();
-  for (const std::string& directory : repair.change.backups) backups.push_back(ShownName(directory));
+  const Json backups = repair.change.backups;
   const Json answer = {{"sound", IsSound(verification.findings)},
                        {"unsettled", verification.unsettled.empty() ? Json() : Json(verification.unsettled)},
                        {"findings", findings},

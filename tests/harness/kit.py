@@ -1,11 +1,16 @@
 """Calls cvkit as its users do."""
 
 import contextlib
+import itertools
 import json
 import os
 import re
 import subprocess
+import threading
+import time
+from collections.abc import Iterator
 from dataclasses import dataclass
+from pathlib import Path
 
 from harness.site import RUN_LIMIT, Site
 from harness.target import KIT, RUNNER, environment, to_line_feeds
@@ -62,6 +67,31 @@ class Kit:
                 shown += piece
         process.wait(RUN_LIMIT)
         return shown.decode()
+
+
+@contextlib.contextmanager
+def changing(path: Path, seconds: float = 60) -> Iterator[None]:
+    """Changes a file again and again, for so long at most: another time, and another size by whole lines of a log."""
+    done = threading.Event()
+
+    def change():
+        end = time.monotonic() + seconds
+        for when in itertools.count():
+            if done.wait(0.001) or time.monotonic() > end:
+                return
+            if path.suffix == ".LOG":
+                with path.open("ab") as log:
+                    log.write(b"[2020-01-01 00:00:00] x\n")
+            else:
+                os.utime(path, (when, when))
+
+    thread = threading.Thread(target=change)
+    thread.start()
+    try:
+        yield
+    finally:
+        done.set()
+        thread.join()
 
 
 def commands_of(kit: Kit) -> list[str]:

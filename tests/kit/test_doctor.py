@@ -1,11 +1,9 @@
 """cvkit doctor: each finding in a site that shows it, and none in sites that almost do."""
 
 import gzip
-import itertools
 import os
 import shutil
 import subprocess
-import threading
 import time
 from pathlib import Path
 
@@ -15,6 +13,7 @@ from formats.conference_table import netmail as netmail_conference
 from formats.message_base import MessageBase
 from formats.packet import Packet
 from formats.zip_bundle import Entry, bundle
+from harness.kit import changing
 from harness.site import CONFIG, LOCK, Site
 from harness.target import KIT, ROOT, posix_only
 from harness.undeletable import undeletable
@@ -397,19 +396,7 @@ def test_what_a_run_at_work_explains_is_not_reported(well, kit):
 def test_a_conference_that_changes_is_read_again(well, kit, seconds, unsettled):
     restored_without_sig(well)
     well.write("MSG/CVMSG01.SIG", b"a long time to read\n" * 400_000 + well.read("MSG/CVMSG01.SIG"))
-    done = threading.Event()
-
-    def change():
-        end = time.monotonic() + seconds
-        for when in itertools.count():
-            if done.wait(0.001) or time.monotonic() > end:
-                return
-            os.utime(well.path("MSG/CVMSG01.PTR"), (when, when))
-
-    thread = threading.Thread(target=change)
-    thread.start()
-    answer = kit.json("doctor", status=None)
-    done.set()
-    thread.join()
+    with changing(well.path("MSG/CVMSG01.PTR"), seconds):
+        answer = kit.json("doctor", status=None)
     assert answer["unsettled"] == unsettled
     assert [one["code"] for one in answer["attention"]] == ([] if unsettled else ["sig-ahead"])

@@ -132,6 +132,7 @@ def test_after_a_real_toss(site, kit):
 def test_control_bytes_of_a_log_are_shown_escaped(site, kit):
     log(site, "ERROR: could not seek \x1b[31m\x07\xe9")
     assert r"seek \x1B[31m\x07Θ" in kit("explain", status=1).text
+    assert kit.json("explain", status=1)["lines"][0]["line"] == "ERROR: could not seek \x1b[31m\x07Θ"
 
 
 def test_another_log_and_one_beside_the_configuration(site, kit):

@@ -11,6 +11,7 @@ from formats.conference_table import Conference, echo, netmail
 from formats.packet import PackedMessage, Packet
 from formats.packet import netmail as packed_netmail
 from formats.zip_bundle import DATA_DESCRIPTOR, DEFLATED, Entry, bundle
+from harness.kit import changing
 from harness.ledger import CUT, edit_log, fates, ledger, mail, states, tossed
 from harness.site import LOCK, LOG
 from harness.target import WINDOWS, posix_only
@@ -223,12 +224,25 @@ def test_while_a_run_is_at_work_the_answer_says_that_it_may_change(post, kit):
     assert "Unsettled: a run is at work." in kit("ledger").text
 
 
-@posix_only("needs a pseudo-terminal")
-def test_a_progress_bar_is_shown_on_a_terminal_only(post, kit):
+@pytest.mark.parametrize("command", [("ledger",), ("tidy", "--older", "0d"), ("report",)], ids=" ".join)
+@pytest.mark.parametrize("name", ["MSG/CVMSG01.PTR", LOG])
+def test_files_that_change_while_they_are_read_make_the_answer_unsettled(post, kit, command, name):
     tossed(post, mail(1))
-    shown = kit.errors_on_terminal("ledger", "--sum")
-    assert "\raccounting [" + "#" * 30 + "] 100%" in shown and shown.endswith(" \r")
-    assert kit("ledger", "--sum", status=None).errors == ""
+    post.write(f"{LOG}.1", b"[2020-01-01 00:00:00] a long time to read\n" * 200_000)
+    assert kit.json(*command, status=None)["unsettled"] is None
+    with changing(post.path(name)):
+        assert kit.json(*command, status=None)["unsettled"] == "files change while they are read"
+
+
+@posix_only("needs a pseudo-terminal")
+@pytest.mark.parametrize("bar, command", [
+    ("accounting", ("ledger", "--sum")), ("judging", ("tidy", "--older", "0d")),
+    ("accounting", ("tidy", "--older", "0d")), ("repairing", ("verify", "--repair"))])
+def test_a_progress_bar_is_shown_on_a_terminal_only(post, kit, bar, command):
+    tossed(post, mail(1))
+    shown = kit.errors_on_terminal(*command)
+    assert f"\r{bar} [{'#' * 30}] 100%" in shown and shown.endswith(" \r")
+    assert kit(*command, status=None).errors == ""
 
 
 # A month; under Wine, where a toss takes long, ten days.
