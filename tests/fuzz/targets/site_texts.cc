@@ -71,7 +71,7 @@ void CheckLastRun(const std::string& path, const std::vector<std::string>& lines
   };
   const auto start = std::find_if(lines.rbegin(), lines.rend(), begins);
   const ExplainedRun run = ExplainLastRun(path, {});
-  MustEqual(run.start, start == lines.rend() ? "" : ShownMail(*start), "the last run begins with the last such line");
+  MustEqual(run.start, start == lines.rend() ? "" : DecodedMail(*start), "the last run begins with the last such line");
   size_t explained = 0;
   for (const ExplainedLine& line : run.lines) explained += line.count;
   const auto own = std::count_if(lines.rbegin(), start == lines.rend() ? lines.rbegin() : start + 1,
